@@ -1,0 +1,95 @@
+# How every target of the project is built.
+
+# find_package for a package that one part needs: says which Debian package has it, and the option
+# that leaves the part out.
+function(bridge_find_package name debian_package leave_out)
+  find_package(${name} QUIET ${ARGN})
+  if(NOT ${name}_FOUND)
+    message(FATAL_ERROR "${name} is missing: install the Debian package ${debian_package}, "
+                        "or leave this part out with ${leave_out}")
+  endif()
+endfunction()
+
+# The settings of one of our own targets.
+function(bridge_settings target)
+  target_compile_features(${target} PUBLIC cxx_std_17)
+  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
+  if(VELMORA_CAN_BRIDGE_STRICT)
+    target_compile_options(
+      ${target}
+      PRIVATE -Wall
+              -Wextra
+              -Wpedantic
+              -Wcast-qual
+              -Wconversion
+              -Wdouble-promotion
+              -Wformat=2
+              -Wnon-virtual-dtor
+              -Wold-style-cast
+              -Woverloaded-virtual
+              -Wshadow
+              -Wsign-conversion
+              -Wundef
+              -Werror)
+  endif()
+  if(VELMORA_CAN_BRIDGE_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=${VELMORA_CAN_BRIDGE_SANITIZE}
+                                             -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(${target} PUBLIC -fsanitize=${VELMORA_CAN_BRIDGE_SANITIZE})
+  endif()
+endfunction()
+
+# A library with its public headers under include/ and its sources under src/ of its folder. Its
+# name outside is velmora_can_bridge:: and what follows the "velmora_can_bridge_" of the target.
+function(bridge_add_library target)
+  add_library(${target} ${ARGN})
+  string(REGEX REPLACE "^velmora_can_bridge_" "" exported ${target})
+  add_library(velmora_can_bridge::${exported} ALIAS ${target})
+  set_target_properties(${target} PROPERTIES EXPORT_NAME ${exported})
+  bridge_settings(${target})
+  target_include_directories(
+    ${target}
+    PUBLIC $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include>
+           $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
+    PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/src)
+  set_property(TARGET ${target} PROPERTY bridge_include_dir ${CMAKE_CURRENT_SOURCE_DIR}/include)
+endfunction()
+
+# Installs a library with its headers, as a component of the package.
+function(bridge_install_library target)
+  install(TARGETS ${target} EXPORT ${target}_targets)
+  install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  install(EXPORT ${target}_targets NAMESPACE velmora_can_bridge::
+          DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/velmora_can_bridge)
+endfunction()
+
+# A test program: bridge_add_test(NAME LIBRARIES lib... SOURCES file...). Sees the internal headers
+# of the library whose folder it stands in, and the core's.
+function(bridge_add_test target)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "LIBRARIES;SOURCES")
+  add_executable(${target} ${arg_SOURCES})
+  bridge_settings(${target})
+  target_include_directories(
+    ${target} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR}/../src
+                      ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
+  target_link_libraries(${target} PRIVATE ${arg_LIBRARIES} GTest::gmock GTest::gtest_main)
+  gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
+                       PROPERTIES TIMEOUT 120)
+endfunction()
+
+# Compiles every public header of the library alone.
+function(bridge_add_header_check library)
+  get_target_property(include_dir ${library} bridge_include_dir)
+  file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${include_dir} ${include_dir}/*.hpp)
+  set(sources "")
+  foreach(header IN LISTS headers)
+    string(MAKE_C_IDENTIFIER ${header} name)
+    set(source ${CMAKE_CURRENT_BINARY_DIR}/header_check/${name}.cpp)
+    # Twice, so that a missing include guard is seen as well.
+    file(CONFIGURE OUTPUT ${source} CONTENT "#include \"${header}\"\n#include \"${header}\"\n")
+    list(APPEND sources ${source})
+  endforeach()
+  add_library(${library}_header_check OBJECT ${sources})
+  bridge_settings(${library}_header_check)
+  target_link_libraries(${library}_header_check PRIVATE ${library})
+endfunction()

@@ -1,0 +1,52 @@
+/// How one node of the board is laid out: its PDOs, and where its devices sit.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace velmora_can_bridge {
+
+/// One mapped field of a PDO. The first three members are a CiA 301 PDO mapping entry.
+struct PdoMapping {
+  /// Object-dictionary index of the mapped object.
+  std::uint16_t index = 0;
+  /// Its sub-index.
+  std::uint8_t sub_index = 0;
+  /// Mapped length in bits. Fields are expected to begin and end at whole bytes.
+  std::uint8_t bit_length = 0;
+  /// Name by which operations address the field; empty when none does.
+  std::string field;
+};
+
+/// One PDO of the node.
+struct PdoConfig {
+  /// PDO number as operations name it, counted from 1.
+  std::uint8_t number = 0;
+  /// "RPDO" marks a PDO that the node receives, exactly so spelled; any other text is not one.
+  std::string direction;
+  /// The mapped fields in frame order, the first at byte 0; 64 bits in all at most.
+  std::vector<PdoMapping> mappings;
+};
+
+/// Where one named device sits in the node's object dictionary.
+struct DeviceOdEntry {
+  /// Device profile: "ci402" for a drive, "claw" for a drive with a homing record, "io" otherwise.
+  /// Tells a simulated node which objects to offer; the controller does not read it.
+  std::string profile;
+  /// First object of the device; for a drive its controlword.
+  std::uint16_t base_index = 0;
+  /// Index of the device's homing record, 0 when it has none.
+  std::uint16_t homing_record = 0;
+};
+
+/// The layout of one node. Filled once, then only read while a controller refers to it.
+struct BoardConfig {
+  /// The node's PDOs. Where several match, the first in this order is used.
+  std::vector<PdoConfig> pdos;
+  /// Devices by name; case matters.
+  std::unordered_map<std::string, DeviceOdEntry> device_od_map;
+};
+
+}  // namespace velmora_can_bridge

@@ -1,0 +1,42 @@
+#include "velmora_can_bridge/can_open_node_controller.hpp"
+
+#include <string_view>
+
+#include "dispatch/results.hpp"
+
+namespace velmora_can_bridge {
+
+CanOpenNodeController::CanOpenNodeController(const std::uint8_t& node_id, CanOpenBackend& backend,
+                                             const BoardConfig& board)
+    : node_id_(&node_id), backend_(&backend), board_(&board) {}
+
+OperationResult CanOpenNodeController::execute_configured_operation(
+    const OperationConfig& op, const std::string& device,
+    const std::vector<std::uint8_t>& payload) {
+  using Self = CanOpenNodeController;
+  struct Row {
+    std::string_view kind;
+    OperationResult (Self::*handler)(const OperationConfig& op, const std::string& device,
+                                     const std::vector<std::uint8_t>& payload);
+  };
+  // Every operation of the system: one row a kind.
+  static constexpr Row rows[] = {
+      {"sdo_write", &Self::exec_sdo_write},
+      {"sdo_read", &Self::exec_sdo_read},
+      {"read_multi", &Self::exec_read_multi},
+  };
+
+  for (const Row& row : rows) {
+    if (op.kind == row.kind) {
+      return (this->*row.handler)(op, device, payload);
+    }
+  }
+  return failure("Unknown operation kind: " + op.kind);
+}
+
+const DeviceOdEntry* CanOpenNodeController::find_device_od(const std::string& device) const {
+  const auto found = board_->device_od_map.find(device);
+  return found == board_->device_od_map.end() ? nullptr : &found->second;
+}
+
+}  // namespace velmora_can_bridge
