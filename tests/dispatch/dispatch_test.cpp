@@ -1,0 +1,85 @@
+#include <type_traits>
+
+#include "support/controller_test.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+using Controller = CanOpenNodeController;
+
+// What must not compile: temporaries in the place of what has to outlive the controller, const ones
+// included, and copies or moves.
+template <typename NodeId, typename Board>
+constexpr bool constructs = std::is_constructible_v<Controller, NodeId, CanOpenBackend&, Board>;
+
+static_assert(constructs<std::uint8_t&, BoardConfig&>);
+static_assert(constructs<const std::uint8_t&, const BoardConfig&>);
+static_assert(!constructs<std::uint8_t, BoardConfig&>);
+static_assert(!constructs<const std::uint8_t, const BoardConfig&>);
+static_assert(!constructs<int&, const BoardConfig&>, "would refer to a converted temporary");
+static_assert(!constructs<std::uint8_t&, BoardConfig>);
+static_assert(!constructs<const std::uint8_t&, const BoardConfig>);
+static_assert(!constructs<std::uint8_t, BoardConfig>);
+static_assert(!constructs<const std::uint8_t, const BoardConfig>);
+static_assert(!std::is_copy_constructible_v<Controller>);
+static_assert(!std::is_move_constructible_v<Controller>);
+static_assert(!std::is_copy_assignable_v<Controller>);
+static_assert(!std::is_move_assignable_v<Controller>);
+
+using Dispatch = ControllerTest;
+
+TEST_F(Dispatch, text_that_is_no_kind_is_answered_as_it_stands) {
+  for (const char* kind : {"", "SDO_READ", "Sdo_read", " sdo_read", "sdo_read ", "sdo_rea",
+                           "sdo_reads", "read", "sdo_write\n", "unknown"}) {
+    SCOPED_TRACE(kind);
+    op.kind = kind;
+    EXPECT_EQ(run({1, 2, 3}), failed(std::string("Unknown operation kind: ") + kind));
+  }
+  EXPECT_TRUE(backend.calls.empty());
+}
+
+TEST_F(Dispatch, kind_with_a_nul_byte_is_answered_whole) {
+  op.kind = std::string("sdo_read\0x", 10);
+  EXPECT_EQ(run(), failed(std::string("Unknown operation kind: sdo_read\0x", 34)));
+}
+
+TEST_F(Dispatch, each_kind_reaches_its_handler) {
+  struct Row {
+    const char* kind;
+    const char* first_call;
+  };
+  op.index = 0x2001;
+  op.sub_index = 3;
+  op.sub_indices = {4};
+  for (const Row& row : {Row{"sdo_write", "write 5 0x2001/3"}, Row{"sdo_read", "read 5 0x2001/3"},
+                         Row{"read_multi", "read 5 0x2001/4"}}) {
+    SCOPED_TRACE(row.kind);
+    backend.calls.clear();
+    op.kind = row.kind;
+    EXPECT_EQ(run(), ok("OK"));
+    EXPECT_EQ(backend.calls, std::vector<std::string>{row.first_call});
+  }
+}
+
+TEST_F(Dispatch, node_id_is_read_afresh_at_every_bus_call) {
+  op.kind = "sdo_read";
+  op.index = 0x1018;
+  run();
+  node_id = 127;
+  run();
+  EXPECT_EQ(backend.calls, (std::vector<std::string>{"read 5 0x1018/0", "read 127 0x1018/0"}));
+}
+
+TEST_F(Dispatch, exception_of_the_backend_passes_to_the_caller) {
+  struct Throwing : ScriptedBackend {
+    bool sdo_read(std::uint8_t, std::uint16_t, std::uint8_t, Bytes&) override {
+      throw std::bad_alloc();
+    }
+  } throwing;
+  Controller other(node_id, throwing, board);
+  op.kind = "sdo_read";
+  EXPECT_THROW(other.execute_configured_operation(op, "device", {}), std::bad_alloc);
+}
+
+}  // namespace
+}  // namespace velmora_can_bridge
