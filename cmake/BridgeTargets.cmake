@@ -41,6 +41,7 @@ endfunction()
 
 # A library with its public headers under include/ and its sources under src/ of its folder. Its
 # name outside is velmora_can_bridge:: and what follows the "velmora_can_bridge_" of the target.
+# Companions share the small internal headers of the core.
 function(bridge_add_library target)
   add_library(${target} ${ARGN})
   string(REGEX REPLACE "^velmora_can_bridge_" "" exported ${target})
@@ -51,7 +52,7 @@ function(bridge_add_library target)
     ${target}
     PUBLIC $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include>
            $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
-    PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/src)
+    PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/src)
   set_property(TARGET ${target} PROPERTY bridge_include_dir ${CMAKE_CURRENT_SOURCE_DIR}/include)
 endfunction()
 

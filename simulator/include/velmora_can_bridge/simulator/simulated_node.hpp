@@ -1,0 +1,146 @@
+/// A CANopen node without hardware.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include "velmora_can_bridge/board_config.hpp"
+#include "velmora_can_bridge/can_open_backend.hpp"
+#include "velmora_can_bridge/simulator/object_dictionary.hpp"
+#include "velmora_can_bridge/simulator/sdo_abort.hpp"
+
+namespace velmora_can_bridge {
+
+/// Emergency error codes (CiA 301, 7.2.7.1) that a simulated node gives.
+/// An RPDO frame had fewer bytes than the node maps.
+inline constexpr std::uint16_t emergency_rpdo_too_short = 0x8210;
+/// An RPDO frame had more bytes than the node maps.
+inline constexpr std::uint16_t emergency_rpdo_too_long = 0x8220;
+
+/// What a node reports about an error of its own: the content of an emergency frame.
+struct Emergency {
+  std::uint16_t error_code = 0;
+  /// Object 0x1001 at that moment.
+  std::uint8_t error_register = 0;
+  /// Free for the device. For a refused RPDO frame the first byte is the RPDO's number.
+  std::array<std::uint8_t, 5> device_data{};
+};
+
+/// A node whose objects hold what is written to them.
+///
+/// It is a bus with this one node on it (`CanOpenBackend`), so that a controller runs on it as it
+/// is. The device itself (`sdo_upload`, `sdo_download`, `receive_rpdo`) can be asked without that
+/// face. Transfers end at once. The node is always operational: it knows no network management and
+/// sends nothing by itself. docs/simulator.md lists its objects.
+///
+/// Every member may be called from any thread, from several at once; a frame or a transfer takes
+/// effect as a whole.
+class SimulatedNode : public CanOpenBackend {
+ public:
+  /// Emergencies that are kept; an older one makes room for a newer one.
+  static constexpr std::size_t emergency_limit = 16;
+
+  /// A bare node: the objects 0x1000, 0x1001, 0x1008, 0x1017 and 0x1018, no RPDO.
+  ///
+  /// CANopen node ids are 1 to 127; any other is taken as it is.
+  explicit SimulatedNode(std::uint8_t node_id);
+
+  /// A bare node with the devices and PDOs of `board`, which is read only here and may go after.
+  ///
+  /// Where several RPDOs have one number, the first counts.
+  SimulatedNode(std::uint8_t node_id, const BoardConfig& board);
+
+  SimulatedNode(const SimulatedNode&) = delete;
+  SimulatedNode(SimulatedNode&&) = delete;
+  SimulatedNode& operator=(const SimulatedNode&) = delete;
+  SimulatedNode& operator=(SimulatedNode&&) = delete;
+  ~SimulatedNode() override = default;
+
+  /// Adds an object; replaces the one that stands there, a mapped one included. Does not adapt
+  /// sub-index 0.
+  void add_object(std::uint16_t index, std::uint8_t sub_index, ObjectEntry entry);
+
+  /// Uploads from this node; from any other id nobody answers (`SdoAbort::timed_out`).
+  ///
+  /// False leaves `data` as it was and the reason in `last_sdo_abort`: the abort that the checks of
+  /// `ObjectDictionary` give.
+  bool sdo_read(std::uint8_t node_id, std::uint16_t index, std::uint8_t sub_index,
+                std::vector<std::uint8_t>& data) override;
+
+  /// As `sdo_read`, but downloads `data`.
+  bool sdo_write(std::uint8_t node_id, std::uint16_t index, std::uint8_t sub_index,
+                 const std::vector<std::uint8_t>& data) override;
+
+  /// Hands the frame to the node, as `receive_rpdo`; nobody listens under any other id.
+  ///
+  /// False only for a `length` above 8, which no frame has: the bus takes every other frame,
+  /// whatever the node makes of it.
+  bool send_rpdo(std::uint8_t node_id, std::uint8_t rpdo, const std::array<std::uint8_t, 8>& data,
+                 std::uint8_t length) override;
+
+  /// What the device answers to an SDO upload request. Sets `last_sdo_abort`.
+  UploadResult sdo_upload(std::uint16_t index, std::uint8_t sub_index);
+
+  /// What the device answers to an SDO download of `data`: no value when the object took it. Sets
+  /// `last_sdo_abort`.
+  std::optional<SdoAbort> sdo_download(std::uint16_t index, std::uint8_t sub_index,
+                                       const std::vector<std::uint8_t>& data);
+
+  /// What the device does with a frame of RPDO `rpdo`: the first `length` bytes of `data`.
+  ///
+  /// Writes each mapped object in mapping order, bit by bit as mapped. An object larger than its
+  /// mapping is filled up with zeros, of a smaller one the high bytes are dropped. Read-only
+  /// objects and dummy entries (index below 0x0020) are passed over. A frame that is not exactly as
+  /// long as the mapping changes no mapped object: the communication and generic bits of the error
+  /// register are set and an emergency is noted, 0x8210 for too few bytes, 0x8220 for too many. An
+  /// RPDO that the node does not have and a `length` above 8 are ignored.
+  void receive_rpdo(std::uint8_t rpdo, const std::array<std::uint8_t, 8>& data,
+                    std::uint8_t length);
+
+  /// The abort of the latest SDO transfer of any thread; no value when it succeeded or there was
+  /// none yet.
+  std::optional<SdoAbort> last_sdo_abort() const;
+
+  /// The object's bytes as seen on the bench, whatever the access; no value when there is no such
+  /// object. Is no SDO transfer.
+  std::optional<std::vector<std::uint8_t>> object_value(std::uint16_t index,
+                                                        std::uint8_t sub_index) const;
+
+  /// Sets an object on the bench, whatever the access.
+  ///
+  /// False, and nothing changed, when there is no such object or it does not take that length. Is
+  /// no SDO transfer.
+  bool set_object_value(std::uint16_t index, std::uint8_t sub_index,
+                        const std::vector<std::uint8_t>& value);
+
+  /// The emergencies noted so far, the oldest first, `emergency_limit` at most.
+  std::vector<Emergency> emergencies() const;
+
+  /// Forgets the emergencies and clears the error register.
+  void clear_emergencies();
+
+ private:
+  bool transfer_timed_out();
+  void note_length_error(std::uint8_t rpdo, std::uint16_t error_code);
+  void write_mapped_object(std::uint16_t index, std::uint8_t sub_index,
+                           std::vector<std::uint8_t> value);
+
+  // Fixed after construction, so read without the lock.
+  const std::uint8_t node_id_;
+  std::map<std::uint8_t, std::vector<PdoMapping>> rpdos_;
+
+  // Guards everything below. Taken by the public members only; nothing outside this class runs
+  // under it.
+  mutable std::mutex mutex_;
+  ObjectDictionary objects_;
+  std::deque<Emergency> emergencies_;
+  std::optional<SdoAbort> last_sdo_abort_;
+};
+
+}  // namespace velmora_can_bridge

@@ -1,0 +1,185 @@
+#include "node_objects.hpp"
+
+#include <algorithm>
+#include <cstddef>
+#include <map>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "pdo_mapping.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+/// What the PDOs say about one object.
+struct MappedObject {
+  bool received = false;
+  std::size_t size = 0;
+};
+
+using MappedObjects = std::map<std::pair<std::uint16_t, std::uint8_t>, MappedObject>;
+
+// Ordered by name, so that two devices that claim one object always come out the same.
+using Devices = std::map<std::string, DeviceOdEntry>;
+
+/// Adds an object of `size` clear bytes, unless there is one already.
+void offer(ObjectDictionary& dictionary, ObjectAddress at, ObjectAccess access, std::size_t size) {
+  if (dictionary.find(at.index, at.sub_index) == nullptr) {
+    dictionary.add(at.index, at.sub_index, {access, std::vector<std::uint8_t>(size)});
+  }
+}
+
+void add_communication_objects(ObjectDictionary& dictionary, std::uint8_t node_id) {
+  constexpr auto read_only = ObjectAccess::read_only;
+  constexpr std::string_view name = "Simulated node";
+  dictionary.add(0x1000, 0, {read_only, {0, 0, 0, 0}});  // device type: no profile
+  dictionary.add(0x1001, 0, {read_only, {0}});           // error register
+  dictionary.add(0x1008, 0, {read_only, {name.begin(), name.end()}, true});  // device name
+  dictionary.add(0x1017, 0, {ObjectAccess::read_write, {0, 0}});             // heartbeat time in ms
+  dictionary.add(0x1018, 1, {read_only, {0, 0, 0, 0}});                      // vendor id
+  dictionary.add(0x1018, 2, {read_only, {0, 0, 0, 0}});                      // product code
+  dictionary.add(0x1018, 3, {read_only, {1, 0, 0, 0}});                      // revision
+  dictionary.add(0x1018, 4, {read_only, {node_id, 0, 0, 0}});                // serial number
+}
+
+bool is_drive(const DeviceOdEntry& device) {
+  return device.profile == "ci402" || device.profile == "claw";
+}
+
+void add_drive(ObjectDictionary& dictionary, const DeviceOdEntry& device) {
+  struct Row {
+    std::uint16_t offset;
+    std::uint8_t size;
+    ObjectAccess access;
+  };
+  constexpr auto read_only = ObjectAccess::read_only;
+  constexpr auto read_write = ObjectAccess::read_write;
+  // The drive's objects by their distance from the controlword (CiA 402-2, 0x6040 and on).
+  static constexpr Row rows[] = {
+      {0x00, 2, read_write},  // controlword
+      {0x01, 2, read_only},   // statusword
+      {0x20, 1, read_write},  // modes of operation
+      {0x21, 1, read_only},   // modes of operation display
+      {0x24, 4, read_only},   // position actual value
+      {0x2C, 4, read_only},   // velocity actual value
+      {0x31, 2, read_write},  // target torque
+      {0x37, 2, read_only},   // torque actual value
+      {0x3A, 4, read_write},  // target position
+      {0x41, 4, read_write},  // profile velocity
+      {0x43, 4, read_write},  // profile acceleration
+      {0x44, 4, read_write},  // profile deceleration
+      {0x45, 4, read_write},  // quick stop deceleration
+      {0xBF, 4, read_write},  // target velocity
+  };
+  for (const Row& row : rows) {
+    const auto index = static_cast<std::uint16_t>(device.base_index + row.offset);
+    offer(dictionary, {index, 0}, row.access, row.size);
+  }
+}
+
+void add_homing_record(ObjectDictionary& dictionary, const DeviceOdEntry& device) {
+  if (device.profile != "claw" || device.homing_record == 0) {
+    return;
+  }
+  offer(dictionary, {device.homing_record, 1}, ObjectAccess::read_only, 1);   // action state
+  offer(dictionary, {device.homing_record, 2}, ObjectAccess::read_only, 1);   // position state
+  offer(dictionary, {device.homing_record, 9}, ObjectAccess::write_only, 1);  // extend command
+}
+
+void add_drives(ObjectDictionary& dictionary, const Devices& devices) {
+  for (const auto& [name, device] : devices) {
+    if (is_drive(device)) {
+      add_drive(dictionary, device);
+      add_homing_record(dictionary, device);
+    }
+  }
+}
+
+void note_mappings(MappedObjects& mapped, const PdoConfig& pdo) {
+  for (const PdoMapping& mapping : pdo.mappings) {
+    if (!carries_object(mapping)) {
+      continue;
+    }
+    MappedObject& object = mapped[{mapping.index, mapping.sub_index}];
+    object.received = object.received || is_rpdo(pdo);
+    object.size = std::max(object.size, bytes_for_bits(mapping.bit_length));
+  }
+}
+
+MappedObjects mapped_objects(const BoardConfig& board) {
+  MappedObjects mapped;
+  for (const PdoConfig& pdo : board.pdos) {
+    note_mappings(mapped, pdo);
+  }
+  return mapped;
+}
+
+void add_mapped_objects(ObjectDictionary& dictionary, const MappedObjects& mapped) {
+  for (const auto& [at, object] : mapped) {
+    const auto access = object.received ? ObjectAccess::read_write : ObjectAccess::read_only;
+    offer(dictionary, {at.first, at.second}, access, object.size);
+  }
+}
+
+/// Bytes of the largest mapped sub-index of `index` above 0; 0 when none is mapped.
+std::size_t largest_mapped(const MappedObjects& mapped, std::uint16_t index) {
+  std::size_t largest = 0;
+  for (auto at = mapped.lower_bound({index, 1}); at != mapped.end() && at->first.first == index;
+       ++at) {
+    largest = std::max(largest, at->second.size);
+  }
+  return largest;
+}
+
+void add_io_record(ObjectDictionary& dictionary, const MappedObjects& mapped,
+                   std::uint16_t base_index) {
+  constexpr std::uint8_t channels = 8;
+  const std::size_t largest = largest_mapped(mapped, base_index);
+  const bool is_plain_variable = largest == 0 && dictionary.find(base_index, 0) != nullptr;
+  if (is_plain_variable) {
+    return;
+  }
+  const std::size_t size = std::max<std::size_t>(largest, 1);
+  for (std::uint8_t channel = 1; channel <= channels; ++channel) {
+    offer(dictionary, {base_index, channel}, ObjectAccess::read_write, size);
+  }
+}
+
+void add_io_records(ObjectDictionary& dictionary, const MappedObjects& mapped,
+                    const Devices& devices) {
+  for (const auto& [name, device] : devices) {
+    if (!is_drive(device)) {
+      add_io_record(dictionary, mapped, device.base_index);
+    }
+  }
+}
+
+void add_highest_sub_indices(ObjectDictionary& dictionary) {
+  std::map<std::uint16_t, std::uint8_t> highest;
+  for (const ObjectAddress& at : dictionary.addresses()) {
+    highest[at.index] = at.sub_index;
+  }
+  for (const auto& [index, sub_index] : highest) {
+    if (dictionary.find(index, 0) == nullptr) {
+      dictionary.add(index, 0, {ObjectAccess::read_only, {sub_index}});
+    }
+  }
+}
+
+}  // namespace
+
+ObjectDictionary node_objects(std::uint8_t node_id, const BoardConfig& board) {
+  const Devices devices(board.device_od_map.begin(), board.device_od_map.end());
+  const MappedObjects mapped = mapped_objects(board);
+  ObjectDictionary dictionary;
+  add_communication_objects(dictionary, node_id);
+  add_drives(dictionary, devices);
+  add_mapped_objects(dictionary, mapped);
+  add_io_records(dictionary, mapped, devices);
+  add_highest_sub_indices(dictionary);
+  return dictionary;
+}
+
+}  // namespace velmora_can_bridge

@@ -1,0 +1,257 @@
+#include "node_objects.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace velmora_can_bridge {
+namespace {
+
+constexpr auto read_only = ObjectAccess::read_only;
+constexpr auto write_only = ObjectAccess::write_only;
+constexpr auto read_write = ObjectAccess::read_write;
+
+/// An object as tests compare it.
+struct Shape {
+  std::uint16_t index;
+  std::uint8_t sub_index;
+  std::size_t size;
+  ObjectAccess access;
+};
+
+bool operator==(const Shape& left, const Shape& right) {
+  return std::tie(left.index, left.sub_index, left.size, left.access) ==
+         std::tie(right.index, right.sub_index, right.size, right.access);
+}
+
+void PrintTo(const Shape& shape, std::ostream* out) {
+  *out << std::hex << "0x" << shape.index << std::dec << "/" << int{shape.sub_index} << " size "
+       << shape.size << " access " << static_cast<int>(shape.access);
+}
+
+std::vector<Shape> shapes(const ObjectDictionary& dictionary) {
+  std::vector<Shape> all;
+  for (const ObjectAddress& at : dictionary.addresses()) {
+    const ObjectEntry& entry = *dictionary.find(at.index, at.sub_index);
+    all.push_back({at.index, at.sub_index, entry.value.size(), entry.access});
+  }
+  return all;
+}
+
+/// What the board adds to a bare node.
+std::vector<Shape> added_by(const BoardConfig& board) {
+  std::vector<Shape> added;
+  const ObjectDictionary bare = node_objects(5, {});
+  for (const Shape& shape : shapes(node_objects(5, board))) {
+    if (bare.find(shape.index, shape.sub_index) == nullptr) {
+      added.push_back(shape);
+    }
+  }
+  return added;
+}
+
+TEST(BareNodeTest, offers_the_communication_objects) {
+  EXPECT_THAT(shapes(node_objects(5, {})),
+              testing::ElementsAre(Shape{0x1000, 0, 4, read_only}, Shape{0x1001, 0, 1, read_only},
+                                   Shape{0x1008, 0, 14, read_only}, Shape{0x1017, 0, 2, read_write},
+                                   Shape{0x1018, 0, 1, read_only}, Shape{0x1018, 1, 4, read_only},
+                                   Shape{0x1018, 2, 4, read_only}, Shape{0x1018, 3, 4, read_only},
+                                   Shape{0x1018, 4, 4, read_only}));
+}
+
+TEST(BareNodeTest, identity_has_four_sub_indices_with_the_node_id_as_serial_number) {
+  const ObjectDictionary dictionary = node_objects(0x7F, {});
+
+  EXPECT_THAT(dictionary.find(0x1018, 0)->value, testing::ElementsAre(4));
+  EXPECT_THAT(dictionary.find(0x1018, 4)->value, testing::ElementsAre(0x7F, 0, 0, 0));
+}
+
+struct BoardCase {
+  std::string name;
+  BoardConfig board;
+  std::vector<Shape> expected;
+};
+
+void PrintTo(const BoardCase& row, std::ostream* out) { *out << row.name; }
+
+class BoardObjectsTest : public testing::TestWithParam<BoardCase> {};
+
+TEST_P(BoardObjectsTest, are_all_there_with_size_and_access) {
+  EXPECT_EQ(added_by(GetParam().board), GetParam().expected);
+}
+
+std::string name_of(const testing::TestParamInfo<BoardCase>& row) { return row.param.name; }
+
+BoardConfig one_device(const DeviceOdEntry& device) { return {{}, {{"device", device}}}; }
+
+const std::vector<Shape>& drive_at_6040() {
+  static const std::vector<Shape> objects = {
+      {0x6040, 0, 2, read_write}, {0x6041, 0, 2, read_only},  {0x6060, 0, 1, read_write},
+      {0x6061, 0, 1, read_only},  {0x6064, 0, 4, read_only},  {0x606C, 0, 4, read_only},
+      {0x6071, 0, 2, read_write}, {0x6077, 0, 2, read_only},  {0x607A, 0, 4, read_write},
+      {0x6081, 0, 4, read_write}, {0x6083, 0, 4, read_write}, {0x6084, 0, 4, read_write},
+      {0x6085, 0, 4, read_write}, {0x60FF, 0, 4, read_write},
+  };
+  return objects;
+}
+
+/// The drive's objects with others before them, as a claw's record has them.
+std::vector<Shape> drive_after(std::vector<Shape> objects) {
+  objects.insert(objects.end(), drive_at_6040().begin(), drive_at_6040().end());
+  return objects;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    profiles, BoardObjectsTest,
+    testing::Values(
+        BoardCase{"empty_board", {}, {}},
+        BoardCase{"drive", one_device({"ci402", 0x6040, 0}), drive_at_6040()},
+        BoardCase{"drive_has_no_homing_record", one_device({"ci402", 0x6040, 0x2300}),
+                  drive_at_6040()},
+        BoardCase{"claw", one_device({"claw", 0x6040, 0x2300}),
+                  drive_after({{0x2300, 0, 1, read_only},
+                               {0x2300, 1, 1, read_only},
+                               {0x2300, 2, 1, read_only},
+                               {0x2300, 9, 1, write_only}})},
+        BoardCase{"claw_without_record", one_device({"claw", 0x6040, 0}), drive_at_6040()},
+        BoardCase{"drive_around_the_highest_index",
+                  one_device({"ci402", 0xFFDF, 0}),
+                  {{0x0000, 0, 1, read_only},
+                   {0x0003, 0, 4, read_only},
+                   {0x000B, 0, 4, read_only},
+                   {0x0010, 0, 2, read_write},
+                   {0x0016, 0, 2, read_only},
+                   {0x0019, 0, 4, read_write},
+                   {0x0020, 0, 4, read_write},
+                   {0x0022, 0, 4, read_write},
+                   {0x0023, 0, 4, read_write},
+                   {0x0024, 0, 4, read_write},
+                   {0x009E, 0, 4, read_write},
+                   {0xFFDF, 0, 2, read_write},
+                   {0xFFE0, 0, 2, read_only},
+                   {0xFFFF, 0, 1, read_write}}},
+        BoardCase{"io_with_nothing_mapped",
+                  one_device({"io", 0x2200, 0}),
+                  {{0x2200, 0, 1, read_only},
+                   {0x2200, 1, 1, read_write},
+                   {0x2200, 2, 1, read_write},
+                   {0x2200, 3, 1, read_write},
+                   {0x2200, 4, 1, read_write},
+                   {0x2200, 5, 1, read_write},
+                   {0x2200, 6, 1, read_write},
+                   {0x2200, 7, 1, read_write},
+                   {0x2200, 8, 1, read_write}}},
+        BoardCase{"any_other_profile_is_io",
+                  {{{1, "RPDO", {{0x2100, 0, 8, "led"}}}}, {{"leds", {"CI402", 0x2100, 0x2300}}}},
+                  {{0x2100, 0, 1, read_write}}}),
+    name_of);
+
+INSTANTIATE_TEST_SUITE_P(
+    mappings, BoardObjectsTest,
+    testing::Values(
+        BoardCase{"pump_channels_beside_mapped_ones",
+                  {{{1, "RPDO", {{0x2200, 1, 16, "a"}, {0x2200, 2, 16, "b"}}}},
+                   {{"pumps", {"io", 0x2200, 0}}}},
+                  {{0x2200, 0, 1, read_only},
+                   {0x2200, 1, 2, read_write},
+                   {0x2200, 2, 2, read_write},
+                   {0x2200, 3, 2, read_write},
+                   {0x2200, 4, 2, read_write},
+                   {0x2200, 5, 2, read_write},
+                   {0x2200, 6, 2, read_write},
+                   {0x2200, 7, 2, read_write},
+                   {0x2200, 8, 2, read_write}}},
+        BoardCase{"io_record_beyond_its_channels_keeps_each_mapped_size",
+                  {{{1, "TPDO", {{0x2200, 2, 8, ""}, {0x2200, 12, 24, ""}, {0x2201, 1, 64, ""}}}},
+                   {{"inputs", {"", 0x2200, 0}}}},
+                  {{0x2200, 0, 1, read_only},
+                   {0x2200, 1, 3, read_write},
+                   {0x2200, 2, 1, read_only},
+                   {0x2200, 3, 3, read_write},
+                   {0x2200, 4, 3, read_write},
+                   {0x2200, 5, 3, read_write},
+                   {0x2200, 6, 3, read_write},
+                   {0x2200, 7, 3, read_write},
+                   {0x2200, 8, 3, read_write},
+                   {0x2200, 12, 3, read_only},
+                   {0x2201, 0, 1, read_only},
+                   {0x2201, 1, 8, read_only}}},
+        BoardCase{"io_record_keeps_a_mapped_sub_index_0",
+                  {{{1, "RPDO", {{0x2200, 0, 32, ""}, {0x2200, 1, 8, ""}}}},
+                   {{"outputs", {"io", 0x2200, 0}}}},
+                  {{0x2200, 0, 4, read_write},
+                   {0x2200, 1, 1, read_write},
+                   {0x2200, 2, 1, read_write},
+                   {0x2200, 3, 1, read_write},
+                   {0x2200, 4, 1, read_write},
+                   {0x2200, 5, 1, read_write},
+                   {0x2200, 6, 1, read_write},
+                   {0x2200, 7, 1, read_write},
+                   {0x2200, 8, 1, read_write}}},
+        BoardCase{
+            "sizes_are_rounded_up_to_bytes",
+            {{{1, "RPDO", {{0x2000, 0, 1, ""}, {0x2001, 0, 9, ""}, {0x2002, 0, 32, ""}}}}, {}},
+            {{0x2000, 0, 1, read_write}, {0x2001, 0, 2, read_write}, {0x2002, 0, 4, read_write}}},
+        BoardCase{"the_longest_mapping_gives_the_size",
+                  {{{1, "TPDO", {{0x2000, 0, 8, ""}}},
+                    {2, "TPDO", {{0x2000, 0, 24, ""}}},
+                    {3, "TPDO", {{0x2000, 0, 16, ""}}}},
+                   {}},
+                  {{0x2000, 0, 3, read_only}}},
+        BoardCase{"one_rpdo_makes_it_writable",
+                  {{{1, "RPDO", {{0x2000, 0, 8, ""}}},
+                    {1, "TPDO", {{0x2000, 0, 8, ""}, {0x2001, 0, 8, ""}}}},
+                   {}},
+                  {{0x2000, 0, 1, read_write}, {0x2001, 0, 1, read_only}}},
+        BoardCase{"other_directions_are_sent_by_the_node",
+                  {{{1, "rpdo", {{0x2000, 0, 8, ""}}}}, {}},
+                  {{0x2000, 0, 1, read_only}}},
+        BoardCase{"dummies_are_no_objects",
+                  {{{1, "RPDO", {{0x0005, 0, 8, ""}, {0x2000, 0, 0, ""}}}}, {}},
+                  {}},
+        BoardCase{"drive_objects_keep_size_and_access",
+                  {{{1, "RPDO", {{0x6040, 0, 8, ""}, {0x6041, 0, 16, ""}, {0x6060, 0, 16, ""}}}},
+                   {{"drive", {"ci402", 0x6040, 0}}}},
+                  drive_at_6040()},
+        BoardCase{"communication_objects_keep_size_and_access",
+                  {{{1, "RPDO", {{0x1001, 0, 16, ""}, {0x1018, 1, 8, ""}}}}, {}},
+                  {}},
+        BoardCase{"drive_objects_are_mapped_under_a_sub_index",
+                  {{{1, "RPDO", {{0x6040, 1, 8, ""}}}}, {{"drive", {"ci402", 0x6040, 0}}}},
+                  [] {
+                    std::vector<Shape> objects = drive_at_6040();
+                    objects.insert(objects.begin() + 1, {0x6040, 1, 1, read_write});
+                    return objects;
+                  }()}),
+    name_of);
+
+TEST(BoardObjectsTest, sub_index_0_holds_the_highest_sub_index) {
+  const ObjectDictionary dictionary =
+      node_objects(5, {{{1, "RPDO", {{0x2200, 12, 8, ""}, {0x3000, 3, 8, ""}}}},
+                       {{"claw", {"claw", 0x6040, 0x2300}},
+                        {"io", {"io", 0x2200, 0}},
+                        {"more_io", {"io", 0x2400, 0}}}});
+
+  EXPECT_THAT(dictionary.find(0x2200, 0)->value, testing::ElementsAre(12));
+  EXPECT_THAT(dictionary.find(0x2300, 0)->value, testing::ElementsAre(9));
+  EXPECT_THAT(dictionary.find(0x2400, 0)->value, testing::ElementsAre(8));
+  EXPECT_THAT(dictionary.find(0x3000, 0)->value, testing::ElementsAre(3));
+}
+
+TEST(BoardObjectsTest, first_device_by_name_wins_a_shared_object) {
+  // The second drive's modes of operation lie on the first one's position actual value.
+  const ObjectDictionary dictionary =
+      node_objects(5, {{}, {{"b", {"ci402", 0x6044, 0}}, {"a", {"ci402", 0x6040, 0}}}});
+
+  EXPECT_EQ(dictionary.find(0x6064, 0)->value.size(), 4U);
+  EXPECT_EQ(dictionary.find(0x6064, 0)->access, read_only);
+}
+
+}  // namespace
+}  // namespace velmora_can_bridge

@@ -1,0 +1,386 @@
+#include "velmora_can_bridge/simulator/simulated_node.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace velmora_can_bridge {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+using Frame = std::array<std::uint8_t, 8>;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr Frame counting = {1, 2, 3, 4, 5, 6, 7, 8};
+
+/// A claw with RPDO 1 (controlword, mode) and RPDO 2 (nibble, 12 bits, dummy byte, read-only).
+BoardConfig sample_board() {
+  return {{{1, "RPDO", {{0x6040, 0, 16, "controlword"}, {0x6060, 0, 8, "mode"}}},
+           {2,
+            "RPDO",
+            {{0x2000, 1, 4, "low"},
+             {0x2000, 2, 12, "wide"},
+             {0x0005, 0, 8, ""},
+             {0x6041, 0, 16, "statusword"}}},
+           {3, "TPDO", {{0x2001, 0, 8, "input"}}}},
+          {{"claw", {"claw", 0x6040, 0x2300}}}};
+}
+
+class SimulatedNodeTest : public testing::Test {
+ protected:
+  /// A board with the one RPDO that `mappings` make, number 1.
+  static BoardConfig one_rpdo(std::vector<PdoMapping> mappings) {
+    return {{{1, "RPDO", std::move(mappings)}}, {}};
+  }
+
+  SimulatedNode node{5, sample_board()};
+};
+
+TEST_F(SimulatedNodeTest, read_replaces_what_the_buffer_held) {
+  Bytes data = {9, 9, 9, 9};
+
+  EXPECT_TRUE(node.sdo_read(5, 0x1018, 3, data));
+
+  EXPECT_THAT(data, ElementsAre(1, 0, 0, 0));
+  EXPECT_EQ(node.last_sdo_abort(), std::nullopt);
+}
+
+TEST_F(SimulatedNodeTest, write_is_read_back) {
+  Bytes data;
+
+  EXPECT_TRUE(node.sdo_write(5, 0x607A, 0, {1, 2, 3, 4}));
+  EXPECT_TRUE(node.sdo_read(5, 0x607A, 0, data));
+
+  EXPECT_THAT(data, ElementsAre(1, 2, 3, 4));
+}
+
+struct RefusalCase {
+  std::string name;
+  std::uint8_t node_id;
+  ObjectAddress at;
+  Bytes data;
+  std::optional<SdoAbort> read;
+  std::optional<SdoAbort> write;
+};
+
+void PrintTo(const RefusalCase& row, std::ostream* out) { *out << row.name; }
+
+class RefusalTest : public testing::TestWithParam<RefusalCase> {
+ protected:
+  SimulatedNode node{5, sample_board()};
+};
+
+TEST_P(RefusalTest, read_says_why) {
+  const RefusalCase& row = GetParam();
+  Bytes data = {9};
+
+  EXPECT_EQ(node.sdo_read(row.node_id, row.at.index, row.at.sub_index, data), !row.read);
+
+  EXPECT_EQ(node.last_sdo_abort(), row.read);
+  EXPECT_EQ(data == Bytes{9}, row.read.has_value()) << "a refused read leaves the buffer alone";
+}
+
+TEST_P(RefusalTest, write_says_why) {
+  const RefusalCase& row = GetParam();
+
+  EXPECT_EQ(node.sdo_write(row.node_id, row.at.index, row.at.sub_index, row.data), !row.write);
+
+  EXPECT_EQ(node.last_sdo_abort(), row.write);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    all, RefusalTest,
+    testing::Values(
+        RefusalCase{"accepted", 5, {0x6040, 0}, {6, 0}, {}, {}},
+        RefusalCase{"other_node", 6, {0x6040, 0}, {6, 0}, SdoAbort::timed_out, SdoAbort::timed_out},
+        RefusalCase{"node_0", 0, {0x6040, 0}, {6, 0}, SdoAbort::timed_out, SdoAbort::timed_out},
+        RefusalCase{"absent_index",
+                    5,
+                    {0x5FFF, 0},
+                    {6, 0},
+                    SdoAbort::no_such_object,
+                    SdoAbort::no_such_object},
+        RefusalCase{"absent_sub_index",
+                    5,
+                    {0x6040, 1},
+                    {6, 0},
+                    SdoAbort::no_such_sub_index,
+                    SdoAbort::no_such_sub_index},
+        RefusalCase{"read_only", 5, {0x6041, 0}, {6, 0}, {}, SdoAbort::write_of_read_only},
+        RefusalCase{"write_only", 5, {0x2300, 9}, {1}, SdoAbort::read_of_write_only, {}},
+        RefusalCase{"too_long", 5, {0x6040, 0}, {6, 0, 0}, {}, SdoAbort::value_too_long},
+        RefusalCase{"too_short", 5, {0x6040, 0}, {6}, {}, SdoAbort::value_too_short}),
+    [](const testing::TestParamInfo<RefusalCase>& row) { return row.param.name; });
+
+TEST_F(SimulatedNodeTest, success_clears_the_last_abort) {
+  node.sdo_write(5, 0x6041, 0, {0, 0});
+  ASSERT_EQ(node.last_sdo_abort(), SdoAbort::write_of_read_only);
+
+  node.sdo_write(5, 0x6040, 0, {0, 0});
+
+  EXPECT_EQ(node.last_sdo_abort(), std::nullopt);
+}
+
+TEST_F(SimulatedNodeTest, bench_access_leaves_the_last_abort) {
+  node.sdo_write(6, 0x6040, 0, {0, 0});
+
+  node.object_value(0x6040, 0);
+  node.set_object_value(0x6040, 0, {1, 2});
+
+  EXPECT_EQ(node.last_sdo_abort(), SdoAbort::timed_out);
+}
+
+TEST_F(SimulatedNodeTest, device_answers_without_the_bus_face) {
+  EXPECT_EQ(node.sdo_download(0x2300, 9, {1}), std::nullopt);
+  EXPECT_EQ(node.sdo_upload(0x2300, 9), UploadResult(SdoAbort::read_of_write_only));
+  EXPECT_EQ(node.last_sdo_abort(), SdoAbort::read_of_write_only);
+  EXPECT_EQ(node.sdo_upload(0x6040, 0), UploadResult(Bytes{0, 0}));
+  EXPECT_EQ(node.last_sdo_abort(), std::nullopt);
+}
+
+TEST_F(SimulatedNodeTest, bench_sees_and_sets_whatever_the_access) {
+  EXPECT_TRUE(node.set_object_value(0x6041, 0, {0x37, 0x02}));
+  EXPECT_TRUE(node.set_object_value(0x2300, 9, {0x07}));
+
+  EXPECT_EQ(node.object_value(0x6041, 0), (Bytes{0x37, 0x02}));
+  EXPECT_EQ(node.object_value(0x2300, 9), Bytes{0x07});
+}
+
+TEST_F(SimulatedNodeTest, bench_is_bound_to_addresses_and_lengths) {
+  EXPECT_EQ(node.object_value(0x5FFF, 0), std::nullopt);
+  EXPECT_FALSE(node.set_object_value(0x5FFF, 0, {1}));
+  EXPECT_FALSE(node.set_object_value(0x6041, 0, {1}));
+  EXPECT_EQ(node.object_value(0x6041, 0), (Bytes{0, 0}));
+}
+
+TEST_F(SimulatedNodeTest, added_object_replaces_the_one_there) {
+  node.add_object(0x6040, 0, {ObjectAccess::read_only, {1, 2, 3}});
+
+  EXPECT_EQ(node.sdo_upload(0x6040, 0), UploadResult(Bytes{1, 2, 3}));
+  EXPECT_EQ(node.sdo_download(0x6040, 0, {1, 2, 3}), SdoAbort::write_of_read_only);
+}
+
+TEST_F(SimulatedNodeTest, rpdo_writes_its_mapped_objects) {
+  EXPECT_TRUE(node.send_rpdo(5, 1, counting, 3));
+
+  EXPECT_EQ(node.object_value(0x6040, 0), (Bytes{1, 2}));
+  EXPECT_EQ(node.object_value(0x6060, 0), Bytes{3});
+  EXPECT_THAT(node.emergencies(), IsEmpty());
+}
+
+TEST_F(SimulatedNodeTest, rpdo_respects_bit_positions_dummies_and_access) {
+  node.set_object_value(0x6041, 0, {0xAA, 0xBB});
+
+  EXPECT_TRUE(node.send_rpdo(5, 2, {0x21, 0x43, 0xFF, 0x11, 0x22}, 5));
+
+  EXPECT_EQ(node.object_value(0x2000, 1), Bytes{0x01});
+  EXPECT_EQ(node.object_value(0x2000, 2), (Bytes{0x32, 0x04}));
+  EXPECT_EQ(node.object_value(0x0005, 0), std::nullopt);
+  EXPECT_EQ(node.object_value(0x6041, 0), (Bytes{0xAA, 0xBB}));
+}
+
+TEST_F(SimulatedNodeTest, rpdo_leaves_the_last_abort) {
+  node.sdo_write(6, 0x6040, 0, {0, 0});
+
+  node.send_rpdo(5, 1, counting, 3);
+
+  EXPECT_EQ(node.last_sdo_abort(), SdoAbort::timed_out);
+}
+
+TEST_F(SimulatedNodeTest, object_takes_as_much_of_its_field_as_it_holds) {
+  SimulatedNode fitted(5, one_rpdo({{0x2000, 0, 8, ""}, {0x2001, 0, 16, ""}}));
+  fitted.add_object(0x2000, 0, {ObjectAccess::read_write, {9, 9, 9}});
+  fitted.add_object(0x2001, 0, {ObjectAccess::write_only, {9}});
+
+  fitted.send_rpdo(5, 1, counting, 3);
+
+  EXPECT_EQ(fitted.object_value(0x2000, 0), (Bytes{1, 0, 0}));
+  EXPECT_EQ(fitted.object_value(0x2001, 0), Bytes{2});
+}
+
+TEST_F(SimulatedNodeTest, last_mapping_of_an_object_wins) {
+  SimulatedNode twice(5, one_rpdo({{0x2000, 0, 8, ""}, {0x2000, 0, 8, ""}}));
+
+  twice.send_rpdo(5, 1, counting, 2);
+
+  EXPECT_EQ(twice.object_value(0x2000, 0), Bytes{2});
+}
+
+TEST_F(SimulatedNodeTest, first_rpdo_of_a_number_counts) {
+  SimulatedNode doubled(5, {{{1, "TPDO", {{0x2000, 0, 8, ""}}},
+                             {1, "RPDO", {{0x2001, 0, 8, ""}}},
+                             {1, "RPDO", {{0x2002, 0, 8, ""}}}},
+                            {}});
+
+  doubled.send_rpdo(5, 1, counting, 1);
+
+  EXPECT_EQ(doubled.object_value(0x2000, 0), Bytes{0});
+  EXPECT_EQ(doubled.object_value(0x2001, 0), Bytes{1});
+  EXPECT_EQ(doubled.object_value(0x2002, 0), Bytes{0});
+}
+
+TEST_F(SimulatedNodeTest, board_may_go_after_construction) {
+  auto board = std::make_unique<BoardConfig>(sample_board());
+  SimulatedNode survivor(5, *board);
+  board.reset();
+
+  EXPECT_TRUE(survivor.send_rpdo(5, 1, counting, 3));
+
+  EXPECT_EQ(survivor.object_value(0x6060, 0), Bytes{3});
+}
+
+struct UnheardCase {
+  std::string name;
+  std::uint8_t node_id;
+  std::uint8_t rpdo;
+  std::uint8_t length;
+  bool sent;
+};
+
+void PrintTo(const UnheardCase& row, std::ostream* out) { *out << row.name; }
+
+class UnheardFrameTest : public testing::TestWithParam<UnheardCase> {};
+
+TEST_P(UnheardFrameTest, changes_nothing) {
+  const UnheardCase& row = GetParam();
+  SimulatedNode node(5, sample_board());
+  node.set_object_value(0x6040, 0, {0xAA, 0xBB});
+  node.set_object_value(0x6060, 0, {0xCC});
+
+  EXPECT_EQ(node.send_rpdo(row.node_id, row.rpdo, counting, row.length), row.sent);
+
+  EXPECT_EQ(node.object_value(0x6040, 0), (Bytes{0xAA, 0xBB}));
+  EXPECT_EQ(node.object_value(0x6060, 0), Bytes{0xCC});
+  EXPECT_EQ(node.object_value(0x2001, 0), Bytes{0});
+  EXPECT_THAT(node.emergencies(), IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(all, UnheardFrameTest,
+                         testing::Values(UnheardCase{"other_node", 6, 1, 3, true},
+                                         UnheardCase{"other_node_wrong_length", 6, 1, 2, true},
+                                         UnheardCase{"absent_rpdo", 5, 9, 3, true},
+                                         UnheardCase{"number_of_a_tpdo", 5, 3, 1, true},
+                                         UnheardCase{"no_frame_is_that_long", 5, 1, 9, false},
+                                         UnheardCase{"longest_number", 5, 1, 255, false},
+                                         UnheardCase{"too_long_to_other_node", 6, 1, 9, false}),
+                         [](const testing::TestParamInfo<UnheardCase>& row) {
+                           return row.param.name;
+                         });
+
+TEST_F(SimulatedNodeTest, device_ignores_a_length_that_no_frame_has) {
+  SimulatedNode overfull(5, one_rpdo({{0x2000, 0, 64, ""}, {0x2001, 0, 8, ""}}));
+
+  overfull.receive_rpdo(1, counting, 9);
+
+  EXPECT_EQ(overfull.object_value(0x2000, 0), Bytes(8, 0));
+  EXPECT_THAT(overfull.emergencies(), IsEmpty());
+}
+
+TEST(WrongLengthTest, every_other_length_is_refused_with_an_emergency) {
+  for (std::uint8_t length = 0; length <= 8; ++length) {
+    if (length == 3) {
+      continue;  // the mapped length
+    }
+    SCOPED_TRACE(int{length});
+    SimulatedNode node(5, sample_board());
+    node.set_object_value(0x6040, 0, {0xAA, 0xBB});
+
+    EXPECT_TRUE(node.send_rpdo(5, 1, counting, length));
+
+    EXPECT_EQ(node.object_value(0x6040, 0), (Bytes{0xAA, 0xBB}));
+    EXPECT_EQ(node.object_value(0x1001, 0), Bytes{0x11});
+    ASSERT_EQ(node.emergencies().size(), 1U);
+    const Emergency emergency = node.emergencies().front();
+    EXPECT_EQ(emergency.error_code, length < 3 ? 0x8210 : 0x8220);
+    EXPECT_EQ(emergency.error_register, 0x11);
+    EXPECT_THAT(emergency.device_data, ElementsAre(1, 0, 0, 0, 0));
+  }
+}
+
+TEST_F(SimulatedNodeTest, mapping_beyond_a_frame_is_never_met) {
+  SimulatedNode overfull(5, one_rpdo({{0x2000, 0, 64, ""}, {0x2001, 0, 8, ""}}));
+
+  EXPECT_TRUE(overfull.send_rpdo(5, 1, counting, 8));
+
+  EXPECT_EQ(overfull.object_value(0x2000, 0), Bytes(8, 0));
+  ASSERT_EQ(overfull.emergencies().size(), 1U);
+  EXPECT_EQ(overfull.emergencies().front().error_code, emergency_rpdo_too_short);
+}
+
+TEST_F(SimulatedNodeTest, empty_mapping_takes_the_empty_frame) {
+  SimulatedNode unmapped(5, one_rpdo({}));
+
+  EXPECT_TRUE(unmapped.send_rpdo(5, 1, counting, 0));
+  EXPECT_THAT(unmapped.emergencies(), IsEmpty());
+}
+
+TEST_F(SimulatedNodeTest, emergency_keeps_other_bits_of_the_error_register) {
+  node.set_object_value(0x1001, 0, {0x20});
+
+  node.send_rpdo(5, 1, counting, 1);
+
+  EXPECT_EQ(node.object_value(0x1001, 0), Bytes{0x31});
+  EXPECT_EQ(node.emergencies().front().error_register, 0x31);
+}
+
+TEST_F(SimulatedNodeTest, emergency_is_noted_over_an_error_register_without_bytes) {
+  node.add_object(0x1001, 0, {ObjectAccess::read_only, {}});
+
+  node.send_rpdo(5, 1, counting, 1);
+
+  ASSERT_EQ(node.emergencies().size(), 1U);
+  EXPECT_EQ(node.emergencies().front().error_register, 0x11);
+}
+
+TEST_F(SimulatedNodeTest, only_the_latest_emergencies_are_kept) {
+  for (std::size_t sent = 0; sent < SimulatedNode::emergency_limit; ++sent) {
+    node.send_rpdo(5, 1, counting, 1);
+  }
+  node.send_rpdo(5, 2, counting, 8);
+
+  const std::vector<Emergency> kept = node.emergencies();
+  ASSERT_EQ(kept.size(), SimulatedNode::emergency_limit);
+  EXPECT_EQ(kept.front().device_data.front(), 1);
+  EXPECT_EQ(kept.back().device_data.front(), 2);
+  EXPECT_EQ(kept.back().error_code, emergency_rpdo_too_long);
+}
+
+TEST_F(SimulatedNodeTest, clearing_forgets_emergencies_with_their_register) {
+  node.send_rpdo(5, 1, counting, 1);
+
+  node.clear_emergencies();
+
+  EXPECT_THAT(node.emergencies(), IsEmpty());
+  EXPECT_EQ(node.object_value(0x1001, 0), Bytes{0});
+}
+
+TEST(BareSimulatedNodeTest, has_identity_but_no_rpdo) {
+  SimulatedNode node(0x7F);
+
+  EXPECT_EQ(node.sdo_upload(0x1018, 0), UploadResult(Bytes{4}));
+  EXPECT_EQ(node.sdo_upload(0x6040, 0), UploadResult(SdoAbort::no_such_object));
+  EXPECT_TRUE(node.send_rpdo(0x7F, 1, counting, 8));
+  EXPECT_THAT(node.emergencies(), IsEmpty());
+}
+
+TEST(BareSimulatedNodeTest, ids_outside_the_standard_range_answer_as_given) {
+  for (const std::uint8_t node_id : Bytes{0, 128, 255}) {
+    SimulatedNode node(node_id);
+    Bytes data;
+
+    EXPECT_TRUE(node.sdo_read(node_id, 0x1018, 4, data));
+    EXPECT_THAT(data, ElementsAre(node_id, 0, 0, 0));
+  }
+}
+
+}  // namespace
+}  // namespace velmora_can_bridge
