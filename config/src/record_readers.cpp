@@ -1,0 +1,178 @@
+#include "record_readers.hpp"
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "member_readers.hpp"
+#include "velmora_can_bridge/config/operation_kinds.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+using std::string;
+using std::uint16_t;
+using std::uint8_t;
+
+constexpr Presence required = Presence::required;
+constexpr Presence optional = Presence::optional;
+
+constexpr std::string_view directions[] = {"RPDO", "TPDO"};
+constexpr std::string_view profiles[] = {"", "ci402", "claw", "io"};
+// Narrower than the core, for which every text but "sdo" is the RPDO path: a slip is found here.
+constexpr std::string_view transports[] = {"", "sdo", "pdo"};
+constexpr std::string_view data_types[] = {"", "raw", "u8", "s8", "u16", "s16", "u32", "s32"};
+constexpr std::string_view actions[] = {"extend", "home", "query"};
+constexpr std::string_view led_operations[] = {"set_led", "set_color", "set_mode"};
+
+void read_kind(const Item& item, string& target) {
+  if (item.value.type == YamlType::scalar && find_operation_kind(item.value.text) != nullptr) {
+    target = item.value.text;
+    return;
+  }
+  std::vector<string> kinds;
+  for (const OperationKind& row : operation_kinds()) {
+    kinds.emplace_back(row.kind);
+  }
+  report_unexpected(item, enumeration(kinds));
+}
+
+constexpr auto read_bytes = read_list<uint8_t, read_number<uint8_t>>;
+constexpr auto read_texts = read_list<string, read_text>;
+
+constexpr Member<PdoMapping> mapping_members[] = {
+    {"index", required, read_into<&PdoMapping::index, read_number<uint16_t, 1>>},
+    {"sub_index", optional, read_into<&PdoMapping::sub_index, read_number<uint8_t>>},
+    {"bit_length", required, read_into<&PdoMapping::bit_length, read_number<uint8_t, 1, 64>>},
+    {"field", optional, read_into<&PdoMapping::field, read_text>},
+};
+
+void read_mapping(const Item& item, PdoMapping& mapping) {
+  read_record("mapping", item, mapping_members, mapping);
+}
+
+constexpr Member<PdoConfig> pdo_members[] = {
+    {"number", required, read_into<&PdoConfig::number, read_number<uint8_t, 1>>},
+    {"direction", required, read_into<&PdoConfig::direction, read_choice<directions>>},
+    {"mappings", required, read_into<&PdoConfig::mappings, read_list<PdoMapping, read_mapping>>},
+};
+
+void read_pdo(const Item& item, PdoConfig& pdo) { read_record("pdo", item, pdo_members, pdo); }
+
+constexpr Member<DeviceOdEntry> device_members[] = {
+    {"profile", optional, read_into<&DeviceOdEntry::profile, read_choice<profiles>>},
+    {"base_index", required, read_into<&DeviceOdEntry::base_index, read_number<uint16_t>>},
+    {"homing_record", optional, read_into<&DeviceOdEntry::homing_record, read_number<uint16_t>>},
+};
+
+void read_device(const Item& item, DeviceOdEntry& device) {
+  read_record("device", item, device_members, device);
+}
+
+using Op = OperationConfig;
+
+constexpr Member<Op> operation_members[] = {
+    {"kind", required, read_into<&Op::kind, read_kind>},
+    {"label", optional, read_into<&Op::label, read_text>},
+    {"description", optional, read_into<&Op::description, read_text>},
+    {"option_flag", optional, read_into<&Op::option_flag, read_flag>},
+    {"transport", optional, read_into<&Op::transport, read_choice<transports>>},
+    {"index", optional, read_into<&Op::index, read_number<uint16_t>>},
+    {"sub_index", optional, read_into<&Op::sub_index, read_number<uint8_t>>},
+    {"subindex_in_payload", optional, read_into<&Op::subindex_in_payload, read_flag>},
+    {"sub_indices", optional, read_into<&Op::sub_indices, read_bytes>},
+    {"fixed_data", optional, read_into<&Op::fixed_data, read_bytes>},
+    {"default_data", optional, read_into<&Op::default_data, read_bytes>},
+    {"data_type", optional, read_into<&Op::data_type, read_choice<data_types>>},
+    {"field", optional, read_into<&Op::field, read_text>},
+    {"pdo_number", optional, read_into<&Op::pdo_number, read_number<uint8_t>>},
+    {"refresh_shadow", optional, read_into<&Op::refresh_shadow, read_flag>},
+    {"bit_index", optional, read_into<&Op::bit_index, read_number<uint8_t, 0, 7>>},
+    {"named", optional, read_into<&Op::named, read_flag>},
+    {"fields", optional, read_into<&Op::fields, read_texts>},
+    {"index_offset", optional, read_into<&Op::index_offset, read_number<uint16_t>>},
+    {"action", optional, read_into<&Op::action, read_choice<actions>>},
+    {"led_operation", optional, read_into<&Op::led_operation, read_choice<led_operations>>},
+    {"pump_pdo_number", optional, read_into<&Op::pump_pdo_number, read_number<uint8_t>>},
+    {"rpdo_channels", optional, read_into<&Op::rpdo_channels, read_bytes>},
+    {"sdo_channels", optional, read_into<&Op::sdo_channels, read_bytes>},
+};
+
+bool contains(const std::vector<std::string_view>& names, std::string_view name) {
+  return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+bool is_for_every_kind(std::string_view member) {
+  return member == "kind" || member == "label" || member == "description" ||
+         member == "option_flag";
+}
+
+void report_missing_members(const Item& item, const OperationKind& kind) {
+  for (const std::string_view member : kind.required) {
+    if (item.value.find(member) == nullptr) {
+      item.problems.error(item.value.at, "operation: missing key " + quoted(member) + ", which " +
+                                             string(kind.kind) + " needs");
+    }
+  }
+}
+
+void report_unread_members(const Item& item, const OperationKind& kind) {
+  for (const YamlEntry& entry : item.value.entries) {
+    const bool is_member = find_member(operation_members, entry.key()) != nullptr;
+    if (is_member && !is_for_every_kind(entry.key()) && !contains(kind.members, entry.key())) {
+      item.problems.warning(entry.key_value->at, "operation: " + string(kind.kind) +
+                                                     " does not read " + quoted(entry.key()));
+    }
+  }
+}
+
+void read_operation(const Item& item, OperationConfig& operation) {
+  read_record("operation", item, operation_members, operation);
+  if (const OperationKind* kind = find_operation_kind(operation.kind)) {
+    report_missing_members(item, *kind);
+    report_unread_members(item, *kind);
+  }
+}
+
+void read_devices(const Item& item, NodeConfig& node) {
+  read_named<std::unordered_map<string, DeviceOdEntry>, read_device>(item,
+                                                                     node.board.device_od_map);
+}
+
+void read_pdos(const Item& item, NodeConfig& node) {
+  read_list<PdoConfig, read_pdo>(item, node.board.pdos);
+}
+
+constexpr Member<NodeConfig> node_members[] = {
+    {"node_id", required, read_into<&NodeConfig::node_id, read_number<uint8_t, 1, 127>>},
+    {"device_od_map", optional, read_devices},
+    {"pdos", optional, read_pdos},
+    {"operations", optional,
+     read_into<&NodeConfig::operations,
+               read_named<std::map<string, OperationConfig>, read_operation>>},
+};
+
+void read_node(const Item& item, NodeConfig& node) {
+  read_record("node", item, node_members, node);
+}
+
+void read_nodes(const Item& item, BoardFile& file) {
+  read_list<NodeConfig, read_node>(item, file.nodes);
+  if (item.value.type == YamlType::list && item.value.elements.empty()) {
+    item.problems.error(item.value.at, "nodes: expected at least one node");
+  }
+}
+
+constexpr Member<BoardFile> file_members[] = {{"nodes", required, read_nodes}};
+
+}  // namespace
+
+BoardFile read_board(const YamlValue& root, ProblemList& problems) {
+  BoardFile file;
+  read_record("board file", {"", root, problems}, file_members, file);
+  return file;
+}
+
+}  // namespace velmora_can_bridge
