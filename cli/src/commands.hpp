@@ -1,0 +1,32 @@
+// The commands of the program, each in a file of its own name.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "velmora_can_bridge/cli/command_line.hpp"
+
+namespace velmora_can_bridge {
+
+struct RunArguments {
+  std::string board;
+  std::string device;
+  std::string operation;
+  std::vector<std::string> payload;
+  bool trace = false;
+  bool json = false;
+};
+
+/// Executes one configured operation on the simulated board.
+ExitStatus run_command(const CommandLineOutput& output, const RunArguments& arguments);
+
+/// Lists the devices and operations of a board file.
+ExitStatus operations_command(const CommandLineOutput& output, const std::string& board, bool json);
+
+/// Loads and validates a board file.
+ExitStatus check_command(const CommandLineOutput& output, const std::string& board, bool json);
+
+/// Runs the tour over the example board.
+ExitStatus demo_command(const CommandLineOutput& output, bool json);
+
+}  // namespace velmora_can_bridge

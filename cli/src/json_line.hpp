@@ -1,0 +1,17 @@
+// Machine-readable output: one JSON object a line.
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+#include "velmora_can_bridge/cli/command_line.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+/// Bytes that are no UTF-8 (names come from files and arguments) are replaced, not refused.
+inline void print_json_line(const CommandLineOutput& output, const nlohmann::ordered_json& line) {
+  output.out << line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << '\n';
+}
+
+}  // namespace
+}  // namespace velmora_can_bridge

@@ -1,0 +1,23 @@
+#include <unistd.h>
+
+#include <cstdlib>
+#include <exception>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "velmora_can_bridge/cli/command_line.hpp"
+
+namespace bridge = velmora_can_bridge;
+
+int main(int argc, char** argv) {
+  try {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing has started a thread yet
+    const bool colour = isatty(STDOUT_FILENO) == 1 && std::getenv("NO_COLOR") == nullptr;
+    const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
+    return static_cast<int>(bridge::run_command_line(arguments, {std::cout, std::cerr, colour}));
+  } catch (const std::exception& error) {
+    std::cerr << "velmora-can-bridge: " << error.what() << '\n';
+    return static_cast<int>(bridge::ExitStatus::bad_input);
+  }
+}

@@ -1,0 +1,106 @@
+#include <algorithm>
+#include <iomanip>
+#include <map>
+
+#include "commands.hpp"
+#include "json_line.hpp"
+#include "number_text.hpp"
+#include "report.hpp"
+#include "velmora_can_bridge/config/operation_kinds.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+std::string payload_text(const OperationConfig& op, const BoardConfig& board) {
+  const OperationKind* const kind = find_operation_kind(op.kind);
+  return kind == nullptr ? "unknown" : kind->describe_payload(op, board);
+}
+
+/// The devices in the order of their names.
+std::map<std::string, DeviceOdEntry> sorted_devices(const BoardConfig& board) {
+  return {board.device_od_map.begin(), board.device_od_map.end()};
+}
+
+/// Rows of texts, printed as columns as wide as their widest text.
+class Table {
+ public:
+  void add(std::vector<std::string> row) {
+    widths_.resize(std::max(widths_.size(), row.size()));
+    for (std::size_t column = 0; column < row.size(); ++column) {
+      widths_[column] = std::max(widths_[column], row[column].size());
+    }
+    rows_.push_back(std::move(row));
+  }
+
+  void print(std::ostream& out) const {
+    for (const std::vector<std::string>& row : rows_) {
+      std::string line;
+      for (std::size_t column = 0; column < row.size(); ++column) {
+        line += "  " + row[column] + std::string(widths_[column] - row[column].size(), ' ');
+      }
+      line.erase(line.find_last_not_of(' ') + 1);
+      out << line << '\n';
+    }
+  }
+
+ private:
+  std::vector<std::vector<std::string>> rows_;
+  std::vector<std::size_t> widths_;
+};
+
+void print_text(const CommandLineOutput& output, const NodeConfig& node) {
+  Table devices;
+  devices.add({"device", "profile", "base_index", "homing_record"});
+  for (const auto& [name, entry] : sorted_devices(node.board)) {
+    devices.add({name, entry.profile, hex_u16(entry.base_index),
+                 entry.homing_record == 0 ? "" : hex_u16(entry.homing_record)});
+  }
+  Table operations;
+  operations.add({"operation", "kind", "payload", "label"});
+  for (const auto& [name, op] : node.operations) {
+    operations.add({name, op.kind, payload_text(op, node.board), op.label});
+  }
+  output.out << "node " << hex_u8(node.node_id) << '\n';
+  devices.print(output.out);
+  output.out << '\n';
+  operations.print(output.out);
+}
+
+void print_json(const CommandLineOutput& output, const NodeConfig& node) {
+  for (const auto& [name, entry] : sorted_devices(node.board)) {
+    print_json_line(output, {{"node_id", node.node_id},
+                             {"device", name},
+                             {"profile", entry.profile},
+                             {"base_index", entry.base_index},
+                             {"homing_record", entry.homing_record}});
+  }
+  for (const auto& [name, op] : node.operations) {
+    print_json_line(output, {{"node_id", node.node_id},
+                             {"operation", name},
+                             {"kind", op.kind},
+                             {"payload", payload_text(op, node.board)},
+                             {"label", op.label},
+                             {"description", op.description}});
+  }
+}
+
+}  // namespace
+
+ExitStatus operations_command(const CommandLineOutput& output, const std::string& board,
+                              bool json) {
+  const std::optional<BoardFile> file = load_board(output, board);
+  if (!file) {
+    return ExitStatus::bad_input;
+  }
+  bool first = true;
+  for (const NodeConfig& node : file->nodes) {
+    if (!first && !json) {
+      output.out << '\n';
+    }
+    first = false;
+    (json ? print_json : print_text)(output, node);
+  }
+  return ExitStatus::success;
+}
+
+}  // namespace velmora_can_bridge

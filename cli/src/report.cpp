@@ -1,0 +1,62 @@
+#include "report.hpp"
+
+#include <string_view>
+
+#include "json_line.hpp"
+#include "tracing_backend.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+constexpr std::string_view red = "\033[31m";
+constexpr std::string_view green = "\033[32m";
+constexpr std::string_view plain = "\033[0m";
+
+std::string coloured(const CommandLineOutput& output, std::string_view colour,
+                     std::string_view text) {
+  if (!output.colour) {
+    return std::string(text);
+  }
+  return std::string(colour) + std::string(text) + std::string(plain);
+}
+
+}  // namespace
+
+void print_result(const CommandLineOutput& output, const OperationReport& report) {
+  const OperationResult& result = report.result;
+  if (!result.ok) {
+    output.out << coloured(output, red, "failed: ") << result.message
+               << (report.refusal ? " (" + *report.refusal + ")" : "") << '\n';
+    return;
+  }
+  output.out << coloured(output, green, "ok: ") << result.message << '\n';
+  if (!result.data.empty()) {
+    output.out << "data: " << bytes_text(result.data) << '\n';
+  }
+}
+
+void print_result_json(const CommandLineOutput& output, const OperationReport& report) {
+  nlohmann::ordered_json line{{"operation", report.operation},
+                              {"device", report.device},
+                              {"ok", report.result.ok},
+                              {"data", report.result.data},
+                              {"message", report.result.message}};
+  if (report.refusal) {
+    line["reason"] = *report.refusal;
+  }
+  print_json_line(output, line);
+}
+
+void print_diagnostic(const CommandLineOutput& output, const std::string& text) {
+  output.err << "velmora-can-bridge: " << text << '\n';
+}
+
+std::optional<BoardFile> load_board(const CommandLineOutput& output, const std::string& path) {
+  LoadedBoard loaded = load_board_file(path);
+  for (const Problem& problem : loaded.problems) {
+    output.err << problem_text(path, problem) << '\n';
+  }
+  return std::move(loaded.file);
+}
+
+}  // namespace velmora_can_bridge

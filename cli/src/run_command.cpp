@@ -1,0 +1,82 @@
+#include <algorithm>
+#include <utility>
+#include <variant>
+
+#include "commands.hpp"
+#include "payload_words.hpp"
+#include "report.hpp"
+#include "simulated_board.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+std::string joined(std::vector<std::string> names) {
+  std::sort(names.begin(), names.end());
+  std::string text;
+  for (const std::string& name : names) {
+    text += (text.empty() ? "" : ", ") + name;
+  }
+  return text.empty() ? "none" : text;
+}
+
+template <typename Map>
+std::vector<std::string> keys(const Map& map) {
+  std::vector<std::string> names;
+  names.reserve(map.size());
+  for (const auto& row : map) {
+    names.push_back(row.first);
+  }
+  return names;
+}
+
+std::string devices_text(const BoardFile& file) {
+  std::vector<std::string> names;
+  for (const NodeConfig& node : file.nodes) {
+    const std::vector<std::string> more = keys(node.board.device_od_map);
+    names.insert(names.end(), more.begin(), more.end());
+  }
+  return joined(std::move(names));
+}
+
+ExitStatus refuse(const CommandLineOutput& output, const std::string& text) {
+  print_diagnostic(output, text);
+  return ExitStatus::bad_input;
+}
+
+}  // namespace
+
+ExitStatus run_command(const CommandLineOutput& output, const RunArguments& arguments) {
+  const std::optional<BoardFile> file = load_board(output, arguments.board);
+  if (!file) {
+    return ExitStatus::bad_input;
+  }
+  SimulatedBoard board(*file, [&](const std::string& line) {
+    if (arguments.trace) {
+      output.err << line << '\n';
+    }
+  });
+  SimulatedBoardNode* const node = board.find_node(arguments.device);
+  if (node == nullptr) {
+    return refuse(output, "unknown device \"" + arguments.device + "\"; " + arguments.board +
+                              " has: " + devices_text(*file));
+  }
+  const auto& operations = node->config().operations;
+  const auto operation = operations.find(arguments.operation);
+  if (operation == operations.end()) {
+    return refuse(output, "unknown operation \"" + arguments.operation + "\"; the node of \"" +
+                              arguments.device + "\" has: " + joined(keys(operations)));
+  }
+  const auto payload = parse_payload_words(arguments.payload);
+  if (const auto* const reason = std::get_if<std::string>(&payload)) {
+    return refuse(output, *reason);
+  }
+
+  OperationReport report{arguments.operation, arguments.device, {}, {}};
+  report.result =
+      node->run(operation->second, arguments.device, std::get<std::vector<std::uint8_t>>(payload));
+  report.refusal = node->refusal();
+  (arguments.json ? print_result_json : print_result)(output, report);
+  return report.result.ok ? ExitStatus::success : ExitStatus::operation_failed;
+}
+
+}  // namespace velmora_can_bridge

@@ -1,0 +1,41 @@
+// A bus that tells of every transfer.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "velmora_can_bridge/can_open_backend.hpp"
+
+namespace velmora_can_bridge {
+
+/// `bytes` as "0F 00", or "no bytes".
+std::string bytes_text(const std::vector<std::uint8_t>& bytes);
+
+/// Passes every transfer on to another bus and hands one line of text to a sink when it has ended:
+/// "node 0x10  SDO read   0x1018/1 -> 4D 56 00 00".
+class TracingBackend : public CanOpenBackend {
+ public:
+  using Sink = std::function<void(const std::string& line)>;
+  /// Says why the latest SDO transfer was refused.
+  using Reason = std::function<std::string()>;
+
+  /// `inner` outlives this object. `sink` and `reason` run on the thread of the transfer.
+  TracingBackend(CanOpenBackend& inner, Sink sink, Reason reason);
+
+  bool sdo_read(std::uint8_t node_id, std::uint16_t index, std::uint8_t sub_index,
+                std::vector<std::uint8_t>& data) override;
+  bool sdo_write(std::uint8_t node_id, std::uint16_t index, std::uint8_t sub_index,
+                 const std::vector<std::uint8_t>& data) override;
+  bool send_rpdo(std::uint8_t node_id, std::uint8_t rpdo, const std::array<std::uint8_t, 8>& data,
+                 std::uint8_t length) override;
+
+ private:
+  CanOpenBackend* inner_;
+  Sink sink_;
+  Reason reason_;
+};
+
+}  // namespace velmora_can_bridge

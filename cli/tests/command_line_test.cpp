@@ -1,0 +1,258 @@
+#include "velmora_can_bridge/cli/command_line.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+namespace velmora_can_bridge {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr const char* board_text = R"(
+nodes:
+  - node_id: 0x10
+    device_od_map:
+      wheel: {profile: ci402, base_index: 0x6040}
+    operations:
+      read_identity: {kind: read_multi, index: 0x1018, sub_indices: [0, 1], label: Identity}
+      read_nothing: {kind: sdo_read, index: 0x5FFF}
+      set_acceleration: {kind: sdo_write, index: 0x6083, data_type: u32}
+  - node_id: 0x11
+    device_od_map:
+      claw: {profile: claw, base_index: 0x7040, homing_record: 0x2100}
+    operations:
+      read_name: {kind: sdo_read, index: 0x1008}
+)";
+
+/// Runs the program over a board file of the test's own.
+class CommandLine : public testing::Test {
+ protected:
+  CommandLine() {
+    const std::string test = testing::UnitTest::GetInstance()->current_test_info()->name();
+    folder = std::filesystem::path(testing::TempDir()) / ("velmora_cli_" + test);
+    std::filesystem::create_directories(folder);
+    board = write_file("board.yaml", board_text);
+  }
+
+  void TearDown() override { std::filesystem::remove_all(folder); }
+
+  std::string write_file(const std::string& name, const std::string& text) const {
+    const std::filesystem::path path = folder / name;
+    std::ofstream(path, std::ios::binary) << text;
+    return path.string();
+  }
+
+  ExitStatus run(const std::vector<std::string>& arguments) {
+    std::ostringstream out_stream;
+    std::ostringstream err_stream;
+    const ExitStatus status = run_command_line(arguments, {out_stream, err_stream, false});
+    out = out_stream.str();
+    err = err_stream.str();
+    return status;
+  }
+
+  std::filesystem::path folder;
+  std::string board;
+  std::string out;
+  std::string err;
+};
+
+TEST_F(CommandLine, run_prints_the_result_to_the_standard_output) {
+  EXPECT_EQ(run({"run", board, "wheel", "read_identity"}), ExitStatus::success);
+  EXPECT_THAT(out, StartsWith("ok: OK\ndata: 04 "));
+  EXPECT_EQ(err, "");
+}
+
+TEST_F(CommandLine, run_of_an_operation_that_fails_says_why_the_bus_refused) {
+  EXPECT_EQ(run({"run", board, "wheel", "read_nothing"}), ExitStatus::operation_failed);
+  EXPECT_EQ(out,
+            "failed: SDO read failed at 0x5FFF/0 (abort 0x06020000, no object at this index)\n");
+  EXPECT_EQ(err, "");
+}
+
+TEST_F(CommandLine, run_that_fails_before_the_bus_names_no_refusal) {
+  EXPECT_EQ(run({"run", board, "wheel", "set_acceleration", "u8:1"}), ExitStatus::operation_failed);
+  EXPECT_EQ(out, "failed: payload too short for sdo_write\n");
+}
+
+TEST_F(CommandLine, run_finds_the_node_by_its_device) {
+  EXPECT_EQ(run({"run", board, "claw", "read_name", "--trace"}), ExitStatus::success);
+  EXPECT_THAT(err, StartsWith("node 0x11  SDO read   0x1008/0 -> "));
+}
+
+TEST_F(CommandLine, run_traces_to_the_standard_error) {
+  EXPECT_EQ(run({"run", "--trace", board, "wheel", "set_acceleration", "u32:5000"}),
+            ExitStatus::success);
+  EXPECT_EQ(out, "ok: OK\n");
+  EXPECT_EQ(err, "node 0x10  SDO write  0x6083/0 <- 88 13 00 00\n");
+}
+
+TEST_F(CommandLine, run_prints_json_on_one_line) {
+  run({"run", "--json", board, "wheel", "read_nothing"});
+  EXPECT_EQ(out, R"({"operation":"read_nothing","device":"wheel","ok":false,"data":[],)"
+                 R"("message":"SDO read failed at 0x5FFF/0",)"
+                 R"("reason":"abort 0x06020000, no object at this index"})"
+                 "\n");
+}
+
+TEST_F(CommandLine, json_survives_names_that_are_no_utf8) {
+  const std::string path = write_file(
+      "odd.yaml",
+      "nodes: [{node_id: 1, device_od_map: {d: {base_index: 1}}, operations: {\"r\\xC3\": "
+      "{kind: sdo_read, index: 0x1000}}}]");
+  EXPECT_EQ(run({"run", "--json", path, "d", "r\xC3\x83"}), ExitStatus::success);
+  EXPECT_EQ(nlohmann::json::parse(out)["operation"], "r\xC3\x83");
+}
+
+TEST_F(CommandLine, unknown_device_is_named_beside_those_that_there_are) {
+  EXPECT_EQ(run({"run", board, "Wheel", "read_identity"}), ExitStatus::bad_input);
+  EXPECT_EQ(out, "");
+  EXPECT_EQ(err, "velmora-can-bridge: unknown device \"Wheel\"; " + board + " has: claw, wheel\n");
+}
+
+TEST_F(CommandLine, unknown_operation_is_named_beside_those_of_the_node) {
+  EXPECT_EQ(run({"run", board, "claw", "read_identity"}), ExitStatus::bad_input);
+  EXPECT_EQ(err,
+            "velmora-can-bridge: unknown operation \"read_identity\"; the node of \"claw\" has: "
+            "read_name\n");
+}
+
+TEST_F(CommandLine, payload_word_that_does_not_parse_is_named) {
+  EXPECT_EQ(run({"run", board, "wheel", "set_acceleration", "00", "0F0"}), ExitStatus::bad_input);
+  EXPECT_EQ(err,
+            "velmora-can-bridge: payload word \"0F0\": odd number of hexadecimal digits, every "
+            "byte takes two\n");
+}
+
+TEST_F(CommandLine, broken_board_file_is_bad_input_for_every_command) {
+  const std::string path = write_file("broken.yaml", "nodes: [{node_id: 0}]\n");
+  const std::string expected_start = path + ":1:19: error: ";
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"run", path, "wheel", "read"},
+        {"operations", path},
+        {"check", path}}) {
+    SCOPED_TRACE(arguments.front());
+    EXPECT_EQ(run(arguments), ExitStatus::bad_input);
+    EXPECT_THAT(err, StartsWith(expected_start));
+    EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1);
+  }
+}
+
+TEST_F(CommandLine, missing_board_file_is_one_line) {
+  EXPECT_EQ(run({"operations", "/nowhere/board.yaml"}), ExitStatus::bad_input);
+  EXPECT_THAT(err, StartsWith("/nowhere/board.yaml: error: "));
+  EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1);
+}
+
+TEST_F(CommandLine, check_counts_what_it_found) {
+  EXPECT_EQ(run({"check", board}), ExitStatus::success);
+  EXPECT_EQ(out, board + ": 2 nodes, 2 devices, 0 PDOs, 4 operations; 0 errors, 0 warnings\n");
+}
+
+TEST_F(CommandLine, check_prints_json_problem_by_problem) {
+  const std::string path = write_file("broken.yaml", "nodes: [{node_id: 0}]\n");
+  EXPECT_EQ(run({"check", "--json", path}), ExitStatus::bad_input);
+  std::istringstream lines(out);
+  std::string line;
+  std::getline(lines, line);
+  const auto problem = nlohmann::json::parse(line);
+  EXPECT_EQ(problem["severity"], "error");
+  EXPECT_EQ(problem["line"], 1);
+  EXPECT_EQ(problem["column"], 19);
+  std::getline(lines, line);
+  EXPECT_EQ(nlohmann::json::parse(line)["ok"], false);
+  EXPECT_EQ(nlohmann::json::parse(line)["errors"], 1);
+  EXPECT_EQ(err, "");
+}
+
+TEST_F(CommandLine, operations_lists_devices_and_payloads) {
+  EXPECT_EQ(run({"operations", board}), ExitStatus::success);
+  EXPECT_THAT(out, HasSubstr("node 0x10\n"));
+  EXPECT_THAT(out, HasSubstr("claw    claw     0x7040      0x2100"));
+  EXPECT_THAT(out, HasSubstr("set_acceleration  sdo_write   u32 (4 bytes)"));
+}
+
+TEST_F(CommandLine, operations_prints_json_line_by_line) {
+  EXPECT_EQ(run({"operations", "--json", board}), ExitStatus::success);
+  std::istringstream lines(out);
+  std::size_t devices = 0;
+  std::size_t operations = 0;
+  for (std::string line; std::getline(lines, line);) {
+    const auto object = nlohmann::json::parse(line);
+    devices += object.count("device");
+    operations += object.count("operation");
+  }
+  EXPECT_EQ(devices, 2U);
+  EXPECT_EQ(operations, 4U);
+}
+
+TEST_F(CommandLine, bad_usage_is_one_line_with_status_2) {
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{},
+        {"nonsense"},
+        {"run"},
+        {"run", board},
+        {"run", board, "wheel"},
+        {"check", board, "surplus"},
+        {"check", "--nonsense", board},
+        {"operations"},
+        {"run", board, "wheel", "set_acceleration", "-5"}}) {
+    SCOPED_TRACE(testing::PrintToString(arguments));
+    EXPECT_EQ(run(arguments), ExitStatus::bad_input);
+    EXPECT_EQ(out, "");
+    EXPECT_THAT(err, StartsWith("velmora-can-bridge: "));
+    EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1);
+  }
+}
+
+TEST_F(CommandLine, help_is_a_result) {
+  for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--help"},
+                                                    {"run", "--help"},
+                                                    {"operations", "--help"},
+                                                    {"check", "--help"},
+                                                    {"demo", "--help"}}) {
+    SCOPED_TRACE(testing::PrintToString(arguments));
+    EXPECT_EQ(run(arguments), ExitStatus::success);
+    EXPECT_THAT(out, HasSubstr("Usage: velmora-can-bridge"));
+    EXPECT_EQ(err, "");
+  }
+}
+
+TEST_F(CommandLine, version_is_a_result) {
+  EXPECT_EQ(run({"--version"}), ExitStatus::success);
+  EXPECT_THAT(out, StartsWith("velmora-can-bridge "));
+}
+
+TEST_F(CommandLine, demo_shows_bus_and_results) {
+  EXPECT_EQ(run({"demo"}), ExitStatus::success);
+  EXPECT_THAT(out, HasSubstr("SDO read   0x1000/0 -> "));
+  EXPECT_THAT(out, HasSubstr("ok: OK"));
+  EXPECT_THAT(out, HasSubstr("failed: SDO write failed at 0x2200/77 (abort 0x06090011, "));
+  EXPECT_EQ(err, "");
+}
+
+TEST_F(CommandLine, demo_json_is_one_object_a_line) {
+  EXPECT_EQ(run({"demo", "--json"}), ExitStatus::success);
+  std::istringstream lines(out);
+  std::size_t results = 0;
+  for (std::string line; std::getline(lines, line); ++results) {
+    EXPECT_TRUE(nlohmann::json::parse(line).contains("ok"));
+  }
+  EXPECT_GE(results, 5U);
+}
+
+TEST(CommandLineColour, is_used_only_when_asked_for) {
+  std::ostringstream out;
+  std::ostringstream err;
+  run_command_line({"demo"}, {out, err, true});
+  EXPECT_THAT(out.str(), HasSubstr("\033[32mok: \033[0m"));
+}
+
+}  // namespace
+}  // namespace velmora_can_bridge
