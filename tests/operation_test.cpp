@@ -74,8 +74,7 @@ TEST(OperationConfig, members_stand_in_their_order) {
 
 TEST(OperationConfig, copy_equals_its_source_member_for_member) {
   const OperationConfig source = full_operation();
-  const OperationConfig copy = source;
-  expect_equal(copy, source);
+  expect_equal(OperationConfig(source), source);
 }
 
 TEST(OperationConfig, changing_a_copy_leaves_the_source_alone) {
@@ -90,9 +89,9 @@ TEST(OperationConfig, changing_a_copy_leaves_the_source_alone) {
 
 TEST(OperationConfig, empty_record_has_zero_numbers_in_itself_as_in_its_copy) {
   const OperationConfig source;
-  const OperationConfig copy = source;
-  expect_equal(copy, OperationConfig{"", "", "", 0, "", 0,  0, 0,  {}, {}, {}, "",
-                                     "", 0,  0,  0, 0,  {}, 0, "", "", 0,  {}, {}});
+  expect_equal(OperationConfig(source),
+               OperationConfig{"", "", "", 0, "", 0,  0, 0,  {}, {}, {}, "",
+                               "", 0,  0,  0, 0,  {}, 0, "", "", 0,  {}, {}});
 }
 
 TEST(OperationResult, members_stand_in_their_order) {

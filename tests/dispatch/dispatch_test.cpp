@@ -72,7 +72,8 @@ TEST_F(Dispatch, node_id_is_read_afresh_at_every_bus_call) {
 
 TEST_F(Dispatch, exception_of_the_backend_passes_to_the_caller) {
   struct Throwing : ScriptedBackend {
-    bool sdo_read(std::uint8_t, std::uint16_t, std::uint8_t, Bytes&) override {
+    bool sdo_read(std::uint8_t /*node_id*/, std::uint16_t /*index*/, std::uint8_t /*sub_index*/,
+                  Bytes& /*data*/) override {
       throw std::bad_alloc();
     }
   } throwing;

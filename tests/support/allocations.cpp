@@ -16,6 +16,7 @@ namespace {
 
 void* counted_allocation(std::size_t size) {
   ++count;
+  // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): this is where new gets its memory
   void* const memory = std::malloc(size == 0 ? 1 : size);
   if (memory == nullptr) {
     throw std::bad_alloc();
@@ -26,9 +27,11 @@ void* counted_allocation(std::size_t size) {
 }  // namespace
 }  // namespace velmora_can_bridge
 
+// NOLINTBEGIN(cppcoreguidelines-no-malloc): and where delete gives it back
 void* operator new(std::size_t size) { return velmora_can_bridge::counted_allocation(size); }
 void* operator new[](std::size_t size) { return velmora_can_bridge::counted_allocation(size); }
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete[](void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
 void operator delete[](void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
+// NOLINTEND(cppcoreguidelines-no-malloc)
