@@ -114,7 +114,7 @@ std::variant<std::vector<std::uint8_t>, std::string> parse_payload_words(
     if (const auto* const reason = std::get_if<std::string>(&parsed)) {
       return "payload word \"" + word + "\": " + *reason;
     }
-    const Bytes& bytes = std::get<Bytes>(parsed);
+    const auto& bytes = std::get<Bytes>(parsed);
     payload.insert(payload.end(), bytes.begin(), bytes.end());
   }
   return payload;

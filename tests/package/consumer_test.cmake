@@ -1,6 +1,6 @@
 # Installs the built project into an empty tree, moves the tree, and builds small consumers against
 # it: with find_package and with pkg-config.
-# Arguments: BUILD_DIR, SOURCE_DIR (of the consumer), WORK_DIR, CXX, COMPONENTS.
+# Arguments: BUILD_DIR, SOURCE_DIR (of the consumer), WORK_DIR, GENERATOR, CXX, COMPONENTS.
 set(prefix ${WORK_DIR}/moved)
 set(expected "SDO read failed at 0x0000/0\n")
 
@@ -25,7 +25,8 @@ run("installing" ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${WORK_DIR}/in
 file(RENAME ${WORK_DIR}/installed ${prefix})
 
 run("configuring the consumer"
-    ${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/build -DCMAKE_PREFIX_PATH=${prefix}
+    ${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/build -G ${GENERATOR}
+    -DCMAKE_PREFIX_PATH=${prefix}
     -DCMAKE_CXX_COMPILER=${CXX} "-DCOMPONENTS=${COMPONENTS}")
 run("building the consumer" ${CMAKE_COMMAND} --build ${WORK_DIR}/build)
 expect_output(${WORK_DIR}/build/consumer "${expected}")
