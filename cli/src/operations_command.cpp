@@ -3,8 +3,8 @@
 #include <map>
 
 #include "commands.hpp"
+#include "dispatch/hex_u16.hpp"
 #include "json_line.hpp"
-#include "number_text.hpp"
 #include "report.hpp"
 #include "velmora_can_bridge/config/operation_kinds.hpp"
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "number_text.hpp"
+#include "dispatch/hex_u16.hpp"
 #include "velmora_can_bridge/simulator/sdo_abort.hpp"
 
 namespace velmora_can_bridge {

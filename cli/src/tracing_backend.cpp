@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "dispatch/hex_u16.hpp"
-#include "number_text.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -15,14 +14,7 @@ std::string node_text(std::uint8_t node_id) { return "node " + hex_u8(node_id) +
 }  // namespace
 
 std::string bytes_text(const std::vector<std::uint8_t>& bytes) {
-  if (bytes.empty()) {
-    return "no bytes";
-  }
-  std::string text;
-  for (const std::uint8_t byte : bytes) {
-    text += (text.empty() ? "" : " ") + hex_u8(byte).substr(2);
-  }
-  return text;
+  return bytes.empty() ? "no bytes" : hex_bytes(bytes);
 }
 
 TracingBackend::TracingBackend(CanOpenBackend& inner, Sink sink, Reason reason)

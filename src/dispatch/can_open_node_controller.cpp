@@ -21,9 +21,12 @@ OperationResult CanOpenNodeController::execute_configured_operation(
   };
   // Every operation of the system: one row a kind.
   static constexpr Row rows[] = {
-      {"sdo_write", &Self::exec_sdo_write},
-      {"sdo_read", &Self::exec_sdo_read},
-      {"read_multi", &Self::exec_read_multi},
+      {"sdo_write", &Self::exec_sdo_write},         {"sdo_read", &Self::exec_sdo_read},
+      {"od_io_read", &Self::exec_od_io_read},       {"od_io_write", &Self::exec_od_io_write},
+      {"led_write", &Self::exec_led_write},         {"read_multi", &Self::exec_read_multi},
+      {"auto_write", &Self::exec_auto_write},       {"pdo_write", &Self::exec_pdo_write_patch},
+      {"pdo_patch", &Self::exec_pdo_write_patch},   {"bit_patch", &Self::exec_bit_patch},
+      {"pdo_bit_patch", &Self::exec_pdo_bit_patch},
   };
 
   for (const Row& row : rows) {

@@ -1,9 +1,10 @@
-// How messages write object-dictionary addresses.
+// How numbers and bytes are written for people.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace velmora_can_bridge {
 namespace {
@@ -15,6 +16,24 @@ inline std::string hex_u16(std::uint16_t value) {
   for (std::size_t position = 5; position > 1; --position) {
     text[position] = digits[value & 0xFU];
     value = static_cast<std::uint16_t>(value >> 4U);
+  }
+  return text;
+}
+
+/// `value` as "0x" and two upper-case hexadecimal digits.
+inline std::string hex_u8(std::uint8_t value) { return "0x" + hex_u16(value).substr(4); }
+
+/// `value` as "0x" and eight upper-case hexadecimal digits.
+inline std::string hex_u32(std::uint32_t value) {
+  return hex_u16(static_cast<std::uint16_t>(value >> 16U)) +
+         hex_u16(static_cast<std::uint16_t>(value)).substr(2);
+}
+
+/// `bytes` as "0F 00": two upper-case hexadecimal digits each, a blank between them.
+inline std::string hex_bytes(const std::vector<std::uint8_t>& bytes) {
+  std::string text;
+  for (const std::uint8_t byte : bytes) {
+    text += (text.empty() ? "" : " ") + hex_u8(byte).substr(2);
   }
   return text;
 }

@@ -34,11 +34,37 @@ inline const PdoConfig* find_pdo(const BoardConfig& board, std::uint8_t number,
   return found == board.pdos.end() ? nullptr : &*found;
 }
 
+/// The number of the first RPDO that maps `index` at any sub-index and is not numbered 0, or 0.
+inline std::uint8_t find_rpdo_number(const BoardConfig& board, std::uint16_t index) {
+  for (const PdoConfig& pdo : board.pdos) {
+    if (pdo.number == 0 || pdo.direction != rpdo_direction) {
+      continue;
+    }
+    const bool maps =
+        std::any_of(pdo.mappings.begin(), pdo.mappings.end(),
+                    [&](const PdoMapping& mapping) { return mapping.index == index; });
+    if (maps) {
+      return pdo.number;
+    }
+  }
+  return 0;
+}
+
 /// The first mapping of that name, or null. An empty name finds a mapping with an empty name.
 inline const PdoMapping* find_mapping_by_field(const PdoConfig& pdo, const std::string& field) {
   const auto found =
       std::find_if(pdo.mappings.begin(), pdo.mappings.end(),
                    [&](const PdoMapping& mapping) { return mapping.field == field; });
+  return found == pdo.mappings.end() ? nullptr : &*found;
+}
+
+/// The first mapping of that object, index and sub-index, or null.
+inline const PdoMapping* find_mapping_by_object(const PdoConfig& pdo, std::uint16_t index,
+                                                std::uint8_t sub_index) {
+  const auto found =
+      std::find_if(pdo.mappings.begin(), pdo.mappings.end(), [&](const PdoMapping& mapping) {
+        return mapping.index == index && mapping.sub_index == sub_index;
+      });
   return found == pdo.mappings.end() ? nullptr : &*found;
 }
 

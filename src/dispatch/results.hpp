@@ -1,4 +1,4 @@
-// The two ways in which an operation ends.
+// The two ways in which an operation ends, and the messages that several operations share.
 #pragma once
 
 #include <cstdint>
@@ -16,6 +16,14 @@ inline OperationResult success(std::string message, std::vector<std::uint8_t> da
 }
 
 inline OperationResult failure(std::string message) { return {false, {}, std::move(message)}; }
+
+inline std::string device_not_found(const std::string& device) {
+  return "Device not found: " + device;
+}
+
+inline std::string rpdo_not_found(std::uint8_t rpdo) {
+  return "RPDO " + std::to_string(rpdo) + " not found";
+}
 
 }  // namespace
 }  // namespace velmora_can_bridge

@@ -1,6 +1,5 @@
 #include <optional>
 
-#include "dispatch/hex_u16.hpp"
 #include "dispatch/results.hpp"
 #include "sdo/encode_payload.hpp"
 #include "velmora_can_bridge/can_open_node_controller.hpp"
@@ -41,10 +40,7 @@ OperationResult CanOpenNodeController::exec_sdo_write(const OperationConfig& op,
   if (!data) {
     return failure("payload too short for sdo_write");
   }
-  if (!backend_->sdo_write(*node_id_, op.index, sub_index, *data)) {
-    return failure("SDO write failed at " + object_text(op.index, sub_index));
-  }
-  return success("OK");
+  return write_object(op.index, sub_index, *data);
 }
 
 }  // namespace velmora_can_bridge

@@ -1,0 +1,117 @@
+#include <algorithm>
+#include <cstddef>
+
+#include "dispatch/results.hpp"
+#include "shadow/rpdo_layout.hpp"
+#include "velmora_can_bridge/can_open_node_controller.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+using Image = std::array<std::uint8_t, frame_length>;
+
+/// Replaces the field's bytes as far as `bytes` reaches; surplus bytes are dropped.
+void overwrite(Image& image, FieldPlace place, const std::vector<std::uint8_t>& bytes) {
+  std::copy_n(bytes.begin(), std::min(bytes.size(), place.length), image.begin() + place.offset);
+}
+
+/// As `overwrite`, and zeros where `bytes` does not reach.
+void overwrite_whole(Image& image, FieldPlace place, const std::vector<std::uint8_t>& bytes) {
+  std::fill_n(image.begin() + place.offset, place.length, std::uint8_t{0});
+  overwrite(image, place, bytes);
+}
+
+}  // namespace
+
+std::uint8_t CanOpenNodeController::find_rpdo_for_od(std::uint16_t index) const {
+  return find_rpdo_number(*board_, index);
+}
+
+std::uint8_t CanOpenNodeController::resolve_rpdo(const OperationConfig& op) const {
+  return op.pdo_number != 0 ? op.pdo_number : find_rpdo_for_od(op.index);
+}
+
+void CanOpenNodeController::forget_rpdo_shadows() {
+  const std::lock_guard<std::mutex> lock(shadow_mutex_);
+  for (auto& [rpdo, synced] : rpdo_shadow_synced_) {
+    synced = false;
+  }
+}
+
+bool CanOpenNodeController::ensure_rpdo_shadow_synced(std::uint8_t rpdo,
+                                                      const std::string& device) {
+  const auto synced = rpdo_shadow_synced_.find(rpdo);
+  if (synced != rpdo_shadow_synced_.end() && synced->second) {
+    return true;
+  }
+  if (find_pdo(*board_, rpdo, rpdo_direction) == nullptr) {
+    return true;  // nothing to load; the handler's own look-up reports it
+  }
+  if (!sync_rpdo_shadow_from_device(rpdo, device, true)) {
+    return false;
+  }
+  rpdo_shadow_synced_[rpdo] = true;
+  return true;
+}
+
+bool CanOpenNodeController::sync_rpdo_shadow_from_device(std::uint8_t rpdo,
+                                                         const std::string& /*device*/,
+                                                         bool all_or_nothing) {
+  Image& shadow = rpdo_shadow_[rpdo];
+  std::uint8_t& length = rpdo_shadow_len_[rpdo];
+  // Built aside, so that a refused read or an exception leaves the image as it was.
+  Image image = shadow;
+  bool all_answered = true;
+  const auto load_field = [&](const PdoMapping& mapping, FieldPlace place) {
+    if (place.length == 0) {
+      return true;
+    }
+    std::vector<std::uint8_t> bytes;
+    if (mapping.index >= first_object_index &&
+        !backend_->sdo_read(*node_id_, mapping.index, mapping.sub_index, bytes)) {
+      all_answered = false;
+      return !all_or_nothing;
+    }
+    overwrite_whole(image, place, bytes);
+    return true;
+  };
+  for (const PdoConfig& pdo : board_->pdos) {
+    if (is_pdo(pdo, rpdo, rpdo_direction) && !for_each_field(pdo, load_field)) {
+      return false;
+    }
+  }
+  shadow = image;
+  length = mapped_length(*board_, rpdo);
+  return all_answered;
+}
+
+void CanOpenNodeController::write_to_shadow(std::uint8_t rpdo, const PdoMapping& mapping,
+                                            const std::vector<std::uint8_t>& bytes) {
+  overwrite(rpdo_shadow_[rpdo], place_of(*board_, rpdo, mapping), bytes);
+}
+
+OperationResult CanOpenNodeController::send_rpdo_shadow(std::uint8_t rpdo) {
+  const std::uint8_t length = rpdo_shadow_len_[rpdo];
+  if (!backend_->send_rpdo(*node_id_, rpdo, rpdo_shadow_[rpdo], length)) {
+    return failure("RPDO send failed");
+  }
+  return success("OK");
+}
+
+void CanOpenNodeController::write_od_to_shadow(std::uint16_t index,
+                                               const std::vector<std::uint8_t>& bytes) {
+  const std::lock_guard<std::mutex> lock(shadow_mutex_);
+  for (const PdoConfig& pdo : board_->pdos) {
+    if (pdo.direction != rpdo_direction) {
+      continue;
+    }
+    for_each_field(pdo, [&](const PdoMapping& mapping, FieldPlace place) {
+      if (mapping.index == index && mapping.sub_index == 0) {
+        overwrite(rpdo_shadow_[pdo.number], place, bytes);
+      }
+      return true;
+    });
+  }
+}
+
+}  // namespace velmora_can_bridge
