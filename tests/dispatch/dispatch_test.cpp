@@ -30,7 +30,8 @@ using Dispatch = ControllerTest;
 
 TEST_F(Dispatch, text_that_is_no_kind_is_answered_as_it_stands) {
   for (const char* kind : {"", "SDO_READ", "Sdo_read", " sdo_read", "sdo_read ", "sdo_rea",
-                           "sdo_reads", "read", "sdo_write\n", "unknown"}) {
+                           "sdo_reads", "read", "sdo_write\n", "unknown", "PDO_WRITE", "pdo_patch ",
+                           " led_write", "bit_patch_", "pdo", "Auto_write"}) {
     SCOPED_TRACE(kind);
     op.kind = kind;
     EXPECT_EQ(run({1, 2, 3}), failed(std::string("Unknown operation kind: ") + kind));
@@ -61,6 +62,44 @@ TEST_F(Dispatch, each_kind_reaches_its_handler) {
   }
 }
 
+TEST_F(Dispatch, each_kind_refuses_an_empty_payload_or_configuration_in_its_own_words) {
+  struct Row {
+    const char* kind;
+    const char* message;
+  };
+  op.index = 0x2001;
+  op.data_type = "u8";
+  board.device_od_map = {{"device", {"io", 0x2001, 0}}};
+  backend.refuse();  // the one read, of od_io_read
+  for (const Row& row :
+       {Row{"od_io_read", "SDO read failed at 0x2001/0"},
+        Row{"od_io_write", "payload too short for od_io_write (need offset+sub+data)"},
+        Row{"led_write", "led_write requires fields"},
+        Row{"auto_write", "payload too short for auto_write (SDO)"},
+        Row{"pdo_write", "No RPDO mapping found for device"},
+        Row{"pdo_patch", "No RPDO mapping found for device"},
+        Row{"bit_patch", "payload too short for bit_patch (mask+values)"},
+        Row{"pdo_bit_patch", "pdo_bit_patch requires fields"}}) {
+    SCOPED_TRACE(row.kind);
+    op.kind = row.kind;
+    EXPECT_EQ(run(), failed(row.message));
+  }
+  EXPECT_EQ(backend.calls, std::vector<std::string>{"read 5 0x2001/0"});
+}
+
+TEST_F(Dispatch, pdo_write_and_pdo_patch_reach_the_same_handler) {
+  board.pdos = {{1, "RPDO", {{0x2001, 0, 8, "a"}}}};
+  op.pdo_number = 1;
+  op.fields = {"a"};
+  op.kind = "pdo_write";
+  EXPECT_EQ(run({1}), ok("OK"));
+  op.kind = "pdo_patch";
+  EXPECT_EQ(run({2}), ok("OK"));
+  EXPECT_EQ(backend.calls,
+            (std::vector<std::string>{"read 5 0x2001/0", "rpdo 5 1 len 1: 01 00 00 00 00 00 00 00",
+                                      "rpdo 5 1 len 1: 02 00 00 00 00 00 00 00"}));
+}
+
 TEST_F(Dispatch, node_id_is_read_afresh_at_every_bus_call) {
   op.kind = "sdo_read";
   op.index = 0x1018;
@@ -71,15 +110,10 @@ TEST_F(Dispatch, node_id_is_read_afresh_at_every_bus_call) {
 }
 
 TEST_F(Dispatch, exception_of_the_backend_passes_to_the_caller) {
-  struct Throwing : ScriptedBackend {
-    bool sdo_read(std::uint8_t /*node_id*/, std::uint16_t /*index*/, std::uint8_t /*sub_index*/,
-                  Bytes& /*data*/) override {
-      throw std::bad_alloc();
-    }
-  } throwing;
-  Controller other(node_id, throwing, board);
   op.kind = "sdo_read";
-  EXPECT_THROW(other.execute_configured_operation(op, "device", {}), std::bad_alloc);
+  backend.raise_exception();
+  EXPECT_THROW(run(), BusException);
+  EXPECT_EQ(run(), ok("OK"));
 }
 
 }  // namespace

@@ -39,6 +39,42 @@ TEST(ScriptedBackend, refuses_writes_and_sends_as_it_refuses_reads) {
   EXPECT_TRUE(backend.send_rpdo(1, 2, {}, 8));
 }
 
+TEST(ScriptedBackend, throws_from_reads_writes_or_sends_and_then_goes_on) {
+  ScriptedBackend backend;
+  Bytes data;
+  backend.raise_exception();
+  backend.raise_exception();
+  backend.raise_exception();
+  EXPECT_THROW(backend.sdo_read(1, 2, 3, data), BusException);
+  EXPECT_THROW(backend.sdo_write(1, 2, 3, {}), BusException);
+  EXPECT_THROW(backend.send_rpdo(1, 2, {}, 8), BusException);
+  EXPECT_EQ(backend.calls.size(), 3U);
+  EXPECT_TRUE(backend.sdo_write(1, 2, 3, {}));
+}
+
+TEST(ScriptedBackend, reads_its_objects_by_index_and_sub_index_without_a_script) {
+  ScriptedBackend backend;
+  backend.objects = {{{2, 3}, {7, 8}}};
+  Bytes present;
+  Bytes absent;
+  EXPECT_TRUE(backend.sdo_read(1, 2, 3, present));
+  EXPECT_EQ(present, (Bytes{7, 8}));
+  EXPECT_TRUE(backend.sdo_read(1, 2, 4, absent));
+  EXPECT_EQ(absent, Bytes{});
+}
+
+TEST(ScriptedBackend, serves_as_many_calls_as_it_is_told_before_the_script_goes_on) {
+  ScriptedBackend backend;
+  backend.objects = {{{2, 3}, {7}}};
+  backend.serve(2);
+  backend.refuse();
+  Bytes data;
+  EXPECT_TRUE(backend.sdo_read(1, 2, 3, data));
+  EXPECT_EQ(data, Bytes{7});
+  EXPECT_TRUE(backend.send_rpdo(1, 2, {}, 8));
+  EXPECT_FALSE(backend.sdo_write(1, 2, 3, {}));
+}
+
 TEST(ScriptedBackend, marks_a_read_whose_vector_is_not_empty) {
   ScriptedBackend backend;
   Bytes dirty{1};
