@@ -5,20 +5,16 @@
 #include <cstdint>
 #include <optional>
 
+#include "dispatch/hex_u16.hpp"
+#include "dispatch/lookups.hpp"
 #include "sdo/encode_payload.hpp"
 
 namespace velmora_can_bridge {
 namespace {
 
-std::string hex_bytes(const std::vector<std::uint8_t>& bytes) {
-  static constexpr char digits[] = "0123456789ABCDEF";
-  std::string text;
-  for (const std::uint8_t byte : bytes) {
-    text += text.empty() ? "" : " ";
-    text += digits[byte >> 4U];
-    text += digits[byte & 0xFU];
-  }
-  return text;
+/// "name (2 bytes)".
+std::string sized(const std::string& name, std::size_t length) {
+  return name + " (" + std::to_string(length) + (length == 1 ? " byte)" : " bytes)");
 }
 
 std::string describe_data_type(const std::string& type) {
@@ -29,7 +25,7 @@ std::string describe_data_type(const std::string& type) {
   if (!length) {
     return "none is accepted (unknown data type)";
   }
-  return type + " (" + std::to_string(*length) + (*length == 1 ? " byte)" : " bytes)");
+  return sized(type, *length);
 }
 
 std::string describe_none(const OperationConfig& /*op*/, const BoardConfig& /*board*/) {
@@ -47,6 +43,85 @@ std::string describe_sdo_write(const OperationConfig& op, const BoardConfig& /*b
   return op.default_data.empty() ? type : type + ", or none for " + hex_bytes(op.default_data);
 }
 
+std::string describe_od_io_read(const OperationConfig& /*op*/, const BoardConfig& /*board*/) {
+  return "offset (2 bytes), sub-index (1 byte), 0 where left out";
+}
+
+std::string describe_od_io_write(const OperationConfig& /*op*/, const BoardConfig& /*board*/) {
+  return "offset (2 bytes), sub-index (1 byte), data (any length)";
+}
+
+std::string describe_led_write(const OperationConfig& op, const BoardConfig& /*board*/) {
+  constexpr const char* colour = "colour (3 bytes)";
+  constexpr const char* mode = "mode 0 to 3 (1 byte), period (2 bytes)";
+  if (op.led_operation == "set_color") {
+    return colour;
+  }
+  if (op.led_operation == "set_mode") {
+    return mode;
+  }
+  return std::string(colour) + ", " + mode;
+}
+
+std::string describe_auto_write(const OperationConfig& op, const BoardConfig& /*board*/) {
+  return describe_data_type(op.data_type);
+}
+
+const PdoConfig* find_rpdo(const OperationConfig& op, const BoardConfig& board) {
+  const std::uint8_t number =
+      op.pdo_number != 0 ? op.pdo_number : find_rpdo_number(board, op.index);
+  return find_pdo(board, number, rpdo_direction);
+}
+
+std::string describe_field(const PdoConfig* rpdo, const std::string& field) {
+  const PdoMapping* const mapping = rpdo == nullptr ? nullptr : find_mapping_by_field(*rpdo, field);
+  return mapping == nullptr ? field + " (not mapped)" : sized(field, byte_length(*mapping));
+}
+
+std::string describe_single_field(const OperationConfig& op, const PdoConfig* rpdo) {
+  if (!op.field.empty()) {
+    return describe_field(rpdo, op.field);
+  }
+  const PdoMapping* const mapping =
+      rpdo == nullptr ? nullptr : find_mapping_by_object(*rpdo, op.index, op.sub_index);
+  const std::string object = object_text(op.index, op.sub_index);
+  return mapping == nullptr ? object + " (not mapped)" : sized(object, byte_length(*mapping));
+}
+
+std::string describe_pdo_write(const OperationConfig& op, const BoardConfig& board) {
+  const PdoConfig* const rpdo = find_rpdo(op, board);
+  if (op.fields.empty()) {
+    return describe_single_field(op, rpdo);
+  }
+  std::string text;
+  for (const std::string& field : op.fields) {
+    text += (text.empty() ? "" : ", ") + describe_field(rpdo, field);
+  }
+  return text;
+}
+
+std::string describe_pdo_patch(const OperationConfig& op, const BoardConfig& board) {
+  return describe_pdo_write(op, board) + (op.fields.empty() ? "" : "; may end after any field");
+}
+
+std::string describe_bit_patch(const OperationConfig& op, const BoardConfig& /*board*/) {
+  const std::string& field = op.fields.empty() ? op.field : op.fields.front();
+  return "mask (1 byte), value (1 byte) for " + field;
+}
+
+std::string describe_pdo_bit_patch(const OperationConfig& op, const BoardConfig& /*board*/) {
+  if (op.named != 0) {
+    return "0 or 1 (1 byte) for bit " + std::to_string(op.bit_index) + " of " +
+           (op.fields.empty() ? "no field" : op.fields.front());
+  }
+  std::string fields;
+  for (std::size_t position = 0; position < op.fields.size(); ++position) {
+    fields +=
+        (position == 0 ? "" : ", ") + std::to_string(position + 1) + " " + op.fields[position];
+  }
+  return "field (" + fields + "), bit (0 to 7), 0 or 1; 1 byte each";
+}
+
 }  // namespace
 
 const std::vector<OperationKind>& operation_kinds() {
@@ -57,7 +132,35 @@ const std::vector<OperationKind>& operation_kinds() {
        {"index"},
        describe_sdo_write},
       {"sdo_read", {"index", "sub_index"}, {"index"}, describe_none},
+      {"od_io_read", {}, {}, describe_od_io_read},
+      {"od_io_write", {"transport"}, {}, describe_od_io_write},
+      {"led_write",
+       {"transport", "index", "sub_index", "pdo_number", "refresh_shadow", "fields",
+        "led_operation"},
+       {"fields", "led_operation"},
+       describe_led_write},
       {"read_multi", {"index", "sub_indices"}, {"index", "sub_indices"}, describe_none},
+      {"auto_write",
+       {"transport", "index", "sub_index", "data_type", "field", "pdo_number", "refresh_shadow",
+        "fields"},
+       {"index"},
+       describe_auto_write},
+      {"pdo_write",
+       {"transport", "index", "sub_index", "field", "pdo_number", "refresh_shadow", "fields"},
+       {},
+       describe_pdo_write},
+      {"pdo_patch",
+       {"transport", "index", "sub_index", "field", "pdo_number", "refresh_shadow", "fields"},
+       {},
+       describe_pdo_patch},
+      {"bit_patch",
+       {"transport", "index", "field", "pdo_number", "fields"},
+       {},
+       describe_bit_patch},
+      {"pdo_bit_patch",
+       {"transport", "index", "pdo_number", "refresh_shadow", "bit_index", "named", "fields"},
+       {"fields"},
+       describe_pdo_bit_patch},
   };
   return rows;
 }

@@ -96,12 +96,49 @@ OperationConfig of_kind(const std::string& kind) {
   return op;
 }
 
+OperationConfig with_fields(OperationConfig op, const std::vector<std::string>& fields,
+                            std::uint8_t pdo_number = 2) {
+  op.fields = fields;
+  op.pdo_number = pdo_number;
+  return op;
+}
+
+OperationConfig with_field(OperationConfig op, const std::string& field, std::uint16_t index) {
+  op.field = field;
+  op.index = index;
+  op.sub_index = 2;
+  return op;
+}
+
+OperationConfig led_write(const std::string& led_operation) {
+  OperationConfig op = of_kind("led_write");
+  op.led_operation = led_operation;
+  return op;
+}
+
+OperationConfig auto_write(const std::string& data_type) {
+  OperationConfig op = of_kind("auto_write");
+  op.data_type = data_type;
+  return op;
+}
+
+OperationConfig named_bit_patch() {
+  OperationConfig op = with_fields(of_kind("pdo_bit_patch"), {"a", "b"});
+  op.named = 1;
+  op.bit_index = 5;
+  return op;
+}
+
 class Payload : public testing::TestWithParam<PayloadCase> {};
 
 TEST_P(Payload, is_described) {
   const OperationKind* kind = find_operation_kind(GetParam().op.kind);
   ASSERT_THAT(kind, NotNull());
-  EXPECT_EQ(kind->describe_payload(GetParam().op, {}), GetParam().description);
+  const BoardConfig board{
+      {{1, "TPDO", {{0x2000, 1, 32, "a"}}},
+       {2, "RPDO", {{0x2000, 1, 8, "a"}, {0x2000, 2, 16, "b"}, {0x2000, 3, 4, "c"}}}},
+      {}};
+  EXPECT_EQ(kind->describe_payload(GetParam().op, board), GetParam().description);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -119,6 +156,39 @@ INSTANTIATE_TEST_SUITE_P(
         PayloadCase{"with_default", sdo_write("u16", {}, {7}), "u16 (2 bytes), or none for 07"},
         PayloadCase{"sub_index_before_all_others", sdo_write("u16", {1}, {7}, 1),
                     "sub-index (1 byte), data (any length)"}),
+    RowName());
+
+INSTANTIATE_TEST_SUITE_P(
+    of_rpdo_writes, Payload,
+    testing::Values(
+        PayloadCase{"od_io_read", of_kind("od_io_read"),
+                    "offset (2 bytes), sub-index (1 byte), 0 where left out"},
+        PayloadCase{"od_io_write", of_kind("od_io_write"),
+                    "offset (2 bytes), sub-index (1 byte), data (any length)"},
+        PayloadCase{"set_led", led_write("set_led"),
+                    "colour (3 bytes), mode 0 to 3 (1 byte), period (2 bytes)"},
+        PayloadCase{"set_color", led_write("set_color"), "colour (3 bytes)"},
+        PayloadCase{"set_mode", led_write("set_mode"), "mode 0 to 3 (1 byte), period (2 bytes)"},
+        PayloadCase{"auto_write", auto_write("s16"), "s16 (2 bytes)"},
+        PayloadCase{"several_fields", with_fields(of_kind("pdo_write"), {"b", "a", "c"}),
+                    "b (2 bytes), a (1 byte), c (0 bytes)"},
+        PayloadCase{"unmapped_field", with_fields(of_kind("pdo_write"), {"a", "x"}),
+                    "a (1 byte), x (not mapped)"},
+        PayloadCase{"absent_rpdo", with_fields(of_kind("pdo_write"), {"a"}, 9), "a (not mapped)"},
+        PayloadCase{"patch", with_fields(of_kind("pdo_patch"), {"a", "b"}),
+                    "a (1 byte), b (2 bytes); may end after any field"},
+        PayloadCase{"one_field", with_field(of_kind("pdo_patch"), "b", 0x2000), "b (2 bytes)"},
+        PayloadCase{"one_object", with_field(of_kind("pdo_write"), "", 0x2000),
+                    "0x2000/2 (2 bytes)"},
+        PayloadCase{"unmapped_object", with_field(of_kind("pdo_write"), "", 0x3000),
+                    "0x3000/2 (not mapped)"},
+        PayloadCase{"bit_patch", with_field(of_kind("bit_patch"), "a", 0),
+                    "mask (1 byte), value (1 byte) for a"},
+        PayloadCase{"bit_patch_of_fields", with_fields(of_kind("bit_patch"), {"a", "b"}),
+                    "mask (1 byte), value (1 byte) for a"},
+        PayloadCase{"bit", with_fields(of_kind("pdo_bit_patch"), {"a", "c"}),
+                    "field (1 a, 2 c), bit (0 to 7), 0 or 1; 1 byte each"},
+        PayloadCase{"named_bit", named_bit_patch(), "0 or 1 (1 byte) for bit 5 of a"}),
     RowName());
 
 }  // namespace

@@ -12,7 +12,9 @@ namespace velmora_can_bridge {
 using Texts = std::vector<std::string>;
 
 /// Every kind, as messages list them.
-inline const std::string all_kinds = "sdo_write, sdo_read or read_multi";
+inline const std::string all_kinds =
+    "sdo_write, sdo_read, od_io_read, od_io_write, led_write, read_multi, auto_write, pdo_write, "
+    "pdo_patch, bit_patch or pdo_bit_patch";
 
 /// "line:column: error: message" of each problem; without the place for the file as a whole.
 inline Texts texts_of(const std::vector<Problem>& problems) {
