@@ -231,7 +231,7 @@ TEST_F(CommandLine, version_is_a_result) {
 
 TEST_F(CommandLine, demo_shows_bus_and_results) {
   EXPECT_EQ(run({"demo"}), ExitStatus::success);
-  EXPECT_THAT(out, HasSubstr("SDO read   0x1000/0 -> "));
+  EXPECT_THAT(out, HasSubstr("RPDO 3     <- 00 00 FF 02 20 03\n"));
   EXPECT_THAT(out, HasSubstr("ok: OK"));
   EXPECT_THAT(out, HasSubstr("failed: SDO write failed at 0x2200/77 (abort 0x06090011, "));
   EXPECT_EQ(err, "");
