@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "drive_objects.hpp"
+#include "little_endian.hpp"
 #include "pdo_mapping.hpp"
 
 namespace velmora_can_bridge {
@@ -31,11 +33,21 @@ void offer(ObjectDictionary& dictionary, ObjectAddress at, ObjectAccess access, 
   }
 }
 
-void add_communication_objects(ObjectDictionary& dictionary, std::uint8_t node_id) {
+/// Object 0x1000: bits 0 to 15 the profile, here CiA 402, bits 16 to 23 its servo drives; 0 for a
+/// node without a drive.
+std::vector<std::uint8_t> device_type(const Devices& devices) {
+  constexpr std::uint32_t servo_drive = 0x00020192;
+  const bool has_drive = std::any_of(devices.begin(), devices.end(),
+                                     [](const auto& device) { return is_drive(device.second); });
+  return to_little_endian(has_drive ? servo_drive : 0, 4);
+}
+
+void add_communication_objects(ObjectDictionary& dictionary, std::uint8_t node_id,
+                               const Devices& devices) {
   constexpr auto read_only = ObjectAccess::read_only;
   constexpr std::string_view name = "Simulated node";
-  dictionary.add(0x1000, 0, {read_only, {0, 0, 0, 0}});  // device type: no profile
-  dictionary.add(0x1001, 0, {read_only, {0}});           // error register
+  dictionary.add(0x1000, 0, {read_only, device_type(devices)});
+  dictionary.add(0x1001, 0, {read_only, {0}});                               // error register
   dictionary.add(0x1008, 0, {read_only, {name.begin(), name.end()}, true});  // device name
   dictionary.add(0x1017, 0, {ObjectAccess::read_write, {0, 0}});             // heartbeat time in ms
   dictionary.add(0x1018, 1, {read_only, {0, 0, 0, 0}});                      // vendor id
@@ -44,55 +56,10 @@ void add_communication_objects(ObjectDictionary& dictionary, std::uint8_t node_i
   dictionary.add(0x1018, 4, {read_only, {node_id, 0, 0, 0}});                // serial number
 }
 
-bool is_drive(const DeviceOdEntry& device) {
-  return device.profile == "ci402" || device.profile == "claw";
-}
-
-void add_drive(ObjectDictionary& dictionary, const DeviceOdEntry& device) {
-  struct Row {
-    std::uint16_t offset;
-    std::uint8_t size;
-    ObjectAccess access;
-  };
-  constexpr auto read_only = ObjectAccess::read_only;
-  constexpr auto read_write = ObjectAccess::read_write;
-  // The drive's objects by their distance from the controlword (CiA 402-2, 0x6040 and on).
-  static constexpr Row rows[] = {
-      {0x00, 2, read_write},  // controlword
-      {0x01, 2, read_only},   // statusword
-      {0x20, 1, read_write},  // modes of operation
-      {0x21, 1, read_only},   // modes of operation display
-      {0x24, 4, read_only},   // position actual value
-      {0x2C, 4, read_only},   // velocity actual value
-      {0x31, 2, read_write},  // target torque
-      {0x37, 2, read_only},   // torque actual value
-      {0x3A, 4, read_write},  // target position
-      {0x41, 4, read_write},  // profile velocity
-      {0x43, 4, read_write},  // profile acceleration
-      {0x44, 4, read_write},  // profile deceleration
-      {0x45, 4, read_write},  // quick stop deceleration
-      {0xBF, 4, read_write},  // target velocity
-  };
-  for (const Row& row : rows) {
-    const auto index = static_cast<std::uint16_t>(device.base_index + row.offset);
-    offer(dictionary, {index, 0}, row.access, row.size);
-  }
-}
-
-void add_homing_record(ObjectDictionary& dictionary, const DeviceOdEntry& device) {
-  if (device.profile != "claw" || device.homing_record == 0) {
-    return;
-  }
-  offer(dictionary, {device.homing_record, 1}, ObjectAccess::read_only, 1);   // action state
-  offer(dictionary, {device.homing_record, 2}, ObjectAccess::read_only, 1);   // position state
-  offer(dictionary, {device.homing_record, 9}, ObjectAccess::write_only, 1);  // extend command
-}
-
 void add_drives(ObjectDictionary& dictionary, const Devices& devices) {
   for (const auto& [name, device] : devices) {
-    if (is_drive(device)) {
-      add_drive(dictionary, device);
-      add_homing_record(dictionary, device);
+    for (const DriveObjectRow& row : drive_objects(device)) {
+      offer(dictionary, row.at, row.access, row.size);
     }
   }
 }
@@ -174,7 +141,7 @@ ObjectDictionary node_objects(std::uint8_t node_id, const BoardConfig& board) {
   const Devices devices(board.device_od_map.begin(), board.device_od_map.end());
   const MappedObjects mapped = mapped_objects(board);
   ObjectDictionary dictionary;
-  add_communication_objects(dictionary, node_id);
+  add_communication_objects(dictionary, node_id, devices);
   add_drives(dictionary, devices);
   add_mapped_objects(dictionary, mapped);
   add_io_records(dictionary, mapped, devices);

@@ -3,6 +3,7 @@
 #include <numeric>
 
 #include "dispatch/lookups.hpp"
+#include "little_endian.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -28,15 +29,6 @@ std::uint64_t bits_of(std::uint64_t word, std::size_t offset, std::size_t bit_le
     return from_offset;
   }
   return from_offset & ((std::uint64_t{1} << bit_length) - 1);
-}
-
-std::vector<std::uint8_t> little_endian(std::uint64_t value, std::size_t length) {
-  std::vector<std::uint8_t> bytes(length);
-  for (std::uint8_t& byte : bytes) {
-    byte = static_cast<std::uint8_t>(value & 0xFFU);
-    value >>= bits_per_byte;
-  }
-  return bytes;
 }
 
 }  // namespace
@@ -68,7 +60,7 @@ std::vector<FieldValue> unpack_frame(const std::vector<PdoMapping>& mappings,
     if (carries_object(mapping)) {
       const std::uint64_t value = bits_of(word, offset, mapping.bit_length);
       fields.push_back({mapping.index, mapping.sub_index,
-                        little_endian(value, bytes_for_bits(mapping.bit_length))});
+                        to_little_endian(value, bytes_for_bits(mapping.bit_length))});
     }
     offset += mapping.bit_length;
   }

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "node_drives.hpp"
 #include "node_objects.hpp"
 #include "pdo_mapping.hpp"
 
@@ -26,7 +27,14 @@ std::map<std::uint8_t, std::vector<PdoMapping>> rpdo_mappings(const BoardConfig&
 SimulatedNode::SimulatedNode(std::uint8_t node_id) : SimulatedNode(node_id, BoardConfig{}) {}
 
 SimulatedNode::SimulatedNode(std::uint8_t node_id, const BoardConfig& board)
-    : node_id_(node_id), rpdos_(rpdo_mappings(board)), objects_(node_objects(node_id, board)) {}
+    : node_id_(node_id),
+      rpdos_(rpdo_mappings(board)),
+      objects_(node_objects(node_id, board)),
+      drives_(std::make_unique<NodeDrives>(board)) {
+  drives_->publish(objects_);
+}
+
+SimulatedNode::~SimulatedNode() = default;
 
 void SimulatedNode::add_object(std::uint16_t index, std::uint8_t sub_index, ObjectEntry entry) {
   const std::lock_guard<std::mutex> lock(mutex_);
@@ -78,6 +86,9 @@ std::optional<SdoAbort> SimulatedNode::sdo_download(std::uint16_t index, std::ui
                                                     const std::vector<std::uint8_t>& data) {
   const std::lock_guard<std::mutex> lock(mutex_);
   last_sdo_abort_ = objects_.download(index, sub_index, data);
+  if (!last_sdo_abort_) {
+    drives_->written({index, sub_index}, objects_);
+  }
   return last_sdo_abort_;
 }
 
@@ -99,6 +110,16 @@ void SimulatedNode::receive_rpdo(std::uint8_t rpdo, const std::array<std::uint8_
   for (FieldValue& field : unpack_frame(mappings, data)) {
     write_mapped_object(field.index, field.sub_index, std::move(field.value));
   }
+}
+
+void SimulatedNode::tick(std::chrono::milliseconds elapsed) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  drives_->tick(elapsed, objects_);
+}
+
+bool SimulatedNode::inject_fault(const std::string& device) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return drives_->inject_fault(device, objects_);
 }
 
 std::optional<SdoAbort> SimulatedNode::last_sdo_abort() const {
@@ -162,6 +183,7 @@ void SimulatedNode::write_mapped_object(std::uint16_t index, std::uint8_t sub_in
   }
   value.resize(entry->value.size());
   objects_.store(index, sub_index, value);
+  drives_->written({index, sub_index}, objects_);
 }
 
 }  // namespace velmora_can_bridge

@@ -72,6 +72,31 @@ TEST(BareNodeTest, identity_has_four_sub_indices_with_the_node_id_as_serial_numb
   EXPECT_THAT(dictionary.find(0x1018, 4)->value, testing::ElementsAre(0x7F, 0, 0, 0));
 }
 
+struct DeviceTypeCase {
+  std::string name;
+  std::string profile;
+  std::vector<std::uint8_t> device_type;
+};
+
+void PrintTo(const DeviceTypeCase& row, std::ostream* out) { *out << row.name; }
+
+class DeviceTypeTest : public testing::TestWithParam<DeviceTypeCase> {};
+
+TEST_P(DeviceTypeTest, tells_the_profile) {
+  const ObjectDictionary dictionary =
+      node_objects(5, {{}, {{"a", {"io", 0x2200, 0}}, {"b", {GetParam().profile, 0x6040, 0}}}});
+
+  EXPECT_EQ(dictionary.find(0x1000, 0)->value, GetParam().device_type);
+}
+
+INSTANTIATE_TEST_SUITE_P(all, DeviceTypeTest,
+                         testing::Values(DeviceTypeCase{"drive", "ci402", {0x92, 0x01, 0x02, 0x00}},
+                                         DeviceTypeCase{"claw", "claw", {0x92, 0x01, 0x02, 0x00}},
+                                         DeviceTypeCase{"no_drive", "io", {0, 0, 0, 0}}),
+                         [](const testing::TestParamInfo<DeviceTypeCase>& row) {
+                           return row.param.name;
+                         });
+
 struct BoardCase {
   std::string name;
   BoardConfig board;

@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "chosen_seed.hpp"
+
 namespace velmora_can_bridge {
 
 bool operator==(const FieldValue& left, const FieldValue& right) {
@@ -162,12 +164,6 @@ std::vector<FieldValue> reference_fields(const Mappings& mappings, const Frame& 
     offset += mapping.bit_length;
   }
   return fields;
-}
-
-/// The seed of the command line, else a fresh one in the range that the command line takes.
-std::uint32_t chosen_seed() {
-  const auto given = static_cast<std::uint32_t>(GTEST_FLAG_GET(random_seed));
-  return given != 0 ? given : 1 + std::random_device{}() % 99999;
 }
 
 TEST(UnpackRandomTest, agrees_with_a_bit_by_bit_reference) {

@@ -159,7 +159,7 @@ TEST_F(SimulatedNodeTest, bench_is_bound_to_addresses_and_lengths) {
   EXPECT_EQ(node.object_value(0x5FFF, 0), std::nullopt);
   EXPECT_FALSE(node.set_object_value(0x5FFF, 0, {1}));
   EXPECT_FALSE(node.set_object_value(0x6041, 0, {1}));
-  EXPECT_EQ(node.object_value(0x6041, 0), (Bytes{0, 0}));
+  EXPECT_EQ(node.object_value(0x6041, 0), (Bytes{0x50, 0x02}));
 }
 
 TEST_F(SimulatedNodeTest, added_object_replaces_the_one_there) {

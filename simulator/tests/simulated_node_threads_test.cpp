@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <thread>
@@ -20,6 +22,23 @@ constexpr int rounds = 1000;
 bool all_equal(const Bytes& bytes) {
   return std::all_of(bytes.begin(), bytes.end(),
                      [&](std::uint8_t byte) { return byte == bytes.front(); });
+}
+
+/// Runs every task `rounds` times, each in a thread of its own.
+template <typename Test>
+void run_all(Test& test, const std::vector<void (Test::*)(int)>& tasks) {
+  std::vector<std::thread> threads;
+  threads.reserve(tasks.size());
+  for (const auto task : tasks) {
+    threads.emplace_back([&test, task] {
+      for (int round = 0; round < rounds; ++round) {
+        (test.*task)(round);
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
 }
 
 /// One object of 8 bytes, written by SDO and by RPDO 1 with equal bytes only.
@@ -83,18 +102,57 @@ TEST_F(SimulatedNodeThreadsTest, transfers_and_frames_take_effect_as_a_whole) {
       &Self::download, &Self::download,         &Self::upload,           &Self::upload,
       &Self::send,     &Self::send_short_frame, &Self::ask_another_node, &Self::work_on_the_bench};
 
-  std::vector<std::thread> threads;
-  threads.reserve(tasks.size());
-  for (const auto task : tasks) {
-    threads.emplace_back([this, task] {
-      for (int round = 0; round < rounds; ++round) {
-        (this->*task)(round);
-      }
-    });
+  run_all<Self>(*this, tasks);
+
+  EXPECT_EQ(failures, 0);
+}
+
+/// A claw that is enabled, moved and looked at from all sides while one thread lets the time pass.
+class TickingNodeTest : public testing::Test {
+ public:
+  void tick(int /*round*/) { node.tick(std::chrono::milliseconds(3)); }
+
+  void command(int round) {
+    static constexpr std::array<std::uint8_t, 5> words = {0x06, 0x0F, 0x1F, 0x02, 0x80};
+    const std::uint8_t word = words.at(static_cast<std::size_t>(round) % words.size());
+    if (!node.sdo_write(5, 0x6040, 0, {word, 0}) || !node.sdo_write(5, 0x2300, 9, {1})) {
+      ++failures;
+    }
   }
-  for (std::thread& thread : threads) {
-    thread.join();
+
+  void send_targets(int round) {
+    const auto low = static_cast<std::uint8_t>(round);
+    node.send_rpdo(5, 1, {low, 1, 0, 0, static_cast<std::uint8_t>(round % 7)}, 5);
   }
+
+  void fail(int round) {
+    if (round % 50 == 0 && !node.inject_fault("claw")) {
+      ++failures;
+    }
+  }
+
+  /// Bits 0 to 3, 5 and 6 must always be those of one of the profile's states.
+  void read_statusword(int /*round*/) {
+    static constexpr std::array<int, 7> states = {0x40, 0x21, 0x23, 0x27, 0x07, 0x0F, 0x08};
+    const Bytes statusword = *node.object_value(0x6041, 0);
+    if (std::count(states.begin(), states.end(), statusword.front() & 0x6F) != 1) {
+      ++failures;
+    }
+  }
+
+  SimulatedNode node{5,
+                     {{{1, "RPDO", {{0x60FF, 0, 32, "velocity"}, {0x6060, 0, 8, "mode"}}}},
+                      {{"claw", {"claw", 0x6040, 0x2300}}}}};
+  std::atomic<int> failures{0};
+};
+
+TEST_F(TickingNodeTest, shows_one_state_at_a_time) {
+  using Self = TickingNodeTest;
+  const std::vector<void (Self::*)(int)> tasks = {
+      &Self::tick, &Self::command,         &Self::command,        &Self::send_targets,
+      &Self::fail, &Self::read_statusword, &Self::read_statusword};
+
+  run_all<Self>(*this, tasks);
 
   EXPECT_EQ(failures, 0);
 }

@@ -2,12 +2,15 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "velmora_can_bridge/board_config.hpp"
@@ -32,7 +35,13 @@ struct Emergency {
   std::array<std::uint8_t, 5> device_data{};
 };
 
-/// A node whose objects hold what is written to them.
+class NodeDrives;
+
+/// A node whose objects hold what is written to them, with drives and claws that act on it.
+///
+/// A command acts before the transfer or the frame that brought it ends; motion takes place in
+/// `tick` alone, so a node that nobody ticks stands still. docs/simulator.md describes how drives
+/// and claws behave.
 ///
 /// It is a bus with this one node on it (`CanOpenBackend`), so that a controller runs on it as it
 /// is. The device itself (`sdo_upload`, `sdo_download`, `receive_rpdo`) can be asked without that
@@ -53,17 +62,19 @@ class SimulatedNode : public CanOpenBackend {
 
   /// A bare node with the devices and PDOs of `board`, which is read only here and may go after.
   ///
-  /// Where several RPDOs have one number, the first counts.
+  /// Where several RPDOs have one number, the first counts. Every drive is in Switch on disabled,
+  /// its statusword 0x0250.
   SimulatedNode(std::uint8_t node_id, const BoardConfig& board);
 
   SimulatedNode(const SimulatedNode&) = delete;
   SimulatedNode(SimulatedNode&&) = delete;
   SimulatedNode& operator=(const SimulatedNode&) = delete;
   SimulatedNode& operator=(SimulatedNode&&) = delete;
-  ~SimulatedNode() override = default;
+  ~SimulatedNode() override;
 
   /// Adds an object; replaces the one that stands there, a mapped one included. Does not adapt
-  /// sub-index 0.
+  /// sub-index 0. A drive's object that gets another size here loses its drive: the drive takes it
+  /// for 0 and writes it no more.
   void add_object(std::uint16_t index, std::uint8_t sub_index, ObjectEntry entry);
 
   /// Uploads from this node; from any other id nobody answers (`SdoAbort::timed_out`).
@@ -103,6 +114,20 @@ class SimulatedNode : public CanOpenBackend {
   void receive_rpdo(std::uint8_t rpdo, const std::array<std::uint8_t, 8>& data,
                     std::uint8_t length);
 
+  /// Lets time pass for every drive and claw; nothing happens when `elapsed` is not above 0.
+  ///
+  /// Exact to the millisecond: however a time is cut into ticks, it ends in the same state. The
+  /// clock on the wall plays no part. More than an hour counts as an hour, so that a call comes
+  /// back; it holds up transfers and frames meanwhile.
+  void tick(std::chrono::milliseconds elapsed);
+
+  /// Makes the drive of `device`, a name of the board, find a fault: it stands at once in Fault
+  /// reaction active, and in Fault after the next millisecond.
+  ///
+  /// False, and nothing changed, when no device with a drive has that name. A drive in Fault stays
+  /// there. No emergency is noted.
+  bool inject_fault(const std::string& device);
+
   /// The abort of the latest SDO transfer of any thread; no value when it succeeded or there was
   /// none yet.
   std::optional<SdoAbort> last_sdo_abort() const;
@@ -112,7 +137,8 @@ class SimulatedNode : public CanOpenBackend {
   std::optional<std::vector<std::uint8_t>> object_value(std::uint16_t index,
                                                         std::uint8_t sub_index) const;
 
-  /// Sets an object on the bench, whatever the access.
+  /// Sets an object on the bench, whatever the access. A drive is given no command by it, but
+  /// finds targets, ramps and limits here as it finds them after a download.
   ///
   /// False, and nothing changed, when there is no such object or it does not take that length. Is
   /// no SDO transfer.
@@ -139,6 +165,7 @@ class SimulatedNode : public CanOpenBackend {
   // under it.
   mutable std::mutex mutex_;
   ObjectDictionary objects_;
+  const std::unique_ptr<NodeDrives> drives_;
   std::deque<Emergency> emergencies_;
   std::optional<SdoAbort> last_sdo_abort_;
 };

@@ -1,0 +1,167 @@
+#include "node_drives.hpp"
+
+#include <algorithm>
+
+#include "little_endian.hpp"
+#include "node_objects.hpp"
+
+namespace velmora_can_bridge {
+
+DriveDevice::DriveDevice(bool has_claw)
+    : claw_(has_claw ? std::make_optional<Claw>() : std::nullopt) {}
+
+void DriveDevice::claim(const DriveObjectRow& row) { own_objects_.emplace(row.object, row); }
+
+void DriveDevice::written(DriveObject object, ObjectDictionary& objects) {
+  drive_.set_inputs(read_inputs(objects));
+  act_on(object, objects);
+  if (claw_) {
+    claw_->follow(drive_);
+  }
+  publish(objects);
+}
+
+void DriveDevice::tick(std::chrono::milliseconds elapsed, ObjectDictionary& objects) {
+  drive_.set_inputs(read_inputs(objects));
+  for (; elapsed.count() > 0; --elapsed) {
+    drive_.step();
+    if (claw_) {
+      claw_->step(drive_);
+    }
+  }
+  publish(objects);
+}
+
+void DriveDevice::inject_fault(ObjectDictionary& objects) {
+  drive_.inject_fault();
+  if (claw_) {
+    claw_->follow(drive_);
+  }
+  publish(objects);
+}
+
+void DriveDevice::publish(ObjectDictionary& objects) const {
+  const DriveOutputs outputs = drive_.outputs();
+  show(DriveObject::statusword, outputs.statusword, objects);
+  show(DriveObject::mode_display, outputs.mode_display, objects);
+  show(DriveObject::actual_position, outputs.position, objects);
+  show(DriveObject::actual_velocity, outputs.velocity, objects);
+  show(DriveObject::actual_torque, outputs.torque, objects);
+  publish_claw(objects);
+}
+
+void DriveDevice::publish_claw(ObjectDictionary& objects) const {
+  if (claw_) {
+    show(DriveObject::claw_action, static_cast<std::int64_t>(claw_->action()), objects);
+    show(DriveObject::claw_position, static_cast<std::int64_t>(claw_->position()), objects);
+  }
+}
+
+/// The objects that command something; all others are read when they are needed.
+void DriveDevice::act_on(DriveObject object, const ObjectDictionary& objects) {
+  const std::uint64_t value = read(object, objects);
+  switch (object) {
+    case DriveObject::controlword:
+      drive_.write_controlword(static_cast<std::uint16_t>(value));
+      break;
+    case DriveObject::mode:
+      drive_.write_mode(static_cast<std::int8_t>(value));
+      break;
+    case DriveObject::target_position:
+      drive_.take_set_point();
+      break;
+    case DriveObject::claw_command:
+      claw_->command(static_cast<std::uint8_t>(value), drive_);
+      break;
+    default:
+      break;
+  }
+}
+
+DriveInputs DriveDevice::read_inputs(const ObjectDictionary& objects) const {
+  const auto value = [&](DriveObject object) {
+    return static_cast<std::uint32_t>(read(object, objects));
+  };
+  return {static_cast<std::int32_t>(value(DriveObject::target_position)),
+          static_cast<std::int32_t>(value(DriveObject::target_velocity)),
+          static_cast<std::int16_t>(value(DriveObject::target_torque)),
+          value(DriveObject::profile_velocity),
+          value(DriveObject::profile_acceleration),
+          value(DriveObject::profile_deceleration),
+          value(DriveObject::quick_stop_deceleration)};
+}
+
+std::uint64_t DriveDevice::read(DriveObject object, const ObjectDictionary& objects) const {
+  const auto own = own_objects_.find(object);
+  if (own == own_objects_.end()) {
+    return 0;
+  }
+  const DriveObjectRow& row = own->second;
+  const ObjectEntry* entry = objects.find(row.at.index, row.at.sub_index);
+  const bool is_as_claimed = entry != nullptr && entry->value.size() == row.size;
+  return is_as_claimed ? from_little_endian(entry->value) : 0;
+}
+
+void DriveDevice::show(DriveObject object, std::int64_t value, ObjectDictionary& objects) const {
+  const auto own = own_objects_.find(object);
+  if (own == own_objects_.end()) {
+    return;
+  }
+  const DriveObjectRow& row = own->second;
+  objects.store(row.at.index, row.at.sub_index,
+                to_little_endian(static_cast<std::uint64_t>(value), row.size));
+}
+
+NodeDrives::NodeDrives(const BoardConfig& board) {
+  // By name, as `node_objects` adds them, so that an object's owner is who gave it its shape.
+  const std::map<std::string, DeviceOdEntry> by_name(board.device_od_map.begin(),
+                                                     board.device_od_map.end());
+  const ObjectDictionary communication_objects = node_objects(0, {});
+  for (const auto& [name, device] : by_name) {
+    if (!is_drive(device)) {
+      continue;
+    }
+    DriveDevice& added = devices_.try_emplace(name, is_claw(device)).first->second;
+    for (const DriveObjectRow& row : drive_objects(device)) {
+      const bool is_free =
+          communication_objects.find(row.at.index, row.at.sub_index) == nullptr &&
+          owners_.try_emplace({row.at.index, row.at.sub_index}, Owner{&added, row.object}).second;
+      if (is_free) {
+        added.claim(row);
+      }
+    }
+  }
+}
+
+void NodeDrives::written(ObjectAddress at, ObjectDictionary& objects) {
+  const auto owner = owners_.find({at.index, at.sub_index});
+  if (owner != owners_.end()) {
+    owner->second.device->written(owner->second.object, objects);
+  }
+}
+
+void NodeDrives::tick(std::chrono::milliseconds elapsed, ObjectDictionary& objects) {
+  if (elapsed.count() <= 0) {
+    return;
+  }
+  for (auto& [name, device] : devices_) {
+    device.tick(std::min(elapsed, longest_tick), objects);
+  }
+}
+
+bool NodeDrives::inject_fault(const std::string& device, ObjectDictionary& objects) {
+  const auto found = devices_.find(device);
+  if (found == devices_.end()) {
+    return false;
+  }
+  found->second.inject_fault(objects);
+  return true;
+}
+
+void NodeDrives::publish(ObjectDictionary& objects) const {
+  for (const auto& [name, device] : devices_) {
+    device.publish(objects);
+  }
+}
+
+}  // namespace velmora_can_bridge

@@ -1,0 +1,92 @@
+// The drives and claws of a node, between its objects and what moves behind them.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "claw.hpp"
+#include "drive.hpp"
+#include "drive_objects.hpp"
+#include "velmora_can_bridge/board_config.hpp"
+#include "velmora_can_bridge/simulator/object_dictionary.hpp"
+
+namespace velmora_can_bridge {
+
+/// One drive, with a claw behind it or without, and the objects that are its own.
+///
+/// An object that was replaced by one of another size is its own no more: it reads as 0 and is not
+/// written.
+class DriveDevice {
+ public:
+  explicit DriveDevice(bool has_claw);
+
+  /// Makes the object of the row one of its own.
+  void claim(const DriveObjectRow& row);
+
+  /// Acts on a write of one of its own objects, which holds the new value already.
+  void written(DriveObject object, ObjectDictionary& objects);
+
+  /// Lets `elapsed` pass, in steps of a millisecond.
+  void tick(std::chrono::milliseconds elapsed, ObjectDictionary& objects);
+
+  void inject_fault(ObjectDictionary& objects);
+
+  /// Stores what the drive and the claw show into their objects.
+  void publish(ObjectDictionary& objects) const;
+
+ private:
+  void act_on(DriveObject object, const ObjectDictionary& objects);
+  DriveInputs read_inputs(const ObjectDictionary& objects) const;
+  std::uint64_t read(DriveObject object, const ObjectDictionary& objects) const;
+  void show(DriveObject object, std::int64_t value, ObjectDictionary& objects) const;
+  void publish_claw(ObjectDictionary& objects) const;
+
+  Drive drive_;
+  std::optional<Claw> claw_;
+  std::map<DriveObject, DriveObjectRow> own_objects_;
+};
+
+/// All drives of a node. Not thread-safe; `SimulatedNode` locks around it.
+class NodeDrives {
+ public:
+  /// What a longer tick counts as: it bounds the time that a tick takes.
+  static constexpr std::chrono::milliseconds longest_tick = std::chrono::hours(1);
+
+  /// The drives of `board`, which is read only here. Objects that several devices claim belong to
+  /// the first by name, communication objects to none.
+  explicit NodeDrives(const BoardConfig& board);
+
+  NodeDrives(const NodeDrives&) = delete;
+  NodeDrives(NodeDrives&&) = delete;
+  NodeDrives& operator=(const NodeDrives&) = delete;
+  NodeDrives& operator=(NodeDrives&&) = delete;
+  ~NodeDrives() = default;
+
+  /// To be called after every write of an object from the bus.
+  void written(ObjectAddress at, ObjectDictionary& objects);
+
+  /// Lets `elapsed` pass for every drive; nothing happens when it is not above 0.
+  void tick(std::chrono::milliseconds elapsed, ObjectDictionary& objects);
+
+  /// False when no drive has that name.
+  bool inject_fault(const std::string& device, ObjectDictionary& objects);
+
+  /// Stores what all drives show.
+  void publish(ObjectDictionary& objects) const;
+
+ private:
+  struct Owner {
+    DriveDevice* device;
+    DriveObject object;
+  };
+
+  std::map<std::string, DriveDevice> devices_;
+  /// Points into `devices_`.
+  std::map<std::pair<std::uint16_t, std::uint8_t>, Owner> owners_;
+};
+
+}  // namespace velmora_can_bridge

@@ -1,0 +1,130 @@
+#include "power_state.hpp"
+
+#include <algorithm>
+#include <iterator>
+
+namespace velmora_can_bridge {
+namespace {
+
+constexpr unsigned fault_reset_bit = 0x80;
+
+struct CommandPattern {
+  unsigned mask;
+  unsigned bits;
+  PowerEvent command;
+};
+
+// The profile's command table. Every word with bit 7 clear matches exactly one row.
+constexpr CommandPattern command_patterns[] = {
+    {0x87, 0x06, PowerEvent::shutdown},         {0x8F, 0x07, PowerEvent::switch_on},
+    {0x8F, 0x0F, PowerEvent::enable_operation}, {0x82, 0x00, PowerEvent::disable_voltage},
+    {0x86, 0x02, PowerEvent::quick_stop},
+};
+
+struct Transition {
+  PowerState from;
+  PowerEvent event;
+  PowerState to;
+};
+
+using State = PowerState;
+using Event = PowerEvent;
+
+// The profile's transitions, each under its number there. Transition 0 is the construction.
+constexpr Transition transitions[] = {
+    // 1
+    {State::not_ready_to_switch_on, Event::self_test_passed, State::switch_on_disabled},
+    // 2
+    {State::switch_on_disabled, Event::shutdown, State::ready_to_switch_on},
+    // 3, the second row as the first half of 3 and 4
+    {State::ready_to_switch_on, Event::switch_on, State::switched_on},
+    {State::ready_to_switch_on, Event::enable_operation, State::switched_on},
+    // 4
+    {State::switched_on, Event::enable_operation, State::operation_enabled},
+    // 5, Disable operation
+    {State::operation_enabled, Event::switch_on, State::switched_on},
+    // 6
+    {State::switched_on, Event::shutdown, State::ready_to_switch_on},
+    // 7
+    {State::ready_to_switch_on, Event::disable_voltage, State::switch_on_disabled},
+    {State::ready_to_switch_on, Event::quick_stop, State::switch_on_disabled},
+    // 8
+    {State::operation_enabled, Event::shutdown, State::ready_to_switch_on},
+    // 9
+    {State::operation_enabled, Event::disable_voltage, State::switch_on_disabled},
+    // 10
+    {State::switched_on, Event::disable_voltage, State::switch_on_disabled},
+    {State::switched_on, Event::quick_stop, State::switch_on_disabled},
+    // 11
+    {State::operation_enabled, Event::quick_stop, State::quick_stop_active},
+    // 12
+    {State::quick_stop_active, Event::disable_voltage, State::switch_on_disabled},
+    {State::quick_stop_active, Event::standstill, State::switch_on_disabled},
+    // 13
+    {State::not_ready_to_switch_on, Event::fault_detected, State::fault_reaction_active},
+    {State::switch_on_disabled, Event::fault_detected, State::fault_reaction_active},
+    {State::ready_to_switch_on, Event::fault_detected, State::fault_reaction_active},
+    {State::switched_on, Event::fault_detected, State::fault_reaction_active},
+    {State::operation_enabled, Event::fault_detected, State::fault_reaction_active},
+    {State::quick_stop_active, Event::fault_detected, State::fault_reaction_active},
+    // 14
+    {State::fault_reaction_active, Event::fault_reaction_ended, State::fault},
+    // 15
+    {State::fault, Event::fault_reset, State::switch_on_disabled},
+};
+
+/// The transition out of `state`; null when the event does not lead out of it.
+const Transition* find_transition(PowerState state, PowerEvent event) {
+  const auto* const found =
+      std::find_if(std::begin(transitions), std::end(transitions),
+                   [&](const Transition& row) { return row.from == state && row.event == event; });
+  return found == std::end(transitions) ? nullptr : found;
+}
+
+}  // namespace
+
+std::optional<PowerEvent> power_command(std::uint16_t controlword, std::uint16_t previous) {
+  const bool rising = (controlword & ~previous & fault_reset_bit) != 0;
+  if (rising) {
+    return PowerEvent::fault_reset;
+  }
+  for (const CommandPattern& row : command_patterns) {
+    if ((controlword & row.mask) == row.bits) {
+      return row.command;
+    }
+  }
+  return std::nullopt;
+}
+
+PowerState next_power_state(PowerState state, PowerEvent event) {
+  // Ends: no event leads round in a circle.
+  for (const Transition* step = find_transition(state, event); step != nullptr;
+       step = find_transition(state, event)) {
+    state = step->to;
+  }
+  return state;
+}
+
+std::uint16_t power_state_bits(PowerState state) {
+  switch (state) {
+    case PowerState::not_ready_to_switch_on:
+      return 0x0000;
+    case PowerState::switch_on_disabled:
+      return 0x0040;
+    case PowerState::ready_to_switch_on:
+      return 0x0021;
+    case PowerState::switched_on:
+      return 0x0023;
+    case PowerState::operation_enabled:
+      return 0x0027;
+    case PowerState::quick_stop_active:
+      return 0x0007;
+    case PowerState::fault_reaction_active:
+      return 0x000F;
+    case PowerState::fault:
+      return 0x0008;
+  }
+  return 0x0000;
+}
+
+}  // namespace velmora_can_bridge

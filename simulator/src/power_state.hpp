@@ -1,0 +1,54 @@
+// The power state machine of a CiA 402 drive (CiA 402-2, IEC 61800-7-201): which state follows
+// which, and nothing else.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+namespace velmora_can_bridge {
+
+/// The states, named as the profile names them.
+enum class PowerState : std::uint8_t {
+  not_ready_to_switch_on,
+  switch_on_disabled,
+  ready_to_switch_on,
+  switched_on,
+  operation_enabled,
+  quick_stop_active,
+  fault_reaction_active,
+  fault,
+};
+
+/// What makes a drive leave a state: first the commands of the controlword, then what happens in
+/// the drive.
+enum class PowerEvent : std::uint8_t {
+  shutdown,
+  /// Also the command Disable operation: the profile gives both one bit pattern.
+  switch_on,
+  enable_operation,
+  disable_voltage,
+  quick_stop,
+  fault_reset,
+  self_test_passed,
+  standstill,
+  fault_detected,
+  fault_reaction_ended,
+};
+
+/// The command in a controlword that was written after the word `previous`.
+///
+/// Bits 0 to 3 and 7 make the command. With bit 7 set there is Fault reset on its rising edge and
+/// no command otherwise, whatever the other bits say.
+std::optional<PowerEvent> power_command(std::uint16_t controlword, std::uint16_t previous);
+
+/// The state in which a drive rests after the event; `state` when the profile draws no transition.
+///
+/// An event takes as many transitions as it can: Enable operation in Ready to switch on passes
+/// through Switched on. A quick stop ends in Switch on disabled, so Enable operation does not lead
+/// back out of it (quick stop option code 2: slow down, then transition 12; no transition 16).
+PowerState next_power_state(PowerState state, PowerEvent event);
+
+/// Bits 0 to 3, 5 and 6 of the statusword: those by which the profile tells the states apart.
+std::uint16_t power_state_bits(PowerState state);
+
+}  // namespace velmora_can_bridge
