@@ -18,7 +18,7 @@ TEST(FindSingleByteField, eight_to_fifteen_bits_are_a_single_byte) {
     const auto field = find_single_byte_field(board, board.pdos[0], "a");
     ASSERT_EQ(field.has_value(), bits >= 8 && bits <= 15);
     if (field) {
-      ASSERT_EQ(field->mapping, &board.pdos[0].mappings[0]);
+      ASSERT_EQ(field->mapping, &board.pdos[0].mappings.front());
       ASSERT_EQ(field->offset, 0U);
     }
   }

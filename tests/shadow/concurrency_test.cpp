@@ -1,8 +1,8 @@
 #include <atomic>
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <future>
+#include <iostream>
 #include <mutex>
 #include <thread>
 
@@ -405,7 +405,7 @@ class AfterAnException : public ShadowTest {
   static auto elsewhere(const Action& action) {
     auto other = std::async(std::launch::async, action);
     if (!is_done(other)) {
-      std::fputs("another thread waits for a lock that an exception left behind\n", stderr);
+      std::cerr << "another thread waits for a lock that an exception left behind\n";
       std::abort();
     }
     return other.get();

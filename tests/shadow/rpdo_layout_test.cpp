@@ -150,7 +150,7 @@ TEST(FindMappingByObjectInRpdo, goes_on_to_the_next_entry_of_the_number) {
                            {1, "RPDO", {mapping(8, "", 0x2000, 1), mapping(8, "", 0x2001, 2)}},
                            {1, "RPDO", {mapping(8, "a", 0x2000, 2), mapping(8, "b", 0x2000, 2)}}},
                           {}};
-  EXPECT_EQ(find_mapping_by_object(board, 1, 0x2000, 2), &board.pdos[3].mappings[0]);
+  EXPECT_EQ(find_mapping_by_object(board, 1, 0x2000, 2), &board.pdos[3].mappings.front());
 }
 
 TEST(FindMappingByObjectInRpdo, no_match_is_null) {

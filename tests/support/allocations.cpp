@@ -3,6 +3,12 @@
 #include <cstdlib>
 #include <new>
 
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#include <sanitizer/allocator_interface.h>
+#endif
+#endif
+
 namespace velmora_can_bridge {
 namespace {
 
@@ -12,6 +18,24 @@ thread_local std::size_t count = 0;
 
 std::size_t allocations() { return count; }
 
+}  // namespace velmora_can_bridge
+
+#ifdef SANITIZER_ALLOCATOR_INTERFACE_H
+
+// Clang's thread sanitizer links operators of its own that cannot be replaced, and offers a hook.
+namespace velmora_can_bridge {
+namespace {
+
+[[maybe_unused]] const int hooks = __sanitizer_install_malloc_and_free_hooks(
+    [](const volatile void* /*memory*/, std::size_t /*size*/) { ++count; },
+    [](const volatile void* /*memory*/) {});
+
+}  // namespace
+}  // namespace velmora_can_bridge
+
+#else
+
+namespace velmora_can_bridge {
 namespace {
 
 void* counted_allocation(std::size_t size) {
@@ -35,3 +59,5 @@ void operator delete[](void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
 void operator delete[](void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
 // NOLINTEND(cppcoreguidelines-no-malloc)
+
+#endif
