@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <initializer_list>
 #include <mutex>
 #include <string>
 #include <unordered_map>
@@ -17,7 +18,21 @@ namespace velmora_can_bridge {
 /// Runs configured operations on one node, over a bus that it is given.
 ///
 /// Keeps an image of every RPDO, so that a write of one mapped field sends the other fields of the
-/// frame unchanged; docs/rpdo-shadow.md tells its life.
+/// frame unchanged (docs/rpdo-shadow.md tells its life):
+///
+/// - Loaded from the node before the first write of the RPDO, one SDO read per mapping that owns a
+///   whole byte of the frame. A refused read fails the operation ("RPDO shadow sync failed for ")
+///   with nothing changed; the next one tries again. With `refresh_shadow` it is loaded before that
+///   write in any case, never fails, and an object that the node refuses keeps its bytes.
+/// - An answer shorter than its field leaves the rest of it 0. Padding (index below 0x0020) is not
+///   read and is 0. The frame's length is the sum of the mapped bits, rounded up to bytes, at most
+///   8. RPDO entries with one number are laid over each other in list order, each from byte 0; the
+///   longest gives the length.
+/// - A field stands behind the whole bytes of the mappings before it. A write reaches only whole
+///   bytes of its own field inside the frame: surplus bytes are dropped, missing ones stay as they
+///   are. A failed send leaves the new bytes in the image; the next send carries them.
+/// - Drive and claw operations repeat in every image what they have written to a mapped object, as
+///   docs/operations.md says with the kind. Other SDO writes leave the images alone.
 ///
 /// Every public member may be called from any thread, from several at once. Operations that write
 /// through an RPDO run one after another; SDO operations wait for nobody.
@@ -65,6 +80,11 @@ class CanOpenNodeController {
   /// and has a number other than 0; 0 when there is none. Does not allocate.
   std::uint8_t find_rpdo_for_od(std::uint16_t index) const;
 
+  /// The CiA 402 mode of operation that was last set for the device through this controller: 1
+  /// profile position, 3 profile velocity, 4 profile torque, 6 homing, any other byte as it was
+  /// set; 0, no mode assigned, when none was.
+  std::uint8_t motor_mode(const std::string& device) const;
+
   /// Makes the next operation on each RPDO load its image from the node afresh.
   ///
   /// To be called when the node has rebooted or was reset: its objects then hold their start
@@ -74,6 +94,7 @@ class CanOpenNodeController {
 
  private:
   struct RpdoUpdate;
+  struct DriveStep;
 
   OperationResult exec_sdo_write(const OperationConfig& op, const std::string& device,
                                  const std::vector<std::uint8_t>& payload);
@@ -96,12 +117,47 @@ class CanOpenNodeController {
   OperationResult exec_pdo_bit_patch(const OperationConfig& op, const std::string& device,
                                      const std::vector<std::uint8_t>& payload);
 
+  OperationResult exec_ci402_enable(const OperationConfig& op, const std::string& device,
+                                    const std::vector<std::uint8_t>& payload);
+  OperationResult exec_ci402_disable(const OperationConfig& op, const std::string& device,
+                                     const std::vector<std::uint8_t>& payload);
+  OperationResult exec_ci402_quick_stop(const OperationConfig& op, const std::string& device,
+                                        const std::vector<std::uint8_t>& payload);
+  OperationResult exec_ci402_set_mode(const OperationConfig& op, const std::string& device,
+                                      const std::vector<std::uint8_t>& payload);
+  OperationResult exec_ci402_set_target(const OperationConfig& op, const std::string& device,
+                                        const std::vector<std::uint8_t>& payload);
+  OperationResult exec_ci402_ramp(const OperationConfig& op, const std::string& device,
+                                  const std::vector<std::uint8_t>& payload);
+  OperationResult exec_claw_action(const OperationConfig& op, const std::string& device,
+                                   const std::vector<std::uint8_t>& payload);
+  OperationResult exec_pump_duty(const OperationConfig& op, const std::string& device,
+                                 const std::vector<std::uint8_t>& payload);
+
   /// Uploads one object: its bytes and "OK", or "SDO read failed at " and the object.
   OperationResult read_object(std::uint16_t index, std::uint8_t sub_index);
 
   /// Downloads one object: "OK", or "SDO write failed at " and the object.
   OperationResult write_object(std::uint16_t index, std::uint8_t sub_index,
                                const std::vector<std::uint8_t>& data);
+
+  /// Brings the steps of a sequence to the node, in order: `done`, or the message of the first step
+  /// that the node refused. Takes no lock of its own.
+  OperationResult run_drive_steps(const std::string& device, std::initializer_list<DriveStep> steps,
+                                  const char* done);
+
+  /// Records the mode of operation that a drive has accepted.
+  void set_motor_mode(const std::string& device, std::uint8_t mode);
+
+  OperationResult extend_claw(const std::string& device, const DeviceOdEntry& claw);
+  OperationResult home_claw(const std::string& device, const DeviceOdEntry& claw);
+  OperationResult query_claw(const DeviceOdEntry& claw);
+
+  OperationResult set_pump_duty_by_sdo(const OperationConfig& op, std::uint8_t channel,
+                                       const std::vector<std::uint8_t>& duty);
+  OperationResult set_pump_duty_by_rpdo(const OperationConfig& op, const std::string& device,
+                                        std::uint8_t channel,
+                                        const std::vector<std::uint8_t>& duty);
 
   /// Changes the bits of a mapped object that `mask` selects by reading and writing it by SDO.
   OperationResult patch_object(const PdoMapping& mapping, std::uint8_t mask, std::uint8_t value);
@@ -138,8 +194,11 @@ class CanOpenNodeController {
   void write_to_shadow(std::uint8_t rpdo, const PdoMapping& mapping,
                        const std::vector<std::uint8_t>& bytes);
 
-  /// Sends the image of the RPDO: "OK" or "RPDO send failed".
-  OperationResult send_rpdo_shadow(std::uint8_t rpdo);
+  /// Sends the image of the RPDO; false when the frame was not handed to the bus.
+  bool send_rpdo_shadow(std::uint8_t rpdo);
+
+  /// As `send_rpdo_shadow`, answering `sent` or "RPDO send failed".
+  OperationResult deliver_rpdo_shadow(std::uint8_t rpdo, const char* sent = "OK");
 
   // The following runs without `shadow_mutex_` and takes it.
 
@@ -156,10 +215,15 @@ class CanOpenNodeController {
   std::unordered_map<std::uint8_t, std::array<std::uint8_t, 8>> rpdo_shadow_;
   std::unordered_map<std::uint8_t, std::uint8_t> rpdo_shadow_len_;
   std::unordered_map<std::uint8_t, bool> rpdo_shadow_synced_;
-  // Guards the three maps above. Held across the load, the change and the delivery of an image, so
+  // The mode of operation last set, by device name.
+  std::unordered_map<std::string, std::uint8_t> motor_modes_;
+  // Guards the three shadow maps. Held across the load, the change and the delivery of an image, so
   // that two writes of one RPDO cannot interleave and what is sent is what was just assembled. SDO
   // transfers that do not belong to an RPDO write never wait for it.
   std::mutex shadow_mutex_;
+  // Guards motor_modes_. Held for one access to the map, never across a bus call and never together
+  // with shadow_mutex_.
+  mutable std::mutex motor_modes_mutex_;
 };
 
 }  // namespace velmora_can_bridge

@@ -34,7 +34,7 @@ OperationResult CanOpenNodeController::exec_bit_patch(const OperationConfig& op,
         write_to_shadow(rpdo, *field->mapping, {merge_bits(current, mask, value)});
         return std::string();
       },
-      [&] { return send_rpdo_shadow(rpdo); });
+      [&] { return deliver_rpdo_shadow(rpdo); });
 }
 
 OperationResult CanOpenNodeController::patch_object(const PdoMapping& mapping, std::uint8_t mask,

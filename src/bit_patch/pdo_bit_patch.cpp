@@ -71,7 +71,7 @@ OperationResult CanOpenNodeController::exec_pdo_bit_patch(
   };
   const auto deliver = [&] {
     if (op.transport != "sdo") {
-      return send_rpdo_shadow(rpdo);
+      return deliver_rpdo_shadow(rpdo);
     }
     const PdoMapping& mapping = *field->mapping;
     if (!backend_->sdo_write(*node_id_, mapping.index, mapping.sub_index,

@@ -21,12 +21,25 @@ OperationResult CanOpenNodeController::execute_configured_operation(
   };
   // Every operation of the system: one row a kind.
   static constexpr Row rows[] = {
-      {"sdo_write", &Self::exec_sdo_write},         {"sdo_read", &Self::exec_sdo_read},
-      {"od_io_read", &Self::exec_od_io_read},       {"od_io_write", &Self::exec_od_io_write},
-      {"led_write", &Self::exec_led_write},         {"read_multi", &Self::exec_read_multi},
-      {"auto_write", &Self::exec_auto_write},       {"pdo_write", &Self::exec_pdo_write_patch},
-      {"pdo_patch", &Self::exec_pdo_write_patch},   {"bit_patch", &Self::exec_bit_patch},
+      {"sdo_write", &Self::exec_sdo_write},
+      {"sdo_read", &Self::exec_sdo_read},
+      {"od_io_read", &Self::exec_od_io_read},
+      {"od_io_write", &Self::exec_od_io_write},
+      {"led_write", &Self::exec_led_write},
+      {"read_multi", &Self::exec_read_multi},
+      {"auto_write", &Self::exec_auto_write},
+      {"pdo_write", &Self::exec_pdo_write_patch},
+      {"pdo_patch", &Self::exec_pdo_write_patch},
+      {"bit_patch", &Self::exec_bit_patch},
       {"pdo_bit_patch", &Self::exec_pdo_bit_patch},
+      {"ci402_enable", &Self::exec_ci402_enable},
+      {"ci402_disable", &Self::exec_ci402_disable},
+      {"ci402_quick_stop", &Self::exec_ci402_quick_stop},
+      {"ci402_set_mode", &Self::exec_ci402_set_mode},
+      {"ci402_set_target", &Self::exec_ci402_set_target},
+      {"ci402_ramp", &Self::exec_ci402_ramp},
+      {"claw_action", &Self::exec_claw_action},
+      {"pump_duty", &Self::exec_pump_duty},
   };
 
   for (const Row& row : rows) {

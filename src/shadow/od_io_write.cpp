@@ -55,7 +55,7 @@ OperationResult CanOpenNodeController::exec_od_io_write(const OperationConfig& o
         write_to_shadow(object.rpdo, *object.mapping, data);
         return std::string();
       },
-      [&] { return send_rpdo_shadow(object.rpdo); });
+      [&] { return deliver_rpdo_shadow(object.rpdo); });
 }
 
 }  // namespace velmora_can_bridge

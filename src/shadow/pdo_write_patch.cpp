@@ -100,7 +100,7 @@ OperationResult CanOpenNodeController::exec_pdo_write_patch(
                               return true;
                             });
       },
-      [&] { return send_rpdo_shadow(rpdo); });
+      [&] { return deliver_rpdo_shadow(rpdo); });
 }
 
 }  // namespace velmora_can_bridge

@@ -90,12 +90,13 @@ void CanOpenNodeController::write_to_shadow(std::uint8_t rpdo, const PdoMapping&
   overwrite(rpdo_shadow_[rpdo], place_of(*board_, rpdo, mapping), bytes);
 }
 
-OperationResult CanOpenNodeController::send_rpdo_shadow(std::uint8_t rpdo) {
+bool CanOpenNodeController::send_rpdo_shadow(std::uint8_t rpdo) {
   const std::uint8_t length = rpdo_shadow_len_[rpdo];
-  if (!backend_->send_rpdo(*node_id_, rpdo, rpdo_shadow_[rpdo], length)) {
-    return failure("RPDO send failed");
-  }
-  return success("OK");
+  return backend_->send_rpdo(*node_id_, rpdo, rpdo_shadow_[rpdo], length);
+}
+
+OperationResult CanOpenNodeController::deliver_rpdo_shadow(std::uint8_t rpdo, const char* sent) {
+  return send_rpdo_shadow(rpdo) ? success(sent) : failure("RPDO send failed");
 }
 
 void CanOpenNodeController::write_od_to_shadow(std::uint16_t index,

@@ -1,0 +1,20 @@
+#include "ci402/drive_steps.hpp"
+#include "dispatch/results.hpp"
+
+namespace velmora_can_bridge {
+
+OperationResult CanOpenNodeController::exec_ci402_disable(
+    const OperationConfig& /*op*/, const std::string& device,
+    const std::vector<std::uint8_t>& /*payload*/) {
+  const DeviceOdEntry* const drive = find_device_od(device);
+  if (drive == nullptr) {
+    return failure(device_not_found(device));
+  }
+  return run_drive_steps(
+      device,
+      {DriveStep::controlword(*drive, Controlword::shutdown,
+                              "SDO write controlword (disable) failed", DriveStep::Then::mirror)},
+      "Motor disabled");
+}
+
+}  // namespace velmora_can_bridge
