@@ -122,6 +122,36 @@ std::string describe_pdo_bit_patch(const OperationConfig& op, const BoardConfig&
   return "field (" + fields + "), bit (0 to 7), 0 or 1; 1 byte each";
 }
 
+std::string describe_set_mode(const OperationConfig& /*op*/, const BoardConfig& /*board*/) {
+  return "mode (1 byte): 1 position, 3 velocity, 4 torque, 6 homing";
+}
+
+std::string describe_set_target(const OperationConfig& /*op*/, const BoardConfig& /*board*/) {
+  return sized("s16", 2);
+}
+
+std::string describe_ramp(const OperationConfig& /*op*/, const BoardConfig& /*board*/) {
+  return sized("u32", 4);
+}
+
+std::string describe_channels(const std::vector<std::uint8_t>& channels, const std::string& way) {
+  std::string text;
+  for (const std::uint8_t channel : channels) {
+    text += (text.empty() ? "" : " ") + std::to_string(channel);
+  }
+  return text.empty() ? "" : ", " + text + " by " + way;
+}
+
+std::string describe_pump_duty(const OperationConfig& op, const BoardConfig& /*board*/) {
+  const std::string payload = "channel (1 byte), duty (2 bytes)";
+  if (op.transport == "sdo") {
+    return payload + ", every channel by SDO";
+  }
+  return payload +
+         describe_channels(op.rpdo_channels, "RPDO " + std::to_string(op.pump_pdo_number)) +
+         describe_channels(op.sdo_channels, "SDO");
+}
+
 }  // namespace
 
 const std::vector<OperationKind>& operation_kinds() {
@@ -161,6 +191,17 @@ const std::vector<OperationKind>& operation_kinds() {
        {"transport", "index", "pdo_number", "refresh_shadow", "bit_index", "named", "fields"},
        {"fields"},
        describe_pdo_bit_patch},
+      {"ci402_enable", {}, {}, describe_none},
+      {"ci402_disable", {}, {}, describe_none},
+      {"ci402_quick_stop", {}, {}, describe_none},
+      {"ci402_set_mode", {}, {}, describe_set_mode},
+      {"ci402_set_target", {"transport"}, {}, describe_set_target},
+      {"ci402_ramp", {"index_offset"}, {"index_offset"}, describe_ramp},
+      {"claw_action", {"action"}, {"action"}, describe_none},
+      {"pump_duty",
+       {"transport", "index", "pump_pdo_number", "rpdo_channels", "sdo_channels"},
+       {"index"},
+       describe_pump_duty},
   };
   return rows;
 }

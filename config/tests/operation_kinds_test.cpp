@@ -65,6 +65,19 @@ TEST(OperationKinds, stand_once_each) {
   }
 }
 
+TEST(OperationKinds, are_all_that_the_controller_serves) {
+  std::vector<std::string_view> kinds;
+  for (const OperationKind& row : operation_kinds()) {
+    kinds.push_back(row.kind);
+  }
+  EXPECT_EQ(kinds,
+            (std::vector<std::string_view>{
+                "sdo_write", "sdo_read", "od_io_read", "od_io_write", "led_write", "read_multi",
+                "auto_write", "pdo_write", "pdo_patch", "bit_patch", "pdo_bit_patch",
+                "ci402_enable", "ci402_disable", "ci402_quick_stop", "ci402_set_mode",
+                "ci402_set_target", "ci402_ramp", "claw_action", "pump_duty"}));
+}
+
 TEST(OperationKinds, are_compared_byte_for_byte) {
   for (const char* kind : {"", "SDO_READ", "sdo_read ", "sdo_rea"}) {
     EXPECT_THAT(find_operation_kind(kind), IsNull()) << kind;
@@ -129,6 +142,15 @@ OperationConfig named_bit_patch() {
   return op;
 }
 
+OperationConfig pump_duty(const std::string& transport) {
+  OperationConfig op = of_kind("pump_duty");
+  op.transport = transport;
+  op.pump_pdo_number = 4;
+  op.rpdo_channels = {1, 2};
+  op.sdo_channels = {3};
+  return op;
+}
+
 class Payload : public testing::TestWithParam<PayloadCase> {};
 
 TEST_P(Payload, is_described) {
@@ -189,6 +211,24 @@ INSTANTIATE_TEST_SUITE_P(
         PayloadCase{"bit", with_fields(of_kind("pdo_bit_patch"), {"a", "c"}),
                     "field (1 a, 2 c), bit (0 to 7), 0 or 1; 1 byte each"},
         PayloadCase{"named_bit", named_bit_patch(), "0 or 1 (1 byte) for bit 5 of a"}),
+    RowName());
+
+INSTANTIATE_TEST_SUITE_P(
+    of_drives, Payload,
+    testing::Values(PayloadCase{"enable", of_kind("ci402_enable"), "none"},
+                    PayloadCase{"disable", of_kind("ci402_disable"), "none"},
+                    PayloadCase{"quick_stop", of_kind("ci402_quick_stop"), "none"},
+                    PayloadCase{"set_mode", of_kind("ci402_set_mode"),
+                                "mode (1 byte): 1 position, 3 velocity, 4 torque, 6 homing"},
+                    PayloadCase{"set_target", of_kind("ci402_set_target"), "s16 (2 bytes)"},
+                    PayloadCase{"ramp", of_kind("ci402_ramp"), "u32 (4 bytes)"},
+                    PayloadCase{"claw", of_kind("claw_action"), "none"},
+                    PayloadCase{"pump", pump_duty(""),
+                                "channel (1 byte), duty (2 bytes), 1 2 by RPDO 4, 3 by SDO"},
+                    PayloadCase{"pump_without_channels", of_kind("pump_duty"),
+                                "channel (1 byte), duty (2 bytes)"},
+                    PayloadCase{"pump_by_sdo", pump_duty("sdo"),
+                                "channel (1 byte), duty (2 bytes), every channel by SDO"}),
     RowName());
 
 }  // namespace

@@ -14,7 +14,8 @@ using Texts = std::vector<std::string>;
 /// Every kind, as messages list them.
 inline const std::string all_kinds =
     "sdo_write, sdo_read, od_io_read, od_io_write, led_write, read_multi, auto_write, pdo_write, "
-    "pdo_patch, bit_patch or pdo_bit_patch";
+    "pdo_patch, bit_patch, pdo_bit_patch, ci402_enable, ci402_disable, ci402_quick_stop, "
+    "ci402_set_mode, ci402_set_target, ci402_ramp, claw_action or pump_duty";
 
 /// "line:column: error: message" of each problem; without the place for the file as a whole.
 inline Texts texts_of(const std::vector<Problem>& problems) {
