@@ -1,5 +1,7 @@
 #include <array>
+#include <chrono>
 #include <string_view>
+#include <thread>
 #include <utility>
 #include <variant>
 
@@ -8,9 +10,20 @@
 #include "payload_words.hpp"
 #include "report.hpp"
 #include "simulated_board.hpp"
+#include "table.hpp"
 
 namespace velmora_can_bridge {
 namespace {
+
+using std::chrono::milliseconds;
+
+/// What a step waits for once its operation has been answered.
+struct Wait {
+  /// Simulated time; for a wait with `until_data` the longest.
+  milliseconds time{0};
+  /// When not empty: the operation is run again and again until it answers these bytes.
+  std::vector<std::uint8_t> until_data;
+};
 
 /// One operation of the tour.
 struct Step {
@@ -18,61 +31,117 @@ struct Step {
   const char* device;
   const char* operation;
   std::vector<std::string> payload;
+  Wait wait;
   bool succeeds = true;
 };
+
+constexpr milliseconds patience{5000};
 
 const std::vector<Step>& steps() {
   static const std::vector<Step> tour{
       {"Read four entries of the node's identity in one operation",
        "digital_io",
        "read_identity",
+       {},
        {}},
-      {"Write a typed value by SDO", "left_wheel", "set_profile_acceleration_left", {"u32:5000"}},
+      {"Write a typed value by SDO",
+       "left_wheel",
+       "set_profile_acceleration_left",
+       {"u32:5000"},
+       {}},
       {"Send no payload: the configured default is written",
        "digital_io",
        "set_heartbeat_time",
+       {},
        {}},
       {"Name the sub-index in the payload: pump channel 3",
        "pumps",
        "set_pump_raw",
-       {"03", "u16:750"}},
+       {"03", "u16:750"},
+       {}},
       {"A mistake: pump channel 77 does not exist",
        "pumps",
        "set_pump_raw",
        {"4D", "u16:750"},
+       {},
        false},
+
       {"Colour, mode and period of the LED in one frame; the first RPDO write loads the image",
        "led",
        "set_led",
-       {"FF8000", "02", "u16:800"}},
+       {"FF8000", "02", "u16:800"},
+       {}},
       {"Change the colour alone: mode and period ride along unchanged",
        "led",
        "set_led_color",
-       {"0000FF"}},
+       {"0000FF"},
+       {}},
       {"A write that picks the RPDO by itself, as one maps the object",
        "led",
        "set_led_blue",
-       {"u8:64"}},
+       {"u8:64"},
+       {}},
       {"A write that goes by SDO, as no RPDO maps the object",
        "left_wheel",
        "set_quick_stop_deceleration_left",
-       {"u32:20000"}},
-      {"Both wheels in one frame", "left_wheel", "drive", {"s32:300", "s32:-300"}},
-      {"Only as many fields as the payload covers: the right wheel keeps its value",
-       "left_wheel",
-       "drive_patch",
-       {"s32:0"}},
+       {"u32:20000"},
+       {}},
       {"Switch outputs 0 and 4 on, leave the others alone",
        "digital_io",
        "set_outputs",
-       {"11", "11"}},
-      {"Set one bit of the second group", "digital_io", "set_output", {"02", "07", "01"}},
-      {"Set a bit that has a name", "digital_io", "switch_lamp", {"01"}},
+       {"11", "11"},
+       {}},
+      {"Set one bit of the second group", "digital_io", "set_output", {"02", "07", "01"}, {}},
+      {"Set a bit that has a name", "digital_io", "switch_lamp", {"01"}, {}},
       {"Write an object of the device by its distance from the base",
        "digital_io",
        "write_object",
-       {"u16:0", "01", "00"}},
-      {"Read one so: the lamp is still on", "digital_io", "read_object", {"u16:0", "02"}},
+       {"u16:0", "01", "00"},
+       {}},
+      {"Read one so: the lamp is still on", "digital_io", "read_object", {"u16:0", "02"}, {}},
+
+      {"Put the wheels into velocity mode", "left_wheel", "set_mode", {"03"}, {}},
+      {"And the other one", "right_wheel", "set_mode", {"03"}, {}},
+      {"Set a ramp by its distance from the controlword",
+       "right_wheel",
+       "set_acceleration",
+       {"u32:5000"},
+       {}},
+      {"Enable the left wheel", "left_wheel", "enable", {}, {}},
+      {"Enable the right wheel", "right_wheel", "enable", {}, {}},
+      {"Both wheels in one frame, in opposite directions",
+       "left_wheel",
+       "drive",
+       {"s32:300", "s32:-300"},
+       {milliseconds(500), {}}},
+      {"The statusword: operation enabled, target reached (0x0637)",
+       "left_wheel",
+       "read_object",
+       {"u16:1"},
+       {}},
+      {"The actual velocity, at its target", "left_wheel", "read_object", {"u16:0x2C"}, {}},
+      {"Only as many fields as the payload covers: the right wheel keeps its value",
+       "left_wheel",
+       "drive_patch",
+       {"s32:150"},
+       {}},
+      {"One target, chosen by the mode: again the right wheel's rides along",
+       "left_wheel",
+       "set_target",
+       {"s16:200"},
+       {}},
+      {"Quick stop", "right_wheel", "quick_stop", {}, {milliseconds(300), {}}},
+      {"The right wheel stands", "right_wheel", "read_object", {"u16:0x2C"}, {}},
+      {"Disable the left wheel", "left_wheel", "disable", {}, {}},
+
+      {"Enable the claw, so that it can be homed", "claw", "enable", {}, {}},
+      {"Home the claw", "claw", "claw_home", {}, {}},
+      {"Ask until it has arrived: done, home", "claw", "claw_query", {}, {patience, {2, 1}}},
+      {"Extend it", "claw", "claw_extend", {}, {}},
+      {"Ask until it has arrived: done, extended", "claw", "claw_query", {}, {patience, {2, 2}}},
+
+      {"A pump that is mapped goes by RPDO", "pumps", "set_pump", {"01", "u16:400"}, {}},
+      {"One that is not goes by SDO", "pumps", "set_pump", {"04", "u16:900"}, {}},
   };
   return tour;
 }
@@ -86,42 +155,136 @@ std::string command_text(const Step& step) {
   return text;
 }
 
-OperationReport run(SimulatedBoard& board, const Step& step) {
-  OperationReport report{step.operation, step.device, {}, {}};
-  SimulatedBoardNode* const node = board.find_node(step.device);
-  const auto payload = parse_payload_words(step.payload);
-  report.result = node->run(node->config().operations.at(step.operation), step.device,
-                            std::get<std::vector<std::uint8_t>>(payload));
-  report.refusal = node->refusal();
-  return report;
-}
+/// Transfers of one step, by kind.
+class TransferCounts {
+ public:
+  void add(TransferKind kind) { ++counts_.at(static_cast<std::size_t>(kind)); }
+  void clear() { counts_ = {}; }
+
+  /// "1 SDO read, 2 RPDOs".
+  std::string text() const {
+    static constexpr std::array<const char*, 3> names{"SDO read", "SDO write", "RPDO"};
+    std::string text;
+    for (std::size_t kind = 0; kind < names.size(); ++kind) {
+      if (counts_.at(kind) != 0) {
+        text += (text.empty() ? "" : ", ") + std::to_string(counts_.at(kind)) + " " +
+                names.at(kind) + (counts_.at(kind) == 1 ? "" : "s");
+      }
+    }
+    return text;
+  }
+
+ private:
+  std::array<std::size_t, 3> counts_{};
+};
+
+/// The tour on its way over the board.
+class Tour {
+ public:
+  Tour(const CommandLineOutput& output, bool json, const BoardFile& file)
+      : output_(output),
+        json_(json),
+        board_(file, [this](const Transfer& transfer) { note(transfer); }) {
+    overview_.add({"operation", "device", "on the bus", "result"});
+  }
+
+  ExitStatus run() {
+    for (const Step& step : steps()) {
+      run_step(step);
+    }
+    if (!json_) {
+      overview_.print(output_.out);
+    }
+    return status_;
+  }
+
+ private:
+  void note(const Transfer& transfer) {
+    counts_.add(transfer.kind);
+    if (!json_ && !quiet_) {
+      output_.out << "  " << transfer.line << '\n';
+    }
+  }
+
+  void run_step(const Step& step) {
+    if (!json_) {
+      output_.out << "# " << step.title << "\n$ " << command_text(step) << '\n';
+    }
+    counts_.clear();
+    OperationReport report = execute(step);
+    const bool arrived = wait(step, report);
+    (json_ ? print_result_json : print_result)(output_, report);
+    if (!json_) {
+      output_.out << '\n';
+    }
+    overview_.add({step.operation, step.device, counts_.text(),
+                   (report.result.ok ? "ok: " : "failed: ") + report.result.message});
+    if (report.result.ok != step.succeeds || !arrived) {
+      print_diagnostic(output_, std::string(step.operation) + " did not end as this tour expects");
+      status_ = ExitStatus::operation_failed;
+    }
+  }
+
+  OperationReport execute(const Step& step) {
+    OperationReport report{step.operation, step.device, {}, {}};
+    SimulatedBoardNode* const node = board_.find_node(step.device);
+    const auto payload = parse_payload_words(step.payload);
+    report.result = node->run(node->config().operations.at(step.operation), step.device,
+                              std::get<std::vector<std::uint8_t>>(payload));
+    report.refusal = node->refusal();
+    return report;
+  }
+
+  /// Lets the step's time pass, or asks again until the answer is the one waited for.
+  bool wait(const Step& step, OperationReport& report) {
+    constexpr milliseconds slice{100};
+    const Wait& wait = step.wait;
+    quiet_ = true;
+    milliseconds passed{0};
+    while (passed < wait.time &&
+           (wait.until_data.empty() || report.result.data != wait.until_data)) {
+      board_.tick(slice);
+      passed += slice;
+      show_wait(passed);
+      if (!wait.until_data.empty()) {
+        report = execute(step);
+      }
+    }
+    quiet_ = false;
+    end_wait(passed);
+    return wait.until_data.empty() || report.result.data == wait.until_data;
+  }
+
+  /// On a terminal a wait takes its real time, on one line that grows.
+  void show_wait(milliseconds passed) const {
+    if (json_ || !output_.live) {
+      return;
+    }
+    output_.out << "\r  ... " << passed.count() << " ms" << std::flush;
+    std::this_thread::sleep_for(milliseconds(100));
+  }
+
+  void end_wait(milliseconds passed) const {
+    if (json_ || passed == milliseconds(0)) {
+      return;
+    }
+    output_.out << (output_.live ? "\r" : "") << "  ... " << passed.count() << " ms later\n";
+  }
+
+  const CommandLineOutput& output_;
+  bool json_;
+  SimulatedBoard board_;
+  TransferCounts counts_;
+  Table overview_;
+  bool quiet_ = false;
+  ExitStatus status_ = ExitStatus::success;
+};
 
 }  // namespace
 
 ExitStatus demo_command(const CommandLineOutput& output, bool json) {
   const LoadedBoard loaded = parse_board(std::string(example_board()));
-  SimulatedBoard board(*loaded.file, [&](const std::string& line) {
-    if (!json) {
-      output.out << "  " << line << '\n';
-    }
-  });
-  ExitStatus status = ExitStatus::success;
-  for (const Step& step : steps()) {
-    if (!json) {
-      output.out << "# " << step.title << "\n$ " << command_text(step) << '\n';
-    }
-    const OperationReport report = run(board, step);
-    (json ? print_result_json : print_result)(output, report);
-    if (!json) {
-      output.out << '\n';
-    }
-    if (report.result.ok != step.succeeds) {
-      print_diagnostic(
-          output, "this step should have " + std::string(step.succeeds ? "succeeded" : "failed"));
-      status = ExitStatus::operation_failed;
-    }
-  }
-  return status;
+  return Tour(output, json, *loaded.file).run();
 }
 
 }  // namespace velmora_can_bridge

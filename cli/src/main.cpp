@@ -12,10 +12,12 @@ namespace bridge = velmora_can_bridge;
 
 int main(int argc, char** argv) {
   try {
+    const bool live = isatty(STDOUT_FILENO) == 1;
     // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing has started a thread yet
-    const bool colour = isatty(STDOUT_FILENO) == 1 && std::getenv("NO_COLOR") == nullptr;
+    const bool colour = live && std::getenv("NO_COLOR") == nullptr;
     const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
-    return static_cast<int>(bridge::run_command_line(arguments, {std::cout, std::cerr, colour}));
+    return static_cast<int>(
+        bridge::run_command_line(arguments, {std::cout, std::cerr, colour, live}));
   } catch (const std::exception& error) {
     std::cerr << "velmora-can-bridge: " << error.what() << '\n';
     return static_cast<int>(bridge::ExitStatus::bad_input);

@@ -1,11 +1,10 @@
-#include <algorithm>
-#include <iomanip>
 #include <map>
 
 #include "commands.hpp"
 #include "dispatch/hex_u16.hpp"
 #include "json_line.hpp"
 #include "report.hpp"
+#include "table.hpp"
 #include "velmora_can_bridge/config/operation_kinds.hpp"
 
 namespace velmora_can_bridge {
@@ -20,33 +19,6 @@ std::string payload_text(const OperationConfig& op, const BoardConfig& board) {
 std::map<std::string, DeviceOdEntry> sorted_devices(const BoardConfig& board) {
   return {board.device_od_map.begin(), board.device_od_map.end()};
 }
-
-/// Rows of texts, printed as columns as wide as their widest text.
-class Table {
- public:
-  void add(std::vector<std::string> row) {
-    widths_.resize(std::max(widths_.size(), row.size()));
-    for (std::size_t column = 0; column < row.size(); ++column) {
-      widths_[column] = std::max(widths_[column], row[column].size());
-    }
-    rows_.push_back(std::move(row));
-  }
-
-  void print(std::ostream& out) const {
-    for (const std::vector<std::string>& row : rows_) {
-      std::string line;
-      for (std::size_t column = 0; column < row.size(); ++column) {
-        line += "  " + row[column] + std::string(widths_[column] - row[column].size(), ' ');
-      }
-      line.erase(line.find_last_not_of(' ') + 1);
-      out << line << '\n';
-    }
-  }
-
- private:
-  std::vector<std::vector<std::string>> rows_;
-  std::vector<std::size_t> widths_;
-};
 
 void print_text(const CommandLineOutput& output, const NodeConfig& node) {
   Table devices;

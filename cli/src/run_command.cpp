@@ -50,9 +50,9 @@ ExitStatus run_command(const CommandLineOutput& output, const RunArguments& argu
   if (!file) {
     return ExitStatus::bad_input;
   }
-  SimulatedBoard board(*file, [&](const std::string& line) {
+  SimulatedBoard board(*file, [&](const Transfer& transfer) {
     if (arguments.trace) {
-      output.err << line << '\n';
+      output.err << transfer.line << '\n';
     }
   });
   SimulatedBoardNode* const node = board.find_node(arguments.device);

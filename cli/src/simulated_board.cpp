@@ -24,9 +24,9 @@ SimulatedBoardNode::SimulatedBoardNode(const NodeConfig& config, TracingBackend:
       node_(config.node_id, config.board),
       backend_(
           node_,
-          [this, trace = std::move(trace)](const std::string& line) {
+          [this, trace = std::move(trace)](const Transfer& transfer) {
             transferred_ = true;
-            trace(line);
+            trace(transfer);
           },
           [this] { return abort_text(node_.last_sdo_abort()); }),
       controller_(config.node_id, backend_, config.board) {}
@@ -48,6 +48,12 @@ std::optional<std::string> SimulatedBoardNode::refusal() const {
 SimulatedBoard::SimulatedBoard(const BoardFile& file, const TracingBackend::Sink& trace) {
   for (const NodeConfig& config : file.nodes) {
     nodes_.push_back(std::make_unique<SimulatedBoardNode>(config, trace));
+  }
+}
+
+void SimulatedBoard::tick(std::chrono::milliseconds elapsed) {
+  for (const auto& node : nodes_) {
+    node->tick(elapsed);
   }
 }
 

@@ -1,6 +1,7 @@
 // A board file with all of its nodes simulated.
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -24,6 +25,9 @@ class SimulatedBoardNode {
   OperationResult run(const OperationConfig& op, const std::string& device,
                       const std::vector<std::uint8_t>& payload);
 
+  /// Lets time pass on the node.
+  void tick(std::chrono::milliseconds elapsed) { node_.tick(elapsed); }
+
   /// Why the bus refused the last SDO transfer of the latest operation; no value when it did not.
   std::optional<std::string> refusal() const;
 
@@ -38,8 +42,11 @@ class SimulatedBoardNode {
 /// All nodes of a board file, freshly started.
 class SimulatedBoard {
  public:
-  /// `file` outlives this object. `trace` is given a line for every bus transfer.
+  /// `file` outlives this object. `trace` is told of every bus transfer.
   SimulatedBoard(const BoardFile& file, const TracingBackend::Sink& trace);
+
+  /// Lets time pass on all nodes.
+  void tick(std::chrono::milliseconds elapsed);
 
   /// The node that holds the device, or null.
   SimulatedBoardNode* find_node(const std::string& device);

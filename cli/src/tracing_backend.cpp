@@ -23,16 +23,18 @@ TracingBackend::TracingBackend(CanOpenBackend& inner, Sink sink, Reason reason)
 bool TracingBackend::sdo_read(std::uint8_t node_id, std::uint16_t index, std::uint8_t sub_index,
                               std::vector<std::uint8_t>& data) {
   const bool done = inner_->sdo_read(node_id, index, sub_index, data);
-  sink_(node_text(node_id) + "SDO read   " + object_text(index, sub_index) + " -> " +
-        (done ? bytes_text(data) : reason_()));
+  sink_({TransferKind::sdo_read, node_text(node_id) + "SDO read   " +
+                                     object_text(index, sub_index) + " -> " +
+                                     (done ? bytes_text(data) : reason_())});
   return done;
 }
 
 bool TracingBackend::sdo_write(std::uint8_t node_id, std::uint16_t index, std::uint8_t sub_index,
                                const std::vector<std::uint8_t>& data) {
   const bool done = inner_->sdo_write(node_id, index, sub_index, data);
-  sink_(node_text(node_id) + "SDO write  " + object_text(index, sub_index) + " <- " +
-        bytes_text(data) + (done ? "" : ": " + reason_()));
+  sink_({TransferKind::sdo_write, node_text(node_id) + "SDO write  " +
+                                      object_text(index, sub_index) + " <- " + bytes_text(data) +
+                                      (done ? "" : ": " + reason_())});
   return done;
 }
 
@@ -42,8 +44,8 @@ bool TracingBackend::send_rpdo(std::uint8_t node_id, std::uint8_t rpdo,
   const std::size_t sent = std::min<std::size_t>(length, data.size());
   const std::vector<std::uint8_t> bytes(data.begin(),
                                         data.begin() + static_cast<std::ptrdiff_t>(sent));
-  sink_(node_text(node_id) + "RPDO " + std::to_string(rpdo) + "     <- " + bytes_text(bytes) +
-        (done ? "" : ": not sent"));
+  sink_({TransferKind::rpdo, node_text(node_id) + "RPDO " + std::to_string(rpdo) + "     <- " +
+                                 bytes_text(bytes) + (done ? "" : ": not sent")});
   return done;
 }
 

@@ -14,11 +14,19 @@ namespace velmora_can_bridge {
 /// `bytes` as "0F 00", or "no bytes".
 std::string bytes_text(const std::vector<std::uint8_t>& bytes);
 
-/// Passes every transfer on to another bus and hands one line of text to a sink when it has ended:
-/// "node 0x10  SDO read   0x1018/1 -> 4D 56 00 00".
+enum class TransferKind { sdo_read, sdo_write, rpdo };
+
+/// One transfer that has ended.
+struct Transfer {
+  TransferKind kind;
+  /// "node 0x10  SDO read   0x1018/1 -> 4D 56 00 00".
+  std::string line;
+};
+
+/// Passes every transfer on to another bus and hands it to a sink when it has ended.
 class TracingBackend : public CanOpenBackend {
  public:
-  using Sink = std::function<void(const std::string& line)>;
+  using Sink = std::function<void(const Transfer& transfer)>;
   /// Says why the latest SDO transfer was refused.
   using Reason = std::function<std::string()>;
 

@@ -11,7 +11,12 @@ class Tracing : public testing::Test {
  protected:
   ScriptedBackend inner;
   std::vector<std::string> lines;
-  TracingBackend backend{inner, [this](const std::string& line) { lines.push_back(line); },
+  std::vector<TransferKind> kinds;
+  TracingBackend backend{inner,
+                         [this](const Transfer& transfer) {
+                           lines.push_back(transfer.line);
+                           kinds.push_back(transfer.kind);
+                         },
                          [] { return std::string("the reason"); }};
 };
 
@@ -36,6 +41,8 @@ TEST_F(Tracing, tells_of_successes) {
   EXPECT_EQ(lines, (std::vector<std::string>{"node 0x10  SDO read   0x1018/1 -> 4D 56",
                                              "node 0x10  SDO write  0x2001/12 <- no bytes",
                                              "node 0x10  RPDO 2     <- 01 AB"}));
+  EXPECT_EQ(kinds, (std::vector<TransferKind>{TransferKind::sdo_read, TransferKind::sdo_write,
+                                              TransferKind::rpdo}));
 }
 
 TEST_F(Tracing, tells_of_refusals_with_the_reason) {

@@ -25,6 +25,9 @@ struct CommandLineOutput {
   std::ostream& err;
   /// Whether `out` may carry terminal colours.
   bool colour = false;
+  /// Whether a person watches `out` on a terminal: waits then take their real time and show how far
+  /// they are. Otherwise only the simulated time passes.
+  bool live = false;
 };
 
 /// Runs the program with `arguments`, the program's name not among them.
