@@ -12,7 +12,8 @@ namespace velmora_can_bridge {
 /// Operations block until the transfer has ended. False means that the operation that asked has
 /// failed; it is never tried again by the controller, so any retry belongs in the implementation.
 /// All of it must be safe to call from every thread that runs operations, from several at once.
-/// An exception passes through the controller to the caller of the operation.
+/// None may call back into the controller, whose lock may be held. An exception passes through the
+/// controller to the caller of the operation.
 class CanOpenBackend {
  public:
   virtual ~CanOpenBackend() = default;

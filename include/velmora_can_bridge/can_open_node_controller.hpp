@@ -34,14 +34,28 @@ namespace velmora_can_bridge {
 /// - Drive and claw operations repeat in every image what they have written to a mapped object, as
 ///   docs/operations.md says with the kind. Other SDO writes leave the images alone.
 ///
+/// - Which RPDO: 0 as the number in an operation finds the first RPDO that maps the object and is
+/// not
+///   numbered 0 itself; where an operation names its RPDO or searches the board's list, one
+///   numbered 0 is found like any other. Of several mappings of one name the first counts, of
+///   several of one object each has its own place.
+/// - Where entries of one number share a frame byte, the later in the list gives it, the zeros of
+///   padding and of short answers included.
+/// - Bit operations take fields of 8 to 15 bits inside the frame; one at byte 8 or beyond is
+/// refused
+///   like one of another length, before any lock or bus call.
+/// - An exception during a load leaves image, length and synced flag as they were.
+///
 /// Every public member may be called from any thread, from several at once. Operations that write
-/// through an RPDO run one after another; SDO operations wait for nobody.
+/// through an RPDO run one after another. Operations by SDO do not wait for them, but for two kinds
+/// of them: "pdo_bit_patch" works on the image, and drive and claw operations wait where they
+/// repeat in the images what they have written.
 class CanOpenNodeController {
  public:
   /// Refers to all three arguments, copies none: they must outlive the controller.
   ///
-  /// `node_id` is the CANopen node id, 1 to 127, read afresh at every bus call. `board` must not
-  /// change while operations run. Temporaries do not compile.
+  /// `node_id` is the CANopen node id, 1 to 127, read afresh at every bus call. Neither it
+  /// nor `board` may change while an operation runs. Temporaries do not compile.
   CanOpenNodeController(const std::uint8_t& node_id, CanOpenBackend& backend,
                         const BoardConfig& board);
   CanOpenNodeController(const std::uint8_t&& node_id, CanOpenBackend& backend,
@@ -219,7 +233,7 @@ class CanOpenNodeController {
   std::unordered_map<std::string, std::uint8_t> motor_modes_;
   // Guards the three shadow maps. Held across the load, the change and the delivery of an image, so
   // that two writes of one RPDO cannot interleave and what is sent is what was just assembled. SDO
-  // transfers that do not belong to an RPDO write never wait for it.
+  // transfers that belong to no RPDO write never wait for it, unless they follow a mirror.
   std::mutex shadow_mutex_;
   // Guards motor_modes_. Held for one access to the map, never across a bus call and never together
   // with shadow_mutex_.

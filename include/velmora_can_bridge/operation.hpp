@@ -23,10 +23,10 @@ struct OperationConfig {
   std::uint8_t option_flag = 0;
   /// "sdo" forces the SDO path; any other text, the empty one included, allows the RPDO path.
   /// od_io_write, bit_patch, ci402_set_target, pump_duty, pdo_bit_patch, auto_write, pdo_write,
-  /// pdo_patch.
+  /// pdo_patch, led_write.
   std::string transport;
   /// Object-dictionary index. sdo_read, sdo_write, read_multi, bit_patch, pdo_write, pdo_patch,
-  /// pdo_bit_patch, auto_write, pump_duty.
+  /// pdo_bit_patch, auto_write, led_write, pump_duty.
   std::uint16_t index = 0;
   /// Object-dictionary sub-index. sdo_read, sdo_write, auto_write, pdo_write, pdo_patch.
   std::uint8_t sub_index = 0;
@@ -41,19 +41,21 @@ struct OperationConfig {
   /// Type that the payload is cut to: "raw" or empty (the whole payload), "u8", "s8", "u16", "s16",
   /// "u32", "s32". sdo_write, auto_write.
   std::string data_type;
-  /// Name of one mapped PDO field, used when `fields` is empty. bit_patch, pdo_write, pdo_patch.
+  /// Name of one mapped PDO field, used when `fields` is empty. bit_patch, pdo_write, pdo_patch,
+  /// auto_write.
   std::string field;
   /// RPDO number; 0 finds the RPDO that maps `index`. bit_patch, pdo_write, pdo_patch,
-  /// pdo_bit_patch, auto_write.
+  /// pdo_bit_patch, auto_write, led_write.
   std::uint8_t pdo_number = 0;
   /// Used as boolean: reload the RPDO's image from the device before the write. pdo_write,
-  /// pdo_patch, pdo_bit_patch.
+  /// pdo_patch, pdo_bit_patch, auto_write, led_write.
   std::uint8_t refresh_shadow = 0;
   /// Bit position, 0 to 7, of the named form. pdo_bit_patch.
   std::uint8_t bit_index = 0;
   /// Used as boolean: the payload is the bit's value alone. pdo_bit_patch.
   std::uint8_t named = 0;
-  /// Mapped PDO fields in payload order. bit_patch, pdo_write, pdo_patch, pdo_bit_patch, led_write.
+  /// Mapped PDO fields in payload order. bit_patch, pdo_write, pdo_patch, pdo_bit_patch, led_write,
+  /// auto_write.
   std::vector<std::string> fields;
   /// Added to the device's `base_index`; the sum wraps at 16 bits. ci402_ramp.
   std::uint16_t index_offset = 0;

@@ -40,12 +40,12 @@ OperationResult CanOpenNodeController::extend_claw(const std::string& device,
   using Then = DriveStep::Then;
   return run_drive_steps(
       device,
-      {DriveStep::mode(claw, static_cast<std::uint8_t>(DriveMode::profile_velocity),
+      {DriveStep::mode(claw, static_cast<std::uint8_t>(Ci402Mode::profile_velocity),
                        "SDO write modes_of_operation (velocity) failed",
                        Then::record_mode_then_mirror),
-       DriveStep::controlword(claw, Controlword::shutdown,
+       DriveStep::controlword(claw, Ci402Controlword::shutdown,
                               "SDO write controlword (shutdown) failed"),
-       DriveStep::controlword(claw, Controlword::enable_operation,
+       DriveStep::controlword(claw, Ci402Controlword::enable_operation,
                               "SDO write controlword (enable) failed", Then::mirror),
        DriveStep{claw.homing_record,
                  extend_command_sub_index,
@@ -60,11 +60,11 @@ OperationResult CanOpenNodeController::home_claw(const std::string& device,
   // Two controlwords, so that bit 4 rises: homing starts on its edge.
   return run_drive_steps(
       device,
-      {DriveStep::mode(claw, static_cast<std::uint8_t>(DriveMode::homing),
+      {DriveStep::mode(claw, static_cast<std::uint8_t>(Ci402Mode::homing),
                        "SDO write homing mode failed", Then::record_mode_then_mirror),
-       DriveStep::controlword(claw, Controlword::enable_operation,
+       DriveStep::controlword(claw, Ci402Controlword::enable_operation,
                               "SDO write controlword (homing clear) failed"),
-       DriveStep::controlword(claw, Controlword::start_homing,
+       DriveStep::controlword(claw, Ci402Controlword::start_homing,
                               "SDO write controlword (start homing) failed", Then::mirror)},
       "Claw home command sent");
 }

@@ -12,7 +12,7 @@ OperationResult CanOpenNodeController::exec_ci402_disable(
   }
   return run_drive_steps(
       device,
-      {DriveStep::controlword(*drive, Controlword::shutdown,
+      {DriveStep::controlword(*drive, Ci402Controlword::shutdown,
                               "SDO write controlword (disable) failed", DriveStep::Then::mirror)},
       "Motor disabled");
 }

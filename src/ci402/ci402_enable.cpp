@@ -15,9 +15,9 @@ OperationResult CanOpenNodeController::exec_ci402_enable(
       device,
       {DriveStep::mode(*drive, motor_mode(device), "SDO write modes_of_operation failed",
                        DriveStep::Then::nothing),
-       DriveStep::controlword(*drive, Controlword::shutdown,
+       DriveStep::controlword(*drive, Ci402Controlword::shutdown,
                               "SDO write controlword (shutdown) failed"),
-       DriveStep::controlword(*drive, Controlword::enable_operation,
+       DriveStep::controlword(*drive, Ci402Controlword::enable_operation,
                               "SDO write controlword (enable) failed", DriveStep::Then::mirror)},
       "Motor enabled");
 }

@@ -6,11 +6,10 @@
 #include "velmora_can_bridge/board_config.hpp"
 
 namespace velmora_can_bridge {
-namespace {
 
 /// Objects of a drive by their distance from its controlword (0x6040 for the first drive of a
 /// node).
-enum class DriveObject : std::uint16_t {
+enum class Ci402Object : std::uint16_t {
   controlword = 0x00,
   modes_of_operation = 0x20,  ///< 0x6060
   target_torque = 0x31,       ///< 0x6071
@@ -18,8 +17,8 @@ enum class DriveObject : std::uint16_t {
   target_velocity = 0xBF,     ///< 0x60FF
 };
 
-/// Controlword values (CiA 402, device control commands).
-enum class Controlword : std::uint16_t {
+/// Ci402Controlword values (CiA 402, device control commands).
+enum class Ci402Controlword : std::uint16_t {
   quick_stop = 0x0002,
   shutdown = 0x0006,
   enable_operation = 0x000F,
@@ -27,7 +26,7 @@ enum class Controlword : std::uint16_t {
 };
 
 /// Modes of operation (CiA 402, object 0x6060).
-enum class DriveMode : std::uint8_t {
+enum class Ci402Mode : std::uint8_t {
   none = 0,
   profile_position = 1,
   profile_velocity = 3,
@@ -36,9 +35,8 @@ enum class DriveMode : std::uint8_t {
 };
 
 /// The index of one of the drive's objects; the sum wraps at 16 bits.
-inline std::uint16_t drive_index(const DeviceOdEntry& drive, DriveObject object) {
+inline std::uint16_t ci402_index(const DeviceOdEntry& drive, Ci402Object object) {
   return static_cast<std::uint16_t>(drive.base_index + static_cast<std::uint16_t>(object));
 }
 
-}  // namespace
 }  // namespace velmora_can_bridge

@@ -12,7 +12,7 @@ OperationResult CanOpenNodeController::exec_ci402_quick_stop(
   }
   // Not mirrored, unlike enable and disable: the images keep the controlword mirrored last.
   return run_drive_steps(device,
-                         {DriveStep::controlword(*drive, Controlword::quick_stop,
+                         {DriveStep::controlword(*drive, Ci402Controlword::quick_stop,
                                                  "SDO write controlword (quick_stop) failed")},
                          "Quick stop sent");
 }

@@ -1,8 +1,22 @@
 #include "ci402/drive_steps.hpp"
 
+#include "dispatch/payload.hpp"
 #include "dispatch/results.hpp"
 
 namespace velmora_can_bridge {
+
+CanOpenNodeController::DriveStep CanOpenNodeController::DriveStep::controlword(
+    const DeviceOdEntry& drive, Ci402Controlword word, const char* refusal, Then then) {
+  return {ci402_index(drive, Ci402Object::controlword), 0,
+          little_endian(static_cast<std::uint16_t>(word), 2), refusal, then};
+}
+
+CanOpenNodeController::DriveStep CanOpenNodeController::DriveStep::mode(const DeviceOdEntry& drive,
+                                                                        std::uint8_t mode,
+                                                                        const char* refusal,
+                                                                        Then then) {
+  return {ci402_index(drive, Ci402Object::modes_of_operation), 0, {mode}, refusal, then};
+}
 
 OperationResult CanOpenNodeController::run_drive_steps(const std::string& device,
                                                        std::initializer_list<DriveStep> steps,

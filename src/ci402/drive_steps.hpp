@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "ci402/ci402_objects.hpp"
-#include "dispatch/payload.hpp"
 #include "velmora_can_bridge/can_open_node_controller.hpp"
 
 namespace velmora_can_bridge {
@@ -28,16 +27,10 @@ struct CanOpenNodeController::DriveStep {
   const char* refusal;
   Then then = Then::nothing;
 
-  static DriveStep controlword(const DeviceOdEntry& drive, Controlword word, const char* refusal,
-                               Then then = Then::nothing) {
-    return {drive_index(drive, DriveObject::controlword), 0,
-            little_endian(static_cast<std::uint16_t>(word), 2), refusal, then};
-  }
-
+  static DriveStep controlword(const DeviceOdEntry& drive, Ci402Controlword word,
+                               const char* refusal, Then then = Then::nothing);
   static DriveStep mode(const DeviceOdEntry& drive, std::uint8_t mode, const char* refusal,
-                        Then then) {
-    return {drive_index(drive, DriveObject::modes_of_operation), 0, {mode}, refusal, then};
-  }
+                        Then then);
 };
 
 }  // namespace velmora_can_bridge

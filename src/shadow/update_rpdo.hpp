@@ -6,14 +6,13 @@
 #include <string>
 #include <utility>
 
-#include "dispatch/results.hpp"
 #include "velmora_can_bridge/can_open_node_controller.hpp"
 
 namespace velmora_can_bridge {
 
 /// Which image an operation writes through, and how it is made usable first.
 struct CanOpenNodeController::RpdoUpdate {
-  std::uint8_t rpdo;
+  std::uint8_t rpdo = 0;
   const std::string& device;
   /// Named by the message when the image cannot be made usable.
   const std::string& culprit;
@@ -29,11 +28,11 @@ OperationResult CanOpenNodeController::update_rpdo(const RpdoUpdate& update, con
     sync_rpdo_shadow_from_device(update.rpdo, update.device, false);
     rpdo_shadow_synced_[update.rpdo] = true;
   } else if (!ensure_rpdo_shadow_synced(update.rpdo, update.device)) {
-    return failure("RPDO shadow sync failed for " + update.culprit);
+    return {false, {}, "RPDO shadow sync failed for " + update.culprit};
   }
   std::string refusal = modify();
   if (!refusal.empty()) {
-    return failure(std::move(refusal));
+    return {false, {}, std::move(refusal)};
   }
   return deliver();
 }
