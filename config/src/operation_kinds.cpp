@@ -8,6 +8,7 @@
 #include "dispatch/hex_u16.hpp"
 #include "dispatch/lookups.hpp"
 #include "sdo/encode_payload.hpp"
+#include "shadow/rpdo_layout.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -51,22 +52,6 @@ std::string describe_od_io_write(const OperationConfig& /*op*/, const BoardConfi
   return "offset (2 bytes), sub-index (1 byte), data (any length)";
 }
 
-std::string describe_led_write(const OperationConfig& op, const BoardConfig& /*board*/) {
-  constexpr const char* colour = "colour (3 bytes)";
-  constexpr const char* mode = "mode 0 to 3 (1 byte), period (2 bytes)";
-  if (op.led_operation == "set_color") {
-    return colour;
-  }
-  if (op.led_operation == "set_mode") {
-    return mode;
-  }
-  return std::string(colour) + ", " + mode;
-}
-
-std::string describe_auto_write(const OperationConfig& op, const BoardConfig& /*board*/) {
-  return describe_data_type(op.data_type);
-}
-
 const PdoConfig* find_rpdo(const OperationConfig& op, const BoardConfig& board) {
   const std::uint8_t number =
       op.pdo_number != 0 ? op.pdo_number : find_rpdo_number(board, op.index);
@@ -78,20 +63,23 @@ std::string describe_field(const PdoConfig* rpdo, const std::string& field) {
   return mapping == nullptr ? field + " (not mapped)" : sized(field, byte_length(*mapping));
 }
 
-std::string describe_single_field(const OperationConfig& op, const PdoConfig* rpdo) {
+std::string describe_single_field(const OperationConfig& op, const BoardConfig& board,
+                                  const PdoConfig* rpdo) {
   if (!op.field.empty()) {
     return describe_field(rpdo, op.field);
   }
   const PdoMapping* const mapping =
-      rpdo == nullptr ? nullptr : find_mapping_by_object(*rpdo, op.index, op.sub_index);
+      rpdo == nullptr ? nullptr
+                      : find_mapping_by_object(board, rpdo->number, op.index, op.sub_index);
   const std::string object = object_text(op.index, op.sub_index);
   return mapping == nullptr ? object + " (not mapped)" : sized(object, byte_length(*mapping));
 }
 
-std::string describe_pdo_write(const OperationConfig& op, const BoardConfig& board) {
+/// The fields of the operation, or its one field, with their bytes.
+std::string describe_fields(const OperationConfig& op, const BoardConfig& board) {
   const PdoConfig* const rpdo = find_rpdo(op, board);
   if (op.fields.empty()) {
-    return describe_single_field(op, rpdo);
+    return describe_single_field(op, board, rpdo);
   }
   std::string text;
   for (const std::string& field : op.fields) {
@@ -100,8 +88,23 @@ std::string describe_pdo_write(const OperationConfig& op, const BoardConfig& boa
   return text;
 }
 
+std::string describe_led_write(const OperationConfig& op, const BoardConfig& board) {
+  const std::string colour = "colour (3 bytes)";
+  const std::string mode = "mode 0 to 3 (1 byte), period (2 bytes)";
+  const std::string fields = " into " + describe_fields(op, board);
+  if (op.led_operation == "set_color") {
+    return colour + fields;
+  }
+  return (op.led_operation == "set_mode" ? mode : colour + ", " + mode) + fields;
+}
+
+std::string describe_auto_write(const OperationConfig& op, const BoardConfig& board) {
+  const std::string type = describe_data_type(op.data_type);
+  return op.fields.empty() ? type : type + " into " + describe_fields(op, board);
+}
+
 std::string describe_pdo_patch(const OperationConfig& op, const BoardConfig& board) {
-  return describe_pdo_write(op, board) + (op.fields.empty() ? "" : "; may end after any field");
+  return describe_fields(op, board) + (op.fields.empty() ? "" : "; may end after any field");
 }
 
 std::string describe_bit_patch(const OperationConfig& op, const BoardConfig& /*board*/) {
@@ -165,8 +168,7 @@ const std::vector<OperationKind>& operation_kinds() {
       {"od_io_read", {}, {}, describe_od_io_read},
       {"od_io_write", {"transport"}, {}, describe_od_io_write},
       {"led_write",
-       {"transport", "index", "sub_index", "pdo_number", "refresh_shadow", "fields",
-        "led_operation"},
+       {"transport", "index", "pdo_number", "refresh_shadow", "fields", "led_operation"},
        {"fields", "led_operation"},
        describe_led_write},
       {"read_multi", {"index", "sub_indices"}, {"index", "sub_indices"}, describe_none},
@@ -178,7 +180,7 @@ const std::vector<OperationKind>& operation_kinds() {
       {"pdo_write",
        {"transport", "index", "sub_index", "field", "pdo_number", "refresh_shadow", "fields"},
        {},
-       describe_pdo_write},
+       describe_fields},
       {"pdo_patch",
        {"transport", "index", "sub_index", "field", "pdo_number", "refresh_shadow", "fields"},
        {},

@@ -4,6 +4,8 @@
 #include <tuple>
 #include <utility>
 
+#include "dispatch/hex_u16.hpp"
+
 namespace velmora_can_bridge {
 namespace {
 
@@ -23,7 +25,6 @@ std::size_t printed_length(std::string_view text) {
 }
 
 std::string escaped(char character) {
-  static constexpr char digits[] = "0123456789ABCDEF";
   const auto byte = static_cast<unsigned char>(character);
   if (character == '"' || character == '\\') {
     return {'\\', character};
@@ -32,7 +33,7 @@ std::string escaped(char character) {
     return "\\n";
   }
   if (byte < 0x20U || byte == 0x7FU) {
-    return {'\\', 'x', digits[byte >> 4U], digits[byte & 0xFU]};
+    return "\\x" + hex_u8(byte).substr(2);
   }
   return {character};
 }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <string>
 
+#include "dispatch/hex_u16.hpp"
+
 namespace velmora_can_bridge {
 namespace {
 
@@ -57,11 +59,7 @@ Position position_of(std::string_view text, std::size_t offset) {
   return {lines + 1, offset - line_start + 1};
 }
 
-std::string byte_text(char character) {
-  static constexpr char digits[] = "0123456789ABCDEF";
-  const auto byte = static_cast<unsigned char>(character);
-  return {'0', 'x', digits[byte >> 4U], digits[byte & 0xFU]};
-}
+std::string byte_text(char character) { return hex_u8(static_cast<std::uint8_t>(character)); }
 
 std::string message_about(char character) {
   if (is_between(character, 0x80, 0xFF)) {

@@ -124,7 +124,7 @@ OperationConfig with_field(OperationConfig op, const std::string& field, std::ui
 }
 
 OperationConfig led_write(const std::string& led_operation) {
-  OperationConfig op = of_kind("led_write");
+  OperationConfig op = with_fields(of_kind("led_write"), {"a", "b"});
   op.led_operation = led_operation;
   return op;
 }
@@ -158,7 +158,8 @@ TEST_P(Payload, is_described) {
   ASSERT_THAT(kind, NotNull());
   const BoardConfig board{
       {{1, "TPDO", {{0x2000, 1, 32, "a"}}},
-       {2, "RPDO", {{0x2000, 1, 8, "a"}, {0x2000, 2, 16, "b"}, {0x2000, 3, 4, "c"}}}},
+       {2, "RPDO", {{0x2000, 1, 8, "a"}, {0x2000, 2, 16, "b"}, {0x2000, 3, 4, "c"}}},
+       {2, "RPDO", {{0x2100, 2, 32, "d"}}}},
       {}};
   EXPECT_EQ(kind->describe_payload(GetParam().op, board), GetParam().description);
 }
@@ -187,11 +188,17 @@ INSTANTIATE_TEST_SUITE_P(
                     "offset (2 bytes), sub-index (1 byte), 0 where left out"},
         PayloadCase{"od_io_write", of_kind("od_io_write"),
                     "offset (2 bytes), sub-index (1 byte), data (any length)"},
-        PayloadCase{"set_led", led_write("set_led"),
-                    "colour (3 bytes), mode 0 to 3 (1 byte), period (2 bytes)"},
-        PayloadCase{"set_color", led_write("set_color"), "colour (3 bytes)"},
-        PayloadCase{"set_mode", led_write("set_mode"), "mode 0 to 3 (1 byte), period (2 bytes)"},
+        PayloadCase{
+            "set_led", led_write("set_led"),
+            "colour (3 bytes), mode 0 to 3 (1 byte), period (2 bytes) into a (1 byte), b (2 "
+            "bytes)"},
+        PayloadCase{"set_color", led_write("set_color"),
+                    "colour (3 bytes) into a (1 byte), b (2 bytes)"},
+        PayloadCase{"set_mode", led_write("set_mode"),
+                    "mode 0 to 3 (1 byte), period (2 bytes) into a (1 byte), b (2 bytes)"},
         PayloadCase{"auto_write", auto_write("s16"), "s16 (2 bytes)"},
+        PayloadCase{"auto_write_of_fields", with_fields(auto_write("s16"), {"b"}),
+                    "s16 (2 bytes) into b (2 bytes)"},
         PayloadCase{"several_fields", with_fields(of_kind("pdo_write"), {"b", "a", "c"}),
                     "b (2 bytes), a (1 byte), c (0 bytes)"},
         PayloadCase{"unmapped_field", with_fields(of_kind("pdo_write"), {"a", "x"}),
@@ -202,6 +209,8 @@ INSTANTIATE_TEST_SUITE_P(
         PayloadCase{"one_field", with_field(of_kind("pdo_patch"), "b", 0x2000), "b (2 bytes)"},
         PayloadCase{"one_object", with_field(of_kind("pdo_write"), "", 0x2000),
                     "0x2000/2 (2 bytes)"},
+        PayloadCase{"object_of_a_later_entry", with_field(of_kind("pdo_write"), "", 0x2100),
+                    "0x2100/2 (4 bytes)"},
         PayloadCase{"unmapped_object", with_field(of_kind("pdo_write"), "", 0x3000),
                     "0x3000/2 (not mapped)"},
         PayloadCase{"bit_patch", with_field(of_kind("bit_patch"), "a", 0),
