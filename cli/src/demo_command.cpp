@@ -1,7 +1,6 @@
 #include <array>
 #include <chrono>
 #include <string_view>
-#include <thread>
 #include <utility>
 #include <variant>
 
@@ -36,6 +35,8 @@ struct Step {
 };
 
 constexpr milliseconds patience{5000};
+/// How often a wait looks.
+constexpr milliseconds slice{100};
 
 const std::vector<Step>& steps() {
   static const std::vector<Step> tour{
@@ -116,8 +117,8 @@ const std::vector<Step>& steps() {
        {milliseconds(500), {}}},
       {"The statusword: operation enabled, target reached (0x0637)",
        "left_wheel",
-       "read_object",
-       {"u16:1"},
+       "read_statusword_left",
+       {},
        {}},
       {"The actual velocity, at its target", "left_wheel", "read_object", {"u16:0x2C"}, {}},
       {"Only as many fields as the payload covers: the right wheel keeps its value",
@@ -231,13 +232,12 @@ class Tour {
     const auto payload = parse_payload_words(step.payload);
     report.result = node->run(node->config().operations.at(step.operation), step.device,
                               std::get<std::vector<std::uint8_t>>(payload));
-    report.refusal = node->refusal();
+    report.refusal = report.result.ok ? std::nullopt : node->refusal();
     return report;
   }
 
   /// Lets the step's time pass, or asks again until the answer is the one waited for.
   bool wait(const Step& step, OperationReport& report) {
-    constexpr milliseconds slice{100};
     const Wait& wait = step.wait;
     quiet_ = true;
     milliseconds passed{0};
@@ -257,18 +257,18 @@ class Tour {
 
   /// On a terminal a wait takes its real time, on one line that grows.
   void show_wait(milliseconds passed) const {
-    if (json_ || !output_.live) {
+    if (json_ || !output_.sleep) {
       return;
     }
     output_.out << "\r  ... " << passed.count() << " ms" << std::flush;
-    std::this_thread::sleep_for(milliseconds(100));
+    output_.sleep(slice);
   }
 
   void end_wait(milliseconds passed) const {
     if (json_ || passed == milliseconds(0)) {
       return;
     }
-    output_.out << (output_.live ? "\r" : "") << "  ... " << passed.count() << " ms later\n";
+    output_.out << (output_.sleep ? "\r" : "") << "  ... " << passed.count() << " ms later\n";
   }
 
   const CommandLineOutput& output_;
@@ -284,7 +284,7 @@ class Tour {
 
 ExitStatus demo_command(const CommandLineOutput& output, bool json) {
   const LoadedBoard loaded = parse_board(std::string(example_board()));
-  return Tour(output, json, *loaded.file).run();
+  return Tour(output, json, loaded.file.value()).run();
 }
 
 }  // namespace velmora_can_bridge

@@ -1,9 +1,11 @@
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "velmora_can_bridge/cli/command_line.hpp"
@@ -16,8 +18,16 @@ int main(int argc, char** argv) {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing has started a thread yet
     const bool colour = live && std::getenv("NO_COLOR") == nullptr;
     const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
-    return static_cast<int>(
-        bridge::run_command_line(arguments, {std::cout, std::cerr, colour, live}));
+    bridge::CommandLineOutput output{std::cout, std::cerr, colour, {}};
+    if (live) {
+      output.sleep = [](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); };
+    }
+    const bridge::ExitStatus status = bridge::run_command_line(arguments, output);
+    if (!std::cout.flush()) {
+      std::cerr << "velmora-can-bridge: cannot write the output\n";
+      return static_cast<int>(bridge::ExitStatus::operation_failed);
+    }
+    return static_cast<int>(status);
   } catch (const std::exception& error) {
     std::cerr << "velmora-can-bridge: " << error.what() << '\n';
     return static_cast<int>(bridge::ExitStatus::bad_input);

@@ -8,6 +8,8 @@
 #include <optional>
 #include <string_view>
 
+#include "dispatch/payload.hpp"
+
 namespace velmora_can_bridge {
 namespace {
 
@@ -71,12 +73,7 @@ ParsedWord parse_typed_value(std::string_view type_name, std::string_view text) 
     return "out of range, " + std::string(type_name) + " is " + std::to_string(type->minimum) +
            " to " + std::to_string(type->maximum);
   }
-  Bytes bytes;
-  for (std::size_t position = 0; position < type->size; ++position) {
-    bytes.push_back(
-        static_cast<std::uint8_t>(static_cast<std::uint64_t>(*number) >> (8 * position)));
-  }
-  return bytes;
+  return little_endian(static_cast<std::uint32_t>(*number), type->size);
 }
 
 ParsedWord parse_hex_bytes(std::string_view word) {

@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "json_line.hpp"
+#include "printable.hpp"
 #include "tracing_backend.hpp"
 
 namespace velmora_can_bridge {
@@ -25,11 +26,11 @@ std::string coloured(const CommandLineOutput& output, std::string_view colour,
 void print_result(const CommandLineOutput& output, const OperationReport& report) {
   const OperationResult& result = report.result;
   if (!result.ok) {
-    output.out << coloured(output, red, "failed: ") << result.message
+    output.out << coloured(output, red, "failed: ") << printable(result.message)
                << (report.refusal ? " (" + *report.refusal + ")" : "") << '\n';
     return;
   }
-  output.out << coloured(output, green, "ok: ") << result.message << '\n';
+  output.out << coloured(output, green, "ok: ") << printable(result.message) << '\n';
   if (!result.data.empty()) {
     output.out << "data: " << bytes_text(result.data) << '\n';
   }
@@ -48,7 +49,7 @@ void print_result_json(const CommandLineOutput& output, const OperationReport& r
 }
 
 void print_diagnostic(const CommandLineOutput& output, const std::string& text) {
-  output.err << "velmora-can-bridge: " << text << '\n';
+  output.err << "velmora-can-bridge: " << printable(text) << '\n';
 }
 
 std::optional<BoardFile> load_board(const CommandLineOutput& output, const std::string& path) {

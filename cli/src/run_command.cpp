@@ -74,7 +74,7 @@ ExitStatus run_command(const CommandLineOutput& output, const RunArguments& argu
   OperationReport report{arguments.operation, arguments.device, {}, {}};
   report.result =
       node->run(operation->second, arguments.device, std::get<std::vector<std::uint8_t>>(payload));
-  report.refusal = node->refusal();
+  report.refusal = report.result.ok ? std::nullopt : node->refusal();
   (arguments.json ? print_result_json : print_result)(output, report);
   return report.result.ok ? ExitStatus::success : ExitStatus::operation_failed;
 }

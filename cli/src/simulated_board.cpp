@@ -25,7 +25,7 @@ SimulatedBoardNode::SimulatedBoardNode(const NodeConfig& config, TracingBackend:
       backend_(
           node_,
           [this, trace = std::move(trace)](const Transfer& transfer) {
-            transferred_ = true;
+            refusal_ = transfer.refusal;
             trace(transfer);
           },
           [this] { return abort_text(node_.last_sdo_abort()); }),
@@ -33,16 +33,8 @@ SimulatedBoardNode::SimulatedBoardNode(const NodeConfig& config, TracingBackend:
 
 OperationResult SimulatedBoardNode::run(const OperationConfig& op, const std::string& device,
                                         const std::vector<std::uint8_t>& payload) {
-  transferred_ = false;
+  refusal_.reset();
   return controller_.execute_configured_operation(op, device, payload);
-}
-
-std::optional<std::string> SimulatedBoardNode::refusal() const {
-  const std::optional<SdoAbort> abort = node_.last_sdo_abort();
-  if (!transferred_ || !abort) {
-    return std::nullopt;
-  }
-  return abort_text(abort);
 }
 
 SimulatedBoard::SimulatedBoard(const BoardFile& file, const TracingBackend::Sink& trace) {

@@ -28,15 +28,16 @@ class SimulatedBoardNode {
   /// Lets time pass on the node.
   void tick(std::chrono::milliseconds elapsed) { node_.tick(elapsed); }
 
-  /// Why the bus refused the last SDO transfer of the latest operation; no value when it did not.
-  std::optional<std::string> refusal() const;
+  /// Why the bus refused the last transfer of the latest operation; no value when it did not, or
+  /// when the operation came to no transfer.
+  const std::optional<std::string>& refusal() const { return refusal_; }
 
  private:
   const NodeConfig* config_;
+  std::optional<std::string> refusal_;
   SimulatedNode node_;
   TracingBackend backend_;
   CanOpenNodeController controller_;
-  bool transferred_ = false;
 };
 
 /// All nodes of a board file, freshly started.

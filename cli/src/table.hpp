@@ -8,7 +8,8 @@
 
 namespace velmora_can_bridge {
 
-/// Rows of texts, printed as columns as wide as their widest text.
+/// Rows of texts, printed as columns as wide as their widest text. Control characters
+/// are escaped.
 class Table {
  public:
   void add(std::vector<std::string> row);

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,8 @@ struct Transfer {
   TransferKind kind;
   /// "node 0x10  SDO read   0x1018/1 -> 4D 56 00 00".
   std::string line;
+  /// Why the bus refused it; no value when it did not.
+  std::optional<std::string> refusal;
 };
 
 /// Passes every transfer on to another bus and hands it to a sink when it has ended.
@@ -41,6 +44,8 @@ class TracingBackend : public CanOpenBackend {
                  std::uint8_t length) override;
 
  private:
+  std::optional<std::string> refusal_of(bool done) const;
+
   CanOpenBackend* inner_;
   Sink sink_;
   Reason reason_;

@@ -6,11 +6,17 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <sstream>
+
+#include "example_board.hpp"
+#include "velmora_can_bridge/config/board_file.hpp"
+#include "velmora_can_bridge/config/operation_kinds.hpp"
 
 namespace velmora_can_bridge {
 namespace {
 
+using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -51,7 +57,7 @@ class CommandLine : public testing::Test {
   ExitStatus run(const std::vector<std::string>& arguments) {
     std::ostringstream out_stream;
     std::ostringstream err_stream;
-    const ExitStatus status = run_command_line(arguments, {out_stream, err_stream, false});
+    const ExitStatus status = run_command_line(arguments, {out_stream, err_stream, false, sleep});
     out = out_stream.str();
     err = err_stream.str();
     return status;
@@ -59,6 +65,7 @@ class CommandLine : public testing::Test {
 
   std::filesystem::path folder;
   std::string board;
+  std::function<void(std::chrono::milliseconds)> sleep;
   std::string out;
   std::string err;
 };
@@ -237,20 +244,69 @@ TEST_F(CommandLine, demo_shows_bus_and_results) {
   EXPECT_EQ(err, "");
 }
 
-TEST_F(CommandLine, demo_json_is_one_object_a_line) {
+TEST_F(CommandLine, demo_runs_every_kind) {
   EXPECT_EQ(run({"demo", "--json"}), ExitStatus::success);
+  const LoadedBoard example = parse_board(std::string(example_board()));
+  ASSERT_TRUE(example.file.has_value());
+  std::set<std::string> kinds;
   std::istringstream lines(out);
-  std::size_t results = 0;
-  for (std::string line; std::getline(lines, line); ++results) {
-    EXPECT_TRUE(nlohmann::json::parse(line).contains("ok"));
+  for (std::string line; std::getline(lines, line);) {
+    const std::string operation = nlohmann::json::parse(line)["operation"];
+    kinds.insert(example.file->nodes.front().operations.at(operation).kind);
   }
-  EXPECT_GE(results, 5U);
+  for (const OperationKind& row : operation_kinds()) {
+    EXPECT_EQ(kinds.count(std::string(row.kind)), 1U) << row.kind;
+  }
+}
+
+TEST_F(CommandLine, demo_ends_with_a_table_of_its_steps) {
+  run({"demo"});
+  const std::string table = out.substr(out.find("\n  operation  "));
+  EXPECT_EQ(std::count(table.begin(), table.end(), '\n') - 2,
+            std::count(out.begin(), out.end(), '#'));
+  EXPECT_THAT(table, ContainsRegex("set_led_color +led +5 SDO reads, 1 RPDO +ok: OK\n"));
+  EXPECT_THAT(table, ContainsRegex("enable +claw +3 SDO writes +ok: Motor enabled\n"));
+  EXPECT_THAT(table, ContainsRegex("set_pump_raw +pumps +1 SDO write +failed: SDO write failed at "
+                                   "0x2200/77\n"));
+}
+
+TEST_F(CommandLine, demo_waits_in_simulated_time_when_nobody_watches) {
+  run({"demo"});
+  EXPECT_THAT(out, HasSubstr("\n  ... 500 ms later\n"));
+  EXPECT_EQ(out.find('\r'), std::string::npos);
+}
+
+TEST_F(CommandLine, demo_shows_how_far_a_wait_is_on_a_terminal) {
+  std::chrono::milliseconds slept{0};
+  sleep = [&](std::chrono::milliseconds time) { slept += time; };
+  run({"demo"});
+  EXPECT_THAT(out, HasSubstr("\r  ... 100 ms\r  ... 200 ms\r  ... 300 ms\r"));
+  EXPECT_THAT(out, HasSubstr("\r  ... 500 ms later\n"));
+  EXPECT_EQ(slept, std::chrono::milliseconds(500 + 300 + 1000 + 1500));
+}
+
+TEST_F(CommandLine, success_after_a_tolerated_refusal_has_no_reason) {
+  const std::string path =
+      write_file("claw.yaml",
+                 "nodes: [{node_id: 1, device_od_map: {c: {profile: claw, base_index: "
+                 "0x7040, homing_record: 0x2100}}, pdos: [{number: 1, direction: RPDO, "
+                 "mappings: [{index: 0x2100, sub_index: 9, bit_length: 8, field: f}]}], "
+                 "operations: {w: {kind: pdo_write, pdo_number: 1, field: f, "
+                 "refresh_shadow: true}}}]");
+  EXPECT_EQ(run({"run", path, "c", "w", "01"}), ExitStatus::success);
+  EXPECT_EQ(out, "ok: OK\n");
+}
+
+TEST_F(CommandLine, names_with_control_characters_stay_on_their_line) {
+  EXPECT_EQ(run({"run", board, "a\x1B[31m\nb", "x"}), ExitStatus::bad_input);
+  EXPECT_THAT(err, StartsWith("velmora-can-bridge: unknown device \"a\\x1B[31m\\x0Ab\""));
+  EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1);
 }
 
 TEST(CommandLineColour, is_used_only_when_asked_for) {
   std::ostringstream out;
   std::ostringstream err;
-  run_command_line({"demo"}, {out, err, true});
+  run_command_line({"demo"}, {out, err, true, {}});
   EXPECT_THAT(out.str(), HasSubstr("\033[32mok: \033[0m"));
 }
 

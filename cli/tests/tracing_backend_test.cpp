@@ -1,5 +1,6 @@
 #include "tracing_backend.hpp"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "support/scripted_backend.hpp"
@@ -12,10 +13,12 @@ class Tracing : public testing::Test {
   ScriptedBackend inner;
   std::vector<std::string> lines;
   std::vector<TransferKind> kinds;
+  std::vector<std::optional<std::string>> refusals;
   TracingBackend backend{inner,
                          [this](const Transfer& transfer) {
                            lines.push_back(transfer.line);
                            kinds.push_back(transfer.kind);
+                           refusals.push_back(transfer.refusal);
                          },
                          [] { return std::string("the reason"); }};
 };
@@ -43,6 +46,7 @@ TEST_F(Tracing, tells_of_successes) {
                                              "node 0x10  RPDO 2     <- 01 AB"}));
   EXPECT_EQ(kinds, (std::vector<TransferKind>{TransferKind::sdo_read, TransferKind::sdo_write,
                                               TransferKind::rpdo}));
+  EXPECT_THAT(refusals, testing::Each(std::nullopt));
 }
 
 TEST_F(Tracing, tells_of_refusals_with_the_reason) {
@@ -56,6 +60,7 @@ TEST_F(Tracing, tells_of_refusals_with_the_reason) {
   EXPECT_EQ(lines, (std::vector<std::string>{"node 0x10  SDO read   0x1018/1 -> the reason",
                                              "node 0x10  SDO write  0x2001/12 <- 07: the reason",
                                              "node 0x10  RPDO 2     <- no bytes: not sent"}));
+  EXPECT_THAT(refusals, testing::ElementsAre("the reason", "the reason", "the frame was not sent"));
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 /// The program velmora-can-bridge as a function.
 #pragma once
 
+#include <chrono>
+#include <functional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -11,7 +13,7 @@ namespace velmora_can_bridge {
 enum class ExitStatus {
   /// The operation succeeded, or what was asked was shown.
   success = 0,
-  /// The operation ran and failed.
+  /// The operation ran and failed, or the program could not write its output.
   operation_failed = 1,
   /// Bad usage, or a board file with errors.
   bad_input = 2,
@@ -25,9 +27,9 @@ struct CommandLineOutput {
   std::ostream& err;
   /// Whether `out` may carry terminal colours.
   bool colour = false;
-  /// Whether a person watches `out` on a terminal: waits then take their real time and show how far
-  /// they are. Otherwise only the simulated time passes.
-  bool live = false;
+  /// Set when a person watches `out` on a terminal: waits of the tour then show how far they are
+  /// and call this to take their real time. Otherwise only simulated time passes.
+  std::function<void(std::chrono::milliseconds)> sleep = nullptr;
 };
 
 /// Runs the program with `arguments`, the program's name not among them.
