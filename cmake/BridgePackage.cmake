@@ -18,5 +18,7 @@ file(RELATIVE_PATH pkgconfig_to_include ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
      ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 configure_file(${PROJECT_SOURCE_DIR}/cmake/velmora_can_bridge.pc.in
                ${PROJECT_BINARY_DIR}/velmora_can_bridge.pc @ONLY)
+# The headers refer to them.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(FILES ${PROJECT_BINARY_DIR}/velmora_can_bridge.pc
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

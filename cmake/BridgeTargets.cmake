@@ -74,6 +74,8 @@ function(bridge_add_test target)
     ${target} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR}/../src
                       ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
   target_link_libraries(${target} PRIVATE ${arg_LIBRARIES} GTest::gmock GTest::gtest_main)
+  # Compiled once for all tests; the dev and lint presets do without, so that includes stay honest.
+  target_precompile_headers(${target} PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
   gtest_discover_tests(${target} NO_PRETTY_VALUES DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
                        PROPERTIES TIMEOUT 120)
 endfunction()
