@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <string>
 #include <type_traits>
 
 #include "support/controller_test.hpp"
@@ -29,9 +31,12 @@ static_assert(!std::is_move_assignable_v<Controller>);
 using Dispatch = ControllerTest;
 
 TEST_F(Dispatch, text_that_is_no_kind_is_answered_as_it_stands) {
-  for (const char* kind : {"", "SDO_READ", "Sdo_read", " sdo_read", "sdo_read ", "sdo_rea",
-                           "sdo_reads", "read", "sdo_write\n", "unknown", "PDO_WRITE", "pdo_patch ",
-                           " led_write", "bit_patch_", "pdo", "Auto_write"}) {
+  for (const char* kind :
+       {"",           "SDO_READ",   "Sdo_read",     " sdo_read",     "sdo_read ",
+        "sdo_rea",    "sdo_reads",  "read",         "sdo_write\n",   "unknown",
+        "PDO_WRITE",  "pdo_patch ", " led_write",   "bit_patch_",    "pdo",
+        "Auto_write", "ci402",      "CI402_enable", "ci402_enable ", "ci402_quickstop",
+        "ci402_set",  "claw",       "Claw_action",  " pump_duty",    "pump_dut"}) {
     SCOPED_TRACE(kind);
     op.kind = kind;
     EXPECT_EQ(run({1, 2, 3}), failed(std::string("Unknown operation kind: ") + kind));
@@ -85,6 +90,60 @@ TEST_F(Dispatch, each_kind_refuses_an_empty_payload_or_configuration_in_its_own_
     EXPECT_EQ(run(), failed(row.message));
   }
   EXPECT_EQ(backend.calls, std::vector<std::string>{"read 5 0x2001/0"});
+}
+
+TEST_F(Dispatch, each_drive_and_actuator_kind_answers_an_empty_payload_in_its_own_words) {
+  struct Row {
+    const char* kind;
+    OperationResult result;
+  };
+  board.device_od_map = {{"device", {"ci402", 0x6040, 0}}};
+  for (const Row& row :
+       {Row{"ci402_enable", ok("Motor enabled")}, Row{"ci402_disable", ok("Motor disabled")},
+        Row{"ci402_quick_stop", ok("Quick stop sent")},
+        Row{"ci402_set_mode", failed("payload empty for ci402_set_mode")},
+        Row{"ci402_set_target", failed("payload too short for set_target (need 2 bytes)")},
+        Row{"ci402_ramp", failed("payload too short for ci402_ramp (need 4 bytes)")},
+        Row{"claw_action", failed("claw_action requires homing_record in device_od_map")},
+        Row{"pump_duty", failed("payload too short for pump_duty")}}) {
+    SCOPED_TRACE(row.kind);
+    op.kind = row.kind;
+    EXPECT_EQ(run(), row.result);
+  }
+}
+
+/// The whole vocabulary.
+const char* const kinds[] = {
+    "sdo_write",        "sdo_read",     "od_io_read",    "od_io_write",      "led_write",
+    "read_multi",       "auto_write",   "pdo_write",     "pdo_patch",        "bit_patch",
+    "pdo_bit_patch",    "ci402_enable", "ci402_disable", "ci402_quick_stop", "ci402_set_mode",
+    "ci402_set_target", "ci402_ramp",   "claw_action",   "pump_duty"};
+static_assert(std::size(kinds) == 19);
+
+bool is_unknown(const OperationResult& result) {
+  return result.message.rfind("Unknown operation kind", 0) == 0;
+}
+
+TEST_F(Dispatch, every_kind_is_known) {
+  for (const char* kind : kinds) {
+    op.kind = kind;
+    EXPECT_FALSE(is_unknown(run({1, 2, 3, 4}))) << kind;
+  }
+}
+
+TEST_F(Dispatch, every_kind_is_known_in_its_exact_spelling_alone) {
+  for (const std::string kind : kinds) {
+    std::string upper = kind;
+    upper[0] = static_cast<char>(upper[0] - 'a' + 'A');
+    std::string blank = kind;
+    std::replace(blank.begin(), blank.end(), '_', ' ');
+    for (const std::string& text : {upper, blank, kind + " ", " " + kind, kind + "\n", kind + kind,
+                                    kind.substr(1), kind.substr(0, kind.size() - 1)}) {
+      op.kind = text;
+      EXPECT_EQ(run({1, 2, 3, 4}), failed("Unknown operation kind: " + text));
+    }
+  }
+  EXPECT_TRUE(backend.calls.empty());
 }
 
 TEST_F(Dispatch, pdo_write_and_pdo_patch_reach_the_same_handler) {

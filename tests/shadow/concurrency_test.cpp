@@ -1,23 +1,15 @@
 #include <atomic>
-#include <chrono>
 #include <cstdlib>
 #include <future>
 #include <iostream>
 #include <mutex>
 #include <thread>
 
+#include "support/patience.hpp"
 #include "support/shadow_test.hpp"
 
 namespace velmora_can_bridge {
 namespace {
-
-/// How long a test waits for what must happen; it fails after that, and never passes by waiting.
-constexpr std::chrono::seconds patience{20};
-
-template <typename Result>
-bool is_done(const std::future<Result>& future) {
-  return future.wait_for(patience) == std::future_status::ready;
-}
 
 // --- SDO operations while an RPDO operation holds the image ---
 

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <ostream>
 #include <sstream>
@@ -25,7 +26,8 @@ struct BusException : std::runtime_error {
 };
 
 /// Answers each call from the front of its script; when that is empty, reads answer from `objects`,
-/// and writes and sends succeed and change nothing. Not thread-safe.
+/// and writes and sends succeed and change nothing. Not thread-safe, but a call may come from
+/// another thread while `during_call` holds one.
 class ScriptedBackend : public CanOpenBackend {
  public:
   /// The calls so far, in order, one text each: "read 5 0x2001/3", "write 5 0x2001/3 0A FF",
@@ -35,6 +37,9 @@ class ScriptedBackend : public CanOpenBackend {
   /// What reads answer without a script, by index and sub-index. A read of an object that is not
   /// here succeeds with no bytes.
   std::map<std::pair<std::uint16_t, std::uint8_t>, Bytes> objects;
+
+  /// When set: runs during every call, with the call's text, before the call answers.
+  std::function<void(const std::string& call)> during_call;
 
   void answer_read(Bytes data) { script_.push_back({Outcome::accepted, std::move(data)}); }
   void accept() { script_.push_back({Outcome::accepted, {}}); }
@@ -86,15 +91,25 @@ class ScriptedBackend : public CanOpenBackend {
     Bytes data;
   };
 
+  /// The answer to the call noted last.
   Answer next() {
+    const Answer answer = take();
+    if (during_call) {
+      // A copy: other calls may be noted meanwhile.
+      during_call(std::string(calls.back()));
+    }
+    if (answer.outcome == Outcome::thrown) {
+      throw BusException();
+    }
+    return answer;
+  }
+
+  Answer take() {
     if (script_.empty()) {
       return {Outcome::served, {}};
     }
     Answer answer = std::move(script_.front());
     script_.pop_front();
-    if (answer.outcome == Outcome::thrown) {
-      throw BusException();
-    }
     return answer;
   }
 

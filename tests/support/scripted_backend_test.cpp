@@ -75,6 +75,17 @@ TEST(ScriptedBackend, serves_as_many_calls_as_it_is_told_before_the_script_goes_
   EXPECT_FALSE(backend.sdo_write(1, 2, 3, {}));
 }
 
+TEST(ScriptedBackend, shows_each_call_while_it_is_under_way) {
+  ScriptedBackend backend;
+  std::vector<std::string> seen;
+  backend.during_call = [&](const std::string& call) { seen.push_back(call); };
+  backend.sdo_write(1, 2, 3, {});
+  backend.raise_exception();
+  EXPECT_THROW(backend.send_rpdo(1, 2, {}, 0), BusException);
+  EXPECT_EQ(seen, backend.calls);
+  EXPECT_EQ(seen.size(), 2U);
+}
+
 TEST(ScriptedBackend, marks_a_read_whose_vector_is_not_empty) {
   ScriptedBackend backend;
   Bytes dirty{1};

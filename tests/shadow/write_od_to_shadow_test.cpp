@@ -1,0 +1,214 @@
+#include "support/shadow_test.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+/// What an operation writes by SDO, the images of the RPDOs repeat. Shown by the drive "wheel",
+/// whose controlword is 0x2001, the field "flags": disabling it writes and mirrors 06 00.
+class WriteOdToShadow : public ShadowTest {
+ protected:
+  static constexpr std::uint16_t controlword = 0x2001;
+  static constexpr std::uint16_t mode = controlword + 0x20;
+
+  WriteOdToShadow() { board.device_od_map["wheel"] = {"ci402", controlword, 0}; }
+
+  void mirror_controlword() {
+    op.kind = "ci402_disable";
+    EXPECT_EQ(run({}, "wheel"), ok("Motor disabled"));
+    backend.calls.clear();
+  }
+
+  void mirror_mode(std::uint8_t value) {
+    op.kind = "ci402_set_mode";
+    EXPECT_TRUE(run({value}, "wheel").ok);
+    backend.calls.clear();
+  }
+
+  /// Loads the RPDO's image, mirrors the controlword and answers the calls of the next send.
+  Calls send_after_mirror(std::uint8_t rpdo) {
+    next_send(rpdo);
+    mirror_controlword();
+    return next_send(rpdo);
+  }
+};
+
+// --- where the bytes go ---
+
+TEST_F(WriteOdToShadow, mapped_object_gets_the_bytes_and_no_other_field_does) {
+  board.pdos = {{1, "RPDO", {{0x2000, 2, 8, ""}, {controlword, 0, 16, ""}, {0x2002, 0, 32, ""}}}};
+  EXPECT_EQ(send_after_mirror(1), Calls{"rpdo 5 1 len 7: 13 06 00 15 16 17 18 00"});
+}
+
+TEST_F(WriteOdToShadow, every_rpdo_that_maps_the_object_is_mirrored) {
+  board.pdos = {{1, "RPDO", {{controlword, 0, 16, ""}}},
+                {2, "RPDO", {{0x2000, 2, 8, ""}}},
+                {3, "RPDO", {{0x2000, 1, 16, ""}, {controlword, 0, 16, ""}}},
+                {255, "RPDO", {{0x2000, 2, 8, ""}, {controlword, 0, 16, ""}}}};
+  for (const std::uint8_t rpdo : Bytes{1, 2, 3, 255}) {
+    next_send(rpdo);
+  }
+  mirror_controlword();
+  EXPECT_EQ(next_send(1), Calls{"rpdo 5 1 len 2: 06 00 00 00 00 00 00 00"});
+  EXPECT_EQ(next_send(2), Calls{"rpdo 5 2 len 1: 13 00 00 00 00 00 00 00"});
+  EXPECT_EQ(next_send(3), Calls{"rpdo 5 3 len 4: 11 12 06 00 00 00 00 00"});
+  EXPECT_EQ(next_send(255), Calls{"rpdo 5 255 len 3: 13 06 00 00 00 00 00 00"});
+}
+
+TEST_F(WriteOdToShadow, every_mapping_of_the_object_in_one_rpdo_is_mirrored) {
+  board.pdos = {
+      {1, "RPDO", {{controlword, 0, 16, ""}, {0x2000, 2, 8, ""}, {controlword, 0, 16, ""}}}};
+  EXPECT_EQ(send_after_mirror(1), Calls{"rpdo 5 1 len 5: 06 00 13 06 00 00 00 00"});
+}
+
+TEST_F(WriteOdToShadow, every_entry_of_one_number_is_mirrored) {
+  board.pdos = {{1, "RPDO", {{0x2000, 9, 8, ""}, {0x2000, 9, 16, ""}, {controlword, 0, 16, ""}}},
+                {1, "RPDO", {{0x2000, 9, 8, ""}, {controlword, 0, 16, ""}}}};
+  EXPECT_EQ(send_after_mirror(1), Calls{"rpdo 5 1 len 5: 00 06 00 06 00 00 00 00"});
+}
+
+TEST_F(WriteOdToShadow, other_sub_indices_of_the_object_are_left_alone) {
+  backend.objects[{controlword, 1}] = {0x51, 0x52};
+  backend.objects[{controlword, 255}] = {0x61, 0x62};
+  board.pdos = {{1,
+                 "RPDO",
+                 {{controlword, 1, 16, ""}, {controlword, 0, 16, ""}, {controlword, 255, 16, ""}}}};
+  EXPECT_EQ(send_after_mirror(1), Calls{"rpdo 5 1 len 6: 51 52 06 00 61 62 00 00"});
+}
+
+TEST_F(WriteOdToShadow, pdos_of_other_directions_are_passed_over) {
+  board.pdos = {{1, "TPDO", {{controlword, 0, 16, ""}}},
+                {1, "rpdo", {{controlword, 0, 16, ""}}},
+                {1, "RPDO", {{0x2002, 0, 32, ""}}}};
+  EXPECT_EQ(send_after_mirror(1), Calls{"rpdo 5 1 len 4: 15 16 17 18 00 00 00 00"});
+}
+
+TEST_F(WriteOdToShadow, object_that_no_rpdo_maps_changes_nothing) {
+  next_send();
+  mirror_mode(0x55);
+  EXPECT_EQ(next_send(), Calls{sent(start)});
+}
+
+TEST_F(WriteOdToShadow, board_without_pdos_is_no_failure) {
+  board.pdos.clear();
+  mirror_controlword();
+}
+
+TEST_F(WriteOdToShadow, rpdo_numbered_0_is_mirrored) {
+  board.pdos = {{0, "RPDO", {{0x2000, 1, 16, ""}, {controlword, 0, 16, ""}}}};
+  OperationConfig pump;
+  pump.kind = "pump_duty";
+  pump.index = 0x2000;
+  pump.rpdo_channels = {1};
+  const auto set_duty = [&] {
+    EXPECT_TRUE(controller.execute_configured_operation(pump, "wheel", {1, 0xA1, 0xA2}).ok);
+  };
+  set_duty();
+  mirror_controlword();
+  set_duty();
+  EXPECT_EQ(backend.calls, Calls{"rpdo 5 0 len 4: A1 A2 06 00 00 00 00 00"});
+}
+
+// --- lengths ---
+
+TEST_F(WriteOdToShadow, surplus_bytes_reach_no_neighbour) {
+  next_send();
+  mirror_controlword();  // two bytes into the one of "flags"
+  EXPECT_EQ(next_send(), Calls{"rpdo 5 1 len 8: 11 12 13 06 15 16 17 18"});
+}
+
+TEST_F(WriteOdToShadow, bytes_that_the_write_does_not_give_stay_as_they_are) {
+  backend.objects[{controlword, 0}] = {0x51, 0x52, 0x53, 0x54};
+  board.pdos = {{1, "RPDO", {{controlword, 0, 32, ""}}}};
+  EXPECT_EQ(send_after_mirror(1), Calls{"rpdo 5 1 len 4: 06 00 53 54 00 00 00 00"});
+}
+
+TEST_F(WriteOdToShadow, field_over_the_end_of_the_frame_is_cut) {
+  board.pdos = {{1, "RPDO", {{0x2000, 9, 56, ""}, {controlword, 0, 16, ""}}}};
+  EXPECT_EQ(send_after_mirror(1), Calls{"rpdo 5 1 len 8: 00 00 00 00 00 00 00 06"});
+}
+
+TEST_F(WriteOdToShadow, field_beyond_the_frame_changes_nothing) {
+  board.pdos = {{1, "RPDO", {{0x2002, 0, 64, ""}, {controlword, 0, 16, ""}}}};
+  EXPECT_EQ(send_after_mirror(1), Calls{"rpdo 5 1 len 8: 15 16 17 18 00 00 00 00"});
+}
+
+TEST_F(WriteOdToShadow, field_of_less_than_a_byte_changes_nothing) {
+  board.pdos = {{1, "RPDO", {{controlword, 0, 7, ""}, {0x2000, 2, 8, ""}}}};
+  EXPECT_EQ(send_after_mirror(1), Calls{"rpdo 5 1 len 2: 13 00 00 00 00 00 00 00"});
+}
+
+TEST_F(WriteOdToShadow, length_of_the_rpdo_stays_as_it_was_loaded) {
+  board.pdos = {{1, "RPDO", {{controlword, 0, 12, ""}}}, {2, "RPDO", {{controlword, 0, 64, ""}}}};
+  next_send(1);
+  next_send(2);
+  mirror_controlword();
+  EXPECT_EQ(next_send(1), Calls{"rpdo 5 1 len 2: 06 00 00 00 00 00 00 00"});
+  EXPECT_EQ(next_send(2), Calls{"rpdo 5 2 len 8: 06 00 00 00 00 00 00 00"});
+}
+
+// --- the image's state ---
+
+TEST_F(WriteOdToShadow, loaded_image_stays_loaded) {
+  next_send();
+  mirror_controlword();
+  EXPECT_EQ(next_send(), Calls{"rpdo 5 1 len 8: 11 12 13 06 15 16 17 18"});
+}
+
+TEST_F(WriteOdToShadow, image_that_is_not_loaded_is_loaded_by_the_next_operation) {
+  mirror_controlword();
+  EXPECT_EQ(next_send(), loaded_then({sent(start)}));
+}
+
+TEST_F(WriteOdToShadow, forgotten_image_is_loaded_by_the_next_operation) {
+  next_send();
+  controller.forget_rpdo_shadows();
+  mirror_controlword();
+  EXPECT_EQ(next_send(), loaded_then({sent(start)}));
+}
+
+TEST_F(WriteOdToShadow, image_that_is_not_loaded_keeps_the_bytes_until_a_load_succeeds) {
+  mirror_controlword();
+  EXPECT_EQ(unsynced_send(), "rpdo 5 1 len 8: 00 00 00 06 00 00 00 00");
+}
+
+TEST_F(WriteOdToShadow, refresh_brings_back_what_the_node_holds) {
+  next_send();
+  mirror_controlword();
+  OperationConfig refreshing;
+  refreshing.kind = "pdo_patch";
+  refreshing.pdo_number = 1;
+  refreshing.fields = {"word"};
+  refreshing.refresh_shadow = 1;
+  controller.execute_configured_operation(refreshing, "", {});
+  EXPECT_EQ(last(backend.calls), sent(start));
+}
+
+TEST_F(WriteOdToShadow, makes_no_bus_call) {
+  op.kind = "ci402_disable";
+  run({}, "wheel");
+  EXPECT_EQ(backend.calls, Calls{"write 5 0x2001/0 06 00"});
+}
+
+TEST_F(WriteOdToShadow, later_write_replaces_an_earlier_one) {
+  board.pdos = {{1, "RPDO", {{mode, 0, 8, ""}}}};
+  next_send(1);
+  mirror_mode(1);
+  mirror_mode(4);
+  EXPECT_EQ(next_send(1), Calls{"rpdo 5 1 len 1: 04 00 00 00 00 00 00 00"});
+}
+
+TEST_F(WriteOdToShadow, unsent_bytes_of_a_failed_send_stay_beside_the_mirrored_ones) {
+  next_send();
+  OperationConfig write;
+  write.kind = "pdo_write";
+  write.pdo_number = 1;
+  write.field = "word";
+  backend.refuse();
+  EXPECT_EQ(controller.execute_configured_operation(write, "", {0xA1, 0xA2}),
+            failed("RPDO send failed"));
+  mirror_controlword();
+  EXPECT_EQ(next_send(), Calls{"rpdo 5 1 len 8: A1 A2 13 06 15 16 17 18"});
+}
+
+}  // namespace
+}  // namespace velmora_can_bridge
