@@ -295,6 +295,7 @@ TEST_F(AllOperations, devices_that_are_first_recorded_at_once_keep_modes_of_thei
     names.push_back("drive " + std::to_string(device));
     board.device_od_map[names.back()] = {"ci402", static_cast<std::uint16_t>(0x8000 + device), 0};
   }
+  runners.reserve(names.size());
   for (const std::string& name : names) {
     runners.push_back({kind("ci402_set_mode"), name.c_str(), one});
   }

@@ -94,7 +94,7 @@ TEST_F(Dispatch, each_kind_refuses_an_empty_payload_or_configuration_in_its_own_
 
 TEST_F(Dispatch, each_drive_and_actuator_kind_answers_an_empty_payload_in_its_own_words) {
   struct Row {
-    const char* kind;
+    const char* kind = nullptr;
     OperationResult result;
   };
   board.device_od_map = {{"device", {"ci402", 0x6040, 0}}};

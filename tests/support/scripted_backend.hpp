@@ -93,7 +93,7 @@ class ScriptedBackend : public CanOpenBackend {
 
   /// The answer to the call noted last.
   Answer next() {
-    const Answer answer = take();
+    Answer answer = take();
     if (during_call) {
       // A copy: other calls may be noted meanwhile.
       during_call(std::string(calls.back()));
