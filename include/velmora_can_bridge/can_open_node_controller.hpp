@@ -32,18 +32,15 @@ namespace velmora_can_bridge {
 ///   bytes of its own field inside the frame: surplus bytes are dropped, missing ones stay as they
 ///   are. A failed send leaves the new bytes in the image; the next send carries them.
 /// - Drive and claw operations repeat in every image what they have written to a mapped object, as
-///   docs/operations.md says with the kind. Other SDO writes leave the images alone.
-///
-/// - Which RPDO: 0 as the number in an operation finds the first RPDO that maps the object and is
-/// not
-///   numbered 0 itself; where an operation names its RPDO or searches the board's list, one
-///   numbered 0 is found like any other. Of several mappings of one name the first counts, of
-///   several of one object each has its own place.
+///   docs/operations.md says with the kind, and "pdo_bit_patch" changes its image also when it
+///   delivers by SDO. Other SDO writes leave the images alone.
+/// - RPDO number 0 in an operation finds the first RPDO that maps the object and is not numbered 0
+///   itself. Where an operation searches the board's list, one numbered 0 is found like any other.
+/// - Of several mappings of one name the first counts; each mapping of an object has its own place.
 /// - Where entries of one number share a frame byte, the later in the list gives it, the zeros of
 ///   padding and of short answers included.
-/// - Bit operations take fields of 8 to 15 bits inside the frame; one at byte 8 or beyond is
-/// refused
-///   like one of another length, before any lock or bus call.
+/// - Bit operations take fields of 8 to 15 bits inside the frame. One at byte 8 or beyond is
+///   refused like one of another length, before any lock or bus call.
 /// - An exception during a load leaves image, length and synced flag as they were.
 ///
 /// Every public member may be called from any thread, from several at once. Operations that write
@@ -54,8 +51,8 @@ class CanOpenNodeController {
  public:
   /// Refers to all three arguments, copies none: they must outlive the controller.
   ///
-  /// `node_id` is the CANopen node id, 1 to 127, read afresh at every bus call. Neither it
-  /// nor `board` may change while an operation runs. Temporaries do not compile.
+  /// `node_id` is the CANopen node id, 1 to 127, read afresh at every bus call. Neither it nor
+  /// `board` may change while an operation runs. Temporaries do not compile.
   CanOpenNodeController(const std::uint8_t& node_id, CanOpenBackend& backend,
                         const BoardConfig& board);
   CanOpenNodeController(const std::uint8_t&& node_id, CanOpenBackend& backend,
