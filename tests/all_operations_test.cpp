@@ -163,6 +163,7 @@ class AllOperations : public testing::Test {
     board.pdos = {
         {1,
          "RPDO",
+         0,
          {{0x2000, 0, 8, "write"},
           {0x2002, 0, 8, "masked"},
           {0x2003, 0, 8, "bits"},
@@ -171,14 +172,15 @@ class AllOperations : public testing::Test {
           {0x2100, 1, 16, "duty"}}},
         {2,
          "RPDO",
+         0,
          {{0x4000, 0, 16, "enable"},
           {0x4100, 0, 16, "disable"},
           {0x4200, 0, 8, "stop"},
           {0x4320, 0, 8, "mode"},
           {0x4520, 0, 8, "extender's mode"},
           {0x4600, 0, 8, "homer's controlword"}}},
-        {3, "RPDO", {{0x44BF, 0, 32, "velocity"}}},
-        {4, "RPDO", {{0x2200, 0, 8, "red"}, {0x2201, 0, 8, "green"}, {0x2202, 0, 8, "blue"}}}};
+        {3, "RPDO", 0, {{0x44BF, 0, 32, "velocity"}}},
+        {4, "RPDO", 0, {{0x2200, 0, 8, "red"}, {0x2201, 0, 8, "green"}, {0x2202, 0, 8, "blue"}}}};
     board.device_od_map = {{"io", {"io", 0x2000, 0}},
                            {"enabled", {"ci402", 0x4000, 0}},
                            {"disabled", {"ci402", 0x4100, 0}},
@@ -262,7 +264,10 @@ TEST_F(AllOperations, at_once_none_loses_what_another_has_written) {
 
 TEST_F(AllOperations, at_once_on_one_device_bring_only_modes_and_commands_that_were_given) {
   board.pdos.push_back(
-      {5, "RPDO", {{0x4700, 0, 16, "controlword"}, {0x4720, 0, 8, "mode"}, {0x2300, 0, 8, "x"}}});
+      {5,
+       "RPDO",
+       0,
+       {{0x4700, 0, 16, "controlword"}, {0x4720, 0, 8, "mode"}, {0x2300, 0, 8, "x"}}});
   board.device_od_map["busy"] = {"claw", 0x4700, 0x5200};
   const std::vector<Runner> runners{
       {kind("ci402_enable"), "busy", none},

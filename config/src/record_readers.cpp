@@ -1,6 +1,8 @@
 #include "record_readers.hpp"
 
 #include <algorithm>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -14,6 +16,7 @@ namespace {
 
 using std::string;
 using std::uint16_t;
+using std::uint64_t;
 using std::uint8_t;
 
 constexpr Presence required = Presence::required;
@@ -53,9 +56,26 @@ void read_mapping(const Item& item, PdoMapping& mapping) {
   read_record("mapping", item, mapping_members, mapping);
 }
 
+/// The identifiers that CiA 301 (7.3.5) leaves to PDOs: not those of NMT, SYNC, emergencies, SDO
+/// and heartbeats, nor the restricted ones.
+void read_cob_id(const Item& item, uint16_t& target) {
+  const std::optional<uint64_t> number = number_between(item, 0, 0xFFFF);
+  if (!number) {
+    return;
+  }
+  const bool is_free =
+      (*number >= 0x181 && *number <= 0x57F) || (*number >= 0x680 && *number <= 0x6DF);
+  if (!is_free) {
+    report_unexpected(item, "an identifier that PDOs may have, 0x181 to 0x57F or 0x680 to 0x6DF");
+    return;
+  }
+  target = static_cast<uint16_t>(*number);
+}
+
 constexpr Member<PdoConfig> pdo_members[] = {
     {"number", required, read_into<&PdoConfig::number, read_number<uint8_t, 1>>},
     {"direction", required, read_into<&PdoConfig::direction, read_choice<directions>>},
+    {"cob_id", optional, read_into<&PdoConfig::cob_id, read_cob_id>},
     {"mappings", required, read_into<&PdoConfig::mappings, read_list<PdoMapping, read_mapping>>},
 };
 

@@ -157,9 +157,9 @@ TEST_P(Payload, is_described) {
   const OperationKind* kind = find_operation_kind(GetParam().op.kind);
   ASSERT_THAT(kind, NotNull());
   const BoardConfig board{
-      {{1, "TPDO", {{0x2000, 1, 32, "a"}}},
-       {2, "RPDO", {{0x2000, 1, 8, "a"}, {0x2000, 2, 16, "b"}, {0x2000, 3, 4, "c"}}},
-       {2, "RPDO", {{0x2100, 2, 32, "d"}}}},
+      {{1, "TPDO", 0, {{0x2000, 1, 32, "a"}}},
+       {2, "RPDO", 0, {{0x2000, 1, 8, "a"}, {0x2000, 2, 16, "b"}, {0x2000, 3, 4, "c"}}},
+       {2, "RPDO", 0, {{0x2100, 2, 32, "d"}}}},
       {}};
   EXPECT_EQ(kind->describe_payload(GetParam().op, board), GetParam().description);
 }

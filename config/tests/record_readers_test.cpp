@@ -31,7 +31,7 @@ nodes:
         mappings:
           - {index: 0x2000, sub_index: 1, bit_length: 8, field: red}
           - {index: 0x2001, bit_length: 16, field: green}
-      - {number: 255, direction: TPDO, mappings: []}
+      - {number: 255, direction: TPDO, cob_id: 0x185, mappings: []}
     operations:
       everything:
         kind: sdo_write
@@ -91,7 +91,9 @@ TEST_F(LoadedNode, has_its_pdos_in_order) {
   EXPECT_EQ(pdos[0].number, 3);
   EXPECT_EQ(pdos[0].direction, "RPDO");
   EXPECT_EQ(pdos[1].number, 255);
+  EXPECT_EQ(pdos[0].cob_id, 0);
   EXPECT_EQ(pdos[1].direction, "TPDO");
+  EXPECT_EQ(pdos[1].cob_id, 0x185);
   EXPECT_THAT(pdos[1].mappings, IsEmpty());
 }
 
@@ -330,6 +332,12 @@ INSTANTIATE_TEST_SUITE_P(
              {"2:29: error: device_od_map: a name is empty"})),
     RowName());
 
+std::string cob_id_problem(const std::string& found) {
+  return "3:37: error: cob_id: expected an identifier that PDOs may have, 0x181 to 0x57F or 0x680 "
+         "to 0x6DF, found " +
+         found;
+}
+
 INSTANTIATE_TEST_SUITE_P(
     pdo, MemberProblems,
     testing::Values(pdo("rpdo", "number: 1, direction: RPDO, mappings: []", {}),
@@ -342,6 +350,26 @@ INSTANTIATE_TEST_SUITE_P(
                         {"3:9: error: number: expected a number from 1 to 255, found \"0\""}),
                     pdo("number_too_large", "number: 256, direction: RPDO, mappings: []",
                         {"3:9: error: number: expected a number from 1 to 255, found \"256\""}),
+                    pdo("cob_ids_at_the_ends_of_their_ranges",
+                        "number: 1, direction: RPDO, cob_id: 0x181, mappings: []\n"
+                        "}, {number: 2, direction: RPDO, cob_id: 0x57F, mappings: []\n"
+                        "}, {number: 3, direction: RPDO, cob_id: 0x680, mappings: []\n"
+                        "}, {number: 4, direction: TPDO, cob_id: 0x6DF, mappings: []",
+                        {}),
+                    pdo("cob_id_below", "number: 1, direction: RPDO, cob_id: 0x180, mappings: []",
+                        {cob_id_problem("\"0x180\"")}),
+                    pdo("cob_id_of_sdo_answers",
+                        "number: 1, direction: RPDO, cob_id: 0x580, mappings: []",
+                        {cob_id_problem("\"0x580\"")}),
+                    pdo("cob_id_of_sdo_requests",
+                        "number: 1, direction: RPDO, cob_id: 0x67F, mappings: []",
+                        {cob_id_problem("\"0x67F\"")}),
+                    pdo("cob_id_above", "number: 1, direction: RPDO, cob_id: 0x6E0, mappings: []",
+                        {cob_id_problem("\"0x6E0\"")}),
+                    pdo("cob_id_zero", "number: 1, direction: RPDO, cob_id: 0, mappings: []",
+                        {cob_id_problem("\"0\"")}),
+                    pdo("cob_id_as_text", "number: 1, direction: RPDO, cob_id: x, mappings: []",
+                        {"3:37: error: cob_id: expected a number from 0 to 0xFFFF, found \"x\""}),
                     pdo("direction", "number: 1, direction: rpdo, mappings: []",
                         {"3:23: error: direction: expected \"RPDO\" or \"TPDO\", found \"rpdo\""}),
                     pdo("direction_as_list", "number: 1, direction: [RPDO], mappings: []",

@@ -26,6 +26,10 @@ struct PdoConfig {
   std::uint8_t number = 0;
   /// "RPDO" marks a PDO that the node receives, exactly so spelled; any other text is not one.
   std::string direction;
+  /// COB-ID of its frames, an 11-bit CAN identifier; 0 takes the one of the predefined connection
+  /// set (CiA 301, 7.3.5), which knows numbers 1 to 4. For bus implementations; the controller does
+  /// not read it.
+  std::uint16_t cob_id = 0;
   /// The mapped fields in frame order, the first at byte 0; 64 bits in all at most.
   std::vector<PdoMapping> mappings;
 };

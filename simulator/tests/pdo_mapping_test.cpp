@@ -32,9 +32,9 @@ using Frame = std::array<std::uint8_t, 8>;
 using Mappings = std::vector<PdoMapping>;
 
 TEST(PdoDirectionTest, only_the_exact_text_is_received) {
-  EXPECT_TRUE(is_rpdo({1, "RPDO", {}}));
+  EXPECT_TRUE(is_rpdo({1, "RPDO", 0, {}}));
   for (const char* other : {"TPDO", "rpdo", "RPDO ", " RPDO", "RPD", ""}) {
-    EXPECT_FALSE(is_rpdo({1, other, {}})) << other;
+    EXPECT_FALSE(is_rpdo({1, other, 0, {}})) << other;
   }
 }
 

@@ -24,14 +24,15 @@ constexpr Frame counting = {1, 2, 3, 4, 5, 6, 7, 8};
 
 /// A claw with RPDO 1 (controlword, mode) and RPDO 2 (nibble, 12 bits, dummy byte, read-only).
 BoardConfig sample_board() {
-  return {{{1, "RPDO", {{0x6040, 0, 16, "controlword"}, {0x6060, 0, 8, "mode"}}},
+  return {{{1, "RPDO", 0, {{0x6040, 0, 16, "controlword"}, {0x6060, 0, 8, "mode"}}},
            {2,
             "RPDO",
+            0,
             {{0x2000, 1, 4, "low"},
              {0x2000, 2, 12, "wide"},
              {0x0005, 0, 8, ""},
              {0x6041, 0, 16, "statusword"}}},
-           {3, "TPDO", {{0x2001, 0, 8, "input"}}}},
+           {3, "TPDO", 0, {{0x2001, 0, 8, "input"}}}},
           {{"claw", {"claw", 0x6040, 0x2300}}}};
 }
 
@@ -39,7 +40,7 @@ class SimulatedNodeTest : public testing::Test {
  protected:
   /// A board with the one RPDO that `mappings` make, number 1.
   static BoardConfig one_rpdo(std::vector<PdoMapping> mappings) {
-    return {{{1, "RPDO", std::move(mappings)}}, {}};
+    return {{{1, "RPDO", 0, std::move(mappings)}}, {}};
   }
 
   SimulatedNode node{5, sample_board()};
@@ -216,9 +217,9 @@ TEST_F(SimulatedNodeTest, last_mapping_of_an_object_wins) {
 }
 
 TEST_F(SimulatedNodeTest, first_rpdo_of_a_number_counts) {
-  SimulatedNode doubled(5, {{{1, "TPDO", {{0x2000, 0, 8, ""}}},
-                             {1, "RPDO", {{0x2001, 0, 8, ""}}},
-                             {1, "RPDO", {{0x2002, 0, 8, ""}}}},
+  SimulatedNode doubled(5, {{{1, "TPDO", 0, {{0x2000, 0, 8, ""}}},
+                             {1, "RPDO", 0, {{0x2001, 0, 8, ""}}},
+                             {1, "RPDO", 0, {{0x2002, 0, 8, ""}}}},
                             {}});
 
   doubled.send_rpdo(5, 1, counting, 1);

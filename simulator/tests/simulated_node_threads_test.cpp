@@ -92,7 +92,7 @@ class SimulatedNodeThreadsTest : public testing::Test {
     node.clear_emergencies();
   }
 
-  SimulatedNode node{5, {{{1, "RPDO", {{0x2000, 0, 64, ""}}}}, {}}};
+  SimulatedNode node{5, {{{1, "RPDO", 0, {{0x2000, 0, 64, ""}}}}, {}}};
   std::atomic<int> failures{0};
 };
 
@@ -141,7 +141,7 @@ class TickingNodeTest : public testing::Test {
   }
 
   SimulatedNode node{5,
-                     {{{1, "RPDO", {{0x60FF, 0, 32, "velocity"}, {0x6060, 0, 8, "mode"}}}},
+                     {{{1, "RPDO", 0, {{0x60FF, 0, 32, "velocity"}, {0x6060, 0, 8, "mode"}}}},
                       {{"claw", {"claw", 0x6040, 0x2300}}}}};
   std::atomic<int> failures{0};
 };

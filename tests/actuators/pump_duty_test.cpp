@@ -49,8 +49,8 @@ class PumpDutyRefusal : public PumpDuty, public testing::WithParamInterface<Refu
   PumpDutyRefusal() {
     op.rpdo_channels = {1, 5, 100};
     op.sdo_channels = {7, 5, 100};
-    board.pdos.push_back({2, "TPDO", {{0x2000, 1, 16, ""}}});
-    board.pdos.push_back({1, "RPDO", {{0x2000, 5, 16, "later entry"}}});
+    board.pdos.push_back({2, "TPDO", 0, {{0x2000, 1, 16, ""}}});
+    board.pdos.push_back({1, "RPDO", 0, {{0x2000, 5, 16, "later entry"}}});
   }
 };
 
@@ -179,20 +179,20 @@ TEST_F(PumpDuty, loaded_image_is_not_loaded_again) {
 }
 
 TEST_F(PumpDuty, first_of_two_mappings_of_the_channel_is_written) {
-  board.pdos = {{1, "RPDO", {{0x2000, 2, 16, ""}, {0x2000, 1, 16, ""}, {0x2000, 1, 16, ""}}}};
+  board.pdos = {{1, "RPDO", 0, {{0x2000, 2, 16, ""}, {0x2000, 1, 16, ""}, {0x2000, 1, 16, ""}}}};
   run_pump({1, 0xA1, 0xA2});
   EXPECT_EQ(last(backend.calls), "rpdo 5 1 len 6: 13 00 A1 A2 11 12 00 00");
 }
 
 TEST_F(PumpDuty, rpdo_numbered_0_is_used_when_the_board_has_one) {
-  board.pdos.push_back({0, "RPDO", {{0x2000, 1, 16, ""}}});
+  board.pdos.push_back({0, "RPDO", 0, {{0x2000, 1, 16, ""}}});
   op.pump_pdo_number = 0;
   EXPECT_EQ(run_pump({1, 0xA1, 0xA2}), ok("Pump duty set"));
   EXPECT_EQ(backend.calls, (Calls{"read 5 0x2000/1", "rpdo 5 0 len 2: A1 A2 00 00 00 00 00 00"}));
 }
 
 TEST_F(PumpDuty, rpdo_of_the_other_kinds_is_not_consulted) {
-  board.pdos.push_back({2, "RPDO", {{0x2000, 1, 16, ""}}});
+  board.pdos.push_back({2, "RPDO", 0, {{0x2000, 1, 16, ""}}});
   op.pdo_number = 1;
   op.pump_pdo_number = 2;
   run_pump({1, 0xA1, 0xA2});

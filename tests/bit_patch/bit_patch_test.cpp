@@ -82,14 +82,14 @@ TEST_F(BitPatch, first_of_the_fields_wins_over_the_single_field) {
 }
 
 TEST_F(BitPatch, empty_name_patches_the_first_field_without_a_name) {
-  board.pdos = {{1, "RPDO", {{0x2000, 2, 8, "a"}, {0x2001, 0, 8, ""}, {0x2000, 1, 8, ""}}}};
+  board.pdos = {{1, "RPDO", 0, {{0x2000, 2, 8, "a"}, {0x2001, 0, 8, ""}, {0x2000, 1, 8, ""}}}};
   op.field = "";
   EXPECT_EQ(run({0xF0, 0xA0}), ok("OK"));
   EXPECT_EQ(last(backend.calls), "rpdo 5 1 len 3: 13 A4 11 00 00 00 00 00");
 }
 
 TEST_F(BitPatch, field_of_twelve_bits_is_patched_in_its_one_byte) {
-  board.pdos = {{1, "RPDO", {{0x2001, 0, 12, "flags"}, {0x2000, 2, 8, "byte"}}}};
+  board.pdos = {{1, "RPDO", 0, {{0x2001, 0, 12, "flags"}, {0x2000, 2, 8, "byte"}}}};
   EXPECT_EQ(run({0xFF, 0xA5}), ok("OK"));
   EXPECT_EQ(last(backend.calls), "rpdo 5 1 len 3: A5 13 00 00 00 00 00 00");
 }
@@ -102,7 +102,7 @@ TEST_F(BitPatch, rpdo_is_found_by_the_object_when_no_number_is_configured) {
 }
 
 TEST_F(BitPatch, configured_number_wins_over_the_object) {
-  board.pdos.push_back({2, "RPDO", {{0x2003, 0, 8, "flags"}}});
+  board.pdos.push_back({2, "RPDO", 0, {{0x2003, 0, 8, "flags"}}});
   op.pdo_number = 2;
   op.index = 0x2000;
   EXPECT_EQ(run({0xFF, 1}), ok("OK"));
@@ -118,7 +118,7 @@ TEST_F(BitPatch, rpdo_numbered_0_is_used_when_the_board_has_one) {
 }
 
 TEST_F(BitPatch, last_byte_of_the_frame_is_patched) {
-  board.pdos = {{1, "RPDO", {{0x2000, 1, 56, "pad"}, {0x2001, 0, 8, "flags"}}}};
+  board.pdos = {{1, "RPDO", 0, {{0x2000, 1, 56, "pad"}, {0x2001, 0, 8, "flags"}}}};
   EXPECT_EQ(run({0x01, 0x01}), ok("OK"));
   EXPECT_EQ(last(backend.calls), "rpdo 5 1 len 8: 11 12 00 00 00 00 00 15");
 }
@@ -139,8 +139,8 @@ class BitPatchRefusal : public BitPatch, public testing::WithParamInterface<Refu
  protected:
   BitPatchRefusal() {
     board.pdos[0].mappings.push_back({0x2003, 0, 8, "beyond"});
-    board.pdos.push_back({1, "TPDO", {{0x2003, 1, 8, "sent"}}});
-    board.pdos.push_back({1, "RPDO", {{0x2003, 2, 8, "late"}}});
+    board.pdos.push_back({1, "TPDO", 0, {{0x2003, 1, 8, "sent"}}});
+    board.pdos.push_back({1, "RPDO", 0, {{0x2003, 2, 8, "late"}}});
     op.pdo_number = GetParam().pdo_number;
     op.field = GetParam().field;
     op.index = 0x7777;

@@ -119,7 +119,7 @@ TEST_F(PdoBitPatch, rpdo_is_found_by_the_object_when_no_number_is_configured) {
 }
 
 TEST_F(PdoBitPatch, configured_number_wins_over_the_object) {
-  board.pdos.push_back({2, "RPDO", {{0x2003, 0, 8, "flags"}}});
+  board.pdos.push_back({2, "RPDO", 0, {{0x2003, 0, 8, "flags"}}});
   op.pdo_number = 2;
   op.index = 0x2000;
   EXPECT_EQ(run({1, 7, 1}), ok("OK"));
@@ -135,7 +135,7 @@ TEST_F(PdoBitPatch, rpdo_numbered_0_is_used_when_the_board_has_one) {
 }
 
 TEST_F(PdoBitPatch, field_of_twelve_bits_is_patched_in_its_one_byte) {
-  board.pdos = {{1, "RPDO", {{0x2001, 0, 12, "flags"}, {0x2000, 2, 8, "byte"}}}};
+  board.pdos = {{1, "RPDO", 0, {{0x2001, 0, 12, "flags"}, {0x2000, 2, 8, "byte"}}}};
   EXPECT_EQ(run({1, 7, 1}), ok("OK"));
   EXPECT_EQ(last(backend.calls), "rpdo 5 1 len 3: 94 13 00 00 00 00 00 00");
 }
@@ -164,8 +164,8 @@ class PdoBitPatchRefusal : public PdoBitPatch, public testing::WithParamInterfac
  protected:
   PdoBitPatchRefusal() {
     board.pdos[0].mappings.push_back({0x2003, 0, 8, "beyond"});
-    board.pdos.push_back({1, "TPDO", {{0x2003, 1, 8, "sent"}}});
-    board.pdos.push_back({1, "RPDO", {{0x2003, 2, 8, "late"}}});
+    board.pdos.push_back({1, "TPDO", 0, {{0x2003, 1, 8, "sent"}}});
+    board.pdos.push_back({1, "RPDO", 0, {{0x2003, 2, 8, "late"}}});
     op.fields = GetParam().fields;
     op.named = GetParam().named;
     op.bit_index = GetParam().bit_index;

@@ -14,7 +14,7 @@ PdoMapping mapping(std::string field, std::uint8_t bit_length) {
 TEST(FindSingleByteField, eight_to_fifteen_bits_are_a_single_byte) {
   for (unsigned bits = 0; bits <= 255; ++bits) {
     SCOPED_TRACE(bits);
-    const BoardConfig board{{{1, "RPDO", {mapping("a", static_cast<std::uint8_t>(bits))}}}, {}};
+    const BoardConfig board{{{1, "RPDO", 0, {mapping("a", static_cast<std::uint8_t>(bits))}}}, {}};
     const auto field = find_single_byte_field(board, board.pdos[0], "a");
     ASSERT_EQ(field.has_value(), bits >= 8 && bits <= 15);
     if (field) {
@@ -27,7 +27,7 @@ TEST(FindSingleByteField, eight_to_fifteen_bits_are_a_single_byte) {
 TEST(FindSingleByteField, every_byte_of_the_frame_and_none_behind_it) {
   for (std::size_t before = 0; before <= 300; ++before) {
     SCOPED_TRACE(before);
-    BoardConfig board{{{1, "RPDO", std::vector<PdoMapping>(before, mapping("pad", 8))}}, {}};
+    BoardConfig board{{{1, "RPDO", 0, std::vector<PdoMapping>(before, mapping("pad", 8))}}, {}};
     board.pdos[0].mappings.push_back(mapping("a", 8));
     const auto field = find_single_byte_field(board, board.pdos[0], "a");
     ASSERT_EQ(field.has_value(), before < 8);
@@ -39,7 +39,7 @@ TEST(FindSingleByteField, every_byte_of_the_frame_and_none_behind_it) {
 
 TEST(FindSingleByteField, first_of_that_name_counts) {
   const BoardConfig board{
-      {{1, "RPDO", {mapping("wide", 16), mapping("a", 8), mapping("a", 8), mapping("wide", 8)}}},
+      {{1, "RPDO", 0, {mapping("wide", 16), mapping("a", 8), mapping("a", 8), mapping("wide", 8)}}},
       {}};
   const auto field = find_single_byte_field(board, board.pdos[0], "a");
   ASSERT_TRUE(field.has_value());
@@ -49,7 +49,8 @@ TEST(FindSingleByteField, first_of_that_name_counts) {
 }
 
 TEST(FindSingleByteField, name_that_is_not_mapped_has_none) {
-  const BoardConfig board{{{1, "RPDO", {mapping("a", 8)}}, {1, "RPDO", {mapping("late", 8)}}}, {}};
+  const BoardConfig board{{{1, "RPDO", 0, {mapping("a", 8)}}, {1, "RPDO", 0, {mapping("late", 8)}}},
+                          {}};
   for (const char* name : {"", "A", "aa", "late"}) {
     SCOPED_TRACE(name);
     EXPECT_FALSE(find_single_byte_field(board, board.pdos[0], name).has_value());

@@ -192,7 +192,7 @@ TEST_F(Ci402SetTarget, by_sdo_does_not_load_the_image_of_a_mapped_target) {
 
 TEST_F(Ci402SetTarget, position_by_rpdo_is_four_bytes) {
   set_mode("wheel", 1);
-  board.pdos.push_back({3, "RPDO", {{0x2000, 1, 16, "word"}, {0x607A, 0, 32, "position"}}});
+  board.pdos.push_back({3, "RPDO", 0, {{0x2000, 1, 16, "word"}, {0x607A, 0, 32, "position"}}});
   EXPECT_EQ(run_wheel({0xFE, 0xFF}), ok("Target set via RPDO 0x607A value=-2"));
   EXPECT_EQ(last(backend.calls), "rpdo 5 3 len 6: 11 12 FE FF FF FF 00 00");
 }
@@ -200,7 +200,7 @@ TEST_F(Ci402SetTarget, position_by_rpdo_is_four_bytes) {
 TEST_F(Ci402SetTarget, torque_by_rpdo_is_two_bytes) {
   set_mode("wheel", 4);
   backend.objects[{0x6071, 0}] = {0x55, 0x66, 0x77, 0x88};
-  board.pdos.push_back({3, "RPDO", {{0x2000, 1, 16, "word"}, {0x6071, 0, 32, "torque"}}});
+  board.pdos.push_back({3, "RPDO", 0, {{0x2000, 1, 16, "word"}, {0x6071, 0, 32, "torque"}}});
   EXPECT_EQ(run_wheel({0x00, 0x80}), ok("Target set via RPDO 0x6071 value=-32768"));
   EXPECT_EQ(last(backend.calls), "rpdo 5 3 len 6: 11 12 00 80 77 88 00 00");
 }
@@ -245,13 +245,13 @@ class Ci402SetTargetMapping : public Ci402SetTarget {
 };
 
 TEST_F(Ci402SetTargetMapping, at_another_sub_index_alone_is_not_found_and_does_not_go_by_sdo) {
-  board.pdos = {{3, "RPDO", {{velocity, 1, 32, "velocity"}}}};
+  board.pdos = {{3, "RPDO", 0, {{velocity, 1, 32, "velocity"}}}};
   EXPECT_EQ(run_wheel({1, 0}), failed("target 0x60FF not found in RPDO mapping"));
   EXPECT_EQ(backend.calls, Calls{"read 5 0x60FF/1"});  // the load comes first
 }
 
 TEST_F(Ci402SetTargetMapping, of_a_later_rpdo_does_not_stand_in_for_the_first_that_maps_the_index) {
-  board.pdos = {{3, "RPDO", {{velocity, 1, 32, ""}}}, {4, "RPDO", {{velocity, 0, 32, ""}}}};
+  board.pdos = {{3, "RPDO", 0, {{velocity, 1, 32, ""}}}, {4, "RPDO", 0, {{velocity, 0, 32, ""}}}};
   EXPECT_EQ(run_wheel({1, 0}), failed("target 0x60FF not found in RPDO mapping"));
 }
 
@@ -263,39 +263,39 @@ TEST_F(Ci402SetTargetMapping, that_is_not_found_leaves_the_image_and_the_lock) {
 }
 
 TEST_F(Ci402SetTargetMapping, is_looked_for_after_the_load) {
-  board.pdos = {{3, "RPDO", {{velocity, 1, 32, "velocity"}}}};
+  board.pdos = {{3, "RPDO", 0, {{velocity, 1, 32, "velocity"}}}};
   backend.refuse();
   EXPECT_EQ(run_wheel({1, 0}), failed("RPDO shadow sync failed for wheel"));
 }
 
 TEST_F(Ci402SetTargetMapping, of_a_later_entry_of_the_number_is_used) {
-  board.pdos = {{3, "TPDO", {{velocity, 0, 32, "velocity"}}},
-                {3, "RPDO", {{velocity, 1, 8, "other"}, {0x2000, 2, 8, "byte"}}},
-                {4, "RPDO", {{velocity, 0, 32, "velocity"}}},
-                {3, "RPDO", {{0x2000, 1, 16, "word"}, {velocity, 0, 32, "velocity"}}}};
+  board.pdos = {{3, "TPDO", 0, {{velocity, 0, 32, "velocity"}}},
+                {3, "RPDO", 0, {{velocity, 1, 8, "other"}, {0x2000, 2, 8, "byte"}}},
+                {4, "RPDO", 0, {{velocity, 0, 32, "velocity"}}},
+                {3, "RPDO", 0, {{0x2000, 1, 16, "word"}, {velocity, 0, 32, "velocity"}}}};
   EXPECT_EQ(run_wheel({1, 0}), ok("Target set via RPDO 0x60FF value=1"));
   EXPECT_EQ(last(backend.calls), "rpdo 5 3 len 6: 11 12 01 00 00 00 00 00");
 }
 
 TEST_F(Ci402SetTargetMapping, in_a_pdo_of_another_direction_goes_by_sdo) {
-  board.pdos = {{3, "TPDO", {{velocity, 0, 32, ""}}}, {3, "rpdo", {{velocity, 0, 32, ""}}}};
+  board.pdos = {{3, "TPDO", 0, {{velocity, 0, 32, ""}}}, {3, "rpdo", 0, {{velocity, 0, 32, ""}}}};
   EXPECT_EQ(run_wheel({1, 0}), ok("Target set via SDO 0x60FF value=1"));
 }
 
 TEST_F(Ci402SetTargetMapping, in_an_rpdo_numbered_0_goes_by_sdo) {
-  board.pdos = {{0, "RPDO", {{velocity, 0, 32, "velocity"}}}};
+  board.pdos = {{0, "RPDO", 0, {{velocity, 0, 32, "velocity"}}}};
   EXPECT_EQ(run_wheel({1, 0}), ok("Target set via SDO 0x60FF value=1"));
 }
 
 TEST_F(Ci402SetTargetMapping, of_the_first_of_two_rpdos_is_used) {
-  board.pdos = {{9, "RPDO", {{velocity, 0, 32, ""}}}, {3, "RPDO", {{velocity, 0, 32, ""}}}};
+  board.pdos = {{9, "RPDO", 0, {{velocity, 0, 32, ""}}}, {3, "RPDO", 0, {{velocity, 0, 32, ""}}}};
   run_wheel({1, 0});
   EXPECT_EQ(last(backend.calls), "rpdo 5 9 len 4: 01 00 00 00 00 00 00 00");
 }
 
 TEST_F(Ci402SetTargetMapping, first_of_two_in_one_rpdo_is_used) {
   board.pdos = {
-      {3, "RPDO", {{velocity, 1, 8, "v"}, {velocity, 0, 16, "v"}, {velocity, 0, 16, "v"}}}};
+      {3, "RPDO", 0, {{velocity, 1, 8, "v"}, {velocity, 0, 16, "v"}, {velocity, 0, 16, "v"}}}};
   run_wheel({1, 2});
   EXPECT_EQ(last(backend.calls), "rpdo 5 3 len 5: 00 01 02 15 16 00 00 00");
 }

@@ -147,7 +147,7 @@ TEST_F(Dispatch, every_kind_is_known_in_its_exact_spelling_alone) {
 }
 
 TEST_F(Dispatch, pdo_write_and_pdo_patch_reach_the_same_handler) {
-  board.pdos = {{1, "RPDO", {{0x2001, 0, 8, "a"}}}};
+  board.pdos = {{1, "RPDO", 0, {{0x2001, 0, 8, "a"}}}};
   op.pdo_number = 1;
   op.fields = {"a"};
   op.kind = "pdo_write";

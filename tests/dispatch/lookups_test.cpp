@@ -32,33 +32,33 @@ TEST_F(FindDeviceOd, compares_the_whole_name) {
 }
 
 TEST(FindPdo, skips_a_pdo_of_another_direction) {
-  const BoardConfig board{{{1, "TPDO", {}}, {1, "RPDO", {}}}, {}};
+  const BoardConfig board{{{1, "TPDO", 0, {}}, {1, "RPDO", 0, {}}}, {}};
   EXPECT_EQ(find_pdo(board, 1, "RPDO"), &board.pdos[1]);
 }
 
 TEST(FindPdo, earlier_of_two_equal_ones_wins) {
-  const BoardConfig board{{{2, "RPDO", {}}, {1, "RPDO", {}}, {1, "RPDO", {}}}, {}};
+  const BoardConfig board{{{2, "RPDO", 0, {}}, {1, "RPDO", 0, {}}, {1, "RPDO", 0, {}}}, {}};
   EXPECT_EQ(find_pdo(board, 1, "RPDO"), &board.pdos[1]);
 }
 
 TEST(FindPdo, no_match_is_null) {
-  const BoardConfig board{{{1, "RPDO", {}}, {2, "rpdo", {}}, {2, "RPDO ", {}}}, {}};
+  const BoardConfig board{{{1, "RPDO", 0, {}}, {2, "rpdo", 0, {}}, {2, "RPDO ", 0, {}}}, {}};
   EXPECT_EQ(find_pdo(board, 2, "RPDO"), nullptr);
   EXPECT_EQ(find_pdo(BoardConfig{}, 1, "RPDO"), nullptr);
 }
 
 TEST(FindMappingByField, first_of_that_exact_name_wins) {
-  const PdoConfig pdo{1, "RPDO", {mapping("A", 8), mapping("a", 8), mapping("a", 16)}};
+  const PdoConfig pdo{1, "RPDO", 0, {mapping("A", 8), mapping("a", 8), mapping("a", 16)}};
   EXPECT_EQ(find_mapping_by_field(pdo, "a"), &pdo.mappings[1]);
 }
 
 TEST(FindMappingByField, empty_name_matches_an_empty_field) {
-  const PdoConfig pdo{1, "RPDO", {mapping("a", 8), mapping("", 8)}};
+  const PdoConfig pdo{1, "RPDO", 0, {mapping("a", 8), mapping("", 8)}};
   EXPECT_EQ(find_mapping_by_field(pdo, ""), &pdo.mappings[1]);
 }
 
 TEST(FindMappingByField, no_match_is_null) {
-  const PdoConfig pdo{1, "RPDO", {mapping("a", 8)}};
+  const PdoConfig pdo{1, "RPDO", 0, {mapping("a", 8)}};
   EXPECT_EQ(find_mapping_by_field(pdo, "b"), nullptr);
   EXPECT_EQ(find_mapping_by_field(pdo, ""), nullptr);
 }
@@ -67,14 +67,15 @@ TEST(FindMappingByObject, first_of_that_index_and_sub_index_wins) {
   const PdoConfig pdo{
       1,
       "RPDO",
+      0,
       {{0x2000, 2, 8, ""}, {0x2001, 1, 8, ""}, {0x2000, 1, 8, "first"}, {0x2000, 1, 16, "second"}}};
   EXPECT_EQ(find_mapping_by_object(pdo, 0x2000, 1), &pdo.mappings[2]);
 }
 
 TEST(FindMappingByObject, no_match_is_null) {
-  const PdoConfig pdo{1, "RPDO", {{0x2000, 2, 8, ""}, {0x2001, 1, 8, ""}}};
+  const PdoConfig pdo{1, "RPDO", 0, {{0x2000, 2, 8, ""}, {0x2001, 1, 8, ""}}};
   EXPECT_EQ(find_mapping_by_object(pdo, 0x2000, 1), nullptr);
-  EXPECT_EQ(find_mapping_by_object(PdoConfig{1, "RPDO", {}}, 0x2000, 2), nullptr);
+  EXPECT_EQ(find_mapping_by_object(PdoConfig{1, "RPDO", 0, {}}, 0x2000, 2), nullptr);
 }
 
 TEST(ByteLength, is_an_eighth_of_the_bits_rounded_down) {
@@ -84,7 +85,8 @@ TEST(ByteLength, is_an_eighth_of_the_bits_rounded_down) {
 }
 
 TEST(FieldByteOffset, counts_the_bytes_of_the_mappings_before) {
-  const BoardConfig board{{{1, "RPDO", {mapping("a", 16), mapping("b", 8), mapping("c", 32)}}}, {}};
+  const BoardConfig board{{{1, "RPDO", 0, {mapping("a", 16), mapping("b", 8), mapping("c", 32)}}},
+                          {}};
   EXPECT_EQ(field_byte_offset(board, 1, "a"), 0U);
   EXPECT_EQ(field_byte_offset(board, 1, "b"), 2U);
   EXPECT_EQ(field_byte_offset(board, 1, "c"), 3U);
@@ -95,6 +97,7 @@ TEST(FieldByteOffset, counts_whole_bytes_only) {
   const BoardConfig board{
       {{1,
         "RPDO",
+        0,
         {mapping("bit", 1), mapping("seven", 7), mapping("twelve", 12), mapping("x", 8)}}},
       {}};
   EXPECT_EQ(field_byte_offset(board, 1, "seven"), 0U);
@@ -104,18 +107,20 @@ TEST(FieldByteOffset, counts_whole_bytes_only) {
 
 TEST(FieldByteOffset, ignores_a_pdo_of_another_direction_or_number) {
   const BoardConfig board{
-      {{1, "TPDO", {mapping("pad", 8), mapping("a", 8)}}, {2, "RPDO", {mapping("a", 8)}}}, {}};
+      {{1, "TPDO", 0, {mapping("pad", 8), mapping("a", 8)}}, {2, "RPDO", 0, {mapping("a", 8)}}},
+      {}};
   EXPECT_EQ(field_byte_offset(board, 1, "a"), std::nullopt);
 }
 
 TEST(FieldByteOffset, counts_again_from_0_in_the_next_pdo_of_the_number) {
-  const BoardConfig board{
-      {{1, "RPDO", {mapping("pad", 32)}}, {1, "RPDO", {mapping("first", 8), mapping("a", 8)}}}, {}};
+  const BoardConfig board{{{1, "RPDO", 0, {mapping("pad", 32)}},
+                           {1, "RPDO", 0, {mapping("first", 8), mapping("a", 8)}}},
+                          {}};
   EXPECT_EQ(field_byte_offset(board, 1, "a"), 1U);
 }
 
 TEST(FieldByteOffset, may_lie_beyond_the_frame) {
-  BoardConfig board{{{1, "RPDO", {}}}, {}};
+  BoardConfig board{{{1, "RPDO", 0, {}}}, {}};
   for (int count = 0; count < 100; ++count) {
     board.pdos[0].mappings.push_back(mapping("pad", 255));
   }
@@ -134,7 +139,7 @@ using Lookups = ControllerTest;
 TEST_F(Lookups, allocate_nothing) {
   // Longer than a string keeps in itself, so that a copy would be seen.
   const std::string name(100, 'n');
-  board = {{{1, "TPDO", {}}, {1, "RPDO", {mapping(name + "x", 8), mapping(name, 8)}}},
+  board = {{{1, "TPDO", 0, {}}, {1, "RPDO", 0, {mapping(name + "x", 8), mapping(name, 8)}}},
            {{name, {"io", 0x2000, 0}}}};
   const std::vector<std::uint8_t> bytes{1, 2, 3};
 

@@ -200,8 +200,8 @@ TEST_F(AutoWrite, list_of_fields_plays_no_part_on_the_sdo_path) {
 }
 
 TEST_F(AutoWrite, found_rpdo_is_the_one_written) {
-  board.pdos = {{4, "RPDO", {{0x2000, 1, 8, ""}, {0x2000, 2, 8, ""}}},
-                {3, "RPDO", {{0x2000, 2, 8, ""}}}};
+  board.pdos = {{4, "RPDO", 0, {{0x2000, 1, 8, ""}, {0x2000, 2, 8, ""}}},
+                {3, "RPDO", 0, {{0x2000, 2, 8, ""}}}};
   EXPECT_EQ(run({0xA1}), ok("OK"));
   EXPECT_EQ(last(backend.calls), "rpdo 5 4 len 2: 11 A1 00 00 00 00 00 00");
 }

@@ -266,6 +266,7 @@ class ManyWriters : public testing::Test {
     // The last digit of an index is the field's byte.
     board.pdos = {{1,
                    "RPDO",
+                   0,
                    {{0x2000, 0, 8, "mask"},
                     {0x2001, 0, 8, "bits"},
                     {0x2002, 0, 16, "word"},

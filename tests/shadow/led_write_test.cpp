@@ -12,6 +12,7 @@ class LedWrite : public ControllerTest {
   LedWrite() {
     board.pdos = {{3,
                    "RPDO",
+                   0,
                    {{0x2100, 1, 24, "color"},
                     {0x2100, 2, 8, "mode"},
                     {0x2100, 3, 16, "period"},

@@ -84,7 +84,7 @@ TEST_F(OdIoRead, consults_no_member_of_the_operation) {
 }
 
 TEST_F(OdIoRead, mapped_object_is_read_by_sdo_every_time) {
-  board.pdos = {{1, "RPDO", {{0x2100, 0, 8, "a"}}}};
+  board.pdos = {{1, "RPDO", 0, {{0x2100, 0, 8, "a"}}}};
   run({}, "io");
   run({}, "io");
   EXPECT_EQ(backend.calls, (std::vector<std::string>{"read 5 0x2100/0", "read 5 0x2100/0"}));

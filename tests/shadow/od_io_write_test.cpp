@@ -108,26 +108,26 @@ TEST_F(OdIoWrite, pdo_of_another_direction_is_passed_over) {
 }
 
 TEST_F(OdIoWrite, earlier_of_two_rpdos_that_map_the_object_is_used) {
-  board.pdos.insert(board.pdos.begin(), {7, "RPDO", {{0x2000, 9, 8, ""}, {0x2000, 2, 8, ""}}});
+  board.pdos.insert(board.pdos.begin(), {7, "RPDO", 0, {{0x2000, 9, 8, ""}, {0x2000, 2, 8, ""}}});
   EXPECT_EQ(run_io({0, 0, 2, 0xA1}), ok("OK"));
   EXPECT_EQ(backend.calls, (Calls{"read 5 0x2000/9", "read 5 0x2000/2",
                                   "rpdo 5 7 len 2: 00 A1 00 00 00 00 00 00"}));
 }
 
 TEST_F(OdIoWrite, first_of_two_mappings_of_the_object_is_written) {
-  board.pdos = {{1, "RPDO", {{0x2000, 1, 8, ""}, {0x2000, 2, 8, ""}, {0x2000, 2, 8, ""}}}};
+  board.pdos = {{1, "RPDO", 0, {{0x2000, 1, 8, ""}, {0x2000, 2, 8, ""}, {0x2000, 2, 8, ""}}}};
   run_io({0, 0, 2, 0xA1});
   EXPECT_EQ(last(backend.calls), "rpdo 5 1 len 3: 11 A1 13 00 00 00 00 00");
 }
 
 TEST_F(OdIoWrite, object_of_a_later_entry_of_the_number_is_placed_by_that_entry) {
-  board.pdos.push_back({1, "RPDO", {{0x2009, 0, 8, "x"}, {0x2009, 1, 8, "x"}}});
+  board.pdos.push_back({1, "RPDO", 0, {{0x2009, 0, 8, "x"}, {0x2009, 1, 8, "x"}}});
   run_io({9, 0, 1, 0xA1});
   EXPECT_EQ(last(backend.calls), "rpdo 5 1 len 8: 00 A1 13 14 15 16 17 18");
 }
 
 TEST_F(OdIoWrite, rpdo_numbered_0_is_used_when_it_maps_the_object) {
-  board.pdos = {{0, "RPDO", {{0x2000, 2, 8, ""}}}};
+  board.pdos = {{0, "RPDO", 0, {{0x2000, 2, 8, ""}}}};
   EXPECT_EQ(run_io({0, 0, 2, 0xA1}), ok("OK"));
   EXPECT_EQ(backend.calls, (Calls{"read 5 0x2000/2", "rpdo 5 0 len 1: A1 00 00 00 00 00 00 00"}));
 }

@@ -22,7 +22,7 @@ TEST_F(PdoWritePatch, rpdo_is_found_by_the_object_when_no_number_is_configured) 
 }
 
 TEST_F(PdoWritePatch, configured_number_wins_over_the_object) {
-  board.pdos.push_back({2, "RPDO", {{0x2003, 0, 8, "byte"}}});
+  board.pdos.push_back({2, "RPDO", 0, {{0x2003, 0, 8, "byte"}}});
   op.pdo_number = 2;
   op.index = 0x2000;
   op.field = "byte";
@@ -273,14 +273,14 @@ TEST_F(PdoWritePatch, list_of_fields_wins_over_the_single_field) {
 }
 
 TEST_F(PdoWritePatch, field_of_less_than_a_byte_takes_no_payload) {
-  board.pdos = {{1, "RPDO", {{0x2000, 9, 7, "bits"}, {0x2000, 2, 8, "byte"}}}};
+  board.pdos = {{1, "RPDO", 0, {{0x2000, 9, 7, "bits"}, {0x2000, 2, 8, "byte"}}}};
   op.fields = {"bits", "byte", "bits"};
   EXPECT_EQ(run({0xA1}), ok("OK"));
   EXPECT_EQ(backend.calls, (Calls{"read 5 0x2000/2", "rpdo 5 1 len 2: A1 00 00 00 00 00 00 00"}));
 }
 
 TEST_F(PdoWritePatch, field_of_less_than_a_byte_is_an_empty_sdo_write) {
-  board.pdos = {{1, "RPDO", {{0x2000, 9, 7, "bits"}, {0x2000, 2, 8, "byte"}}}};
+  board.pdos = {{1, "RPDO", 0, {{0x2000, 9, 7, "bits"}, {0x2000, 2, 8, "byte"}}}};
   op.transport = "sdo";
   op.fields = {"bits", "byte"};
   EXPECT_EQ(run({0xA1}), ok("OK (SDO)"));
@@ -513,8 +513,8 @@ TEST_F(PdoWritePatch, number_that_is_not_found_is_reported_before_any_load) {
 class PdoWriteLaterEntry : public PdoWritePatch {
  protected:
   PdoWriteLaterEntry() {
-    board.pdos.push_back({1, "TPDO", {{0x2003, 0, 8, "late"}}});
-    board.pdos.push_back({1, "RPDO", {{0x2004, 0, 8, ""}, {0x2003, 0, 8, "late"}}});
+    board.pdos.push_back({1, "TPDO", 0, {{0x2003, 0, 8, "late"}}});
+    board.pdos.push_back({1, "RPDO", 0, {{0x2004, 0, 8, ""}, {0x2003, 0, 8, "late"}}});
   }
 };
 

@@ -44,7 +44,7 @@ TEST(PlaceAt, every_offset_and_width_owns_the_whole_bytes_inside_the_frame) {
 
 TEST(ForEachField, visits_every_mapping_in_order_with_its_place) {
   const PdoConfig pdo{
-      1, "RPDO", {mapping(16), mapping(4), mapping(12), mapping(48), mapping(8), mapping(8)}};
+      1, "RPDO", 0, {mapping(16), mapping(4), mapping(12), mapping(48), mapping(8), mapping(8)}};
   std::vector<const PdoMapping*> visited;
   std::vector<FieldPlace> places;
   const bool all = for_each_field(pdo, [&](const PdoMapping& visited_mapping, FieldPlace place) {
@@ -61,7 +61,7 @@ TEST(ForEachField, visits_every_mapping_in_order_with_its_place) {
 }
 
 TEST(ForEachField, stops_where_the_visit_says_so) {
-  const PdoConfig pdo{1, "RPDO", {mapping(8), mapping(8), mapping(8)}};
+  const PdoConfig pdo{1, "RPDO", 0, {mapping(8), mapping(8), mapping(8)}};
   int visits = 0;
   EXPECT_FALSE(for_each_field(pdo, [&](const PdoMapping&, FieldPlace place) {
     ++visits;
@@ -71,12 +71,13 @@ TEST(ForEachField, stops_where_the_visit_says_so) {
 }
 
 TEST(ForEachField, pdo_without_mappings_is_done_at_once) {
-  EXPECT_TRUE(for_each_field(PdoConfig{1, "RPDO", {}},
+  EXPECT_TRUE(for_each_field(PdoConfig{1, "RPDO", 0, {}},
                              [](const PdoMapping&, FieldPlace) { return false; }));
 }
 
 TEST(PlaceOf, equal_elements_have_places_of_their_own) {
-  const BoardConfig board{{{1, "RPDO", {mapping(8, "a"), mapping(8, "a"), mapping(8, "a")}}}, {}};
+  const BoardConfig board{{{1, "RPDO", 0, {mapping(8, "a"), mapping(8, "a"), mapping(8, "a")}}},
+                          {}};
   const auto& mappings = board.pdos[0].mappings;
   EXPECT_EQ(place_of(board, 1, mappings[0]), (FieldPlace{0, 1}));
   EXPECT_EQ(place_of(board, 1, mappings[1]), (FieldPlace{1, 1}));
@@ -84,21 +85,21 @@ TEST(PlaceOf, equal_elements_have_places_of_their_own) {
 }
 
 TEST(PlaceOf, counts_again_from_0_in_the_next_entry_of_the_number) {
-  const BoardConfig board{{{1, "RPDO", {mapping(32)}},
-                           {2, "RPDO", {mapping(8), mapping(8)}},
-                           {1, "RPDO", {mapping(8), mapping(16, "wanted")}}},
+  const BoardConfig board{{{1, "RPDO", 0, {mapping(32)}},
+                           {2, "RPDO", 0, {mapping(8), mapping(8)}},
+                           {1, "RPDO", 0, {mapping(8), mapping(16, "wanted")}}},
                           {}};
   EXPECT_EQ(place_of(board, 1, board.pdos[2].mappings[1]), (FieldPlace{1, 2}));
 }
 
 TEST(PlaceOf, copy_of_an_element_owns_no_byte) {
-  const BoardConfig board{{{1, "RPDO", {mapping(8, "a")}}}, {}};
+  const BoardConfig board{{{1, "RPDO", 0, {mapping(8, "a")}}}, {}};
   const PdoMapping copy = board.pdos[0].mappings[0];
   EXPECT_EQ(place_of(board, 1, copy), no_byte);
 }
 
 TEST(PlaceOf, element_of_another_number_or_direction_owns_no_byte) {
-  const BoardConfig board{{{2, "RPDO", {mapping(8)}}, {1, "TPDO", {mapping(8)}}}, {}};
+  const BoardConfig board{{{2, "RPDO", 0, {mapping(8)}}, {1, "TPDO", 0, {mapping(8)}}}, {}};
   EXPECT_EQ(place_of(board, 1, board.pdos[0].mappings[0]), no_byte);
   EXPECT_EQ(place_of(board, 1, board.pdos[1].mappings[0]), no_byte);
 }
@@ -114,7 +115,7 @@ void PrintTo(const LengthRow& row, std::ostream* out) { *out << row.name; }
 class MappedLength : public testing::TestWithParam<LengthRow> {};
 
 TEST_P(MappedLength, is_the_sum_of_all_bits_rounded_up_to_bytes) {
-  BoardConfig board{{{1, "RPDO", {}}}, {}};
+  BoardConfig board{{{1, "RPDO", 0, {}}}, {}};
   for (const std::uint8_t bits : GetParam().bit_lengths) {
     board.pdos[0].mappings.push_back(mapping(bits));
   }
@@ -134,27 +135,28 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& row) { return std::string(row.param.name); });
 
 TEST(MappedLengthOfSeveralEntries, longest_of_the_number_counts) {
-  const BoardConfig board{{{1, "RPDO", {mapping(8)}},
-                           {1, "RPDO", {mapping(24)}},
-                           {1, "RPDO", {mapping(16)}},
-                           {1, "TPDO", {mapping(64)}},
-                           {2, "RPDO", {mapping(48)}}},
+  const BoardConfig board{{{1, "RPDO", 0, {mapping(8)}},
+                           {1, "RPDO", 0, {mapping(24)}},
+                           {1, "RPDO", 0, {mapping(16)}},
+                           {1, "TPDO", 0, {mapping(64)}},
+                           {2, "RPDO", 0, {mapping(48)}}},
                           {}};
   EXPECT_EQ(mapped_length(board, 1), 3);
   EXPECT_EQ(mapped_length(board, 3), 0);
 }
 
 TEST(FindMappingByObjectInRpdo, goes_on_to_the_next_entry_of_the_number) {
-  const BoardConfig board{{{1, "TPDO", {mapping(8, "", 0x2000, 2)}},
-                           {2, "RPDO", {mapping(8, "", 0x2000, 2)}},
-                           {1, "RPDO", {mapping(8, "", 0x2000, 1), mapping(8, "", 0x2001, 2)}},
-                           {1, "RPDO", {mapping(8, "a", 0x2000, 2), mapping(8, "b", 0x2000, 2)}}},
-                          {}};
+  const BoardConfig board{
+      {{1, "TPDO", 0, {mapping(8, "", 0x2000, 2)}},
+       {2, "RPDO", 0, {mapping(8, "", 0x2000, 2)}},
+       {1, "RPDO", 0, {mapping(8, "", 0x2000, 1), mapping(8, "", 0x2001, 2)}},
+       {1, "RPDO", 0, {mapping(8, "a", 0x2000, 2), mapping(8, "b", 0x2000, 2)}}},
+      {}};
   EXPECT_EQ(find_mapping_by_object(board, 1, 0x2000, 2), &board.pdos[3].mappings.front());
 }
 
 TEST(FindMappingByObjectInRpdo, no_match_is_null) {
-  const BoardConfig board{{{1, "RPDO", {mapping(8, "", 0x2000, 1)}}}, {}};
+  const BoardConfig board{{{1, "RPDO", 0, {mapping(8, "", 0x2000, 1)}}}, {}};
   EXPECT_EQ(find_mapping_by_object(board, 1, 0x2000, 0), nullptr);
   EXPECT_EQ(find_mapping_by_object(board, 1, 0x2001, 1), nullptr);
   EXPECT_EQ(find_mapping_by_object(board, 2, 0x2000, 1), nullptr);

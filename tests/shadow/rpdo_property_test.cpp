@@ -347,6 +347,7 @@ BoardConfig random_board(Random& random) {
   for (std::size_t pdos = 1 + random.below(5); pdos > 0; --pdos) {
     PdoConfig pdo{static_cast<std::uint8_t>(random.pick({0, 1, 1, 1, 2, 2, 3})),
                   random.one_in(8) ? "TPDO" : "RPDO",
+                  0,
                   {}};
     for (std::size_t mappings = random.below(8); mappings > 0; --mappings) {
       const int bits = random.pick({0, 1, 7, 8, 8, 8, 8, 9, 15, 16, 16, 24, 32, 64, 255});

@@ -9,7 +9,7 @@ class FindRpdoForOd : public ControllerTest {
  protected:
   static PdoConfig pdo(std::uint8_t number, const char* direction, std::uint16_t index,
                        std::uint8_t sub_index = 0) {
-    return {number, direction, {{0x1F00, 0, 8, ""}, {index, sub_index, 8, ""}}};
+    return {number, direction, 0, {{0x1F00, 0, 8, ""}, {index, sub_index, 8, ""}}};
   }
 };
 
@@ -51,13 +51,13 @@ class RpdoShadow : public ShadowTest {
 
   /// Gives the board one RPDO of these mappings and the node none of its usual objects.
   void map(std::vector<PdoMapping> mappings) {
-    board.pdos = {{1, "RPDO", std::move(mappings)}};
+    board.pdos = {{1, "RPDO", 0, std::move(mappings)}};
     backend.objects.clear();
   }
 
   /// Adds one more entry of RPDO 1.
   void map_also(std::vector<PdoMapping> mappings) {
-    board.pdos.push_back({1, "RPDO", std::move(mappings)});
+    board.pdos.push_back({1, "RPDO", 0, std::move(mappings)});
   }
 
   /// Leaves an image of EE bytes that the next operation loads anew.
@@ -182,8 +182,8 @@ TEST_F(RpdoShadow, object_mapped_twice_is_read_twice) {
 }
 
 TEST_F(RpdoShadow, entries_of_other_numbers_or_directions_are_not_loaded) {
-  board.pdos.insert(board.pdos.begin(), {1, "TPDO", {{0x3000, 0, 64, "word"}}});
-  board.pdos.push_back({2, "RPDO", {{0x3001, 0, 64, "word"}}});
+  board.pdos.insert(board.pdos.begin(), {1, "TPDO", 0, {{0x3000, 0, 64, "word"}}});
+  board.pdos.push_back({2, "RPDO", 0, {{0x3001, 0, 64, "word"}}});
   EXPECT_EQ(next_send(), loaded_then({sent(start)}));
 }
 
@@ -408,7 +408,7 @@ TEST_F(RpdoShadow, unknown_rpdo_is_left_to_the_look_up_without_a_bus_call) {
 }
 
 TEST_F(RpdoShadow, pdo_of_another_direction_is_unknown) {
-  board.pdos.push_back({9, "TPDO", {{0x3000, 0, 8, "byte"}}});
+  board.pdos.push_back({9, "TPDO", 0, {{0x3000, 0, 8, "byte"}}});
   op.pdo_number = 9;
   op.fields = {"byte"};
   EXPECT_EQ(run({1}), failed("RPDO 9 not found"));
@@ -420,7 +420,7 @@ TEST_F(RpdoShadow, pdo_of_another_direction_is_unknown) {
 class TwoRpdos : public RpdoShadow {
  protected:
   TwoRpdos() {
-    board.pdos = {{1, "RPDO", {{0x2000, 1, 8, "a"}}}, {200, "RPDO", {{0x2000, 2, 16, "a"}}}};
+    board.pdos = {{1, "RPDO", 0, {{0x2000, 1, 8, "a"}}}, {200, "RPDO", 0, {{0x2000, 2, 16, "a"}}}};
     backend.objects = {{{0x2000, 1}, {1}}, {{0x2000, 2}, {2, 3}}};
   }
 };
@@ -557,7 +557,7 @@ TEST_F(RpdoShadow, place_in_a_later_entry_of_the_number_counts_from_its_own_byte
 }
 
 TEST_F(RpdoShadow, same_object_in_another_rpdo_is_not_written) {
-  board.pdos.push_back({2, "RPDO", {{0x2000, 2, 8, "byte"}}});
+  board.pdos.push_back({2, "RPDO", 0, {{0x2000, 2, 8, "byte"}}});
   next_send(2);
   op.field = "byte";
   run({0xA1});

@@ -35,15 +35,16 @@ class WriteOdToShadow : public ShadowTest {
 // --- where the bytes go ---
 
 TEST_F(WriteOdToShadow, mapped_object_gets_the_bytes_and_no_other_field_does) {
-  board.pdos = {{1, "RPDO", {{0x2000, 2, 8, ""}, {controlword, 0, 16, ""}, {0x2002, 0, 32, ""}}}};
+  board.pdos = {
+      {1, "RPDO", 0, {{0x2000, 2, 8, ""}, {controlword, 0, 16, ""}, {0x2002, 0, 32, ""}}}};
   EXPECT_EQ(send_after_mirror(1), Calls{"rpdo 5 1 len 7: 13 06 00 15 16 17 18 00"});
 }
 
 TEST_F(WriteOdToShadow, every_rpdo_that_maps_the_object_is_mirrored) {
-  board.pdos = {{1, "RPDO", {{controlword, 0, 16, ""}}},
-                {2, "RPDO", {{0x2000, 2, 8, ""}}},
-                {3, "RPDO", {{0x2000, 1, 16, ""}, {controlword, 0, 16, ""}}},
-                {255, "RPDO", {{0x2000, 2, 8, ""}, {controlword, 0, 16, ""}}}};
+  board.pdos = {{1, "RPDO", 0, {{controlword, 0, 16, ""}}},
+                {2, "RPDO", 0, {{0x2000, 2, 8, ""}}},
+                {3, "RPDO", 0, {{0x2000, 1, 16, ""}, {controlword, 0, 16, ""}}},
+                {255, "RPDO", 0, {{0x2000, 2, 8, ""}, {controlword, 0, 16, ""}}}};
   for (const std::uint8_t rpdo : Bytes{1, 2, 3, 255}) {
     next_send(rpdo);
   }
@@ -56,13 +57,13 @@ TEST_F(WriteOdToShadow, every_rpdo_that_maps_the_object_is_mirrored) {
 
 TEST_F(WriteOdToShadow, every_mapping_of_the_object_in_one_rpdo_is_mirrored) {
   board.pdos = {
-      {1, "RPDO", {{controlword, 0, 16, ""}, {0x2000, 2, 8, ""}, {controlword, 0, 16, ""}}}};
+      {1, "RPDO", 0, {{controlword, 0, 16, ""}, {0x2000, 2, 8, ""}, {controlword, 0, 16, ""}}}};
   EXPECT_EQ(send_after_mirror(1), Calls{"rpdo 5 1 len 5: 06 00 13 06 00 00 00 00"});
 }
 
 TEST_F(WriteOdToShadow, every_entry_of_one_number_is_mirrored) {
-  board.pdos = {{1, "RPDO", {{0x2000, 9, 8, ""}, {0x2000, 9, 16, ""}, {controlword, 0, 16, ""}}},
-                {1, "RPDO", {{0x2000, 9, 8, ""}, {controlword, 0, 16, ""}}}};
+  board.pdos = {{1, "RPDO", 0, {{0x2000, 9, 8, ""}, {0x2000, 9, 16, ""}, {controlword, 0, 16, ""}}},
+                {1, "RPDO", 0, {{0x2000, 9, 8, ""}, {controlword, 0, 16, ""}}}};
   EXPECT_EQ(send_after_mirror(1), Calls{"rpdo 5 1 len 5: 00 06 00 06 00 00 00 00"});
 }
 
@@ -71,14 +72,15 @@ TEST_F(WriteOdToShadow, other_sub_indices_of_the_object_are_left_alone) {
   backend.objects[{controlword, 255}] = {0x61, 0x62};
   board.pdos = {{1,
                  "RPDO",
+                 0,
                  {{controlword, 1, 16, ""}, {controlword, 0, 16, ""}, {controlword, 255, 16, ""}}}};
   EXPECT_EQ(send_after_mirror(1), Calls{"rpdo 5 1 len 6: 51 52 06 00 61 62 00 00"});
 }
 
 TEST_F(WriteOdToShadow, pdos_of_other_directions_are_passed_over) {
-  board.pdos = {{1, "TPDO", {{controlword, 0, 16, ""}}},
-                {1, "rpdo", {{controlword, 0, 16, ""}}},
-                {1, "RPDO", {{0x2002, 0, 32, ""}}}};
+  board.pdos = {{1, "TPDO", 0, {{controlword, 0, 16, ""}}},
+                {1, "rpdo", 0, {{controlword, 0, 16, ""}}},
+                {1, "RPDO", 0, {{0x2002, 0, 32, ""}}}};
   EXPECT_EQ(send_after_mirror(1), Calls{"rpdo 5 1 len 4: 15 16 17 18 00 00 00 00"});
 }
 
@@ -94,7 +96,7 @@ TEST_F(WriteOdToShadow, board_without_pdos_is_no_failure) {
 }
 
 TEST_F(WriteOdToShadow, rpdo_numbered_0_is_mirrored) {
-  board.pdos = {{0, "RPDO", {{0x2000, 1, 16, ""}, {controlword, 0, 16, ""}}}};
+  board.pdos = {{0, "RPDO", 0, {{0x2000, 1, 16, ""}, {controlword, 0, 16, ""}}}};
   OperationConfig pump;
   pump.kind = "pump_duty";
   pump.index = 0x2000;
@@ -118,27 +120,28 @@ TEST_F(WriteOdToShadow, surplus_bytes_reach_no_neighbour) {
 
 TEST_F(WriteOdToShadow, bytes_that_the_write_does_not_give_stay_as_they_are) {
   backend.objects[{controlword, 0}] = {0x51, 0x52, 0x53, 0x54};
-  board.pdos = {{1, "RPDO", {{controlword, 0, 32, ""}}}};
+  board.pdos = {{1, "RPDO", 0, {{controlword, 0, 32, ""}}}};
   EXPECT_EQ(send_after_mirror(1), Calls{"rpdo 5 1 len 4: 06 00 53 54 00 00 00 00"});
 }
 
 TEST_F(WriteOdToShadow, field_over_the_end_of_the_frame_is_cut) {
-  board.pdos = {{1, "RPDO", {{0x2000, 9, 56, ""}, {controlword, 0, 16, ""}}}};
+  board.pdos = {{1, "RPDO", 0, {{0x2000, 9, 56, ""}, {controlword, 0, 16, ""}}}};
   EXPECT_EQ(send_after_mirror(1), Calls{"rpdo 5 1 len 8: 00 00 00 00 00 00 00 06"});
 }
 
 TEST_F(WriteOdToShadow, field_beyond_the_frame_changes_nothing) {
-  board.pdos = {{1, "RPDO", {{0x2002, 0, 64, ""}, {controlword, 0, 16, ""}}}};
+  board.pdos = {{1, "RPDO", 0, {{0x2002, 0, 64, ""}, {controlword, 0, 16, ""}}}};
   EXPECT_EQ(send_after_mirror(1), Calls{"rpdo 5 1 len 8: 15 16 17 18 00 00 00 00"});
 }
 
 TEST_F(WriteOdToShadow, field_of_less_than_a_byte_changes_nothing) {
-  board.pdos = {{1, "RPDO", {{controlword, 0, 7, ""}, {0x2000, 2, 8, ""}}}};
+  board.pdos = {{1, "RPDO", 0, {{controlword, 0, 7, ""}, {0x2000, 2, 8, ""}}}};
   EXPECT_EQ(send_after_mirror(1), Calls{"rpdo 5 1 len 2: 13 00 00 00 00 00 00 00"});
 }
 
 TEST_F(WriteOdToShadow, length_of_the_rpdo_stays_as_it_was_loaded) {
-  board.pdos = {{1, "RPDO", {{controlword, 0, 12, ""}}}, {2, "RPDO", {{controlword, 0, 64, ""}}}};
+  board.pdos = {{1, "RPDO", 0, {{controlword, 0, 12, ""}}},
+                {2, "RPDO", 0, {{controlword, 0, 64, ""}}}};
   next_send(1);
   next_send(2);
   mirror_controlword();
@@ -190,7 +193,7 @@ TEST_F(WriteOdToShadow, makes_no_bus_call) {
 }
 
 TEST_F(WriteOdToShadow, later_write_replaces_an_earlier_one) {
-  board.pdos = {{1, "RPDO", {{mode, 0, 8, ""}}}};
+  board.pdos = {{1, "RPDO", 0, {{mode, 0, 8, ""}}}};
   next_send(1);
   mirror_mode(1);
   mirror_mode(4);

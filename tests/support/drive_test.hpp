@@ -86,6 +86,7 @@ class DriveTest : public ShadowTest {
     };
     return {rpdo,
             "RPDO",
+            0,
             {{at(0), 0, 16, "controlword"},
              {at(0x20), 0, 8, "mode"},
              {at(0x21), 0, 8, "other"},

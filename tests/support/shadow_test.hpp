@@ -48,6 +48,7 @@ class ShadowTest : public ControllerTest {
   ShadowTest() {
     board.pdos = {{1,
                    "RPDO",
+                   0,
                    {{0x2000, 1, 16, "word"},
                     {0x2000, 2, 8, "byte"},
                     {0x2001, 0, 8, "flags"},
