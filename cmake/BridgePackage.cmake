@@ -1,4 +1,4 @@
-# The installed package: find_package(velmora_can_bridge [COMPONENTS config simulator]) and
+# The installed package: find_package(velmora_can_bridge [COMPONENTS bus config simulator]) and
 # pkg-config velmora_can_bridge for the core.
 include(CMakePackageConfigHelpers)
 

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "dispatch/hex_u16.hpp"
-#include "velmora_can_bridge/simulator/sdo_abort.hpp"
+#include "velmora_can_bridge/bus/sdo_abort.hpp"
 
 namespace velmora_can_bridge {
 namespace {

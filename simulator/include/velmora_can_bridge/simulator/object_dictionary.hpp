@@ -8,7 +8,7 @@
 #include <variant>
 #include <vector>
 
-#include "velmora_can_bridge/simulator/sdo_abort.hpp"
+#include "velmora_can_bridge/bus/sdo_abort.hpp"
 
 namespace velmora_can_bridge {
 

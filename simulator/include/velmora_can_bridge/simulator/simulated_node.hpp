@@ -14,9 +14,9 @@
 #include <vector>
 
 #include "velmora_can_bridge/board_config.hpp"
+#include "velmora_can_bridge/bus/sdo_abort.hpp"
 #include "velmora_can_bridge/can_open_backend.hpp"
 #include "velmora_can_bridge/simulator/object_dictionary.hpp"
-#include "velmora_can_bridge/simulator/sdo_abort.hpp"
 
 namespace velmora_can_bridge {
 
