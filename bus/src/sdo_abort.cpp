@@ -1,5 +1,7 @@
 #include "velmora_can_bridge/bus/sdo_abort.hpp"
 
+#include "dispatch/hex_u16.hpp"
+
 namespace velmora_can_bridge {
 
 std::string_view sdo_abort_text(SdoAbort abort) {
@@ -68,6 +70,10 @@ std::string_view sdo_abort_text(SdoAbort abort) {
       return "no data are available";
   }
   return "unknown abort code";
+}
+
+std::string sdo_abort_line(std::uint32_t code) {
+  return "abort " + hex_u32(code) + ", " + std::string(sdo_abort_text(SdoAbort{code}));
 }
 
 }  // namespace velmora_can_bridge

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace velmora_can_bridge {
@@ -58,5 +59,8 @@ enum class SdoAbort : std::uint32_t {
 /// "unknown abort code" for a value that is none of the enumerators: devices have codes of their
 /// own. The text lives for ever.
 std::string_view sdo_abort_text(SdoAbort abort);
+
+/// "abort 0x06020000, no object at this index".
+std::string sdo_abort_line(std::uint32_t code);
 
 }  // namespace velmora_can_bridge

@@ -1,0 +1,51 @@
+/// What went wrong on a bus.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+namespace velmora_can_bridge {
+
+enum class BusErrorKind : std::uint8_t {
+  /// The node refused the transfer with an abort of its own: nothing was done.
+  refused,
+  /// The node did not answer in time.
+  no_answer,
+  /// The node answered something that does not belong to the transfer.
+  bad_answer,
+  /// The bus or the interface did not work: down, missing, bus-off, transmit queue full.
+  bus_fault,
+  /// The bus works, but badly: the controller is error-passive. No transfer failed by it.
+  bus_warning,
+  /// What was asked for cannot be put on a bus: a node id out of range, an RPDO without a COB-ID.
+  not_configured,
+};
+
+/// One failure with everything that is known of it.
+struct BusError {
+  BusErrorKind kind = BusErrorKind::refused;
+  /// The node of the transfer; 0 when it is the bus as a whole.
+  std::uint8_t node_id = 0;
+  /// The object of an SDO transfer, else 0.
+  std::uint16_t index = 0;
+  std::uint8_t sub_index = 0;
+  /// The SDO abort code: the node's for `refused`, the one that was sent to it for `no_answer` and
+  /// `bad_answer`, else 0.
+  std::uint32_t abort_code = 0;
+  /// A download was complete on its way when it failed: whether the node has carried it out is not
+  /// known. Never set with `refused`.
+  bool outcome_unknown = false;
+  /// The reason for people, on one line: abort code and its words, the time that was waited, or the
+  /// command that brings the interface up.
+  std::string text;
+};
+
+/// Is told of errors. Runs on the thread on which the error showed, with locks of the teller held:
+/// it is short, and calls neither a backend nor a controller.
+using BusObserver = std::function<void(const BusError& error)>;
+
+/// "node 0x10, object 0x2000/1: " or what of it applies, and the reason.
+std::string bus_error_text(const BusError& error);
+
+}  // namespace velmora_can_bridge

@@ -1,0 +1,89 @@
+/// The bus of a real robot, and of a simulated one: `CanOpenBackend` over CAN frames.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "velmora_can_bridge/board_config.hpp"
+#include "velmora_can_bridge/bus/bus_error.hpp"
+#include "velmora_can_bridge/bus/can_channel.hpp"
+#include "velmora_can_bridge/bus/cob_id.hpp"
+#include "velmora_can_bridge/bus/sdo_client.hpp"
+#include "velmora_can_bridge/can_open_backend.hpp"
+
+namespace velmora_can_bridge {
+
+/// SDO transfers and RPDO frames over a channel.
+///
+/// Safe to use from any number of threads. Transfers with different nodes run side by side, those
+/// with one node one after another. An RPDO waits for no SDO transfer. The calling thread itself
+/// waits for its answer: the backend has no thread.
+///
+/// Nothing is retried and nothing is sent twice. Every call that returns false leaves its reason
+/// in `last_error` and tells the observer.
+class CanBusBackend : public CanOpenBackend {
+ public:
+  /// `channel` outlives the backend. `observer` may be empty.
+  explicit CanBusBackend(CanChannel& channel, SdoTimes times = {}, BusObserver observer = {});
+  ~CanBusBackend() override;
+  CanBusBackend(const CanBusBackend&) = delete;
+  CanBusBackend(CanBusBackend&&) = delete;
+  CanBusBackend& operator=(const CanBusBackend&) = delete;
+  CanBusBackend& operator=(CanBusBackend&&) = delete;
+
+  /// Takes the COB-IDs that `board` gives to RPDOs of the node; of several RPDOs with one number
+  /// the first counts. Without this call a node has the predefined ones. Not while operations run
+  /// on the node. Does nothing for a node id other than 1 to 127.
+  void set_cob_ids(std::uint8_t node_id, const BoardConfig& board);
+
+  /// As the base says. Fails when the node refuses, does not answer in `frame_timeout` or answers
+  /// wrongly, when the bus fails, and for a node id other than 1 to 127.
+  bool sdo_read(std::uint8_t node_id, std::uint16_t index, std::uint8_t sub_index,
+                std::vector<std::uint8_t>& data) override;
+
+  /// As `sdo_read`. When the answer is lost the node may have taken the value all the same:
+  /// `BusError::outcome_unknown` then tells it from a refusal.
+  bool sdo_write(std::uint8_t node_id, std::uint16_t index, std::uint8_t sub_index,
+                 const std::vector<std::uint8_t>& data) override;
+
+  /// Sends the frame with the `cob_id` of the board, else with the predefined one. Fails for a
+  /// number with neither, when the bus fails, when the transmit queue stays full for
+  /// `send_patience`, and for a length above 8.
+  bool send_rpdo(std::uint8_t node_id, std::uint8_t rpdo, const std::array<std::uint8_t, 8>& data,
+                 std::uint8_t length) override;
+
+  /// What last failed with the node, on any thread; no value when nothing has. Later successes do
+  /// not clear it. For a node id other than 1 to 127 the answer is that of all such ids together.
+  std::optional<BusError> last_error(std::uint8_t node_id) const;
+
+ private:
+  struct Node;
+
+  template <typename Transfer>
+  bool transfer(std::uint8_t node_id, const Transfer& transfer);
+  std::unique_ptr<SdoClient> open_client(std::uint8_t node_id);
+  void note_state(CanStatus status);
+  bool report(const BusError& error);
+  bool report(std::uint8_t node_id, BusErrorKind kind, std::string text);
+  bool report_node_id(std::uint8_t node_id);
+
+  CanChannel* const channel_;
+  const SdoTimes times_;
+  const BusObserver observer_;
+  const std::unique_ptr<CanEndpoint> rpdo_endpoint_;
+  // By node id; none for 0.
+  std::array<std::unique_ptr<Node>, highest_node_id + 1> nodes_;
+
+  // Guards last_errors_. A leaf: nothing is called with it held.
+  mutable std::mutex errors_mutex_;
+  // By node id; 0 stands for ids out of range.
+  std::array<std::optional<BusError>, highest_node_id + 1> last_errors_;
+};
+
+}  // namespace velmora_can_bridge

@@ -1,0 +1,25 @@
+/// A CAN frame as CANopen uses it.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+namespace velmora_can_bridge {
+
+/// A classical data frame with an 11-bit identifier.
+struct CanFrame {
+  /// CAN identifier, in CANopen the COB-ID; 0 to 0x7FF.
+  std::uint16_t id = 0;
+  /// Number of data bytes, 0 to 8.
+  std::uint8_t length = 0;
+  /// The data; bytes from `length` on are 0 in a frame that was received.
+  std::array<std::uint8_t, 8> data{};
+};
+
+/// Which frames an endpoint receives: those with `(frame.id & mask) == (id & mask)`.
+struct CanFilter {
+  std::uint16_t id = 0;
+  std::uint16_t mask = 0x7FF;
+};
+
+}  // namespace velmora_can_bridge

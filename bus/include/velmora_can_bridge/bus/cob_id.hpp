@@ -1,0 +1,39 @@
+/// COB-IDs of the predefined connection set (CiA 301, 7.3.5).
+#pragma once
+
+#include <cstdint>
+
+namespace velmora_can_bridge {
+
+/// Highest CANopen node id; the lowest is 1.
+inline constexpr std::uint8_t highest_node_id = 127;
+
+inline constexpr bool is_node_id(std::uint8_t node_id) {
+  return node_id >= 1 && node_id <= highest_node_id;
+}
+
+/// NMT commands, to all nodes.
+inline constexpr std::uint16_t nmt_cob_id = 0x000;
+
+/// First COB-ID of each function; a node's own is this plus its node id.
+inline constexpr std::uint16_t emergency_cob_id = 0x080;
+inline constexpr std::uint16_t sdo_answer_cob_id = 0x580;
+inline constexpr std::uint16_t sdo_request_cob_id = 0x600;
+inline constexpr std::uint16_t heartbeat_cob_id = 0x700;
+
+/// Selects the function of a COB-ID, without the node id.
+inline constexpr std::uint16_t function_mask = 0x780;
+
+/// The predefined COB-ID of RPDO `number` of a node; 0 for a number other than 1 to 4.
+inline constexpr std::uint16_t predefined_rpdo_cob_id(std::uint8_t node_id, std::uint8_t number) {
+  return number >= 1 && number <= 4 ? static_cast<std::uint16_t>(0x100 + 0x100 * number + node_id)
+                                    : std::uint16_t{0};
+}
+
+/// The predefined COB-ID of TPDO `number` of a node; 0 for a number other than 1 to 4.
+inline constexpr std::uint16_t predefined_tpdo_cob_id(std::uint8_t node_id, std::uint8_t number) {
+  return number >= 1 && number <= 4 ? static_cast<std::uint16_t>(0x080 + 0x100 * number + node_id)
+                                    : std::uint16_t{0};
+}
+
+}  // namespace velmora_can_bridge

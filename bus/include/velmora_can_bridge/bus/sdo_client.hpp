@@ -1,0 +1,107 @@
+/// The client side of SDO transfers with one node.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "velmora_can_bridge/bus/bus_error.hpp"
+#include "velmora_can_bridge/bus/can_channel.hpp"
+#include "velmora_can_bridge/bus/can_frame.hpp"
+#include "velmora_can_bridge/bus/sdo_abort.hpp"
+
+namespace velmora_can_bridge {
+
+/// How long SDO transfers wait.
+struct SdoTimes {
+  /// For each answer of the node.
+  std::chrono::milliseconds frame_timeout{500};
+  /// For a transfer of several segments as a whole.
+  std::chrono::milliseconds transfer_timeout{5000};
+  /// After a time-out or a bad answer, counted from it: answers that come late are thrown away
+  /// until then, and the next transfer with that node begins only then.
+  std::chrono::milliseconds quarantine{500};
+  /// For room in a full transmit queue.
+  std::chrono::milliseconds send_patience{20};
+};
+
+/// Expedited and segmented SDO transfers (CiA 301, 7.2.4.3), block transfers not.
+///
+/// Transfers block until they have ended. Nothing is ever sent twice: a request that got no answer
+/// may have arrived. Not thread-safe: one transfer at a time.
+class SdoClient {
+ public:
+  /// Is told of a bus state that shows during a transfer without ending it.
+  using StatusObserver = std::function<void(CanStatus status)>;
+
+  /// A transfer that failed says why. No value: it succeeded.
+  using Failure = std::optional<BusError>;
+
+  /// Talks to the node `node_id`, 1 to 127, by its predefined COB-IDs.
+  SdoClient(CanChannel& channel, std::uint8_t node_id, SdoTimes times, StatusObserver observer);
+
+  /// Reads an object: its bytes are appended to `data`, any number, none included. After a failure
+  /// `data` may hold a part of them.
+  ///
+  /// An answer that gives no size and is expedited counts as 4 bytes.
+  Failure upload(std::uint16_t index, std::uint8_t sub_index, std::vector<std::uint8_t>& data);
+
+  /// Writes an object: 1 to 4 bytes expedited, others segmented, with their size indicated. No
+  /// bytes go as a segmented transfer of size 0 with one empty segment, as expedited ones cannot
+  /// say 0.
+  Failure download(std::uint16_t index, std::uint8_t sub_index,
+                   const std::vector<std::uint8_t>& data);
+
+ private:
+  using Time = std::chrono::steady_clock::time_point;
+
+  struct Transfer {
+    std::uint16_t index;
+    std::uint8_t sub_index;
+    Time deadline;
+    /// With the request that is sent now the node has all of a download.
+    bool completes_download = false;
+  };
+
+  Transfer begin(std::uint16_t index, std::uint8_t sub_index);
+  void drop_late_answers();
+  Failure upload_segments(const Transfer& transfer, const CanFrame& initiated,
+                          std::vector<std::uint8_t>& data);
+  Failure download_expedited(Transfer& transfer, const std::vector<std::uint8_t>& data);
+  Failure download_segments(Transfer& transfer, const std::vector<std::uint8_t>& data);
+
+  Failure initiate(const Transfer& transfer, std::uint8_t command, std::uint32_t number,
+                   std::uint8_t expected, CanFrame& answer);
+  Failure segment(const Transfer& transfer, const CanFrame& request, std::uint8_t expected,
+                  CanFrame& answer);
+  Failure exchange(const Transfer& transfer, const CanFrame& request, CanFrame& answer);
+  Failure await(const Transfer& transfer, CanFrame& answer);
+  static bool is_for(const Transfer& transfer, const CanFrame& answer);
+
+  BusError refused(const Transfer& transfer, const CanFrame& answer) const;
+  BusError unknown_command(const Transfer& transfer, const CanFrame& answer);
+  BusError wrong_object(const Transfer& transfer, const CanFrame& answer);
+  BusError bad_answer(const Transfer& transfer, SdoAbort abort, const std::string& reason);
+  BusError no_answer(const Transfer& transfer, Time end);
+  BusError lost_bus(const Transfer& transfer, CanStatus status);
+  BusError not_sent(const Transfer& transfer, CanStatus status) const;
+  BusError give_up(const Transfer& transfer, SdoAbort abort, BusErrorKind kind,
+                   const std::string& reason);
+  void start_quarantine();
+  BusError error(const Transfer& transfer, BusErrorKind kind, std::string reason) const;
+
+  const std::uint8_t node_id_;
+  const SdoTimes times_;
+  const StatusObserver observer_;
+  const std::unique_ptr<CanEndpoint> endpoint_;
+  // Answers to a transfer that was given up may still come until quarantine_end_.
+  bool in_quarantine_ = false;
+  Time quarantine_end_;
+};
+
+}  // namespace velmora_can_bridge

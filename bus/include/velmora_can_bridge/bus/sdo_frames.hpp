@@ -1,0 +1,83 @@
+/// Frames of SDO transfers (CiA 301, 7.2.4.3): commands, multiplexer and bits of their first bytes.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "velmora_can_bridge/bus/can_frame.hpp"
+
+namespace velmora_can_bridge {
+
+inline constexpr std::uint8_t sdo_frame_length = 8;
+
+/// The command specifier, in the upper three bits of the first byte.
+inline constexpr std::uint8_t sdo_command_mask = 0xE0;
+inline constexpr std::uint8_t sdo_download_segment_request = 0x00;
+inline constexpr std::uint8_t sdo_download_request = 0x20;
+inline constexpr std::uint8_t sdo_upload_request = 0x40;
+inline constexpr std::uint8_t sdo_upload_segment_request = 0x60;
+inline constexpr std::uint8_t sdo_upload_segment_answer = 0x00;
+inline constexpr std::uint8_t sdo_download_segment_answer = 0x20;
+inline constexpr std::uint8_t sdo_upload_answer = 0x40;
+inline constexpr std::uint8_t sdo_download_answer = 0x60;
+inline constexpr std::uint8_t sdo_abort_command = 0x80;
+
+/// Of segments: alternates from one to the next, beginning with 0.
+inline constexpr std::uint8_t sdo_toggle_bit = 0x10;
+/// Of segments: no more follow.
+inline constexpr std::uint8_t sdo_last_segment_bit = 0x01;
+/// Of the first request or answer: the data are in the frame itself.
+inline constexpr std::uint8_t sdo_expedited_bit = 0x02;
+/// Of the first request or answer: the size is told.
+inline constexpr std::uint8_t sdo_size_bit = 0x01;
+
+inline constexpr std::size_t sdo_expedited_bytes = 4;
+inline constexpr std::size_t sdo_segment_bytes = 7;
+
+inline std::uint8_t sdo_command(const CanFrame& frame) {
+  return static_cast<std::uint8_t>(frame.data[0] & sdo_command_mask);
+}
+
+/// A frame with a first byte and a multiplexer; the other bytes are 0.
+inline CanFrame sdo_frame(std::uint16_t cob_id, std::uint8_t first_byte, std::uint16_t index,
+                          std::uint8_t sub_index) {
+  return {cob_id,
+          sdo_frame_length,
+          {first_byte, static_cast<std::uint8_t>(index & 0xFFU),
+           static_cast<std::uint8_t>(index >> 8U), sub_index}};
+}
+
+inline std::uint16_t sdo_index(const CanFrame& frame) {
+  return static_cast<std::uint16_t>(frame.data[1] | (frame.data[2] << 8U));
+}
+
+inline std::uint8_t sdo_sub_index(const CanFrame& frame) { return frame.data[3]; }
+
+/// The number in the last four bytes: a size or an abort code.
+inline std::uint32_t sdo_number(const CanFrame& frame) {
+  std::uint32_t number = 0;
+  for (std::size_t position = sdo_frame_length; position > 4; --position) {
+    number = (number << 8U) | frame.data[position - 1];
+  }
+  return number;
+}
+
+inline void set_sdo_number(CanFrame& frame, std::uint32_t number) {
+  for (std::size_t position = 4; position < sdo_frame_length; ++position) {
+    frame.data[position] = static_cast<std::uint8_t>(number & 0xFFU);
+    number >>= 8U;
+  }
+}
+
+/// Bytes of an expedited answer or request; those that tell no size have all four.
+inline std::size_t sdo_expedited_size(const CanFrame& frame) {
+  const bool has_size = (frame.data[0] & sdo_size_bit) != 0;
+  return has_size ? sdo_expedited_bytes - ((frame.data[0] >> 2U) & 0x03U) : sdo_expedited_bytes;
+}
+
+/// Data bytes of a segment.
+inline std::size_t sdo_segment_size(const CanFrame& frame) {
+  return sdo_segment_bytes - ((frame.data[0] >> 1U) & 0x07U);
+}
+
+}  // namespace velmora_can_bridge

@@ -1,0 +1,18 @@
+// What makes a frame one that a bus carries.
+#pragma once
+
+#include "velmora_can_bridge/bus/can_frame.hpp"
+
+namespace velmora_can_bridge {
+
+inline constexpr std::uint16_t highest_can_id = 0x7FF;
+
+inline bool is_can_frame(const CanFrame& frame) {
+  return frame.id <= highest_can_id && frame.length <= frame.data.size();
+}
+
+inline bool passes(const CanFilter& filter, const CanFrame& frame) {
+  return (frame.id & filter.mask) == (filter.id & filter.mask);
+}
+
+}  // namespace velmora_can_bridge

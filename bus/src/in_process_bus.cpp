@@ -1,0 +1,259 @@
+#include "velmora_can_bridge/bus/in_process_bus.hpp"
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+
+#include "can_frame_checks.hpp"
+#include "status_text.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+using std::chrono::nanoseconds;
+
+// Longer waits count as this one, so that no sum overflows.
+constexpr std::chrono::hours longest_wait{24 * 365};
+
+bool refuses_sends(CanStatus state) {
+  return state == CanStatus::queue_full || state == CanStatus::interface_down ||
+         state == CanStatus::interface_missing || state == CanStatus::failed;
+}
+
+}  // namespace
+
+class InProcessBus::Endpoint : public CanEndpoint {
+ public:
+  Endpoint(InProcessBus& bus, std::vector<CanFilter> filters, FrameHandler handler)
+      : bus_(&bus), filters_(std::move(filters)), handler_(std::move(handler)) {}
+  ~Endpoint() override { bus_->close(this); }
+  Endpoint(const Endpoint&) = delete;
+  Endpoint(Endpoint&&) = delete;
+  Endpoint& operator=(const Endpoint&) = delete;
+  Endpoint& operator=(Endpoint&&) = delete;
+
+  CanStatus send(const CanFrame& frame, nanoseconds patience) override;
+  CanStatus receive(CanFrame& frame, nanoseconds timeout) override;
+  Time now() const override;
+  std::string explain(CanStatus status) const override;
+
+  // The following run with the bus locked.
+
+  bool wants(const CanFrame& frame) const {
+    return std::any_of(filters_.begin(), filters_.end(),
+                       [&](const CanFilter& filter) { return passes(filter, frame); });
+  }
+  void take(const CanFrame& frame);
+  void notify(CanStatus status);
+
+ private:
+  bool has_frame() const { return next_ < queue_.size(); }
+  bool has_news() const { return has_frame() || notice_ != CanStatus::ok; }
+  CanFrame pop();
+
+  InProcessBus* const bus_;
+  const std::vector<CanFilter> filters_;
+  const FrameHandler handler_;
+  // Frames from next_ on wait to be received. Emptied when the last one was taken, so that a steady
+  // exchange allocates nothing.
+  std::vector<CanFrame> queue_;
+  std::size_t next_ = 0;
+  // Told by the next receive that finds no frame.
+  CanStatus notice_ = CanStatus::ok;
+  std::condition_variable news_;
+};
+
+CanStatus InProcessBus::Endpoint::send(const CanFrame& frame, nanoseconds patience) {
+  if (!is_can_frame(frame)) {
+    return CanStatus::failed;
+  }
+  std::unique_lock<std::mutex> lock(bus_->mutex_);
+  if (bus_->state_ == CanStatus::queue_full) {
+    const Time end = bus_->current_time() + std::min<nanoseconds>(patience, longest_wait);
+    while (bus_->state_ == CanStatus::queue_full &&
+           bus_->pass_time(end, bus_->state_changed_, lock)) {
+    }
+  }
+  if (refuses_sends(bus_->state_)) {
+    return bus_->state_;
+  }
+  bus_->transmit({frame, this});
+  return CanStatus::ok;
+}
+
+CanStatus InProcessBus::Endpoint::receive(CanFrame& frame, nanoseconds timeout) {
+  std::unique_lock<std::mutex> lock(bus_->mutex_);
+  if (!has_news() && timeout > nanoseconds(0)) {
+    const Time end = bus_->current_time() + std::min<nanoseconds>(timeout, longest_wait);
+    while (!has_news() && bus_->pass_time(end, news_, lock)) {
+    }
+  }
+  if (has_frame()) {
+    frame = pop();
+    return CanStatus::ok;
+  }
+  const CanStatus notice = std::exchange(notice_, CanStatus::ok);
+  return notice == CanStatus::ok ? CanStatus::timed_out : notice;
+}
+
+InProcessBus::Time InProcessBus::Endpoint::now() const {
+  const std::lock_guard<std::mutex> lock(bus_->mutex_);
+  return bus_->current_time();
+}
+
+std::string InProcessBus::Endpoint::explain(CanStatus status) const {
+  return status == CanStatus::failed ? bus_->name_ + " refuses the frame"
+                                     : status_text(status, bus_->name_, 0);
+}
+
+void InProcessBus::Endpoint::take(const CanFrame& frame) {
+  if (handler_) {
+    bus_->answers_.clear();
+    handler_(frame, bus_->answers_);
+    for (const CanFrame& answer : bus_->answers_) {
+      bus_->in_flight_.push_back({answer, this});
+    }
+    return;
+  }
+  if (queue_.size() - next_ == queue_limit) {
+    ++bus_->lost_frames_;
+    return;
+  }
+  queue_.push_back(frame);
+  news_.notify_one();
+}
+
+void InProcessBus::Endpoint::notify(CanStatus status) {
+  notice_ = status;
+  news_.notify_one();
+}
+
+CanFrame InProcessBus::Endpoint::pop() {
+  const CanFrame frame = queue_[next_];
+  ++next_;
+  if (next_ == queue_.size()) {
+    queue_.clear();
+    next_ = 0;
+  }
+  return frame;
+}
+
+InProcessBus::InProcessBus(BusTime time, std::string name) : time_(time), name_(std::move(name)) {}
+
+InProcessBus::~InProcessBus() = default;
+
+std::unique_ptr<CanEndpoint> InProcessBus::open(const std::vector<CanFilter>& filters) {
+  return open(filters, FrameHandler());
+}
+
+std::unique_ptr<CanEndpoint> InProcessBus::open(const std::vector<CanFilter>& filters,
+                                                FrameHandler handler) {
+  auto endpoint = std::make_unique<Endpoint>(*this, filters, std::move(handler));
+  const std::lock_guard<std::mutex> lock(mutex_);
+  endpoints_.push_back(endpoint.get());
+  return endpoint;
+}
+
+void InProcessBus::set_fault_rule(FaultRule rule) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  rule_ = std::move(rule);
+}
+
+void InProcessBus::set_state(CanStatus state) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  state_ = state;
+  state_changed_.notify_all();
+  if (state == CanStatus::ok || state == CanStatus::queue_full) {
+    return;
+  }
+  for (Endpoint* const endpoint : endpoints_) {
+    endpoint->notify(state);
+  }
+}
+
+std::uint64_t InProcessBus::lost_frames() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return lost_frames_;
+}
+
+InProcessBus::Time InProcessBus::current_time() const {
+  return time_ == BusTime::simulated ? simulated_now_ : std::chrono::steady_clock::now();
+}
+
+/// Waits for news, for the next delayed frame or for `end`, whichever is first, and delivers what
+/// is due by then. False when `end` has come.
+bool InProcessBus::pass_time(Time end, std::condition_variable& news,
+                             std::unique_lock<std::mutex>& lock) {
+  const Time next = delayed_.empty() ? end : std::min(end, delayed_.begin()->first);
+  if (time_ == BusTime::simulated) {
+    simulated_now_ = std::max(simulated_now_, next);
+  } else {
+    news.wait_until(lock, next);
+  }
+  deliver_due();
+  return current_time() < end;
+}
+
+void InProcessBus::transmit(const Sent& sent) {
+  deliver_due();
+  if (state_ == CanStatus::bus_off) {
+    return;
+  }
+  in_flight_.push_back(sent);
+  route_in_flight();
+}
+
+void InProcessBus::route_in_flight() {
+  // Grows while it is walked, by the answers of handlers.
+  for (std::size_t position = 0; position < in_flight_.size(); ++position) {
+    const Sent sent = in_flight_[position];
+    route(sent);
+  }
+  in_flight_.clear();
+}
+
+void InProcessBus::route(const Sent& sent) {
+  if (!rule_) {
+    deliver(sent);
+    return;
+  }
+  for (const CanDelivery& delivery : rule_(sent.frame)) {
+    if (delivery.delay > nanoseconds(0)) {
+      delayed_.emplace(current_time() + std::min<nanoseconds>(delivery.delay, longest_wait),
+                       Sent{delivery.frame, sent.from});
+    } else {
+      deliver({delivery.frame, sent.from});
+    }
+  }
+}
+
+void InProcessBus::deliver(const Sent& sent) {
+  if (!is_can_frame(sent.frame)) {
+    return;
+  }
+  for (Endpoint* const endpoint : endpoints_) {
+    if (endpoint != sent.from && endpoint->wants(sent.frame)) {
+      endpoint->take(sent.frame);
+    }
+  }
+}
+
+void InProcessBus::deliver_due() {
+  while (!delayed_.empty() && delayed_.begin()->first <= current_time()) {
+    const Sent sent = delayed_.begin()->second;
+    delayed_.erase(delayed_.begin());
+    deliver(sent);
+    route_in_flight();
+  }
+}
+
+void InProcessBus::close(const Endpoint* endpoint) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  endpoints_.erase(std::remove(endpoints_.begin(), endpoints_.end(), endpoint), endpoints_.end());
+  for (auto& [time, sent] : delayed_) {
+    // Another endpoint may get the same address.
+    sent.from = sent.from == endpoint ? nullptr : sent.from;
+  }
+}
+
+}  // namespace velmora_can_bridge

@@ -1,0 +1,310 @@
+#include "velmora_can_bridge/bus/sdo_client.hpp"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+#include "dispatch/hex_u16.hpp"
+#include "velmora_can_bridge/bus/cob_id.hpp"
+#include "velmora_can_bridge/bus/sdo_frames.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+using std::chrono::nanoseconds;
+
+// More than a socket keeps for its reader.
+constexpr int stale_frame_limit = 4096;
+
+std::uint16_t own_cob_id(std::uint16_t function, std::uint8_t node_id) {
+  return static_cast<std::uint16_t>(function + node_id);
+}
+
+void append(std::vector<std::uint8_t>& data, const CanFrame& frame, std::size_t begin,
+            std::size_t count) {
+  const auto* const first = frame.data.data() + begin;
+  data.insert(data.end(), first, first + count);
+}
+
+CanFrame upload_segment(std::uint8_t node_id, bool toggle) {
+  const auto first_byte =
+      static_cast<std::uint8_t>(sdo_upload_segment_request | (toggle ? sdo_toggle_bit : 0U));
+  return {own_cob_id(sdo_request_cob_id, node_id), sdo_frame_length, {first_byte}};
+}
+
+/// The segment of `data` that begins at `begin`.
+CanFrame download_segment(std::uint8_t node_id, bool toggle, const std::vector<std::uint8_t>& data,
+                          std::size_t begin) {
+  const std::size_t count = std::min(sdo_segment_bytes, data.size() - begin);
+  const bool last = begin + count == data.size();
+  const auto unused = static_cast<unsigned>(sdo_segment_bytes - count);
+  CanFrame frame{own_cob_id(sdo_request_cob_id, node_id), sdo_frame_length, {}};
+  frame.data[0] =
+      static_cast<std::uint8_t>(sdo_download_segment_request | (toggle ? sdo_toggle_bit : 0U) |
+                                (unused << 1U) | (last ? sdo_last_segment_bit : 0U));
+  std::copy_n(data.begin() + static_cast<std::ptrdiff_t>(begin), count, frame.data.begin() + 1);
+  return frame;
+}
+
+std::string byte_count(std::size_t count) {
+  return std::to_string(count) + (count == 1 ? " byte" : " bytes");
+}
+
+}  // namespace
+
+SdoClient::SdoClient(CanChannel& channel, std::uint8_t node_id, SdoTimes times,
+                     StatusObserver observer)
+    : node_id_(node_id),
+      times_(times),
+      observer_(std::move(observer)),
+      endpoint_(channel.open({{own_cob_id(sdo_answer_cob_id, node_id)}})) {}
+
+SdoClient::Failure SdoClient::upload(std::uint16_t index, std::uint8_t sub_index,
+                                     std::vector<std::uint8_t>& data) {
+  const Transfer transfer = begin(index, sub_index);
+  CanFrame answer;
+  if (Failure failure = initiate(transfer, sdo_upload_request, 0, sdo_upload_answer, answer)) {
+    return failure;
+  }
+  if ((answer.data[0] & sdo_expedited_bit) == 0) {
+    return upload_segments(transfer, answer, data);
+  }
+  append(data, answer, sdo_frame_length - sdo_expedited_bytes, sdo_expedited_size(answer));
+  return {};
+}
+
+SdoClient::Failure SdoClient::upload_segments(const Transfer& transfer, const CanFrame& initiated,
+                                              std::vector<std::uint8_t>& data) {
+  const std::size_t before = data.size();
+  const bool has_size = (initiated.data[0] & sdo_size_bit) != 0;
+  CanFrame answer;
+  for (bool toggle = false, last = false; !last; toggle = !toggle) {
+    const CanFrame request = upload_segment(node_id_, toggle);
+    if (Failure failure = segment(transfer, request, sdo_upload_segment_answer, answer)) {
+      return failure;
+    }
+    append(data, answer, 1, sdo_segment_size(answer));
+    last = (answer.data[0] & sdo_last_segment_bit) != 0;
+    const std::size_t size = data.size() - before;
+    if (has_size && (last ? size != sdo_number(initiated) : size > sdo_number(initiated))) {
+      return bad_answer(transfer, SdoAbort::wrong_length,
+                        "sent " + byte_count(size) + " where it had announced " +
+                            byte_count(sdo_number(initiated)));
+    }
+  }
+  return {};
+}
+
+SdoClient::Failure SdoClient::download(std::uint16_t index, std::uint8_t sub_index,
+                                       const std::vector<std::uint8_t>& data) {
+  Transfer transfer = begin(index, sub_index);
+  const bool expedited = !data.empty() && data.size() <= sdo_expedited_bytes;
+  return expedited ? download_expedited(transfer, data) : download_segments(transfer, data);
+}
+
+SdoClient::Failure SdoClient::download_expedited(Transfer& transfer,
+                                                 const std::vector<std::uint8_t>& data) {
+  const auto unused = static_cast<unsigned>(sdo_expedited_bytes - data.size());
+  const auto command = static_cast<std::uint8_t>(sdo_download_request | (unused << 2U) |
+                                                 sdo_expedited_bit | sdo_size_bit);
+  std::uint32_t value = 0;
+  for (std::size_t position = data.size(); position > 0; --position) {
+    value = (value << 8U) | data[position - 1];
+  }
+  CanFrame answer;
+  transfer.completes_download = true;
+  return initiate(transfer, command, value, sdo_download_answer, answer);
+}
+
+SdoClient::Failure SdoClient::download_segments(Transfer& transfer,
+                                                const std::vector<std::uint8_t>& data) {
+  CanFrame answer;
+  if (Failure failure =
+          initiate(transfer, sdo_download_request | sdo_size_bit,
+                   static_cast<std::uint32_t>(data.size()), sdo_download_answer, answer)) {
+    return failure;
+  }
+  std::size_t begin = 0;
+  bool toggle = false;
+  do {  // an empty download, too, has one segment
+    const CanFrame request = download_segment(node_id_, toggle, data, begin);
+    begin += sdo_segment_size(request);
+    transfer.completes_download = begin == data.size();
+    if (Failure failure = segment(transfer, request, sdo_download_segment_answer, answer)) {
+      return failure;
+    }
+    toggle = !toggle;
+  } while (begin < data.size());
+  return {};
+}
+
+SdoClient::Transfer SdoClient::begin(std::uint16_t index, std::uint8_t sub_index) {
+  drop_late_answers();
+  return {index, sub_index, endpoint_->now() + times_.transfer_timeout};
+}
+
+/// Nothing that came before the request can be its answer: late answers to a transfer that was
+/// given up, and frames that came twice.
+void SdoClient::drop_late_answers() {
+  CanFrame late;
+  for (int dropped = 0; dropped < stale_frame_limit; ++dropped) {
+    const nanoseconds left = in_quarantine_ ? quarantine_end_ - endpoint_->now() : nanoseconds(0);
+    const CanStatus status = endpoint_->receive(late, std::max(left, nanoseconds(0)));
+    if (status == CanStatus::timed_out) {
+      break;
+    }
+    if (status != CanStatus::ok) {
+      observer_(status);
+    }
+  }
+  in_quarantine_ = false;
+}
+
+/// The first request of a transfer, with four bytes of value or size, and its answer.
+SdoClient::Failure SdoClient::initiate(const Transfer& transfer, std::uint8_t command,
+                                       std::uint32_t number, std::uint8_t expected,
+                                       CanFrame& answer) {
+  CanFrame request = sdo_frame(own_cob_id(sdo_request_cob_id, node_id_), command, transfer.index,
+                               transfer.sub_index);
+  set_sdo_number(request, number);
+  if (Failure failure = exchange(transfer, request, answer)) {
+    return failure;
+  }
+  if (sdo_command(answer) != expected) {
+    return unknown_command(transfer, answer);
+  }
+  return is_for(transfer, answer) ? Failure() : wrong_object(transfer, answer);
+}
+
+/// A further request of a transfer and its answer.
+SdoClient::Failure SdoClient::segment(const Transfer& transfer, const CanFrame& request,
+                                      std::uint8_t expected, CanFrame& answer) {
+  if (Failure failure = exchange(transfer, request, answer)) {
+    return failure;
+  }
+  if (sdo_command(answer) != expected) {
+    return unknown_command(transfer, answer);
+  }
+  if (((answer.data[0] ^ request.data[0]) & sdo_toggle_bit) != 0) {
+    return bad_answer(transfer, SdoAbort::toggle_not_alternated, "answered a segment out of turn");
+  }
+  return {};
+}
+
+/// Sends a request and waits for its answer, which is no abort and has the length of an answer.
+SdoClient::Failure SdoClient::exchange(const Transfer& transfer, const CanFrame& request,
+                                       CanFrame& answer) {
+  const CanStatus sent = endpoint_->send(request, times_.send_patience);
+  if (sent != CanStatus::ok) {
+    return not_sent(transfer, sent);
+  }
+  if (Failure failure = await(transfer, answer)) {
+    return failure;
+  }
+  if (answer.length != sdo_frame_length) {
+    return bad_answer(transfer, SdoAbort::unknown_command,
+                      "answered with " + byte_count(answer.length) + " instead of 8");
+  }
+  if (sdo_command(answer) != sdo_abort_command) {
+    return {};
+  }
+  return is_for(transfer, answer) ? refused(transfer, answer) : wrong_object(transfer, answer);
+}
+
+SdoClient::Failure SdoClient::await(const Transfer& transfer, CanFrame& answer) {
+  const auto now = endpoint_->now();
+  const auto end = std::min(now + times_.frame_timeout, transfer.deadline);
+  CanStatus status = endpoint_->receive(answer, std::max<nanoseconds>(end - now, nanoseconds(0)));
+  while (status == CanStatus::error_passive) {
+    observer_(status);
+    status =
+        endpoint_->receive(answer, std::max<nanoseconds>(end - endpoint_->now(), nanoseconds(0)));
+  }
+  if (status == CanStatus::ok) {
+    return {};
+  }
+  return status == CanStatus::timed_out ? no_answer(transfer, end) : lost_bus(transfer, status);
+}
+
+bool SdoClient::is_for(const Transfer& transfer, const CanFrame& answer) {
+  return sdo_index(answer) == transfer.index && sdo_sub_index(answer) == transfer.sub_index;
+}
+
+BusError SdoClient::refused(const Transfer& transfer, const CanFrame& answer) const {
+  const std::uint32_t code = sdo_number(answer);
+  BusError error = this->error(transfer, BusErrorKind::refused, sdo_abort_line(code));
+  error.abort_code = code;
+  error.outcome_unknown = false;
+  return error;
+}
+
+BusError SdoClient::unknown_command(const Transfer& transfer, const CanFrame& answer) {
+  return bad_answer(transfer, SdoAbort::unknown_command,
+                    "answered with the command " + hex_u8(answer.data[0]));
+}
+
+BusError SdoClient::wrong_object(const Transfer& transfer, const CanFrame& answer) {
+  const std::string what =
+      sdo_command(answer) == sdo_abort_command ? sdo_abort_line(sdo_number(answer)) : "answered";
+  return bad_answer(transfer, SdoAbort::general_error,
+                    what + ", for object " + object_text(sdo_index(answer), sdo_sub_index(answer)));
+}
+
+BusError SdoClient::bad_answer(const Transfer& transfer, SdoAbort abort,
+                               const std::string& reason) {
+  return give_up(transfer, abort, BusErrorKind::bad_answer, reason);
+}
+
+BusError SdoClient::no_answer(const Transfer& transfer, Time end) {
+  const bool whole = end == transfer.deadline;
+  const auto waited = whole ? times_.transfer_timeout : times_.frame_timeout;
+  return give_up(
+      transfer, SdoAbort::timed_out, BusErrorKind::no_answer,
+      (whole ? "not done within " : "no answer within ") + std::to_string(waited.count()) + " ms");
+}
+
+BusError SdoClient::lost_bus(const Transfer& transfer, CanStatus status) {
+  start_quarantine();
+  return error(transfer, BusErrorKind::bus_fault, endpoint_->explain(status));
+}
+
+BusError SdoClient::not_sent(const Transfer& transfer, CanStatus status) const {
+  Transfer unsent = transfer;
+  unsent.completes_download = false;
+  return error(unsent, BusErrorKind::bus_fault, endpoint_->explain(status));
+}
+
+/// Tells the node that the transfer is over, and distrusts what comes from it for a while.
+BusError SdoClient::give_up(const Transfer& transfer, SdoAbort abort, BusErrorKind kind,
+                            const std::string& reason) {
+  BusError error = this->error(transfer, kind, reason);
+  error.abort_code = static_cast<std::uint32_t>(abort);
+  CanFrame frame = sdo_frame(own_cob_id(sdo_request_cob_id, node_id_), sdo_abort_command,
+                             transfer.index, transfer.sub_index);
+  set_sdo_number(frame, error.abort_code);
+  // The transfer has failed anyway; a node that misses the abort drops it with the next request.
+  static_cast<void>(endpoint_->send(frame, nanoseconds(0)));
+  start_quarantine();
+  return error;
+}
+
+void SdoClient::start_quarantine() {
+  in_quarantine_ = true;
+  quarantine_end_ = endpoint_->now() + times_.quarantine;
+}
+
+BusError SdoClient::error(const Transfer& transfer, BusErrorKind kind, std::string reason) const {
+  BusError error;
+  error.kind = kind;
+  error.node_id = node_id_;
+  error.index = transfer.index;
+  error.sub_index = transfer.sub_index;
+  error.outcome_unknown = transfer.completes_download;
+  error.text = std::move(reason);
+  if (error.outcome_unknown) {
+    error.text += "; whether the node has taken the value is unknown";
+  }
+  return error;
+}
+
+}  // namespace velmora_can_bridge

@@ -1,0 +1,292 @@
+#include "velmora_can_bridge/bus/socket_can_channel.hpp"
+
+#include <linux/can.h>
+#include <linux/can/error.h>
+#include <linux/can/raw.h>
+#include <net/if.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstddef>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <utility>
+
+#include "can_frame_checks.hpp"
+#include "status_text.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+using std::chrono::microseconds;
+using std::chrono::nanoseconds;
+using std::chrono::steady_clock;
+
+// How often a full transmit queue is tried: about one frame's time on a slow bus.
+constexpr microseconds retry_interval{200};
+// How often a receiver looks whether its interface is back.
+constexpr std::chrono::milliseconds rebind_interval{100};
+// The kernel's time-outs are no finer; 0 would mean for ever.
+constexpr microseconds shortest_timeout{1};
+// Longer waits count as this one, so that no sum overflows.
+constexpr std::chrono::hours longest_wait{24 * 365};
+
+can_frame to_kernel(const CanFrame& frame) {
+  can_frame raw{};
+  raw.can_id = frame.id;
+  raw.can_dlc = frame.length;
+  std::copy(frame.data.begin(), frame.data.end(), std::begin(raw.data));
+  return raw;
+}
+
+CanFrame from_kernel(const can_frame& raw) {
+  CanFrame frame;
+  frame.id = static_cast<std::uint16_t>(raw.can_id & CAN_SFF_MASK);
+  frame.length = std::min<std::uint8_t>(raw.can_dlc, CAN_MAX_DLEN);
+  std::copy_n(std::begin(raw.data), frame.length, frame.data.begin());
+  return frame;
+}
+
+/// What an error frame says that matters here.
+std::optional<CanStatus> error_status(const can_frame& raw) {
+  constexpr unsigned passive = CAN_ERR_CRTL_RX_PASSIVE | CAN_ERR_CRTL_TX_PASSIVE;
+  if ((raw.can_id & CAN_ERR_BUSOFF) != 0) {
+    return CanStatus::bus_off;
+  }
+  if ((raw.can_id & CAN_ERR_CRTL) != 0 && (raw.data[1] & passive) != 0) {
+    return CanStatus::error_passive;
+  }
+  return {};
+}
+
+timeval to_timeval(nanoseconds time) {
+  const auto whole = std::max(std::chrono::duration_cast<microseconds>(time), shortest_timeout);
+  constexpr microseconds::rep per_second = 1000000;
+  return {whole.count() / per_second, whole.count() % per_second};
+}
+
+/// Data frames with 11-bit identifiers only.
+std::vector<can_filter> to_kernel(const std::vector<CanFilter>& filters) {
+  std::vector<can_filter> raw;
+  raw.reserve(filters.size());
+  for (const CanFilter& filter : filters) {
+    raw.push_back({filter.id, (filter.mask & CAN_SFF_MASK) | CAN_EFF_FLAG | CAN_RTR_FLAG});
+  }
+  return raw;
+}
+
+bool would_block(int error) { return error == EAGAIN || error == EWOULDBLOCK || error == ENOBUFS; }
+
+/// One raw socket, which keeps its number for life: when the interface goes away, it is bound
+/// again to the one that comes back.
+class SocketCanEndpoint : public CanEndpoint {
+ public:
+  SocketCanEndpoint(std::string interface, const std::vector<CanFilter>& filters)
+      : interface_(std::move(interface)),
+        filters_(to_kernel(filters)),
+        socket_(::socket(PF_CAN, SOCK_RAW | SOCK_CLOEXEC, CAN_RAW)) {
+    if (socket_ < 0) {
+      system_error_ = errno;
+    }
+    bind_if_needed();
+  }
+
+  ~SocketCanEndpoint() override {
+    if (socket_ >= 0) {
+      ::close(socket_);
+    }
+  }
+  SocketCanEndpoint(const SocketCanEndpoint&) = delete;
+  SocketCanEndpoint(SocketCanEndpoint&&) = delete;
+  SocketCanEndpoint& operator=(const SocketCanEndpoint&) = delete;
+  SocketCanEndpoint& operator=(SocketCanEndpoint&&) = delete;
+
+  CanStatus send(const CanFrame& frame, nanoseconds patience) override;
+  CanStatus receive(CanFrame& frame, nanoseconds timeout) override;
+  steady_clock::time_point now() const override { return steady_clock::now(); }
+
+  std::string explain(CanStatus status) const override {
+    return status_text(status, interface_, system_error_);
+  }
+
+ private:
+  CanStatus bind_if_needed();
+  CanStatus bind_socket();
+  CanStatus try_send(const can_frame& raw);
+  std::optional<CanStatus> receive_one(CanFrame& frame, nanoseconds timeout);
+  std::optional<CanStatus> wait_for_interface(CanStatus status, nanoseconds timeout);
+  CanStatus status_of(int error);
+  CanStatus failed(int error);
+  void set_timeout(nanoseconds timeout);
+
+  const std::string interface_;
+  const std::vector<can_filter> filters_;
+  const int socket_;
+  std::atomic<int> system_error_{0};
+  std::atomic<bool> is_bound_{false};
+  // Held while the socket is bound, so that two threads do not do it at once.
+  std::mutex bind_mutex_;
+  // The rest belongs to the receiving thread.
+  nanoseconds kernel_timeout_{0};
+  // That there is no interface was told.
+  bool told_unbound_ = false;
+};
+
+CanStatus SocketCanEndpoint::send(const CanFrame& frame, nanoseconds patience) {
+  if (!is_can_frame(frame)) {
+    system_error_ = EINVAL;
+    return CanStatus::failed;
+  }
+  const can_frame raw = to_kernel(frame);
+  CanStatus status = try_send(raw);
+  if (status == CanStatus::interface_down || status == CanStatus::interface_missing) {
+    // A socket keeps the news that its interface went down until it has told them, although the
+    // interface may be back; nothing was sent.
+    status = try_send(raw);
+  }
+  const auto end = steady_clock::now() + std::min<nanoseconds>(patience, longest_wait);
+  while (status == CanStatus::queue_full && steady_clock::now() < end) {
+    std::this_thread::sleep_for(retry_interval);
+    status = try_send(raw);
+  }
+  return status;
+}
+
+CanStatus SocketCanEndpoint::try_send(const can_frame& raw) {
+  const CanStatus bound = bind_if_needed();
+  if (bound != CanStatus::ok) {
+    return bound;
+  }
+  const ssize_t sent = ::send(socket_, &raw, sizeof raw, MSG_DONTWAIT);
+  if (sent == static_cast<ssize_t>(sizeof raw)) {
+    return CanStatus::ok;
+  }
+  return would_block(errno) ? CanStatus::queue_full : status_of(errno);
+}
+
+CanStatus SocketCanEndpoint::receive(CanFrame& frame, nanoseconds timeout) {
+  const auto end = steady_clock::now() + std::min<nanoseconds>(timeout, longest_wait);
+  nanoseconds left = timeout;
+  for (;;) {
+    if (const std::optional<CanStatus> status = receive_one(frame, left)) {
+      return *status;
+    }
+    left = std::max<nanoseconds>(end - steady_clock::now(), nanoseconds(0));
+  }
+}
+
+/// No value for something that does not matter here: the caller goes on waiting.
+std::optional<CanStatus> SocketCanEndpoint::receive_one(CanFrame& frame, nanoseconds timeout) {
+  const CanStatus bound = bind_if_needed();
+  if (bound != CanStatus::ok) {
+    return wait_for_interface(bound, timeout);
+  }
+  told_unbound_ = false;
+  const bool waits = timeout > nanoseconds(0);
+  if (waits) {
+    set_timeout(timeout);
+  }
+  can_frame raw{};
+  const ssize_t received = ::recv(socket_, &raw, sizeof raw, waits ? 0 : MSG_DONTWAIT);
+  if (received < 0) {
+    const int error = errno;
+    if (error == EINTR) {
+      return {};
+    }
+    return would_block(error) ? CanStatus::timed_out : status_of(error);
+  }
+  if ((raw.can_id & CAN_ERR_FLAG) != 0) {
+    return error_status(raw);
+  }
+  frame = from_kernel(raw);
+  return CanStatus::ok;
+}
+
+/// Tells once that there is no interface, then looks now and again whether it is back.
+std::optional<CanStatus> SocketCanEndpoint::wait_for_interface(CanStatus status,
+                                                               nanoseconds timeout) {
+  if (!std::exchange(told_unbound_, true)) {
+    return status;
+  }
+  if (timeout <= nanoseconds(0)) {
+    return CanStatus::timed_out;
+  }
+  std::this_thread::sleep_for(std::min<nanoseconds>(timeout, rebind_interval));
+  return {};
+}
+
+CanStatus SocketCanEndpoint::bind_if_needed() {
+  if (is_bound_) {
+    return CanStatus::ok;
+  }
+  const std::lock_guard<std::mutex> lock(bind_mutex_);
+  return is_bound_ ? CanStatus::ok : bind_socket();
+}
+
+CanStatus SocketCanEndpoint::bind_socket() {
+  if (socket_ < 0) {
+    return CanStatus::failed;
+  }
+  sockaddr_can address{};
+  address.can_family = AF_CAN;
+  address.can_ifindex = static_cast<int>(::if_nametoindex(interface_.c_str()));
+  if (address.can_ifindex == 0) {
+    return CanStatus::interface_missing;
+  }
+  const can_err_mask_t errors = filters_.empty() ? 0 : CAN_ERR_BUSOFF | CAN_ERR_CRTL;
+  const auto filter_bytes = static_cast<socklen_t>(filters_.size() * sizeof(can_filter));
+  const bool done =
+      ::setsockopt(socket_, SOL_CAN_RAW, CAN_RAW_FILTER, filters_.data(), filter_bytes) == 0 &&
+      ::setsockopt(socket_, SOL_CAN_RAW, CAN_RAW_ERR_FILTER, &errors, sizeof errors) == 0 &&
+      // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): as the socket interface has it
+      ::bind(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  if (!done) {
+    return failed(errno);
+  }
+  is_bound_ = true;
+  return CanStatus::ok;
+}
+
+CanStatus SocketCanEndpoint::status_of(int error) {
+  switch (error) {
+    case ENETDOWN:
+      return CanStatus::interface_down;
+    case ENODEV:
+    case ENXIO:
+      is_bound_ = false;
+      return CanStatus::interface_missing;
+    default:
+      return failed(error);
+  }
+}
+
+CanStatus SocketCanEndpoint::failed(int error) {
+  system_error_ = error;
+  return CanStatus::failed;
+}
+
+/// Sets how long the kernel lets a receive wait, unless it is set so already.
+void SocketCanEndpoint::set_timeout(nanoseconds timeout) {
+  if (timeout == kernel_timeout_) {
+    return;
+  }
+  const timeval time = to_timeval(timeout);
+  if (::setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time) == 0) {
+    kernel_timeout_ = timeout;
+  }
+}
+
+}  // namespace
+
+SocketCanChannel::SocketCanChannel(std::string interface) : interface_(std::move(interface)) {}
+
+std::unique_ptr<CanEndpoint> SocketCanChannel::open(const std::vector<CanFilter>& filters) {
+  return std::make_unique<SocketCanEndpoint>(interface_, filters);
+}
+
+}  // namespace velmora_can_bridge

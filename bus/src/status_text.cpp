@@ -1,0 +1,65 @@
+#include "status_text.hpp"
+
+#include <cerrno>
+#include <system_error>
+
+namespace velmora_can_bridge {
+namespace {
+
+/// Virtual interfaces have no bit rate.
+bool is_virtual(const std::string& interface) { return interface.rfind("vcan", 0) == 0; }
+
+std::string down_text(const std::string& interface) {
+  const std::string bit_rate = is_virtual(interface) ? "" : " type can bitrate 1000000";
+  const std::string remark = is_virtual(interface) ? "" : ", with the bit rate of the board";
+  return "interface " + interface + " is down (ip link set " + interface + " up" + bit_rate +
+         remark + ")";
+}
+
+std::string missing_text(const std::string& interface) {
+  const std::string help = is_virtual(interface)
+                               ? "ip link add dev " + interface + " type vcan"
+                               : std::string("ip link lists those that there are");
+  return "there is no interface " + interface + " (" + help + ")";
+}
+
+std::string failed_text(const std::string& interface, int system_error) {
+  switch (system_error) {
+    case EAFNOSUPPORT:
+    case EPROTONOSUPPORT:
+      return "this kernel has no SocketCAN, so there is no interface " + interface;
+    case ENODEV:
+      return "interface " + interface + " is no CAN interface";
+    default:
+      return "interface " + interface + ": " + std::generic_category().message(system_error);
+  }
+}
+
+}  // namespace
+
+std::string status_text(CanStatus status, const std::string& interface, int system_error) {
+  switch (status) {
+    case CanStatus::ok:
+      return "interface " + interface + " works";
+    case CanStatus::timed_out:
+      return "no frame came on " + interface;
+    case CanStatus::queue_full:
+      return "the transmit queue of " + interface +
+             " stays full: no node acknowledges frames, or txqueuelen is too small (ip link set " +
+             interface + " txqueuelen 1000)";
+    case CanStatus::interface_down:
+      return down_text(interface);
+    case CanStatus::interface_missing:
+      return missing_text(interface);
+    case CanStatus::bus_off:
+      return interface + " is bus-off after too many errors: check wiring, termination and bit " +
+             "rate (ip link set " + interface + " type can restart-ms 100 lets it come back)";
+    case CanStatus::error_passive:
+      return interface + " is error-passive: check wiring, termination and bit rate";
+    case CanStatus::failed:
+      return failed_text(interface, system_error);
+  }
+  return "interface " + interface + " is in an unknown state";
+}
+
+}  // namespace velmora_can_bridge
