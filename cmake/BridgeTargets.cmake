@@ -64,18 +64,24 @@ function(bridge_install_library target)
           DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/velmora_can_bridge)
 endfunction()
 
-# A test program: bridge_add_test(NAME LIBRARIES lib... SOURCES file...). Sees the internal headers
-# of the library whose folder it stands in, and the core's.
-function(bridge_add_test target)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "LIBRARIES;SOURCES")
-  add_executable(${target} ${arg_SOURCES})
+# The settings of a target that holds tests. Sees the internal headers of the library whose folder it
+# stands in, and the core's.
+function(bridge_test_settings target)
   bridge_settings(${target})
   target_include_directories(
     ${target} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR}/../src
                       ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
-  target_link_libraries(${target} PRIVATE ${arg_LIBRARIES} GTest::gmock GTest::gtest_main)
+  target_link_libraries(${target} PUBLIC GTest::gmock GTest::gtest_main)
   # Compiled once for all tests; the dev and lint presets do without, so that includes stay honest.
   target_precompile_headers(${target} PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
+endfunction()
+
+# A test program: bridge_add_test(NAME LIBRARIES lib... SOURCES file...).
+function(bridge_add_test target)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "LIBRARIES;SOURCES")
+  add_executable(${target} ${arg_SOURCES})
+  bridge_test_settings(${target})
+  target_link_libraries(${target} PRIVATE ${arg_LIBRARIES})
   gtest_discover_tests(${target} NO_PRETTY_VALUES DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
                        PROPERTIES TIMEOUT 120)
 endfunction()

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "support/scripted_backend.hpp"
+#include "support/test_path.hpp"
 #include "velmora_can_bridge/can_open_node_controller.hpp"
 
 namespace velmora_can_bridge {
@@ -35,8 +36,9 @@ class ControllerTest : public testing::Test {
 
   std::uint8_t node_id = 5;
   ScriptedBackend backend;
+  TestPath path{backend};
   BoardConfig board;
-  CanOpenNodeController controller{node_id, backend, board};
+  CanOpenNodeController controller{node_id, path.backend(), board};
   OperationConfig op;
 };
 

@@ -50,6 +50,15 @@ class ScriptedBackend : public CanOpenBackend {
   /// Answers the next `count` calls as without a script.
   void serve(std::size_t count) { script_.insert(script_.end(), count, {Outcome::served, {}}); }
 
+  /// Whether the next call is scripted to throw.
+  bool throws_next() const {
+    return !script_.empty() && script_.front().outcome == Outcome::thrown;
+  }
+  /// Whether the next call is scripted to be refused.
+  bool refuses_next() const {
+    return !script_.empty() && script_.front().outcome == Outcome::refused;
+  }
+
   /// How `calls` writes the send of a frame.
   static std::string rpdo_text(std::uint8_t node_id, std::uint8_t rpdo,
                                const std::array<std::uint8_t, 8>& data, std::uint8_t length) {
