@@ -1,0 +1,70 @@
+// The SDO client against a node that answers anything, at any time, any number of times.
+#include <chrono>
+
+#include "fuzz_input.hpp"
+#include "velmora_can_bridge/bus/in_process_bus.hpp"
+#include "velmora_can_bridge/bus/sdo_client.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+constexpr std::uint8_t node_id = 5;
+constexpr std::uint16_t answer_cob_id = 0x585;
+constexpr std::uint8_t abort_request = 0x80;
+
+/// A transfer with an arbitrary object; the promises that hold whatever the node does.
+void run_transfer(FuzzInput& input, SdoClient& client, const CanEndpoint& clock) {
+  const auto start = clock.now();
+  const bool reads = (input.byte() & 1U) != 0;
+  const std::uint16_t index = input.word();
+  const std::uint8_t sub_index = input.byte();
+  std::vector<std::uint8_t> data;
+  if (!reads) {
+    data = input.bytes(input.byte());
+  }
+  const SdoClient::Failure failure =
+      reads ? client.upload(index, sub_index, data) : client.download(index, sub_index, data);
+
+  const SdoTimes times;
+  promise(clock.now() - start <= times.quarantine + times.transfer_timeout,
+          "a transfer ends within quarantine and time-out");
+  if (failure) {
+    promise(!failure->text.empty(), "a failure has a reason");
+    promise(failure->kind != BusErrorKind::refused || !failure->outcome_unknown,
+            "a refused transfer has a known outcome");
+    promise(!reads || !failure->outcome_unknown, "only downloads have unknown outcomes");
+  }
+}
+
+void run(FuzzInput input) {
+  InProcessBus bus(BusTime::simulated);
+  std::size_t answered = 0;
+  const auto node =
+      bus.open({{0x605}}, [&](const CanFrame& request, std::vector<CanFrame>& answers) {
+        if ((request.data[0] & abort_request) != 0) {
+          return;
+        }
+        // The answers of one request: a count, then the frames.
+        for (unsigned left = input.byte() & 3U; left > 0 && !input.empty(); --left) {
+          answers.push_back(input.frame(answer_cob_id));
+          ++answered;
+        }
+      });
+  bus.set_fault_rule([&](const CanFrame& frame) -> std::vector<CanDelivery> {
+    const bool late = frame.id == answer_cob_id && (answered & 7U) == 0;
+    return {{frame, std::chrono::milliseconds(late ? 600 : 0)}};
+  });
+  SdoClient client(bus, node_id, {}, [](CanStatus) {});
+  const auto clock = bus.open({});
+  for (int transfers = 0; transfers < 4 && !input.empty(); ++transfers) {
+    run_transfer(input, client, *clock);
+  }
+}
+
+}  // namespace
+}  // namespace velmora_can_bridge
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  velmora_can_bridge::run({data, size});
+  return 0;
+}
