@@ -34,6 +34,10 @@ struct SdoTimes {
 ///
 /// Transfers block until they have ended. Nothing is ever sent twice: a request that got no answer
 /// may have arrived. Not thread-safe: one transfer at a time.
+///
+/// SDO answers carry no number of their request. What comes before a request is never taken for its
+/// answer, nor is an answer about another object; but an answer that a node sends twice, the second
+/// time after the next request for the same object, cannot be told from that request's own.
 class SdoClient {
  public:
   /// Is told of a bus state that shows during a transfer without ending it.
