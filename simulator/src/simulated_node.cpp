@@ -48,6 +48,13 @@ std::vector<FieldValue> mapped_values(const ObjectDictionary& objects,
   return values;
 }
 
+/// The objects of the node with what its drives show.
+ObjectDictionary start_objects(std::uint8_t node_id, const BoardConfig& board) {
+  ObjectDictionary objects = node_objects(node_id, board);
+  NodeDrives(board).publish(objects);
+  return objects;
+}
+
 bool is_communication_object(std::uint16_t index) { return index >= 0x1000 && index <= 0x1FFF; }
 
 }  // namespace
@@ -58,11 +65,9 @@ SimulatedNode::SimulatedNode(std::uint8_t node_id, const BoardConfig& board)
     : node_id_(node_id),
       rpdos_(mappings_of(rpdos_of(board))),
       tpdos_(mappings_of(tpdos_of(board))),
-      objects_(node_objects(node_id, board)),
-      drives_(std::make_unique<NodeDrives>(board)) {
-  drives_->publish(objects_);
-  start_objects_ = objects_;
-}
+      start_objects_(start_objects(node_id, board)),
+      objects_(start_objects_),
+      drives_(std::make_unique<NodeDrives>(board)) {}
 
 SimulatedNode::~SimulatedNode() = default;
 
@@ -222,7 +227,7 @@ void SimulatedNode::clear_emergencies() {
 
 std::vector<Emergency> SimulatedNode::take_unsent_emergencies() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  const std::vector<Emergency> unsent(unsent_emergencies_.begin(), unsent_emergencies_.end());
+  std::vector<Emergency> unsent(unsent_emergencies_.begin(), unsent_emergencies_.end());
   unsent_emergencies_.clear();
   return unsent;
 }

@@ -203,9 +203,9 @@ class SimulatedNode : public CanOpenBackend {
   // Guards everything below. Taken by the public members only; nothing outside this class runs
   // under it.
   mutable std::mutex mutex_;
-  ObjectDictionary objects_;
   // What `reset` goes back to.
   ObjectDictionary start_objects_;
+  ObjectDictionary objects_;
   const std::unique_ptr<NodeDrives> drives_;
   std::deque<Emergency> emergencies_;
   std::deque<Emergency> unsent_emergencies_;
