@@ -133,7 +133,7 @@ NodeDrives::NodeDrives(const BoardConfig& board) {
   // By name, as `node_objects` adds them, so that an object's owner is who gave it its shape.
   const std::map<std::string, DeviceOdEntry> by_name(board.device_od_map.begin(),
                                                      board.device_od_map.end());
-  const ObjectDictionary communication_objects = node_objects(0, {});
+  const ObjectDictionary not_for_drives = communication_objects(0, board);
   for (const auto& [name, device] : by_name) {
     if (!is_drive(device)) {
       continue;
@@ -141,7 +141,7 @@ NodeDrives::NodeDrives(const BoardConfig& board) {
     DriveDevice& added = devices_.try_emplace(name, device).first->second;
     for (const DriveObjectRow& row : drive_objects(device)) {
       const bool is_free =
-          communication_objects.find(row.at.index, row.at.sub_index) == nullptr &&
+          not_for_drives.find(row.at.index, row.at.sub_index) == nullptr &&
           owners_.try_emplace({row.at.index, row.at.sub_index}, Owner{&added, row.object}).second;
       if (is_free) {
         added.claim(row);

@@ -46,16 +46,16 @@ TEST(PdoDirectionTest, only_the_exact_text_is_sent) {
 }
 
 TEST(PdosByNumberTest, are_the_first_of_each_number_and_direction) {
-  const BoardConfig board{{{2, "RPDO", 0, {}},
-                           {1, "TPDO", 0, {}},
+  const BoardConfig board{{{1, "TPDO", 0, {}},
+                           {2, "RPDO", 0, {}},
                            {1, "RPDO", 0, {}},
                            {1, "RPDO", 0, {}},
                            {1, "TPDO", 0, {}},
                            {3, "tpdo", 0, {}}},
                           {}};
 
-  EXPECT_EQ(rpdos_of(board), (PdosByNumber{{1, &board.pdos[2]}, {2, &board.pdos[0]}}));
-  EXPECT_EQ(tpdos_of(board), (PdosByNumber{{1, &board.pdos[1]}}));
+  EXPECT_EQ(rpdos_of(board), (PdosByNumber{{1, &board.pdos[2]}, {2, &board.pdos[1]}}));
+  EXPECT_EQ(tpdos_of(board), (PdosByNumber{{1, board.pdos.data()}}));
 }
 
 struct CobIdCase {

@@ -530,6 +530,24 @@ TEST(SharedObjectsTest, communication_objects_belong_to_no_drive) {
   EXPECT_EQ(node.object_value(0x0FE1, 0), (Bytes{0x31, 0x02}));
 }
 
+TEST(SharedObjectsTest, pdo_parameters_belong_to_no_drive) {
+  // The controlword would be the number of parameters of RPDO 1, the statusword is the drive's.
+  SimulatedNode node(5, {{{1, "RPDO", 0, {}}}, {{"low", {"ci402", 0x1400, 0}}}});
+  node.tick(milliseconds(1));
+
+  EXPECT_EQ(node.object_value(0x1400, 0), Bytes{2});
+  EXPECT_FALSE(node.sdo_write(5, 0x1400, 0, {6, 0}));
+  EXPECT_EQ(node.object_value(0x1401, 0), (Bytes{0x50, 0x02}));
+}
+
+TEST(SharedObjectsTest, drive_does_not_show_itself_in_pdo_parameters) {
+  // The mode display, of one byte, would be the number of parameters of RPDO 1.
+  SimulatedNode node(5, {{{1, "RPDO", 0, {}}}, {{"low", {"ci402", 0x13DF, 0}}}});
+  node.sdo_write(5, 0x13FF, 0, {3});
+
+  EXPECT_EQ(node.object_value(0x1400, 0), Bytes{2});
+}
+
 TEST(WrappedDriveTest, comes_alive_around_the_highest_index) {
   SimulatedNode node(5, {{}, {{"drive", {"ci402", 0xFFDF, 0}}}});
 
