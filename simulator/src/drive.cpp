@@ -79,6 +79,10 @@ DriveOutputs Drive::outputs() const {
 
 bool Drive::is_halted() const { return (controlword_ & halt_bit) != 0; }
 
+bool Drive::has_fault() const {
+  return state_ == PowerState::fault_reaction_active || state_ == PowerState::fault;
+}
+
 void Drive::change_state(PowerEvent event) {
   const bool was_enabled = is_enabled();
   state_ = next_power_state(state_, event);

@@ -93,6 +93,7 @@ class Drive {
   HomingState homing() const { return homing_; }
   bool is_enabled() const { return state_ == PowerState::operation_enabled; }
   bool is_halted() const;
+  bool has_fault() const;
 
  private:
   void change_state(PowerEvent event);

@@ -7,8 +7,9 @@
 
 namespace velmora_can_bridge {
 
-DriveDevice::DriveDevice(bool has_claw)
-    : claw_(has_claw ? std::make_optional<Claw>() : std::nullopt) {}
+DriveDevice::DriveDevice(const DeviceOdEntry& device)
+    : base_index_(device.base_index),
+      claw_(is_claw(device) ? std::make_optional<Claw>() : std::nullopt) {}
 
 void DriveDevice::claim(const DriveObjectRow& row) { own_objects_.emplace(row.object, row); }
 
@@ -38,6 +39,22 @@ void DriveDevice::inject_fault(ObjectDictionary& objects) {
     claw_->follow(drive_);
   }
   publish(objects);
+}
+
+void DriveDevice::reset() {
+  drive_ = Drive();
+  had_fault_ = false;
+  if (claw_) {
+    claw_.emplace();
+  }
+}
+
+std::optional<FaultChange> DriveDevice::take_fault_change() {
+  if (drive_.has_fault() == had_fault_) {
+    return std::nullopt;
+  }
+  had_fault_ = drive_.has_fault();
+  return FaultChange{base_index_, had_fault_};
 }
 
 void DriveDevice::publish(ObjectDictionary& objects) const {
@@ -116,15 +133,15 @@ NodeDrives::NodeDrives(const BoardConfig& board) {
   // By name, as `node_objects` adds them, so that an object's owner is who gave it its shape.
   const std::map<std::string, DeviceOdEntry> by_name(board.device_od_map.begin(),
                                                      board.device_od_map.end());
-  const ObjectDictionary communication_objects = node_objects(0, {});
+  const ObjectDictionary not_for_drives = communication_objects(0, board);
   for (const auto& [name, device] : by_name) {
     if (!is_drive(device)) {
       continue;
     }
-    DriveDevice& added = devices_.try_emplace(name, is_claw(device)).first->second;
+    DriveDevice& added = devices_.try_emplace(name, device).first->second;
     for (const DriveObjectRow& row : drive_objects(device)) {
       const bool is_free =
-          communication_objects.find(row.at.index, row.at.sub_index) == nullptr &&
+          not_for_drives.find(row.at.index, row.at.sub_index) == nullptr &&
           owners_.try_emplace({row.at.index, row.at.sub_index}, Owner{&added, row.object}).second;
       if (is_free) {
         added.claim(row);
@@ -156,6 +173,27 @@ bool NodeDrives::inject_fault(const std::string& device, ObjectDictionary& objec
   }
   found->second.inject_fault(objects);
   return true;
+}
+
+void NodeDrives::reset() {
+  for (auto& [name, device] : devices_) {
+    device.reset();
+  }
+}
+
+std::vector<FaultChange> NodeDrives::take_fault_changes() {
+  std::vector<FaultChange> changes;
+  for (auto& [name, device] : devices_) {
+    if (const auto change = device.take_fault_change()) {
+      changes.push_back(*change);
+    }
+  }
+  return changes;
+}
+
+bool NodeDrives::has_fault() const {
+  return std::any_of(devices_.begin(), devices_.end(),
+                     [](const auto& device) { return device.second.has_fault(); });
 }
 
 void NodeDrives::publish(ObjectDictionary& objects) const {

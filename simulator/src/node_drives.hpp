@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "claw.hpp"
 #include "drive.hpp"
@@ -16,13 +17,20 @@
 
 namespace velmora_can_bridge {
 
+/// A drive that has found a fault, or has left it.
+struct FaultChange {
+  /// Of the drive's device.
+  std::uint16_t base_index = 0;
+  bool has_fault = false;
+};
+
 /// One drive, with a claw behind it or without, and the objects that are its own.
 ///
 /// An object that was replaced by one of another size is its own no more: it reads as 0 and is not
 /// written.
 class DriveDevice {
  public:
-  explicit DriveDevice(bool has_claw);
+  explicit DriveDevice(const DeviceOdEntry& device);
 
   /// Makes the object of the row one of its own.
   void claim(const DriveObjectRow& row);
@@ -35,6 +43,14 @@ class DriveDevice {
 
   void inject_fault(ObjectDictionary& objects);
 
+  /// Starts anew; stores nothing.
+  void reset();
+
+  /// No value when there is no fault more or less than at the last call.
+  std::optional<FaultChange> take_fault_change();
+
+  bool has_fault() const { return drive_.has_fault(); }
+
   /// Stores what the drive and the claw show into their objects.
   void publish(ObjectDictionary& objects) const;
 
@@ -45,6 +61,8 @@ class DriveDevice {
   void show(DriveObject object, std::int64_t value, ObjectDictionary& objects) const;
   void publish_claw(ObjectDictionary& objects) const;
 
+  std::uint16_t base_index_;
+  bool had_fault_ = false;
   Drive drive_;
   std::optional<Claw> claw_;
   std::map<DriveObject, DriveObjectRow> own_objects_;
@@ -74,6 +92,15 @@ class NodeDrives {
 
   /// False when no drive has that name.
   bool inject_fault(const std::string& device, ObjectDictionary& objects);
+
+  /// Starts all drives anew; stores nothing.
+  void reset();
+
+  /// What has changed since the last call, by the names of the devices.
+  std::vector<FaultChange> take_fault_changes();
+
+  /// Whether any drive has a fault.
+  bool has_fault() const;
 
   /// Stores what all drives show.
   void publish(ObjectDictionary& objects) const;

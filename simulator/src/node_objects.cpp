@@ -26,6 +26,10 @@ using MappedObjects = std::map<std::pair<std::uint16_t, std::uint8_t>, MappedObj
 // Ordered by name, so that two devices that claim one object always come out the same.
 using Devices = std::map<std::string, DeviceOdEntry>;
 
+Devices devices_of(const BoardConfig& board) {
+  return {board.device_od_map.begin(), board.device_od_map.end()};
+}
+
 /// Adds an object of `size` clear bytes, unless there is one already.
 void offer(ObjectDictionary& dictionary, ObjectAddress at, ObjectAccess access, std::size_t size) {
   if (dictionary.find(at.index, at.sub_index) == nullptr) {
@@ -42,8 +46,7 @@ std::vector<std::uint8_t> device_type(const Devices& devices) {
   return to_little_endian(has_drive ? servo_drive : 0, 4);
 }
 
-void add_communication_objects(ObjectDictionary& dictionary, std::uint8_t node_id,
-                               const Devices& devices) {
+void add_node_objects(ObjectDictionary& dictionary, std::uint8_t node_id, const Devices& devices) {
   constexpr auto read_only = ObjectAccess::read_only;
   constexpr std::string_view name = "Simulated node";
   dictionary.add(0x1000, 0, {read_only, device_type(devices)});
@@ -54,6 +57,51 @@ void add_communication_objects(ObjectDictionary& dictionary, std::uint8_t node_i
   dictionary.add(0x1018, 2, {read_only, {0, 0, 0, 0}});                      // product code
   dictionary.add(0x1018, 3, {read_only, {1, 0, 0, 0}});                      // revision
   dictionary.add(0x1018, 4, {read_only, {node_id, 0, 0, 0}});                // serial number
+}
+
+void add_number(ObjectDictionary& dictionary, ObjectAddress at, std::uint32_t value,
+                std::size_t size) {
+  dictionary.add(at.index, at.sub_index, {ObjectAccess::read_only, to_little_endian(value, size)});
+}
+
+/// CiA 301, 7.5.2.35: the COB-ID, and that the PDO goes when the device likes.
+void add_pdo_communication(ObjectDictionary& dictionary, std::uint16_t index,
+                           std::uint16_t cob_id) {
+  constexpr std::uint32_t no_pdo = 0x80000000;
+  constexpr std::uint8_t event_driven = 255;
+  add_number(dictionary, {index, 0}, 2, 1);
+  add_number(dictionary, {index, 1}, cob_id == 0 ? no_pdo : cob_id, 4);
+  add_number(dictionary, {index, 2}, event_driven, 1);
+}
+
+/// CiA 301, 7.5.2.36: index, sub-index and bit length of each mapped object. There is room for as
+/// many as a frame has bits; only mappings without bits could be more.
+void add_pdo_mapping(ObjectDictionary& dictionary, std::uint16_t index,
+                     const std::vector<PdoMapping>& mappings) {
+  constexpr std::size_t most_mappings = 64;
+  const std::size_t count = std::min(mappings.size(), most_mappings);
+  add_number(dictionary, {index, 0}, static_cast<std::uint32_t>(count), 1);
+  for (std::size_t position = 0; position < count; ++position) {
+    const PdoMapping& mapping = mappings[position];
+    const std::uint32_t entry = std::uint32_t{mapping.index} << 16U |
+                                std::uint32_t{mapping.sub_index} << 8U | mapping.bit_length;
+    add_number(dictionary, {index, static_cast<std::uint8_t>(position + 1)}, entry, 4);
+  }
+}
+
+/// The parameters of all PDOs of one direction, number 1 at the first index of each kind.
+template <typename CobIdOf>
+void add_pdo_parameters(ObjectDictionary& dictionary, const PdosByNumber& pdos,
+                        std::uint16_t communication, std::uint16_t mapping, CobIdOf cob_id_of) {
+  for (const auto& [number, pdo] : pdos) {
+    if (number == 0) {
+      continue;
+    }
+    const int offset = number - 1;
+    add_pdo_communication(dictionary, static_cast<std::uint16_t>(communication + offset),
+                          cob_id_of(*pdo));
+    add_pdo_mapping(dictionary, static_cast<std::uint16_t>(mapping + offset), pdo->mappings);
+  }
 }
 
 void add_drives(ObjectDictionary& dictionary, const Devices& devices) {
@@ -137,11 +185,20 @@ void add_highest_sub_indices(ObjectDictionary& dictionary) {
 
 }  // namespace
 
-ObjectDictionary node_objects(std::uint8_t node_id, const BoardConfig& board) {
-  const Devices devices(board.device_od_map.begin(), board.device_od_map.end());
-  const MappedObjects mapped = mapped_objects(board);
+ObjectDictionary communication_objects(std::uint8_t node_id, const BoardConfig& board) {
   ObjectDictionary dictionary;
-  add_communication_objects(dictionary, node_id, devices);
+  add_node_objects(dictionary, node_id, devices_of(board));
+  add_pdo_parameters(dictionary, rpdos_of(board), 0x1400, 0x1600,
+                     [&](const PdoConfig& pdo) { return rpdo_cob_id(node_id, pdo); });
+  add_pdo_parameters(dictionary, tpdos_of(board), 0x1800, 0x1A00,
+                     [&](const PdoConfig& pdo) { return tpdo_cob_id(node_id, pdo); });
+  return dictionary;
+}
+
+ObjectDictionary node_objects(std::uint8_t node_id, const BoardConfig& board) {
+  const Devices devices = devices_of(board);
+  const MappedObjects mapped = mapped_objects(board);
+  ObjectDictionary dictionary = communication_objects(node_id, board);
   add_drives(dictionary, devices);
   add_mapped_objects(dictionary, mapped);
   add_io_records(dictionary, mapped, devices);

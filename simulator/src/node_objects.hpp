@@ -8,6 +8,10 @@
 
 namespace velmora_can_bridge {
 
+/// The communication objects of node `node_id` with the PDOs of `board`: those that every node has,
+/// and the parameters of each PDO, read-only. The highest sub-indices of others are missing.
+ObjectDictionary communication_objects(std::uint8_t node_id, const BoardConfig& board);
+
 /// The object dictionary of node `node_id` with the devices and PDOs of `board`.
 ///
 /// Groups are added in this order, and an object that an earlier group has stays as it is:

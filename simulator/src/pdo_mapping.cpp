@@ -1,15 +1,38 @@
 #include "pdo_mapping.hpp"
 
+#include <algorithm>
 #include <numeric>
+#include <string_view>
 
 #include "dispatch/lookups.hpp"
 #include "little_endian.hpp"
+#include "velmora_can_bridge/bus/cob_id.hpp"
 
 namespace velmora_can_bridge {
 namespace {
 
 constexpr std::size_t bits_per_byte = 8;
 constexpr std::size_t frame_bits = 64;
+constexpr std::string_view tpdo_direction = "TPDO";
+constexpr std::uint16_t highest_cob_id = 0x7FF;
+
+template <typename Predicate>
+PdosByNumber pdos_that(const BoardConfig& board, Predicate is_wanted) {
+  PdosByNumber pdos;
+  for (const PdoConfig& pdo : board.pdos) {
+    if (is_wanted(pdo)) {
+      pdos.emplace(pdo.number, &pdo);  // keeps the first of a number
+    }
+  }
+  return pdos;
+}
+
+std::uint16_t cob_id_or(const PdoConfig& pdo, std::uint16_t predefined) {
+  if (pdo.cob_id == 0) {
+    return predefined;
+  }
+  return pdo.cob_id <= highest_cob_id ? pdo.cob_id : std::uint16_t{0};
+}
 
 /// The frame as one number, its first byte lowest, so that bit n of the frame is bit n of it.
 std::uint64_t frame_word(const std::array<std::uint8_t, 8>& frame) {
@@ -20,20 +43,55 @@ std::uint64_t frame_word(const std::array<std::uint8_t, 8>& frame) {
   return word;
 }
 
+std::uint64_t lowest_bits(std::uint64_t word, std::size_t bit_length) {
+  return bit_length >= frame_bits ? word : word & ((std::uint64_t{1} << bit_length) - 1);
+}
+
 std::uint64_t bits_of(std::uint64_t word, std::size_t offset, std::size_t bit_length) {
   if (offset >= frame_bits) {
     return 0;
   }
-  const std::uint64_t from_offset = word >> offset;
-  if (bit_length >= frame_bits) {
-    return from_offset;
+  return lowest_bits(word >> offset, bit_length);
+}
+
+/// `word` with the value's bits at `offset`, where it has clear ones.
+std::uint64_t with_bits(std::uint64_t word, std::size_t offset, std::size_t bit_length,
+                        std::uint64_t value) {
+  return offset >= frame_bits ? word : word | lowest_bits(value, bit_length) << offset;
+}
+
+std::array<std::uint8_t, 8> frame_of(std::uint64_t word) {
+  std::array<std::uint8_t, 8> frame{};
+  for (std::uint8_t& byte : frame) {
+    byte = static_cast<std::uint8_t>(word & 0xFFU);
+    word >>= bits_per_byte;
   }
-  return from_offset & ((std::uint64_t{1} << bit_length) - 1);
+  return frame;
+}
+
+/// The lowest 8 bytes of a value.
+std::uint64_t lowest_bytes(std::vector<std::uint8_t> value) {
+  value.resize(std::min(value.size(), sizeof(std::uint64_t)));
+  return from_little_endian(value);
 }
 
 }  // namespace
 
 bool is_rpdo(const PdoConfig& pdo) { return pdo.direction == rpdo_direction; }
+
+bool is_tpdo(const PdoConfig& pdo) { return pdo.direction == tpdo_direction; }
+
+PdosByNumber rpdos_of(const BoardConfig& board) { return pdos_that(board, is_rpdo); }
+
+PdosByNumber tpdos_of(const BoardConfig& board) { return pdos_that(board, is_tpdo); }
+
+std::uint16_t rpdo_cob_id(std::uint8_t node_id, const PdoConfig& rpdo) {
+  return cob_id_or(rpdo, is_node_id(node_id) ? predefined_rpdo_cob_id(node_id, rpdo.number) : 0);
+}
+
+std::uint16_t tpdo_cob_id(std::uint8_t node_id, const PdoConfig& tpdo) {
+  return cob_id_or(tpdo, is_node_id(node_id) ? predefined_tpdo_cob_id(node_id, tpdo.number) : 0);
+}
 
 bool carries_object(const PdoMapping& mapping) {
   constexpr std::uint16_t first_object = 0x0020;
@@ -65,6 +123,21 @@ std::vector<FieldValue> unpack_frame(const std::vector<PdoMapping>& mappings,
     offset += mapping.bit_length;
   }
   return fields;
+}
+
+std::array<std::uint8_t, 8> pack_frame(const std::vector<PdoMapping>& mappings,
+                                       const std::vector<FieldValue>& fields) {
+  std::uint64_t word = 0;
+  std::size_t offset = 0;
+  auto field = fields.begin();
+  for (const PdoMapping& mapping : mappings) {
+    if (carries_object(mapping) && field != fields.end()) {
+      word = with_bits(word, offset, mapping.bit_length, lowest_bytes(field->value));
+      ++field;
+    }
+    offset += mapping.bit_length;
+  }
+  return frame_of(word);
 }
 
 }  // namespace velmora_can_bridge

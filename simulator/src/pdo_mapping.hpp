@@ -1,9 +1,10 @@
-// How a PDO frame is cut into the objects that it maps.
+// PDOs of a board: their COB-IDs, and how a frame is cut into the objects that it maps.
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <vector>
 
 #include "velmora_can_bridge/board_config.hpp"
@@ -17,8 +18,26 @@ struct FieldValue {
   std::vector<std::uint8_t> value;
 };
 
+using PdosByNumber = std::map<std::uint8_t, const PdoConfig*>;
+
 /// Whether the node receives the PDO.
 bool is_rpdo(const PdoConfig& pdo);
+
+/// Whether the node sends the PDO: its direction is "TPDO", exactly so spelled.
+bool is_tpdo(const PdoConfig& pdo);
+
+/// The RPDOs of `board`, of several with one number the first. Points into it.
+PdosByNumber rpdos_of(const BoardConfig& board);
+
+/// As `rpdos_of`, but the TPDOs.
+PdosByNumber tpdos_of(const BoardConfig& board);
+
+/// The COB-ID of the node's RPDO: the board's, else the predefined one; 0 when it has none. What is
+/// no 11-bit identifier is none, and so is the predefined one of a node id other than 1 to 127.
+std::uint16_t rpdo_cob_id(std::uint8_t node_id, const PdoConfig& rpdo);
+
+/// As `rpdo_cob_id`, but of a TPDO.
+std::uint16_t tpdo_cob_id(std::uint8_t node_id, const PdoConfig& tpdo);
 
 /// Whether the mapping stands for an object: it has bits, and is no dummy entry. Those map a data
 /// type, an index below 0x0020, to leave bits of the frame unused (CiA 301, RPDO mapping).
@@ -37,5 +56,11 @@ std::size_t frame_length(const std::vector<PdoMapping>& mappings);
 /// are clear.
 std::vector<FieldValue> unpack_frame(const std::vector<PdoMapping>& mappings,
                                      const std::array<std::uint8_t, 8>& frame);
+
+/// The frame that carries the values, as `unpack_frame` would cut it: one value for each mapping
+/// that carries an object, in mapping order. Bytes that a value lacks are clear, those beyond its
+/// mapping are dropped, and so is what lies beyond the frame. Dummy entries are clear.
+std::array<std::uint8_t, 8> pack_frame(const std::vector<PdoMapping>& mappings,
+                                       const std::vector<FieldValue>& fields);
 
 }  // namespace velmora_can_bridge

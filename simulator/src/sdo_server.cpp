@@ -4,64 +4,20 @@
 #include <utility>
 
 #include "velmora_can_bridge/bus/cob_id.hpp"
+#include "velmora_can_bridge/bus/sdo_frames.hpp"
 
 namespace velmora_can_bridge {
 namespace {
 
-constexpr std::uint8_t request_length = 8;
-constexpr std::size_t expedited_bytes = 4;
-constexpr std::size_t segment_bytes = 7;
-
-// Byte 0 of answers.
-constexpr unsigned segment_sent = 0x00;
-constexpr unsigned segment_confirmed = 0x20;
-constexpr unsigned upload_initiated = 0x40;
-constexpr unsigned download_confirmed = 0x60;
-constexpr unsigned aborted = 0x80;
-
-// Bits of byte 0, in initiate requests and their answers.
-constexpr unsigned size_indicated = 0x01;
-constexpr unsigned expedited = 0x02;
 constexpr unsigned unused_expedited_shift = 2;
-
-// Bits of byte 0, in segments.
-constexpr unsigned last_segment = 0x01;
 constexpr unsigned unused_segment_shift = 1;
-constexpr unsigned toggle_bit = 0x10;
 
-bool has(const CanFrame& frame, unsigned bit) { return (frame.data.front() & bit) != 0; }
+bool has(const CanFrame& frame, std::uint8_t bit) { return (frame.data[0] & bit) != 0; }
+
+unsigned toggle(bool is_set) { return is_set ? sdo_toggle_bit : 0U; }
 
 ObjectAddress multiplexer(const CanFrame& frame) {
-  return {static_cast<std::uint16_t>(frame.data[1] | frame.data[2] << 8U), frame.data[3]};
-}
-
-/// Bytes 4 to 7 as a number.
-std::uint32_t number(const CanFrame& frame) {
-  std::uint32_t value = 0;
-  for (std::size_t position = frame.data.size(); position > expedited_bytes; --position) {
-    value = value << 8U | frame.data.at(position - 1);
-  }
-  return value;
-}
-
-void set_number(CanFrame& frame, std::uint32_t value) {
-  for (std::size_t position = expedited_bytes; position < frame.data.size(); ++position) {
-    frame.data.at(position) = static_cast<std::uint8_t>(value & 0xFFU);
-    value >>= 8U;
-  }
-}
-
-/// The bytes of an expedited request; without an indicated size all 4.
-std::vector<std::uint8_t> expedited_data(const CanFrame& request) {
-  const unsigned unused = request.data.front() >> unused_expedited_shift & 0x03U;
-  const std::size_t length =
-      has(request, size_indicated) ? expedited_bytes - unused : expedited_bytes;
-  const auto* const begin = request.data.data() + expedited_bytes;
-  return {begin, begin + length};
-}
-
-std::size_t segment_length(const CanFrame& request) {
-  return segment_bytes - (request.data.front() >> unused_segment_shift & 0x07U);
+  return {sdo_index(frame), sdo_sub_index(frame)};
 }
 
 }  // namespace
@@ -70,7 +26,7 @@ SdoServer::SdoServer(std::uint8_t node_id, UploadFunction upload, DownloadFuncti
     : node_id_(node_id), upload_(std::move(upload)), download_(std::move(download)) {}
 
 std::optional<CanFrame> SdoServer::answer(const CanFrame& request) {
-  if (request.length != request_length) {
+  if (request.length != sdo_frame_length) {
     return std::nullopt;
   }
   return (this->*event_of(request))(request);
@@ -85,7 +41,7 @@ SdoServer::Event SdoServer::event_of(const CanFrame& request) {
       &SdoServer::upload_segment,   &SdoServer::client_abort,      &SdoServer::unknown_command,
       &SdoServer::unknown_command,  &SdoServer::unknown_command,
   };
-  return events[request.data.front() >> 5U];
+  return events[request.data[0] >> 5U];
 }
 
 SdoServer::Answer SdoServer::initiate_upload(const CanFrame& request) {
@@ -99,16 +55,17 @@ SdoServer::Answer SdoServer::initiate_upload(const CanFrame& request) {
 }
 
 SdoServer::Answer SdoServer::begin_upload(ObjectAddress at, Bytes bytes) {
-  const bool is_expedited = !bytes.empty() && bytes.size() <= expedited_bytes;
+  const bool is_expedited = !bytes.empty() && bytes.size() <= sdo_expedited_bytes;
   if (is_expedited) {
-    const auto unused = static_cast<unsigned>(expedited_bytes - bytes.size());
+    const auto unused = static_cast<unsigned>(sdo_expedited_bytes - bytes.size());
     CanFrame frame = answer_frame(
-        upload_initiated | unused << unused_expedited_shift | expedited | size_indicated, at);
-    std::copy(bytes.begin(), bytes.end(), frame.data.begin() + expedited_bytes);
+        sdo_upload_answer | sdo_expedited_bit | sdo_size_bit | unused << unused_expedited_shift,
+        at);
+    std::copy(bytes.begin(), bytes.end(), frame.data.begin() + sdo_expedited_bytes);
     return frame;
   }
-  CanFrame frame = answer_frame(upload_initiated | size_indicated, at);
-  set_number(frame, static_cast<std::uint32_t>(bytes.size()));
+  CanFrame frame = answer_frame(sdo_upload_answer | sdo_size_bit, at);
+  set_sdo_number(frame, static_cast<std::uint32_t>(bytes.size()));
   transfer_ = Upload{at, std::move(bytes)};
   return frame;
 }
@@ -118,7 +75,7 @@ SdoServer::Answer SdoServer::upload_segment(const CanFrame& request) {
   if (upload == nullptr) {
     return end_with(SdoAbort::unknown_command);
   }
-  if (has(request, toggle_bit) != upload->toggle) {
+  if (has(request, sdo_toggle_bit) != upload->toggle) {
     return end_with(SdoAbort::toggle_not_alternated);
   }
   return send_segment(*upload);
@@ -126,11 +83,11 @@ SdoServer::Answer SdoServer::upload_segment(const CanFrame& request) {
 
 SdoServer::Answer SdoServer::send_segment(Upload& upload) {
   const std::size_t left = upload.bytes.size() - upload.sent;
-  const std::size_t length = std::min(left, segment_bytes);
-  const auto unused = static_cast<unsigned>(segment_bytes - length);
-  CanFrame frame =
-      answer_frame(segment_sent | (upload.toggle ? toggle_bit : 0U) |
-                   unused << unused_segment_shift | (length == left ? last_segment : 0U));
+  const std::size_t length = std::min(left, sdo_segment_bytes);
+  const auto unused = static_cast<unsigned>(sdo_segment_bytes - length);
+  CanFrame frame = answer_frame(sdo_upload_segment_answer | toggle(upload.toggle) |
+                                unused << unused_segment_shift |
+                                (length == left ? unsigned{sdo_last_segment_bit} : 0U));
   std::copy_n(upload.bytes.data() + upload.sent, length, frame.data.begin() + 1);
   upload.sent += length;
   upload.toggle = !upload.toggle;
@@ -143,11 +100,12 @@ SdoServer::Answer SdoServer::send_segment(Upload& upload) {
 SdoServer::Answer SdoServer::initiate_download(const CanFrame& request) {
   reset();
   const ObjectAddress at = multiplexer(request);
-  const bool is_sized = has(request, size_indicated);
-  if (!has(request, expedited)) {
-    return begin_download(at, is_sized ? std::make_optional(number(request)) : std::nullopt);
+  const bool is_sized = has(request, sdo_size_bit);
+  if (!has(request, sdo_expedited_bit)) {
+    return begin_download(at, is_sized ? std::make_optional(sdo_number(request)) : std::nullopt);
   }
-  Bytes bytes = expedited_data(request);
+  const auto* const begin = request.data.data() + sdo_expedited_bytes;
+  Bytes bytes(begin, begin + sdo_expedited_size(request));
   const std::optional<SdoAbort> abort = is_sized ? download_(at.index, at.sub_index, bytes)
                                                  : download_as_much_as_fits(at, std::move(bytes));
   return abort ? abort_frame(at, *abort) : confirm_download(at);
@@ -175,21 +133,21 @@ SdoServer::Answer SdoServer::download_segment(const CanFrame& request) {
   if (download == nullptr) {
     return end_with(SdoAbort::unknown_command);
   }
-  if (has(request, toggle_bit) != download->toggle) {
+  if (has(request, sdo_toggle_bit) != download->toggle) {
     return end_with(SdoAbort::toggle_not_alternated);
   }
-  const std::size_t length = segment_length(request);
+  const std::size_t length = sdo_segment_size(request);
   const std::size_t new_size = download->bytes.size() + length;
   if (new_size > download->size.value_or(download_limit)) {
     return end_with(download->size ? SdoAbort::wrong_length : SdoAbort::out_of_memory);
   }
   const auto* const begin = request.data.data() + 1;
   download->bytes.insert(download->bytes.end(), begin, begin + length);
-  if (has(request, last_segment)) {
+  if (has(request, sdo_last_segment_bit)) {
     return complete_download();
   }
   download->toggle = !download->toggle;
-  return answer_frame(segment_confirmed | (has(request, toggle_bit) ? toggle_bit : 0U));
+  return answer_frame(sdo_download_segment_answer | toggle(!download->toggle));
 }
 
 SdoServer::Answer SdoServer::complete_download() {
@@ -203,7 +161,7 @@ SdoServer::Answer SdoServer::complete_download() {
   if (const auto abort = download_(at.index, at.sub_index, download.bytes)) {
     return abort_frame(at, *abort);
   }
-  return answer_frame(segment_confirmed | (download.toggle ? toggle_bit : 0U));
+  return answer_frame(sdo_download_segment_answer | toggle(download.toggle));
 }
 
 SdoServer::Answer SdoServer::client_abort(const CanFrame& /*request*/) {
@@ -219,12 +177,12 @@ SdoServer::Answer SdoServer::unknown_command(const CanFrame& request) {
 }
 
 CanFrame SdoServer::confirm_download(ObjectAddress at) const {
-  return answer_frame(download_confirmed, at);
+  return answer_frame(sdo_download_answer, at);
 }
 
 CanFrame SdoServer::abort_frame(ObjectAddress at, SdoAbort abort) const {
-  CanFrame frame = answer_frame(aborted, at);
-  set_number(frame, static_cast<std::uint32_t>(abort));
+  CanFrame frame = answer_frame(sdo_abort_command, at);
+  set_sdo_number(frame, static_cast<std::uint32_t>(abort));
   return frame;
 }
 
@@ -240,17 +198,9 @@ CanFrame SdoServer::end_with(SdoAbort abort) {
   return abort_frame(at, abort);
 }
 
-CanFrame SdoServer::answer_frame(unsigned command) const {
-  const auto cob_id = static_cast<std::uint16_t>(sdo_answer_cob_id + node_id_);
-  return {cob_id, request_length, {static_cast<std::uint8_t>(command)}};
-}
-
 CanFrame SdoServer::answer_frame(unsigned command, ObjectAddress at) const {
-  CanFrame frame = answer_frame(command);
-  frame.data[1] = static_cast<std::uint8_t>(at.index & 0xFFU);
-  frame.data[2] = static_cast<std::uint8_t>(at.index >> 8U);
-  frame.data[3] = at.sub_index;
-  return frame;
+  const auto cob_id = static_cast<std::uint16_t>(sdo_answer_cob_id + node_id_);
+  return sdo_frame(cob_id, static_cast<std::uint8_t>(command), at.index, at.sub_index);
 }
 
 }  // namespace velmora_can_bridge

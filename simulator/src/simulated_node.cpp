@@ -12,15 +12,50 @@ namespace {
 constexpr std::uint16_t error_register_index = 0x1001;
 constexpr std::uint8_t longest_frame = 8;
 
-std::map<std::uint8_t, std::vector<PdoMapping>> rpdo_mappings(const BoardConfig& board) {
+// CiA 301, 7.5.2.2: bits of the error register.
+constexpr std::uint8_t generic_error = 0x01;
+constexpr std::uint8_t communication_error = 0x10;
+
+std::map<std::uint8_t, std::vector<PdoMapping>> mappings_of(const PdosByNumber& pdos) {
   std::map<std::uint8_t, std::vector<PdoMapping>> mappings;
-  for (const PdoConfig& pdo : board.pdos) {
-    if (is_rpdo(pdo)) {
-      mappings.emplace(pdo.number, pdo.mappings);  // keeps the first of a number
-    }
+  for (const auto& [number, pdo] : pdos) {
+    mappings.emplace(number, pdo->mappings);
   }
   return mappings;
 }
+
+/// Appends to a list that has room for `emergency_limit`.
+void append(std::deque<Emergency>& emergencies, const Emergency& emergency) {
+  emergencies.push_back(emergency);
+  if (emergencies.size() > SimulatedNode::emergency_limit) {
+    emergencies.pop_front();
+  }
+}
+
+/// What the node would send of the mapped objects; nothing of one that cannot be read.
+std::vector<FieldValue> mapped_values(const ObjectDictionary& objects,
+                                      const std::vector<PdoMapping>& mappings) {
+  std::vector<FieldValue> values;
+  for (const PdoMapping& mapping : mappings) {
+    if (!carries_object(mapping)) {
+      continue;
+    }
+    UploadResult value = objects.upload(mapping.index, mapping.sub_index);
+    auto* const bytes = std::get_if<std::vector<std::uint8_t>>(&value);
+    values.push_back({mapping.index, mapping.sub_index,
+                      bytes == nullptr ? std::vector<std::uint8_t>() : std::move(*bytes)});
+  }
+  return values;
+}
+
+/// The objects of the node with what its drives show.
+ObjectDictionary start_objects(std::uint8_t node_id, const BoardConfig& board) {
+  ObjectDictionary objects = node_objects(node_id, board);
+  NodeDrives(board).publish(objects);
+  return objects;
+}
+
+bool is_communication_object(std::uint16_t index) { return index >= 0x1000 && index <= 0x1FFF; }
 
 }  // namespace
 
@@ -28,16 +63,17 @@ SimulatedNode::SimulatedNode(std::uint8_t node_id) : SimulatedNode(node_id, Boar
 
 SimulatedNode::SimulatedNode(std::uint8_t node_id, const BoardConfig& board)
     : node_id_(node_id),
-      rpdos_(rpdo_mappings(board)),
-      objects_(node_objects(node_id, board)),
-      drives_(std::make_unique<NodeDrives>(board)) {
-  drives_->publish(objects_);
-}
+      rpdos_(mappings_of(rpdos_of(board))),
+      tpdos_(mappings_of(tpdos_of(board))),
+      start_objects_(start_objects(node_id, board)),
+      objects_(start_objects_),
+      drives_(std::make_unique<NodeDrives>(board)) {}
 
 SimulatedNode::~SimulatedNode() = default;
 
 void SimulatedNode::add_object(std::uint16_t index, std::uint8_t sub_index, ObjectEntry entry) {
   const std::lock_guard<std::mutex> lock(mutex_);
+  start_objects_.add(index, sub_index, entry);
   objects_.add(index, sub_index, std::move(entry));
 }
 
@@ -87,7 +123,7 @@ std::optional<SdoAbort> SimulatedNode::sdo_download(std::uint16_t index, std::ui
   const std::lock_guard<std::mutex> lock(mutex_);
   last_sdo_abort_ = objects_.download(index, sub_index, data);
   if (!last_sdo_abort_) {
-    drives_->written({index, sub_index}, objects_);
+    act_on_write(index, sub_index);
   }
   return last_sdo_abort_;
 }
@@ -112,6 +148,21 @@ void SimulatedNode::receive_rpdo(std::uint8_t rpdo, const std::array<std::uint8_
   }
 }
 
+std::optional<PdoFrame> SimulatedNode::tpdo_frame(std::uint8_t tpdo) const {
+  const auto found = tpdos_.find(tpdo);
+  if (found == tpdos_.end()) {
+    return std::nullopt;
+  }
+  const std::vector<PdoMapping>& mappings = found->second;
+  const std::size_t length = frame_length(mappings);
+  if (length == 0 || length > longest_frame) {
+    return std::nullopt;
+  }
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return PdoFrame{pack_frame(mappings, mapped_values(objects_, mappings)),
+                  static_cast<std::uint8_t>(length)};
+}
+
 void SimulatedNode::tick(std::chrono::milliseconds elapsed) {
   const std::lock_guard<std::mutex> lock(mutex_);
   drives_->tick(elapsed, objects_);
@@ -119,7 +170,30 @@ void SimulatedNode::tick(std::chrono::milliseconds elapsed) {
 
 bool SimulatedNode::inject_fault(const std::string& device) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  return drives_->inject_fault(device, objects_);
+  const bool is_known = drives_->inject_fault(device, objects_);
+  note_fault_changes();
+  return is_known;
+}
+
+void SimulatedNode::reset() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  objects_ = start_objects_;
+  drives_->reset();
+  emergencies_.clear();
+  unsent_emergencies_.clear();
+}
+
+void SimulatedNode::reset_communication() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  for (const ObjectAddress& at : start_objects_.addresses()) {
+    if (is_communication_object(at.index)) {
+      objects_.add(at.index, at.sub_index, *start_objects_.find(at.index, at.sub_index));
+    }
+  }
+  if (drives_->has_fault()) {
+    objects_.store(error_register_index, 0, {generic_error});
+  }
+  drives_->publish(objects_);
 }
 
 std::optional<SdoAbort> SimulatedNode::last_sdo_abort() const {
@@ -151,6 +225,13 @@ void SimulatedNode::clear_emergencies() {
   objects_.store(error_register_index, 0, {0});
 }
 
+std::vector<Emergency> SimulatedNode::take_unsent_emergencies() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  std::vector<Emergency> unsent(unsent_emergencies_.begin(), unsent_emergencies_.end());
+  unsent_emergencies_.clear();
+  return unsent;
+}
+
 /// Records that nobody answered; always false, for the caller to return.
 bool SimulatedNode::transfer_timed_out() {
   const std::lock_guard<std::mutex> lock(mutex_);
@@ -158,23 +239,45 @@ bool SimulatedNode::transfer_timed_out() {
   return false;
 }
 
-/// Called with the lock held.
-void SimulatedNode::note_length_error(std::uint8_t rpdo, std::uint16_t error_code) {
-  // CiA 301, 7.5.2.2: bit 0 generic error, bit 4 communication error.
-  constexpr std::uint8_t error_bits = 0x11;
-  const ObjectEntry* entry = objects_.find(error_register_index, 0);
-  const std::uint8_t before =
-      entry == nullptr || entry->value.empty() ? std::uint8_t{0} : entry->value.front();
-  const auto error_register = static_cast<std::uint8_t>(before | error_bits);
-  objects_.store(error_register_index, 0, {error_register});
+// What follows is called with the lock held.
 
-  emergencies_.push_back({error_code, error_register, {rpdo}});
-  if (emergencies_.size() > emergency_limit) {
-    emergencies_.pop_front();
+std::uint8_t SimulatedNode::error_register() const {
+  const ObjectEntry* entry = objects_.find(error_register_index, 0);
+  return entry == nullptr || entry->value.empty() ? std::uint8_t{0} : entry->value.front();
+}
+
+void SimulatedNode::note_length_error(std::uint8_t rpdo, std::uint16_t error_code) {
+  const auto error_bits =
+      static_cast<std::uint8_t>(error_register() | generic_error | communication_error);
+  objects_.store(error_register_index, 0, {error_bits});
+  note_emergency({error_code, error_bits, {rpdo}});
+}
+
+void SimulatedNode::note_fault_changes() {
+  for (const FaultChange& change : drives_->take_fault_changes()) {
+    const std::uint8_t before = error_register();
+    const bool was_last_error = !drives_->has_fault() && before == generic_error;
+    const auto raised = static_cast<std::uint8_t>(before | generic_error);
+    const std::uint8_t remaining = was_last_error ? std::uint8_t{0} : before;
+    const std::uint8_t error_bits = change.has_fault ? raised : remaining;
+    objects_.store(error_register_index, 0, {error_bits});
+    note_emergency({change.has_fault ? emergency_generic_error : emergency_error_reset,
+                    error_bits,
+                    {static_cast<std::uint8_t>(change.base_index & 0xFFU),
+                     static_cast<std::uint8_t>(change.base_index >> 8U)}});
   }
 }
 
-/// Called with the lock held.
+void SimulatedNode::note_emergency(const Emergency& emergency) {
+  append(emergencies_, emergency);
+  append(unsent_emergencies_, emergency);
+}
+
+void SimulatedNode::act_on_write(std::uint16_t index, std::uint8_t sub_index) {
+  drives_->written({index, sub_index}, objects_);
+  note_fault_changes();
+}
+
 void SimulatedNode::write_mapped_object(std::uint16_t index, std::uint8_t sub_index,
                                         std::vector<std::uint8_t> value) {
   const ObjectEntry* entry = objects_.find(index, sub_index);
@@ -183,7 +286,7 @@ void SimulatedNode::write_mapped_object(std::uint16_t index, std::uint8_t sub_in
   }
   value.resize(entry->value.size());
   objects_.store(index, sub_index, value);
-  drives_->written({index, sub_index}, objects_);
+  act_on_write(index, sub_index);
 }
 
 }  // namespace velmora_can_bridge

@@ -44,10 +44,20 @@ std::vector<Shape> shapes(const ObjectDictionary& dictionary) {
   return all;
 }
 
-/// What the board adds to a bare node.
+/// Every index with a sub-index 0, as a node has it.
+ObjectDictionary with_highest_sub_indices(ObjectDictionary dictionary) {
+  for (const ObjectAddress& at : dictionary.addresses()) {
+    if (dictionary.find(at.index, 0) == nullptr) {
+      dictionary.add(at.index, 0, {read_only, {0}});
+    }
+  }
+  return dictionary;
+}
+
+/// What the board adds to the communication objects.
 std::vector<Shape> added_by(const BoardConfig& board) {
   std::vector<Shape> added;
-  const ObjectDictionary bare = node_objects(5, {});
+  const ObjectDictionary bare = with_highest_sub_indices(communication_objects(5, board));
   for (const Shape& shape : shapes(node_objects(5, board))) {
     if (bare.find(shape.index, shape.sub_index) == nullptr) {
       added.push_back(shape);
@@ -71,6 +81,125 @@ TEST(BareNodeTest, identity_has_four_sub_indices_with_the_node_id_as_serial_numb
   EXPECT_THAT(dictionary.find(0x1018, 0)->value, testing::ElementsAre(4));
   EXPECT_THAT(dictionary.find(0x1018, 4)->value, testing::ElementsAre(0x7F, 0, 0, 0));
 }
+
+// PDO parameters
+
+/// An object with what it holds.
+struct Content {
+  std::uint16_t index;
+  std::uint8_t sub_index;
+  std::vector<std::uint8_t> value;
+};
+
+bool operator==(const Content& left, const Content& right) {
+  return std::tie(left.index, left.sub_index, left.value) ==
+         std::tie(right.index, right.sub_index, right.value);
+}
+
+void PrintTo(const Content& content, std::ostream* out) {
+  *out << std::hex << "0x" << content.index << std::dec << "/" << int{content.sub_index} << " "
+       << testing::PrintToString(content.value);
+}
+
+/// The objects 0x1400 to 0x1BFF, all of which must be read-only.
+std::vector<Content> pdo_parameters(std::uint8_t node_id, const BoardConfig& board) {
+  std::vector<Content> found;
+  const ObjectDictionary dictionary = node_objects(node_id, board);
+  for (const ObjectAddress& at : dictionary.addresses()) {
+    if (at.index >= 0x1400 && at.index <= 0x1BFF) {
+      const ObjectEntry& entry = *dictionary.find(at.index, at.sub_index);
+      EXPECT_EQ(entry.access, read_only);
+      found.push_back({at.index, at.sub_index, entry.value});
+    }
+  }
+  return found;
+}
+
+struct ParameterCase {
+  std::string name;
+  std::vector<PdoConfig> pdos;
+  std::vector<Content> expected;
+};
+
+void PrintTo(const ParameterCase& row, std::ostream* out) { *out << row.name; }
+
+class PdoParameterTest : public testing::TestWithParam<ParameterCase> {};
+
+TEST_P(PdoParameterTest, tell_cob_ids_with_mappings) {
+  EXPECT_EQ(pdo_parameters(5, {GetParam().pdos, {}}), GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    all, PdoParameterTest,
+    testing::Values(ParameterCase{"no_pdos", {}, {}},
+                    ParameterCase{"rpdo",
+                                  {{1, "RPDO", 0, {{0x6040, 0, 16, "a"}, {0x2200, 0x12, 8, "b"}}}},
+                                  {{0x1400, 0, {2}},
+                                   {0x1400, 1, {0x05, 0x02, 0, 0}},
+                                   {0x1400, 2, {255}},
+                                   {0x1600, 0, {2}},
+                                   {0x1600, 1, {16, 0x00, 0x40, 0x60}},
+                                   {0x1600, 2, {8, 0x12, 0x00, 0x22}}}},
+                    ParameterCase{"tpdo",
+                                  {{4, "TPDO", 0, {{0x6041, 0, 16, ""}}}},
+                                  {{0x1803, 0, {2}},
+                                   {0x1803, 1, {0x85, 0x04, 0, 0}},
+                                   {0x1803, 2, {255}},
+                                   {0x1A03, 0, {1}},
+                                   {0x1A03, 1, {16, 0x00, 0x41, 0x60}}}},
+                    ParameterCase{"dummies_are_mappings",
+                                  {{1, "RPDO", 0x321, {{0x0005, 0, 8, ""}, {0x2000, 0, 0, ""}}}},
+                                  {{0x1400, 0, {2}},
+                                   {0x1400, 1, {0x21, 0x03, 0, 0}},
+                                   {0x1400, 2, {255}},
+                                   {0x1600, 0, {2}},
+                                   {0x1600, 1, {8, 0x00, 0x05, 0x00}},
+                                   {0x1600, 2, {0, 0x00, 0x00, 0x20}}}},
+                    ParameterCase{"highest_number_without_cob_id",
+                                  {{255, "RPDO", 0, {}}, {255, "TPDO", 0x800, {}}},
+                                  {{0x14FE, 0, {2}},
+                                   {0x14FE, 1, {0, 0, 0, 0x80}},
+                                   {0x14FE, 2, {255}},
+                                   {0x16FE, 0, {0}},
+                                   {0x18FE, 0, {2}},
+                                   {0x18FE, 1, {0, 0, 0, 0x80}},
+                                   {0x18FE, 2, {255}},
+                                   {0x1AFE, 0, {0}}}},
+                    ParameterCase{
+                        "first_of_a_number",
+                        {{1, "RPDO", 0x321, {}}, {1, "RPDO", 0x322, {{0x2000, 0, 8, ""}}}},
+                        {{0x1400, 0, {2}},
+                         {0x1400, 1, {0x21, 0x03, 0, 0}},
+                         {0x1400, 2, {255}},
+                         {0x1600, 0, {0}}}},
+                    ParameterCase{"no_pdo", {{0, "RPDO", 0x321, {}}, {1, "rpdo", 0, {}}}, {}}),
+    [](const testing::TestParamInfo<ParameterCase>& row) { return row.param.name; });
+
+TEST(PdoParameterTest, show_as_many_mappings_as_a_frame_has_bits) {
+  for (const std::size_t count : {64U, 65U, 255U, 256U, 1000U}) {
+    const ObjectDictionary dictionary =
+        node_objects(5, {{{1, "RPDO", 0, std::vector<PdoMapping>(count, {0x2000, 1, 0, ""})}}, {}});
+
+    EXPECT_THAT(dictionary.find(0x1600, 0)->value, testing::ElementsAre(64));
+    EXPECT_THAT(dictionary.find(0x1600, 64)->value, testing::ElementsAre(0, 1, 0x00, 0x20));
+    EXPECT_EQ(dictionary.find(0x1600, 65), nullptr);
+  }
+}
+
+TEST(PdoParameterTest, have_no_predefined_cob_id_for_other_node_ids) {
+  EXPECT_EQ(pdo_parameters(128, {{{1, "RPDO", 0, {}}}, {}})[1],
+            (Content{0x1400, 1, {0, 0, 0, 0x80}}));
+}
+
+TEST(PdoParameterTest, belong_to_no_drive_or_mapping) {
+  const ObjectDictionary dictionary =
+      node_objects(5, {{{1, "RPDO", 0, {{0x1400, 1, 8, ""}}}}, {{"low", {"ci402", 0x1400, 0}}}});
+
+  EXPECT_EQ(dictionary.find(0x1400, 0)->value.size(), 1U);
+  EXPECT_EQ(dictionary.find(0x1400, 1)->value.size(), 4U);
+}
+
+// Devices
 
 struct DeviceTypeCase {
   std::string name;

@@ -38,6 +38,60 @@ TEST(PdoDirectionTest, only_the_exact_text_is_received) {
   }
 }
 
+TEST(PdoDirectionTest, only_the_exact_text_is_sent) {
+  EXPECT_TRUE(is_tpdo({1, "TPDO", 0, {}}));
+  for (const char* other : {"RPDO", "tpdo", "TPDO ", " TPDO", "TPD", ""}) {
+    EXPECT_FALSE(is_tpdo({1, other, 0, {}})) << other;
+  }
+}
+
+TEST(PdosByNumberTest, are_the_first_of_each_number_and_direction) {
+  const BoardConfig board{{{1, "TPDO", 0, {}},
+                           {2, "RPDO", 0, {}},
+                           {1, "RPDO", 0, {}},
+                           {1, "RPDO", 0, {}},
+                           {1, "TPDO", 0, {}},
+                           {3, "tpdo", 0, {}}},
+                          {}};
+
+  EXPECT_EQ(rpdos_of(board), (PdosByNumber{{1, &board.pdos[2]}, {2, &board.pdos[1]}}));
+  EXPECT_EQ(tpdos_of(board), (PdosByNumber{{1, board.pdos.data()}}));
+}
+
+struct CobIdCase {
+  std::string name;
+  std::uint8_t node_id;
+  std::uint8_t number;
+  std::uint16_t cob_id;
+  std::uint16_t received;
+  std::uint16_t sent;
+};
+
+void PrintTo(const CobIdCase& row, std::ostream* out) { *out << row.name; }
+
+class PdoCobIdTest : public testing::TestWithParam<CobIdCase> {};
+
+TEST_P(PdoCobIdTest, is_the_boards_or_the_predefined_one) {
+  const CobIdCase& row = GetParam();
+
+  EXPECT_EQ(rpdo_cob_id(row.node_id, {row.number, "RPDO", row.cob_id, {}}), row.received);
+  EXPECT_EQ(tpdo_cob_id(row.node_id, {row.number, "TPDO", row.cob_id, {}}), row.sent);
+}
+
+INSTANTIATE_TEST_SUITE_P(all, PdoCobIdTest,
+                         testing::Values(CobIdCase{"predefined_1", 5, 1, 0, 0x205, 0x185},
+                                         CobIdCase{"predefined_4", 127, 4, 0, 0x57F, 0x4FF},
+                                         CobIdCase{"number_5_has_none", 5, 5, 0, 0, 0},
+                                         CobIdCase{"number_0_has_none", 5, 0, 0, 0, 0},
+                                         CobIdCase{"node_0_has_none", 0, 1, 0, 0, 0},
+                                         CobIdCase{"node_128_has_none", 128, 1, 0, 0, 0},
+                                         CobIdCase{"of_the_board", 5, 9, 0x321, 0x321, 0x321},
+                                         CobIdCase{"highest", 5, 1, 0x7FF, 0x7FF, 0x7FF},
+                                         CobIdCase{"too_high", 5, 1, 0x800, 0, 0}),
+                         [](const testing::TestParamInfo<CobIdCase>& row) {
+                           return row.param.name;
+                         });
+
 TEST(PdoMappingTest, dummies_and_mappings_without_bits_carry_no_object) {
   EXPECT_FALSE(carries_object({0x0000, 0, 8, ""}));
   EXPECT_FALSE(carries_object({0x001F, 0, 8, ""}));
@@ -183,6 +237,104 @@ TEST(UnpackRandomTest, agrees_with_a_bit_by_bit_reference) {
     const std::vector<FieldValue> expected = reference_fields(mappings, frame);
     ASSERT_EQ(unpack_frame(mappings, frame), expected) << "round " << round;
     compared += expected.size();
+  }
+  EXPECT_GT(compared, 5000U) << "the random mappings were nearly all empty";
+}
+
+struct PackCase {
+  std::string name;
+  Mappings mappings;
+  std::vector<FieldValue> fields;
+  Frame expected;
+};
+
+void PrintTo(const PackCase& row, std::ostream* out) { *out << row.name; }
+
+class PackTest : public testing::TestWithParam<PackCase> {};
+
+TEST_P(PackTest, fills_the_frame) {
+  EXPECT_EQ(pack_frame(GetParam().mappings, GetParam().fields), GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    all, PackTest,
+    testing::Values(
+        PackCase{"nothing_mapped", {}, {{0x2000, 1, {0xFF}}}, {}},
+        PackCase{
+            "whole_bytes",
+            {{0x6041, 0, 16, ""}, {0x6061, 0, 8, ""}, {0x6064, 0, 32, ""}},
+            {{0x6041, 0, {0x21, 0x43}}, {0x6061, 0, {0x65}}, {0x6064, 0, {0x87, 0xA9, 0xCB, 0xED}}},
+            {0x21, 0x43, 0x65, 0x87, 0xA9, 0xCB, 0xED}},
+        PackCase{"half_bytes",
+                 {{0x2000, 1, 4, ""}, {0x2000, 2, 12, ""}},
+                 {{0x2000, 1, {0x01}}, {0x2000, 2, {0x32, 0x04}}},
+                 {0x21, 0x43}},
+        PackCase{"long_values_lose_their_high_bits",
+                 {{0x2000, 1, 4, ""}, {0x2000, 2, 8, ""}},
+                 {{0x2000, 1, {0xF1, 0xFF}}, {0x2000, 2, Bytes(20, 0x32)}},
+                 {0x21, 0x03}},
+        PackCase{"short_values_are_filled_up",
+                 {{0x2000, 1, 16, ""}, {0x2000, 2, 8, ""}, {0x2000, 3, 8, ""}},
+                 {{0x2000, 1, {0x21}}, {0x2000, 2, {}}, {0x2000, 3, {0x43}}},
+                 {0x21, 0x00, 0x00, 0x43}},
+        PackCase{"dummies_are_clear",
+                 {{0x0005, 0, 8, ""}, {0x2000, 1, 8, ""}, {0x2000, 2, 0, ""}, {0x2000, 3, 8, ""}},
+                 {{0x2000, 1, {0x21}}, {0x2000, 3, {0x43}}},
+                 {0x00, 0x21, 0x43}},
+        PackCase{"missing_values_are_clear",
+                 {{0x2000, 1, 8, ""}, {0x2000, 2, 8, ""}},
+                 {{0x2000, 1, {0x21}}},
+                 {0x21}},
+        PackCase{"all_bits_at_once",
+                 {{0x2000, 1, 64, ""}},
+                 {{0x2000, 1, {1, 2, 3, 4, 5, 6, 7, 8, 9}}},
+                 {1, 2, 3, 4, 5, 6, 7, 8}},
+        PackCase{"beyond_the_frame",
+                 {{0x2000, 1, 60, ""}, {0x2000, 2, 8, ""}, {0x2000, 3, 8, ""}},
+                 {{0x2000, 1, Bytes(8, 0)}, {0x2000, 2, {0xFF}}, {0x2000, 3, {0xFF}}},
+                 {0, 0, 0, 0, 0, 0, 0, 0xF0}},
+        PackCase{"longer_than_the_frame",
+                 {{0x2000, 1, 200, ""}, {0x2000, 2, 8, ""}},
+                 {{0x2000, 1, {1}}, {0x2000, 2, {0xFF}}},
+                 {1}}),
+    [](const testing::TestParamInfo<PackCase>& row) { return row.param.name; });
+
+/// The frame without the bits that no object is mapped to.
+Frame without_unmapped_bits(const Mappings& mappings, const Frame& frame) {
+  Frame mapped{};
+  std::size_t offset = 0;
+  for (const PdoMapping& mapping : mappings) {
+    for (std::size_t bit = offset; bit < offset + mapping.bit_length; ++bit) {
+      const unsigned mask = mapping.index >= 0x20 ? 1U << (bit % 8) : 0U;
+      mapped.at(bit / 8) =
+          static_cast<std::uint8_t>(mapped.at(bit / 8) | (frame.at(bit / 8) & mask));
+    }
+    offset += mapping.bit_length;
+  }
+  return mapped;
+}
+
+TEST(PackRandomTest, undoes_unpacking) {
+  const std::uint32_t seed = chosen_seed();
+  SCOPED_TRACE(
+      "repeat with: simulator_tests --gtest_filter=PackRandomTest.* "
+      "--gtest_random_seed=" +
+      std::to_string(seed));
+  std::mt19937 random(seed);
+  std::size_t compared = 0;
+
+  for (int round = 0; round < 5000; ++round) {
+    const Mappings mappings = random_mappings(random);
+    Frame frame{};
+    std::generate(frame.begin(), frame.end(),
+                  [&] { return static_cast<std::uint8_t>(random() & 0xFFU); });
+    const std::vector<FieldValue> fields = unpack_frame(mappings, frame);
+
+    const Frame packed = pack_frame(mappings, fields);
+
+    ASSERT_EQ(packed, without_unmapped_bits(mappings, frame)) << "round " << round;
+    ASSERT_EQ(unpack_frame(mappings, packed), fields) << "round " << round;
+    compared += fields.size();
   }
   EXPECT_GT(compared, 5000U) << "the random mappings were nearly all empty";
 }

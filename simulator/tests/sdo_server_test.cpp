@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "chosen_seed.hpp"
-#include "sdo_frames.hpp"
+#include "hand_made_frames.hpp"
 #include "support/allocations.hpp"
 
 namespace velmora_can_bridge {

@@ -285,6 +285,97 @@ TEST_F(SimulatedNodeDrivesTest, fault_is_reset_by_the_edge) {
   EXPECT_EQ(power(), 0x40U);
 }
 
+struct NotedFault {
+  std::uint16_t error_code;
+  std::uint8_t error_register;
+  std::uint16_t base_index;
+};
+
+/// What the node noted, by the constants of a drive's emergencies.
+std::vector<NotedFault> noted_faults(const SimulatedNode& node) {
+  std::vector<NotedFault> noted;
+  for (const Emergency& each : node.emergencies()) {
+    EXPECT_THAT(Bytes(each.device_data.begin() + 2, each.device_data.end()),
+                testing::Each(testing::Eq(0)));
+    const auto base = static_cast<std::uint16_t>(each.device_data[0] | each.device_data[1] << 8);
+    noted.push_back({each.error_code, each.error_register, base});
+  }
+  return noted;
+}
+
+void PrintTo(const NotedFault& fault, std::ostream* out) {
+  *out << std::hex << fault.error_code << " register " << int{fault.error_register} << " drive "
+       << fault.base_index;
+}
+
+bool operator==(const NotedFault& left, const NotedFault& right) {
+  return left.error_code == right.error_code && left.error_register == right.error_register &&
+         left.base_index == right.base_index;
+}
+
+TEST_F(SimulatedNodeDrivesTest, fault_is_an_emergency_until_it_is_reset) {
+  node.inject_fault("right");
+  EXPECT_EQ(value(0x1001), 0x01U);
+  node.tick(milliseconds(1));
+  write(0x6840, 0x80, 2);
+  EXPECT_EQ(value(0x1001), 0x00U);
+
+  EXPECT_THAT(noted_faults(node), testing::ElementsAre(NotedFault{0x1000, 0x01, 0x6840},
+                                                       NotedFault{0x0000, 0x00, 0x6840}));
+}
+
+TEST_F(SimulatedNodeDrivesTest, fault_reset_by_frame_is_an_emergency_too) {
+  node.inject_fault("left");
+  node.tick(milliseconds(1));
+
+  node.send_rpdo(5, 1, {0, 0x80, 0, 0, 0, 0, 0}, 7);
+
+  EXPECT_EQ(noted_faults(node).back(), (NotedFault{0x0000, 0x00, 0x6040}));
+}
+
+TEST_F(SimulatedNodeDrivesTest, fault_of_a_faulty_drive_is_none) {
+  node.inject_fault("left");
+  node.inject_fault("left");
+  node.tick(milliseconds(1));
+  node.inject_fault("left");
+
+  EXPECT_EQ(node.emergencies().size(), 1U);
+}
+
+TEST_F(SimulatedNodeDrivesTest, generic_bit_stays_for_another_faulty_drive) {
+  node.inject_fault("left");
+  node.inject_fault("right");
+  node.tick(milliseconds(1));
+  write(0x6040, 0x80, 2);
+  write(0x6840, 0x80, 2);
+
+  EXPECT_THAT(
+      noted_faults(node),
+      testing::ElementsAre(NotedFault{0x1000, 0x01, 0x6040}, NotedFault{0x1000, 0x01, 0x6840},
+                           NotedFault{0x0000, 0x01, 0x6040}, NotedFault{0x0000, 0x00, 0x6840}));
+}
+
+TEST_F(SimulatedNodeDrivesTest, generic_bit_stays_for_other_errors) {
+  node.set_object_value(0x1001, 0, {0x10});
+  node.inject_fault("left");
+  node.tick(milliseconds(1));
+  write(0x6040, 0x80, 2);
+
+  EXPECT_THAT(noted_faults(node), testing::ElementsAre(NotedFault{0x1000, 0x11, 0x6040},
+                                                       NotedFault{0x0000, 0x11, 0x6040}));
+  EXPECT_EQ(value(0x1001), 0x11U);
+}
+
+TEST_F(SimulatedNodeDrivesTest, fault_that_is_no_more_sets_no_cleared_bit) {
+  node.inject_fault("left");
+  node.inject_fault("right");
+  node.clear_emergencies();
+  node.tick(milliseconds(1));
+  write(0x6040, 0x80, 2);
+
+  EXPECT_THAT(noted_faults(node), testing::ElementsAre(NotedFault{0x0000, 0x00, 0x6040}));
+}
+
 // RPDOs
 
 TEST_F(SimulatedNodeDrivesTest, frame_commands_as_a_download_does) {
@@ -437,6 +528,24 @@ TEST(SharedObjectsTest, communication_objects_belong_to_no_drive) {
 
   EXPECT_EQ(node.object_value(0x1001, 0), Bytes{0x20});
   EXPECT_EQ(node.object_value(0x0FE1, 0), (Bytes{0x31, 0x02}));
+}
+
+TEST(SharedObjectsTest, pdo_parameters_belong_to_no_drive) {
+  // The controlword would be the number of parameters of RPDO 1, the statusword is the drive's.
+  SimulatedNode node(5, {{{1, "RPDO", 0, {}}}, {{"low", {"ci402", 0x1400, 0}}}});
+  node.tick(milliseconds(1));
+
+  EXPECT_EQ(node.object_value(0x1400, 0), Bytes{2});
+  EXPECT_FALSE(node.sdo_write(5, 0x1400, 0, {6, 0}));
+  EXPECT_EQ(node.object_value(0x1401, 0), (Bytes{0x50, 0x02}));
+}
+
+TEST(SharedObjectsTest, drive_does_not_show_itself_in_pdo_parameters) {
+  // The mode display, of one byte, would be the number of parameters of RPDO 1.
+  SimulatedNode node(5, {{{1, "RPDO", 0, {}}}, {{"low", {"ci402", 0x13DF, 0}}}});
+  node.sdo_write(5, 0x13FF, 0, {3});
+
+  EXPECT_EQ(node.object_value(0x1400, 0), Bytes{2});
 }
 
 TEST(WrappedDriveTest, comes_alive_around_the_highest_index) {

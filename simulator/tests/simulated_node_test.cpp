@@ -4,12 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace velmora_can_bridge {
@@ -362,6 +364,183 @@ TEST_F(SimulatedNodeTest, clearing_forgets_emergencies_with_their_register) {
 
   EXPECT_THAT(node.emergencies(), IsEmpty());
   EXPECT_EQ(node.object_value(0x1001, 0), Bytes{0});
+}
+
+// TPDOs
+
+struct TpdoCase {
+  std::string name;
+  std::vector<PdoMapping> mappings;
+  std::optional<Bytes> expected;
+};
+
+void PrintTo(const TpdoCase& row, std::ostream* out) { *out << row.name; }
+
+class TpdoFrameTest : public testing::TestWithParam<TpdoCase> {};
+
+TEST_P(TpdoFrameTest, carries_the_mapped_objects) {
+  SimulatedNode node(5, {{{1, "TPDO", 0, GetParam().mappings}}, {}});
+  node.add_object(0x2000, 1, {ObjectAccess::read_write, {0x21, 0x43}});
+  node.add_object(0x2000, 2, {ObjectAccess::read_only, {0x65}});
+  node.add_object(0x2000, 3, {ObjectAccess::write_only, {0xFF}});
+
+  const std::optional<PdoFrame> frame = node.tpdo_frame(1);
+
+  ASSERT_EQ(frame.has_value(), GetParam().expected.has_value());
+  if (frame) {
+    EXPECT_EQ(Bytes(frame->data.begin(), frame->data.begin() + frame->length), GetParam().expected);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    all, TpdoFrameTest,
+    testing::Values(
+        TpdoCase{"in_order", {{0x2000, 2, 8, ""}, {0x2000, 1, 16, ""}}, Bytes{0x65, 0x21, 0x43}},
+        TpdoCase{"bit_by_bit", {{0x2000, 2, 4, ""}, {0x2000, 1, 16, ""}}, Bytes{0x15, 0x32, 0x04}},
+        TpdoCase{"filled_up", {{0x2000, 2, 16, ""}, {0x2000, 2, 8, ""}}, Bytes{0x65, 0, 0x65}},
+        TpdoCase{"cut_off", {{0x2000, 1, 8, ""}, {0x2000, 2, 8, ""}}, Bytes{0x21, 0x65}},
+        TpdoCase{"write_only", {{0x2000, 3, 8, ""}, {0x2000, 2, 8, ""}}, Bytes{0, 0x65}},
+        TpdoCase{"dummy", {{0x0005, 0, 8, ""}, {0x2000, 2, 8, ""}}, Bytes{0, 0x65}},
+        TpdoCase{"nothing_mapped", {}, {}}, TpdoCase{"no_bits", {{0x2000, 1, 0, ""}}, {}},
+        TpdoCase{"full", {{0x2000, 1, 64, ""}}, Bytes{0x21, 0x43, 0, 0, 0, 0, 0, 0}},
+        TpdoCase{"longer_than_a_frame", {{0x2000, 1, 64, ""}, {0x2000, 2, 1, ""}}, {}}),
+    [](const testing::TestParamInfo<TpdoCase>& row) { return row.param.name; });
+
+TEST_F(SimulatedNodeTest, only_numbers_of_tpdos_have_a_frame) {
+  EXPECT_TRUE(node.tpdo_frame(3).has_value());
+  for (const std::uint8_t number : Bytes{0, 1, 2, 4, 255}) {
+    EXPECT_FALSE(node.tpdo_frame(number).has_value()) << int{number};
+  }
+}
+
+TEST_F(SimulatedNodeTest, first_tpdo_of_a_number_counts) {
+  SimulatedNode doubled(
+      5, {{{1, "TPDO", 0, {{0x2000, 0, 8, ""}}}, {1, "TPDO", 0, {{0x2001, 0, 16, ""}}}}, {}});
+
+  EXPECT_EQ(doubled.tpdo_frame(1)->length, 1);
+}
+
+// Resets
+
+TEST_F(SimulatedNodeTest, reset_sets_all_objects_back) {
+  node.add_object(0x3000, 0, {ObjectAccess::read_write, {7}});
+  std::vector<std::pair<ObjectAddress, Bytes>> before;
+  for (const ObjectAddress at : {ObjectAddress{0x1017, 0},
+                                 {0x1001, 0},
+                                 {0x6040, 0},
+                                 {0x6041, 0},
+                                 {0x2300, 1},
+                                 {0x3000, 0}}) {
+    before.emplace_back(at, node.object_value(at.index, at.sub_index).value());
+  }
+  node.sdo_write(5, 0x1017, 0, {1, 2});
+  node.sdo_write(5, 0x6040, 0, {6, 0});
+  node.sdo_write(5, 0x2300, 9, {1});
+  node.sdo_write(5, 0x3000, 0, {9});
+  node.set_object_value(0x1001, 0, {9});
+
+  node.reset();
+
+  for (const auto& [at, value] : before) {
+    EXPECT_EQ(node.object_value(at.index, at.sub_index), value) << std::hex << at.index;
+  }
+}
+
+TEST_F(SimulatedNodeTest, reset_starts_drives_anew) {
+  node.sdo_write(5, 0x6040, 0, {0x06, 0});
+  node.sdo_write(5, 0x2300, 9, {1});
+  node.reset();
+
+  node.tick(std::chrono::milliseconds(1));
+
+  EXPECT_EQ(node.object_value(0x6041, 0), (Bytes{0x50, 0x02}));
+  EXPECT_EQ(node.object_value(0x2300, 1), Bytes{0}) << "the claw has been asked for nothing";
+}
+
+TEST_F(SimulatedNodeTest, reset_forgets_faults_with_their_emergencies) {
+  node.inject_fault("claw");
+  node.reset();
+
+  EXPECT_THAT(node.emergencies(), IsEmpty());
+  EXPECT_THAT(node.take_unsent_emergencies(), IsEmpty());
+
+  node.sdo_write(5, 0x6040, 0, {0x80, 0});
+  EXPECT_THAT(node.emergencies(), IsEmpty()) << "there is no fault to reset";
+}
+
+TEST_F(SimulatedNodeTest, communication_reset_spares_all_others) {
+  node.add_object(0x0FFF, 0, {ObjectAccess::read_write, {1}});
+  node.add_object(0x1FFF, 0, {ObjectAccess::read_write, {1}});
+  node.add_object(0x2000, 0, {ObjectAccess::read_write, {1}});
+  for (const std::uint16_t index : std::array<std::uint16_t, 3>{0x0FFF, 0x1FFF, 0x2000}) {
+    node.sdo_write(5, index, 0, {9});
+  }
+  node.sdo_write(5, 0x1017, 0, {1, 2});
+  node.sdo_write(5, 0x6040, 0, {6, 0});
+  node.set_object_value(0x1000, 0, {1, 2, 3, 4});
+
+  node.reset_communication();
+
+  EXPECT_EQ(node.object_value(0x1000, 0), (Bytes{0x92, 0x01, 0x02, 0x00}));
+  EXPECT_EQ(node.object_value(0x1017, 0), (Bytes{0, 0}));
+  EXPECT_EQ(node.object_value(0x1FFF, 0), Bytes{1});
+  EXPECT_EQ(node.object_value(0x0FFF, 0), Bytes{9});
+  EXPECT_EQ(node.object_value(0x2000, 0), Bytes{9});
+  EXPECT_EQ(node.object_value(0x6041, 0), (Bytes{0x31, 0x02}));
+}
+
+TEST_F(SimulatedNodeTest, communication_reset_clears_communication_errors_only) {
+  node.send_rpdo(5, 1, counting, 1);
+  node.reset_communication();
+  EXPECT_EQ(node.object_value(0x1001, 0), Bytes{0});
+
+  node.send_rpdo(5, 1, counting, 1);
+  node.inject_fault("claw");
+  node.reset_communication();
+  EXPECT_EQ(node.object_value(0x1001, 0), Bytes{0x01});
+}
+
+TEST(CommunicationResetTest, keeps_what_a_drive_shows_among_communication_objects) {
+  SimulatedNode node(5, {{}, {{"low", {"ci402", 0x1F00, 0}}}});
+  node.sdo_write(5, 0x1F00, 0, {0x06, 0});
+
+  node.reset_communication();
+
+  EXPECT_EQ(node.object_value(0x1F01, 0), (Bytes{0x31, 0x02}));
+}
+
+// Emergencies for who sends them
+
+TEST_F(SimulatedNodeTest, emergencies_are_taken_once) {
+  node.send_rpdo(5, 1, counting, 1);
+  node.send_rpdo(5, 2, counting, 8);
+  node.clear_emergencies();
+
+  const std::vector<Emergency> unsent = node.take_unsent_emergencies();
+
+  ASSERT_EQ(unsent.size(), 2U);
+  EXPECT_EQ(unsent[0].error_code, emergency_rpdo_too_short);
+  EXPECT_EQ(unsent[1].error_code, emergency_rpdo_too_long);
+  EXPECT_THAT(node.take_unsent_emergencies(), IsEmpty());
+}
+
+TEST_F(SimulatedNodeTest, taking_leaves_the_list_of_the_bench) {
+  node.send_rpdo(5, 1, counting, 1);
+
+  node.take_unsent_emergencies();
+
+  EXPECT_EQ(node.emergencies().size(), 1U);
+}
+
+TEST_F(SimulatedNodeTest, only_the_latest_unsent_emergencies_are_kept) {
+  for (std::size_t sent = 0; sent < SimulatedNode::emergency_limit; ++sent) {
+    node.send_rpdo(5, 1, counting, 1);
+  }
+  node.send_rpdo(5, 2, counting, 8);
+
+  const std::vector<Emergency> unsent = node.take_unsent_emergencies();
+  ASSERT_EQ(unsent.size(), SimulatedNode::emergency_limit);
+  EXPECT_EQ(unsent.back().device_data.front(), 2);
 }
 
 TEST(BareSimulatedNodeTest, has_identity_but_no_rpdo) {

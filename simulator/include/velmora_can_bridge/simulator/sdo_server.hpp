@@ -92,8 +92,7 @@ class SdoServer {
   CanFrame confirm_download(ObjectAddress at) const;
   CanFrame abort_frame(ObjectAddress at, SdoAbort abort) const;
   CanFrame end_with(SdoAbort abort);
-  CanFrame answer_frame(unsigned command) const;
-  CanFrame answer_frame(unsigned command, ObjectAddress at) const;
+  CanFrame answer_frame(unsigned command, ObjectAddress at = {}) const;
 
   const std::uint8_t node_id_;
   const UploadFunction upload_;

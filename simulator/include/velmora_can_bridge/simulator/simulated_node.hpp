@@ -21,6 +21,10 @@
 namespace velmora_can_bridge {
 
 /// Emergency error codes (CiA 301, 7.2.7.1) that a simulated node gives.
+/// An error is no more.
+inline constexpr std::uint16_t emergency_error_reset = 0x0000;
+/// A drive has found a fault; of what kind is not known.
+inline constexpr std::uint16_t emergency_generic_error = 0x1000;
 /// An RPDO frame had fewer bytes than the node maps.
 inline constexpr std::uint16_t emergency_rpdo_too_short = 0x8210;
 /// An RPDO frame had more bytes than the node maps.
@@ -31,8 +35,15 @@ struct Emergency {
   std::uint16_t error_code = 0;
   /// Object 0x1001 at that moment.
   std::uint8_t error_register = 0;
-  /// Free for the device. For a refused RPDO frame the first byte is the RPDO's number.
+  /// Free for the device. For a refused RPDO frame the first byte is the RPDO's number; for a drive
+  /// the first two are its base index, low byte first.
   std::array<std::uint8_t, 5> device_data{};
+};
+
+/// The content of a PDO frame.
+struct PdoFrame {
+  std::array<std::uint8_t, 8> data{};
+  std::uint8_t length = 0;
 };
 
 class NodeDrives;
@@ -45,8 +56,9 @@ class NodeDrives;
 ///
 /// It is a bus with this one node on it (`CanOpenBackend`), so that a controller runs on it as it
 /// is. The device itself (`sdo_upload`, `sdo_download`, `receive_rpdo`) can be asked without that
-/// face. Transfers end at once. The node is always operational: it knows no network management and
-/// sends nothing by itself. docs/simulator.md lists its objects.
+/// face. Transfers end at once. So seen the node is always operational: it knows no network
+/// management and sends nothing by itself; `SimulatedBusNode` puts it behind CAN frames.
+/// docs/simulator.md lists its objects.
 ///
 /// Every member may be called from any thread, from several at once; a frame or a transfer takes
 /// effect as a whole.
@@ -114,6 +126,14 @@ class SimulatedNode : public CanOpenBackend {
   void receive_rpdo(std::uint8_t rpdo, const std::array<std::uint8_t, 8>& data,
                     std::uint8_t length);
 
+  /// What the device sends as TPDO `tpdo` now: its mapped objects, bit by bit as mapped.
+  ///
+  /// Of an object larger than its mapping the high bytes are dropped, a smaller one is filled up
+  /// with zeros. Dummy entries and write-only objects go as zeros. No value for a TPDO that the
+  /// node does not have, and for one that maps no bits or more than the 64 of a frame. Where
+  /// several TPDOs have one number, the first counts.
+  std::optional<PdoFrame> tpdo_frame(std::uint8_t tpdo) const;
+
   /// Lets time pass for every drive and claw; nothing happens when `elapsed` is not above 0.
   ///
   /// Exact to the millisecond: however a time is cut into ticks, it ends in the same state. The
@@ -124,9 +144,19 @@ class SimulatedNode : public CanOpenBackend {
   /// Makes the drive of `device`, a name of the board, find a fault: it stands at once in Fault
   /// reaction active, and in Fault after the next millisecond.
   ///
-  /// False, and nothing changed, when no device with a drive has that name. A drive in Fault stays
-  /// there. No emergency is noted.
+  /// False, and nothing changed, when no device with a drive has that name. A drive that has a
+  /// fault already keeps that one. Otherwise bit 0 of the error register is set and an emergency is
+  /// noted, 0x1000. When the fault is reset another one is, 0x0000, and bit 0 is cleared if it is
+  /// the only one and no other drive has a fault.
   bool inject_fault(const std::string& device);
+
+  /// Starts anew: all objects as they were at first or as `add_object` added them, drives in Switch
+  /// on disabled at position 0, no emergencies.
+  void reset();
+
+  /// Sets the objects 0x1000 to 0x1FFF back as `reset` does. Bit 0 of the error register stays for
+  /// a drive that has a fault. Drives go on.
+  void reset_communication();
 
   /// The abort of the latest SDO transfer of any thread; no value when it succeeded or there was
   /// none yet.
@@ -148,25 +178,37 @@ class SimulatedNode : public CanOpenBackend {
   /// The emergencies noted so far, the oldest first, `emergency_limit` at most.
   std::vector<Emergency> emergencies() const;
 
-  /// Forgets the emergencies and clears the error register.
+  /// Forgets the emergencies and clears the error register, on the bench: nobody is told.
   void clear_emergencies();
+
+  /// The emergencies noted since the last call, the oldest first, `emergency_limit` at most. For
+  /// who sends them; `emergencies` and `clear_emergencies` know nothing of it.
+  std::vector<Emergency> take_unsent_emergencies();
 
  private:
   bool transfer_timed_out();
   void note_length_error(std::uint8_t rpdo, std::uint16_t error_code);
+  void note_fault_changes();
+  void note_emergency(const Emergency& emergency);
+  std::uint8_t error_register() const;
+  void act_on_write(std::uint16_t index, std::uint8_t sub_index);
   void write_mapped_object(std::uint16_t index, std::uint8_t sub_index,
                            std::vector<std::uint8_t> value);
 
   // Fixed after construction, so read without the lock.
   const std::uint8_t node_id_;
-  std::map<std::uint8_t, std::vector<PdoMapping>> rpdos_;
+  const std::map<std::uint8_t, std::vector<PdoMapping>> rpdos_;
+  const std::map<std::uint8_t, std::vector<PdoMapping>> tpdos_;
 
   // Guards everything below. Taken by the public members only; nothing outside this class runs
   // under it.
   mutable std::mutex mutex_;
+  // What `reset` goes back to.
+  ObjectDictionary start_objects_;
   ObjectDictionary objects_;
   const std::unique_ptr<NodeDrives> drives_;
   std::deque<Emergency> emergencies_;
+  std::deque<Emergency> unsent_emergencies_;
   std::optional<SdoAbort> last_sdo_abort_;
 };
 
