@@ -67,7 +67,8 @@ std::optional<CanStatus> error_status(const can_frame& raw) {
 timeval to_timeval(nanoseconds time) {
   const auto whole = std::max(std::chrono::duration_cast<microseconds>(time), shortest_timeout);
   constexpr microseconds::rep per_second = 1000000;
-  return {whole.count() / per_second, whole.count() % per_second};
+  return {static_cast<time_t>(whole.count() / per_second),
+          static_cast<suseconds_t>(whole.count() % per_second)};
 }
 
 /// Data frames with 11-bit identifiers only.
