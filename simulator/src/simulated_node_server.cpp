@@ -1,0 +1,107 @@
+#include "velmora_can_bridge/simulator/simulated_node_server.hpp"
+
+#include <algorithm>
+#include <thread>
+#include <utility>
+
+namespace velmora_can_bridge {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::nanoseconds;
+
+constexpr milliseconds longest_poll = std::chrono::hours(1);
+
+// For room in a full transmit queue: that of several frames on a slow bus.
+constexpr milliseconds send_patience{5};
+
+std::vector<CanFilter> all_filters(const std::vector<SimulatedBusNode*>& nodes) {
+  std::vector<CanFilter> all;
+  for (const SimulatedBusNode* const node : nodes) {
+    const std::vector<CanFilter> filters = node->filters();
+    all.insert(all.end(), filters.begin(), filters.end());
+  }
+  return all;
+}
+
+}  // namespace
+
+SimulatedNodeServer::SimulatedNodeServer(CanChannel& channel, std::vector<SimulatedBusNode*> nodes)
+    : nodes_(std::move(nodes)),
+      endpoint_(channel.open(all_filters(nodes_))),
+      ticked_until_(endpoint_->now()) {}
+
+void SimulatedNodeServer::boot() {
+  for (SimulatedBusNode* const node : nodes_) {
+    node->boot(frames_);
+  }
+  send_frames();
+}
+
+CanStatus SimulatedNodeServer::poll(milliseconds timeout) {
+  trouble_ = CanStatus::ok;
+  const Time end = endpoint_->now() + std::clamp(timeout, milliseconds(0), longest_poll);
+  bool goes_on = true;
+  while (goes_on) {
+    let_time_pass();
+    const nanoseconds left = end - endpoint_->now();
+    const bool has_received =
+        receive_one(std::clamp<nanoseconds>(left, nanoseconds(0), tick_interval));
+    goes_on = has_received && endpoint_->now() < end;
+  }
+  let_time_pass();
+  return trouble_;
+}
+
+void SimulatedNodeServer::let_time_pass() {
+  const auto elapsed = std::chrono::duration_cast<milliseconds>(endpoint_->now() - ticked_until_);
+  if (elapsed < tick_interval) {
+    return;
+  }
+  ticked_until_ += elapsed;
+  for (SimulatedBusNode* const node : nodes_) {
+    node->tick(elapsed, frames_);
+  }
+  send_frames();
+}
+
+/// False when it is of no use to go on: receives fail one after another. Otherwise a failure is
+/// told once and then waited for, so that there is nothing to wait for here.
+bool SimulatedNodeServer::receive_one(nanoseconds timeout) {
+  CanFrame frame;
+  const CanStatus status = endpoint_->receive(frame, timeout);
+  if (status == CanStatus::ok) {
+    dispatch(frame);
+  }
+  const bool fails = status != CanStatus::ok && status != CanStatus::timed_out;
+  const bool fails_again = std::exchange(has_failed_, fails) && fails;
+  if (fails) {
+    trouble_ = status;
+  }
+  if (fails_again) {
+    std::this_thread::sleep_for(tick_interval);
+  }
+  return !fails_again;
+}
+
+void SimulatedNodeServer::dispatch(const CanFrame& frame) {
+  for (SimulatedBusNode* const node : nodes_) {
+    node->receive(frame, frames_);
+  }
+  send_frames();
+}
+
+/// Waits for a full queue once, not for each frame.
+void SimulatedNodeServer::send_frames() {
+  nanoseconds patience = send_patience;
+  for (const CanFrame& frame : frames_) {
+    const CanStatus status = endpoint_->send(frame, patience);
+    if (status != CanStatus::ok) {
+      trouble_ = status;
+      patience = nanoseconds(0);
+    }
+  }
+  frames_.clear();
+}
+
+}  // namespace velmora_can_bridge
