@@ -13,12 +13,19 @@ constexpr const char* payload_help =
     "hex bytes (0F 00, 0F00) or typed values (u16:500, s16:-500, u8:0x1F), little-endian";
 
 constexpr const char* footer =
-    "Exit status: 0 the operation succeeded, 1 it failed, 2 bad usage or board file.\n"
-    "Operations run on a simulated board that starts afresh each time.";
+    "Exit status: 0 done, 1 the operation failed, 2 usage or board file, 3 no answer,\n"
+    "4 bus or interface fault, 130 interrupted.";
+
+constexpr const char* bus_help =
+    "a CAN interface, such as can0; sim, the default, is a simulated board that starts afresh "
+    "each time";
 
 /// Everything that the arguments can set.
 struct Arguments {
   RunArguments run;
+  SimulateArguments simulate;
+  NmtArguments nmt;
+  SdoArguments sdo;
   std::string board;
   bool json = false;
 };
@@ -31,19 +38,78 @@ void add_json(CLI::App& command, bool& json) {
   command.add_flag("--json", json, "print results as JSON, one object a line");
 }
 
+void add_bus(CLI::App& command, BusArguments& bus) {
+  command.add_option("--bus", bus.bus, bus_help);
+  command.add_option("--trace", bus.trace, "write every frame to this file, as candump -L does");
+  command.footer(footer);
+}
+
+void add_timeout(CLI::App& command, BusArguments& bus) {
+  command.add_option("--timeout", bus.timeout, "milliseconds to wait for each SDO answer (500)")
+      ->check(CLI::Range(1U, 3600000U));
+}
+
+/// For commands that need a board only to simulate it.
+void add_simulated_board(CLI::App& command, std::string& board) {
+  command.add_option("--board", board, "the board file to simulate with --bus sim");
+}
+
 void add_run(CLI::App& app, RunArguments& run) {
   CLI::App& command = *app.add_subcommand("run", "Execute one configured operation");
   add_board(command, run.board);
   command.add_option("DEVICE", run.device, "a device of the board")->required();
   command.add_option("OPERATION", run.operation, "an operation of the device's node")->required();
   command.add_option("PAYLOAD", run.payload, payload_help);
-  command.add_flag("--trace", run.trace, "print every bus transfer to the standard error");
+  add_bus(command, run.bus);
+  add_timeout(command, run.bus);
+  command.add_flag("--transfers", run.transfers, "print every transfer to the standard error");
   add_json(command, run.json);
-  command.footer(footer);
+}
+
+void add_simulate(CLI::App& app, SimulateArguments& simulate) {
+  CLI::App& command = *app.add_subcommand("simulate", "Put a simulated board on a CAN interface");
+  add_board(command, simulate.board);
+  add_bus(command, simulate.bus);
+  command.add_option("--for", simulate.seconds, "end after so many seconds")
+      ->check(CLI::Range(1U, 31536000U));
+}
+
+void add_nmt(CLI::App& app, NmtArguments& nmt) {
+  CLI::App& command = *app.add_subcommand("nmt", "Tell nodes which state to enter");
+  command
+      .add_option("COMMAND", nmt.command,
+                  "start, stop, pre-operational, reset-node or reset-communication")
+      ->required();
+  command.add_option("NODE", nmt.node, "a node id, or all")->required();
+  add_bus(command, nmt.bus);
+  add_simulated_board(command, nmt.board);
+  add_json(command, nmt.json);
+}
+
+void add_sdo_transfer(CLI::App& command, SdoArguments& sdo) {
+  command.add_option("NODE", sdo.node, "a node id")->required();
+  command.add_option("INDEX", sdo.index, "the object's index")->required();
+  command.add_option("SUB", sdo.sub_index, "the object's sub-index")->required();
+  add_bus(command, sdo.bus);
+  add_timeout(command, sdo.bus);
+  add_simulated_board(command, sdo.board);
+  add_json(command, sdo.json);
+}
+
+void add_sdo(CLI::App& app, SdoArguments& sdo) {
+  CLI::App& command = *app.add_subcommand("sdo", "Read or write one object of a node");
+  command.require_subcommand(1);
+  add_sdo_transfer(*command.add_subcommand("read", "Read one object"), sdo);
+  CLI::App& write = *command.add_subcommand("write", "Write one object");
+  add_sdo_transfer(write, sdo);
+  write.add_option("VALUE", sdo.value, payload_help)->required();
 }
 
 void add_commands(CLI::App& app, Arguments& arguments) {
   add_run(app, arguments.run);
+  add_simulate(app, arguments.simulate);
+  add_nmt(app, arguments.nmt);
+  add_sdo(app, arguments.sdo);
   CLI::App& operations = *app.add_subcommand(
       "operations", "List devices and operations, with the payload that each expects");
   add_board(operations, arguments.board);
@@ -58,6 +124,16 @@ void add_commands(CLI::App& app, Arguments& arguments) {
 ExitStatus execute(const CommandLineHost& host, const CLI::App& app, const Arguments& arguments) {
   if (app.got_subcommand("run")) {
     return run_command(host, arguments.run);
+  }
+  if (app.got_subcommand("simulate")) {
+    return simulate_command(host, arguments.simulate);
+  }
+  if (app.got_subcommand("nmt")) {
+    return nmt_command(host, arguments.nmt);
+  }
+  if (app.got_subcommand("sdo")) {
+    const bool reads = app.get_subcommand("sdo")->got_subcommand("read");
+    return (reads ? sdo_read_command : sdo_write_command)(host, arguments.sdo);
   }
   if (app.got_subcommand("operations")) {
     return operations_command(host, arguments.board, arguments.json);

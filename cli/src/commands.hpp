@@ -1,9 +1,11 @@
 // The commands of the program, each in a file of its own name.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
+#include "command_bus.hpp"
 #include "velmora_can_bridge/cli/command_line.hpp"
 
 namespace velmora_can_bridge {
@@ -13,12 +15,56 @@ struct RunArguments {
   std::string device;
   std::string operation;
   std::vector<std::string> payload;
-  bool trace = false;
+  BusArguments bus;
+  /// Print every transfer.
+  bool transfers = false;
   bool json = false;
 };
 
-/// Executes one configured operation on the simulated board.
+struct SimulateArguments {
+  std::string board;
+  BusArguments bus;
+  /// How long; 0 until interrupted.
+  std::uint32_t seconds = 0;
+};
+
+struct NmtArguments {
+  /// "start", "stop", "pre-operational", "reset-node", "reset-communication".
+  std::string command;
+  /// A number, or "all".
+  std::string node;
+  /// The board to simulate; may be empty.
+  std::string board;
+  BusArguments bus;
+  bool json = false;
+};
+
+struct SdoArguments {
+  std::string node;
+  std::string index;
+  std::string sub_index;
+  /// What to write.
+  std::vector<std::string> value;
+  /// The board to simulate; may be empty.
+  std::string board;
+  BusArguments bus;
+  bool json = false;
+};
+
+/// Executes one configured operation.
 ExitStatus run_command(const CommandLineHost& host, const RunArguments& arguments);
+
+/// Puts the nodes of a board on a CAN interface until it is interrupted.
+ExitStatus simulate_command(const CommandLineHost& host, const SimulateArguments& arguments);
+
+/// Sends one command of network management.
+ExitStatus nmt_command(const CommandLineHost& host, const NmtArguments& arguments);
+
+/// Reads one object of a node by SDO.
+ExitStatus sdo_read_command(const CommandLineHost& host, const SdoArguments& arguments);
+
+/// Writes one object of a node by SDO.
+ExitStatus sdo_write_command(const CommandLineHost& host, const SdoArguments& arguments);
 
 /// Lists the devices and operations of a board file.
 ExitStatus operations_command(const CommandLineHost& host, const std::string& board, bool json);

@@ -4,6 +4,7 @@
 #include <utility>
 #include <variant>
 
+#include "board_session.hpp"
 #include "commands.hpp"
 #include "example_board.hpp"
 #include "payload_words.hpp"
@@ -185,7 +186,9 @@ class Tour {
   Tour(const CommandLineHost& host, bool json, const BoardFile& file)
       : host_(host),
         json_(json),
-        board_(file, [this](const Transfer& transfer) { note(transfer); }) {
+        board_(file),
+        session_(host, board_.bus(), file, {},
+                 [this](const Transfer& transfer) { note(transfer); }) {
     overview_.add({"operation", "device", "on the bus", "result"});
   }
 
@@ -227,13 +230,8 @@ class Tour {
   }
 
   OperationReport execute(const Step& step) {
-    OperationReport report{step.operation, step.device, {}, {}};
-    SimulatedBoardNode* const node = board_.find_node(step.device);
     const auto payload = parse_payload_words(step.payload);
-    report.result = node->run(node->config().operations.at(step.operation), step.device,
-                              std::get<std::vector<std::uint8_t>>(payload));
-    report.refusal = report.result.ok ? std::nullopt : node->refusal();
-    return report;
+    return session_.run(step.device, step.operation, std::get<std::vector<std::uint8_t>>(payload));
   }
 
   /// Lets the step's time pass, or asks again until the answer is the one waited for.
@@ -274,6 +272,7 @@ class Tour {
   const CommandLineHost& host_;
   bool json_;
   SimulatedBoard board_;
+  BoardSession session_;
   TransferCounts counts_;
   Table overview_;
   bool quiet_ = false;

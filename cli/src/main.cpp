@@ -1,6 +1,8 @@
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
@@ -12,13 +14,32 @@
 
 namespace bridge = velmora_can_bridge;
 
+namespace {
+
+// Set by the signal handler, read by commands.
+std::atomic<bool> interrupted{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may set it");
+
+/// Ends commands in good order; the second signal ends the program at once.
+void end_on_signals() {
+  struct sigaction action {};
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-union-access): how POSIX declares it
+  action.sa_handler = [](int /*signal*/) { interrupted = true; };
+  action.sa_flags = static_cast<int>(SA_RESETHAND);
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
   try {
+    end_on_signals();
     const bool live = isatty(STDOUT_FILENO) == 1;
     // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing has started a thread yet
     const bool colour = live && std::getenv("NO_COLOR") == nullptr;
     const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
-    bridge::CommandLineHost host{std::cout, std::cerr, colour, {}, {}, nullptr};
+    bridge::CommandLineHost host{std::cout, std::cerr, colour, {}, {}, &interrupted};
     if (live) {
       host.sleep = [](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); };
     }

@@ -2,13 +2,12 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstddef>
 #include <limits>
-#include <optional>
 #include <string_view>
 
 #include "dispatch/payload.hpp"
+#include "number.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -33,30 +32,6 @@ constexpr std::array<ValueType, 6> value_types{
     value_type<std::uint8_t>("u8"),   value_type<std::int8_t>("s8"),
     value_type<std::uint16_t>("u16"), value_type<std::int16_t>("s16"),
     value_type<std::uint32_t>("u32"), value_type<std::int32_t>("s32")};
-
-/// The number that the whole of `text` writes in `base`, an optional "-" before it.
-std::optional<std::int64_t> parse_digits(std::string_view text, int base) {
-  std::int64_t number = 0;
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number, base);
-  if (error == std::errc::result_out_of_range && stop == end) {
-    return text.front() == '-' ? std::numeric_limits<std::int64_t>::min()
-                               : std::numeric_limits<std::int64_t>::max();
-  }
-  if (error != std::errc() || stop != end) {
-    return std::nullopt;
-  }
-  return number;
-}
-
-std::optional<std::int64_t> parse_number(std::string_view text) {
-  if (text.substr(0, 2) == "0x" || text.substr(0, 2) == "0X") {
-    const std::string_view digits = text.substr(2);
-    // from_chars would take a sign here.
-    return digits.substr(0, 1) == "-" ? std::nullopt : parse_digits(digits, 16);
-  }
-  return parse_digits(text, 10);
-}
 
 ParsedWord parse_typed_value(std::string_view type_name, std::string_view text) {
   const auto* const type =

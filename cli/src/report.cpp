@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "exit_status.hpp"
 #include "json_line.hpp"
 #include "printable.hpp"
 #include "tracing_backend.hpp"
@@ -25,8 +26,7 @@ std::string coloured(const CommandLineHost& host, std::string_view colour, std::
 void print_result(const CommandLineHost& host, const OperationReport& report) {
   const OperationResult& result = report.result;
   if (!result.ok) {
-    host.out << coloured(host, red, "failed: ") << printable(result.message)
-             << (report.refusal ? " (" + *report.refusal + ")" : "") << '\n';
+    print_failure(host, result.message, report.reason);
     return;
   }
   host.out << coloured(host, green, "ok: ") << printable(result.message) << '\n';
@@ -36,15 +36,28 @@ void print_result(const CommandLineHost& host, const OperationReport& report) {
 }
 
 void print_result_json(const CommandLineHost& host, const OperationReport& report) {
-  nlohmann::ordered_json line{{"operation", report.operation},
-                              {"device", report.device},
-                              {"ok", report.result.ok},
-                              {"data", report.result.data},
-                              {"message", report.result.message}};
-  if (report.refusal) {
-    line["reason"] = *report.refusal;
+  nlohmann::ordered_json line{
+      {"operation", report.operation}, {"device", report.device},
+      {"ok", report.result.ok},        {"code", exit_status_word(report.status)},
+      {"data", report.result.data},    {"message", report.result.message}};
+  if (!report.reason.empty()) {
+    line["reason"] = report.reason;
   }
   print_json_line(host, line);
+}
+
+void print_failure(const CommandLineHost& host, const std::string& message,
+                   const std::string& reason) {
+  host.out << coloured(host, red, "failed: ") << printable(message)
+           << (reason.empty() ? "" : " (" + printable(reason) + ")") << '\n';
+}
+
+BusObserver warning_printer(const CommandLineHost& host) {
+  return [&host](const BusError& error) {
+    if (error.kind == BusErrorKind::bus_warning) {
+      print_diagnostic(host, bus_error_text(error));
+    }
+  };
 }
 
 void print_diagnostic(const CommandLineHost& host, const std::string& text) {
@@ -57,6 +70,15 @@ std::optional<BoardFile> load_board(const CommandLineHost& host, const std::stri
     host.err << problem_text(path, problem) << '\n';
   }
   return std::move(loaded.file);
+}
+
+bool load_optional_board(const CommandLineHost& host, const std::string& path,
+                         std::optional<BoardFile>& file) {
+  if (path.empty()) {
+    return true;
+  }
+  file = load_board(host, path);
+  return file.has_value();
 }
 
 }  // namespace velmora_can_bridge

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "velmora_can_bridge/bus/bus_error.hpp"
 #include "velmora_can_bridge/cli/command_line.hpp"
 #include "velmora_can_bridge/config/board_file.hpp"
 #include "velmora_can_bridge/operation.hpp"
@@ -15,8 +16,9 @@ struct OperationReport {
   std::string operation;
   std::string device;
   OperationResult result;
-  /// Why the bus refused, when it did.
-  std::optional<std::string> refusal;
+  ExitStatus status = ExitStatus::success;
+  /// Why it failed, as far as the bus knows more than the result's message; else empty.
+  std::string reason;
 };
 
 /// Prints the result for people.
@@ -25,10 +27,22 @@ void print_result(const CommandLineHost& host, const OperationReport& report);
 /// Prints the result as one JSON object on a line.
 void print_result_json(const CommandLineHost& host, const OperationReport& report);
 
+/// Prints a failure for people: "failed: MESSAGE (REASON)", the parentheses only for a reason.
+void print_failure(const CommandLineHost& host, const std::string& message,
+                   const std::string& reason);
+
 /// A diagnostic line, "velmora-can-bridge: " before it.
 void print_diagnostic(const CommandLineHost& host, const std::string& text);
 
+/// Prints the warnings of a bus as diagnostics. Errors are not its business: they end an operation,
+/// which reports them. `host` outlives it.
+BusObserver warning_printer(const CommandLineHost& host);
+
 /// Loads the board file and prints its problems as diagnostics; no value when one is an error.
 std::optional<BoardFile> load_board(const CommandLineHost& host, const std::string& path);
+
+/// As `load_board` into `file`, but an empty path loads none. False when there is an error.
+bool load_optional_board(const CommandLineHost& host, const std::string& path,
+                         std::optional<BoardFile>& file);
 
 }  // namespace velmora_can_bridge

@@ -2,10 +2,11 @@
 #include <utility>
 #include <variant>
 
+#include "board_session.hpp"
+#include "command_bus.hpp"
 #include "commands.hpp"
 #include "payload_words.hpp"
 #include "report.hpp"
-#include "simulated_board.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -43,6 +44,28 @@ ExitStatus refuse(const CommandLineHost& host, const std::string& text) {
   return ExitStatus::bad_input;
 }
 
+/// What is wrong with the device or the operation that the arguments name; empty when nothing is.
+std::string unknown_name(const BoardFile& file, const NodeConfig* node,
+                         const RunArguments& arguments) {
+  if (node == nullptr) {
+    return "unknown device \"" + arguments.device + "\"; " + arguments.board +
+           " has: " + devices_text(file);
+  }
+  if (node->operations.count(arguments.operation) == 0) {
+    return "unknown operation \"" + arguments.operation + "\"; the node of \"" + arguments.device +
+           "\" has: " + joined(keys(node->operations));
+  }
+  return {};
+}
+
+TracingBackend::Sink transfer_printer(const CommandLineHost& host, bool wanted) {
+  return [&host, wanted](const Transfer& transfer) {
+    if (wanted) {
+      host.err << transfer.line << '\n';
+    }
+  };
+}
+
 }  // namespace
 
 ExitStatus run_command(const CommandLineHost& host, const RunArguments& arguments) {
@@ -50,33 +73,25 @@ ExitStatus run_command(const CommandLineHost& host, const RunArguments& argument
   if (!file) {
     return ExitStatus::bad_input;
   }
-  SimulatedBoard board(*file, [&](const Transfer& transfer) {
-    if (arguments.trace) {
-      host.err << transfer.line << '\n';
-    }
-  });
-  SimulatedBoardNode* const node = board.find_node(arguments.device);
-  if (node == nullptr) {
-    return refuse(host, "unknown device \"" + arguments.device + "\"; " + arguments.board +
-                            " has: " + devices_text(*file));
-  }
-  const auto& operations = node->config().operations;
-  const auto operation = operations.find(arguments.operation);
-  if (operation == operations.end()) {
-    return refuse(host, "unknown operation \"" + arguments.operation + "\"; the node of \"" +
-                            arguments.device + "\" has: " + joined(keys(operations)));
+  const NodeConfig* const node = find_node(*file, arguments.device);
+  if (const std::string text = unknown_name(*file, node, arguments); !text.empty()) {
+    return refuse(host, text);
   }
   const auto payload = parse_payload_words(arguments.payload);
   if (const auto* const reason = std::get_if<std::string>(&payload)) {
     return refuse(host, *reason);
   }
+  const auto bus = CommandBus::open(host, arguments.bus, &*file);
+  if (!bus) {
+    return ExitStatus::bad_input;
+  }
 
-  OperationReport report{arguments.operation, arguments.device, {}, {}};
-  report.result =
-      node->run(operation->second, arguments.device, std::get<std::vector<std::uint8_t>>(payload));
-  report.refusal = report.result.ok ? std::nullopt : node->refusal();
+  BoardSession session(host, bus->channel(), *file, sdo_times(arguments.bus),
+                       transfer_printer(host, arguments.transfers));
+  const OperationReport report = session.run(arguments.device, arguments.operation,
+                                             std::get<std::vector<std::uint8_t>>(payload));
   (arguments.json ? print_result_json : print_result)(host, report);
-  return report.result.ok ? ExitStatus::success : ExitStatus::operation_failed;
+  return bus->finish(report.status);
 }
 
 }  // namespace velmora_can_bridge

@@ -7,11 +7,6 @@
 #include "dispatch/hex_u16.hpp"
 
 namespace velmora_can_bridge {
-namespace {
-
-std::string node_text(std::uint8_t node_id) { return "node " + hex_u8(node_id) + "  "; }
-
-}  // namespace
 
 std::string bytes_text(const std::vector<std::uint8_t>& bytes) {
   return bytes.empty() ? "no bytes" : hex_bytes(bytes);
@@ -23,23 +18,17 @@ TracingBackend::TracingBackend(CanOpenBackend& inner, Sink sink, Reason reason)
 bool TracingBackend::sdo_read(std::uint8_t node_id, std::uint16_t index, std::uint8_t sub_index,
                               std::vector<std::uint8_t>& data) {
   const bool done = inner_->sdo_read(node_id, index, sub_index, data);
-  const std::optional<std::string> refusal = refusal_of(done);
-  sink_({TransferKind::sdo_read,
-         node_text(node_id) + "SDO read   " + object_text(index, sub_index) + " -> " +
-             refusal.value_or(bytes_text(data)),
-         refusal});
-  return done;
+  return tell(
+      TransferKind::sdo_read, node_id,
+      "SDO read   " + object_text(index, sub_index) + (done ? " -> " + bytes_text(data) : ""),
+      done);
 }
 
 bool TracingBackend::sdo_write(std::uint8_t node_id, std::uint16_t index, std::uint8_t sub_index,
                                const std::vector<std::uint8_t>& data) {
   const bool done = inner_->sdo_write(node_id, index, sub_index, data);
-  const std::optional<std::string> refusal = refusal_of(done);
-  sink_({TransferKind::sdo_write,
-         node_text(node_id) + "SDO write  " + object_text(index, sub_index) + " <- " +
-             bytes_text(data) + (refusal ? ": " + *refusal : ""),
-         refusal});
-  return done;
+  return tell(TransferKind::sdo_write, node_id,
+              "SDO write  " + object_text(index, sub_index) + " <- " + bytes_text(data), done);
 }
 
 bool TracingBackend::send_rpdo(std::uint8_t node_id, std::uint8_t rpdo,
@@ -48,15 +37,19 @@ bool TracingBackend::send_rpdo(std::uint8_t node_id, std::uint8_t rpdo,
   const std::size_t sent = std::min<std::size_t>(length, data.size());
   const std::vector<std::uint8_t> bytes(data.begin(),
                                         data.begin() + static_cast<std::ptrdiff_t>(sent));
-  sink_({TransferKind::rpdo,
-         node_text(node_id) + "RPDO " + std::to_string(rpdo) + "     <- " + bytes_text(bytes) +
-             (done ? "" : ": not sent"),
-         done ? std::nullopt : std::make_optional<std::string>("the frame was not sent")});
-  return done;
+  return tell(TransferKind::rpdo, node_id,
+              "RPDO " + std::to_string(rpdo) + "     <- " + bytes_text(bytes), done);
 }
 
-std::optional<std::string> TracingBackend::refusal_of(bool done) const {
-  return done ? std::nullopt : std::make_optional(reason_());
+/// Answers `done`.
+bool TracingBackend::tell(TransferKind kind, std::uint8_t node_id, const std::string& what,
+                          bool done) {
+  std::optional<BusError> error;
+  if (!done) {
+    error = reason_(node_id);
+  }
+  sink_({kind, "node " + hex_u8(node_id) + "  " + what + (error ? ": " + error->text : ""), error});
+  return done;
 }
 
 }  // namespace velmora_can_bridge

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "velmora_can_bridge/bus/bus_error.hpp"
 #include "velmora_can_bridge/can_open_backend.hpp"
 
 namespace velmora_can_bridge {
@@ -22,16 +23,16 @@ struct Transfer {
   TransferKind kind;
   /// "node 0x10  SDO read   0x1018/1 -> 4D 56 00 00".
   std::string line;
-  /// Why the bus refused it; no value when it did not.
-  std::optional<std::string> refusal;
+  /// Why it failed; no value when it did not.
+  std::optional<BusError> error;
 };
 
 /// Passes every transfer on to another bus and hands it to a sink when it has ended.
 class TracingBackend : public CanOpenBackend {
  public:
   using Sink = std::function<void(const Transfer& transfer)>;
-  /// Says why the latest SDO transfer was refused.
-  using Reason = std::function<std::string()>;
+  /// Says why the latest transfer with the node failed.
+  using Reason = std::function<BusError(std::uint8_t node_id)>;
 
   /// `inner` outlives this object. `sink` and `reason` run on the thread of the transfer.
   TracingBackend(CanOpenBackend& inner, Sink sink, Reason reason);
@@ -44,7 +45,7 @@ class TracingBackend : public CanOpenBackend {
                  std::uint8_t length) override;
 
  private:
-  std::optional<std::string> refusal_of(bool done) const;
+  bool tell(TransferKind kind, std::uint8_t node_id, const std::string& what, bool done);
 
   CanOpenBackend* inner_;
   Sink sink_;

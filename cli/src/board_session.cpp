@@ -1,0 +1,82 @@
+#include "board_session.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "exit_status.hpp"
+
+namespace velmora_can_bridge {
+
+using std::chrono::milliseconds;
+
+const NodeConfig* find_node(const BoardFile& file, const std::string& device) {
+  const auto found = std::find_if(file.nodes.begin(), file.nodes.end(), [&](const auto& node) {
+    return node.board.device_od_map.count(device) != 0;
+  });
+  return found == file.nodes.end() ? nullptr : &*found;
+}
+
+BoardSession::BoardSession(const CommandLineHost& host, CanChannel& channel, const BoardFile& file,
+                           SdoTimes times, TracingBackend::Sink sink)
+    : host_(&host),
+      bus_(channel, times, warning_printer(host)),
+      traced_(
+          bus_,
+          [this, sink = std::move(sink)](const Transfer& transfer) {
+            error_ = transfer.error;
+            sink(transfer);
+          },
+          [this](std::uint8_t node_id) { return bus_.last_error(node_id).value_or(BusError{}); }),
+      backend_(traced_, host.interrupted),
+      watch_(channel, milliseconds(0), [this](const NodeEvent& event) { forget_images(event); }) {
+  for (const NodeConfig& config : file.nodes) {
+    bus_.set_cob_ids(config.node_id, config.board);
+    nodes_.push_back(std::make_unique<Node>(backend_, config));
+  }
+}
+
+OperationReport BoardSession::run(const std::string& device, const std::string& operation,
+                                  const std::vector<std::uint8_t>& payload) {
+  watch_.poll(milliseconds(0));
+  error_.reset();
+  Node& node = node_of(device);
+  OperationReport report{operation, device, {}, ExitStatus::success, {}};
+  report.result = node.controller.execute_configured_operation(
+      node.config->operations.at(operation), device, payload);
+  if (report.result.ok) {
+    return report;
+  }
+  if (is_interrupted()) {
+    report.status = ExitStatus::interrupted;
+    report.reason = "interrupted";
+  } else if (error_) {
+    report.status = exit_status_of(*error_);
+    report.reason = error_->text;
+  } else {
+    report.status = ExitStatus::operation_failed;
+  }
+  return report;
+}
+
+BoardSession::Node& BoardSession::node_of(const std::string& device) {
+  return **std::find_if(nodes_.begin(), nodes_.end(), [&](const auto& node) {
+    return node->config->board.device_od_map.count(device) != 0;
+  });
+}
+
+void BoardSession::forget_images(const NodeEvent& event) {
+  if (event.kind != NodeEventKind::booted) {
+    return;
+  }
+  for (const auto& node : nodes_) {
+    if (node->config->node_id == event.node_id) {
+      node->controller.forget_rpdo_shadows();
+    }
+  }
+}
+
+bool BoardSession::is_interrupted() const {
+  return host_->interrupted != nullptr && host_->interrupted->load();
+}
+
+}  // namespace velmora_can_bridge

@@ -1,0 +1,59 @@
+// The operations of a board, on a bus.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "report.hpp"
+#include "stoppable_backend.hpp"
+#include "tracing_backend.hpp"
+#include "velmora_can_bridge/bus/can_bus_backend.hpp"
+#include "velmora_can_bridge/bus/network_management.hpp"
+#include "velmora_can_bridge/can_open_node_controller.hpp"
+#include "velmora_can_bridge/cli/command_line.hpp"
+#include "velmora_can_bridge/config/board_file.hpp"
+
+namespace velmora_can_bridge {
+
+/// The node that holds the device, or null.
+const NodeConfig* find_node(const BoardFile& file, const std::string& device);
+
+/// A controller for each node of a board, and what stands behind it.
+///
+/// A node that has booted since the last operation has its images of RPDOs forgotten.
+class BoardSession {
+ public:
+  /// Host, channel and file outlive this object. `sink` is told of every transfer.
+  BoardSession(const CommandLineHost& host, CanChannel& channel, const BoardFile& file,
+               SdoTimes times, TracingBackend::Sink sink);
+
+  /// Executes the operation named `operation` of the device's node; both are there.
+  OperationReport run(const std::string& device, const std::string& operation,
+                      const std::vector<std::uint8_t>& payload);
+
+ private:
+  struct Node {
+    Node(CanOpenBackend& backend, const NodeConfig& node_config)
+        : config(&node_config), controller(node_config.node_id, backend, node_config.board) {}
+
+    const NodeConfig* config;
+    CanOpenNodeController controller;
+  };
+
+  Node& node_of(const std::string& device);
+  void forget_images(const NodeEvent& event);
+  bool is_interrupted() const;
+
+  const CommandLineHost* const host_;
+  // How the latest transfer of the operation that runs failed.
+  std::optional<BusError> error_;
+  CanBusBackend bus_;
+  TracingBackend traced_;
+  StoppableBackend backend_;
+  std::vector<std::unique_ptr<Node>> nodes_;
+  NodeWatch watch_;
+};
+
+}  // namespace velmora_can_bridge

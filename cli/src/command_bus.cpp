@@ -1,0 +1,77 @@
+#include "command_bus.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+#include "report.hpp"
+#include "velmora_can_bridge/bus/socket_can_channel.hpp"
+
+namespace velmora_can_bridge {
+
+SdoTimes sdo_times(const BusArguments& arguments) {
+  SdoTimes times;
+  times.frame_timeout = std::chrono::milliseconds(arguments.timeout);
+  times.transfer_timeout = std::max(times.transfer_timeout, times.frame_timeout);
+  return times;
+}
+
+std::unique_ptr<CanChannel> open_interface(const CommandLineHost& host, const std::string& name) {
+  return host.open_interface ? host.open_interface(name) : std::make_unique<SocketCanChannel>(name);
+}
+
+std::unique_ptr<CommandBus> CommandBus::open(const CommandLineHost& host,
+                                             const BusArguments& arguments,
+                                             const BoardFile* board) {
+  std::unique_ptr<CommandBus> bus(new CommandBus(host, arguments));
+  return bus->is_ready(board) ? std::move(bus) : nullptr;
+}
+
+CommandBus::CommandBus(const CommandLineHost& host, const BusArguments& arguments)
+    : host_(&host), arguments_(arguments) {}
+
+bool CommandBus::is_ready(const BoardFile* board) {
+  const bool simulates = arguments_.bus == simulated_bus;
+  if (simulates && board == nullptr) {
+    print_diagnostic(*host_,
+                     "nothing to simulate: name a board file (--board FILE), or a CAN "
+                     "interface (--bus can0)");
+    return false;
+  }
+  if (!arguments_.trace.empty()) {
+    errno = 0;
+    log_ = std::make_unique<FrameLog>(arguments_.trace, arguments_.bus);
+    if (!log_->flush()) {
+      print_diagnostic(*host_, "cannot write " + arguments_.trace + ": " +
+                                   std::generic_category().message(errno));
+      return false;
+    }
+  }
+  if (simulates) {
+    simulation_.emplace(*board);
+  } else {
+    interface_ = open_interface(*host_, arguments_.bus);
+  }
+  if (log_) {
+    traced_.emplace(simulates ? simulation_->bus() : *interface_, *log_);
+  }
+  return true;
+}
+
+CanChannel& CommandBus::channel() {
+  if (traced_) {
+    return *traced_;
+  }
+  return simulation_ ? simulation_->bus() : *interface_;
+}
+
+ExitStatus CommandBus::finish(ExitStatus status) {
+  if (!log_ || log_->flush()) {
+    return status;
+  }
+  print_diagnostic(*host_, "cannot write all of " + arguments_.trace);
+  return status == ExitStatus::success ? ExitStatus::operation_failed : status;
+}
+
+}  // namespace velmora_can_bridge

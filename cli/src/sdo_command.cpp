@@ -1,0 +1,150 @@
+#include <algorithm>
+#include <cctype>
+#include <variant>
+
+#include "command_bus.hpp"
+#include "commands.hpp"
+#include "dispatch/hex_u16.hpp"
+#include "exit_status.hpp"
+#include "json_line.hpp"
+#include "number_argument.hpp"
+#include "payload_words.hpp"
+#include "report.hpp"
+#include "tracing_backend.hpp"
+#include "velmora_can_bridge/bus/can_bus_backend.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// One transfer, and how it ended.
+struct SdoTransfer {
+  std::uint8_t node_id = 0;
+  std::uint16_t index = 0;
+  std::uint8_t sub_index = 0;
+  /// What is written, or was read.
+  Bytes data;
+  std::optional<BusError> error;
+};
+
+std::optional<SdoTransfer> read_object(const CommandLineHost& host, const SdoArguments& arguments) {
+  const auto node_id = read_number(host, "node id", arguments.node, 1, highest_node_id);
+  const auto index = read_number(host, "index", arguments.index, 0, 0xFFFF);
+  const auto sub_index = read_number(host, "sub-index", arguments.sub_index, 0, 0xFF);
+  if (!node_id || !index || !sub_index) {
+    return std::nullopt;
+  }
+  return SdoTransfer{static_cast<std::uint8_t>(*node_id),
+                     static_cast<std::uint16_t>(*index),
+                     static_cast<std::uint8_t>(*sub_index),
+                     {},
+                     {}};
+}
+
+std::optional<std::uint64_t> number_of(const Bytes& data) {
+  if (data.size() != 1 && data.size() != 2 && data.size() != 4 && data.size() != 8) {
+    return std::nullopt;
+  }
+  std::uint64_t number = 0;
+  std::for_each(data.rbegin(), data.rend(),
+                [&](std::uint8_t byte) { number = number << 8U | byte; });
+  return number;
+}
+
+bool is_text(const Bytes& data) {
+  return data.size() > 4 && std::all_of(data.begin(), data.end(),
+                                        [](std::uint8_t byte) { return std::isprint(byte) != 0; });
+}
+
+void print_data(const CommandLineHost& host, const Bytes& data) {
+  host.out << "data: " << bytes_text(data) << '\n';
+  if (is_text(data)) {
+    host.out << "text: " << std::string(data.begin(), data.end()) << '\n';
+  } else if (const auto number = number_of(data)) {
+    host.out << "unsigned: " << *number << '\n';
+  }
+}
+
+void print_text(const CommandLineHost& host, const SdoTransfer& transfer, bool reads) {
+  if (transfer.error) {
+    print_failure(host,
+                  (reads ? "SDO read of " : "SDO write of ") +
+                      object_text(transfer.index, transfer.sub_index) + " on node " +
+                      hex_u8(transfer.node_id),
+                  transfer.error->text);
+  } else if (reads) {
+    print_data(host, transfer.data);
+  } else {
+    host.out << "ok: " << object_text(transfer.index, transfer.sub_index) << " on node "
+             << hex_u8(transfer.node_id) << " written\n";
+  }
+}
+
+void print_json(const CommandLineHost& host, const SdoTransfer& transfer, ExitStatus status) {
+  nlohmann::ordered_json line{
+      {"node_id", transfer.node_id},      {"index", transfer.index},
+      {"sub_index", transfer.sub_index},  {"ok", status == ExitStatus::success},
+      {"code", exit_status_word(status)}, {"data", transfer.data}};
+  if (transfer.error) {
+    line["reason"] = transfer.error->text;
+  }
+  print_json_line(host, line);
+}
+
+/// Opens the bus, transfers, and prints what came of it.
+template <typename Exchange>
+ExitStatus execute(const CommandLineHost& host, const SdoArguments& arguments,
+                   SdoTransfer& transfer, bool reads, const Exchange& exchange) {
+  std::optional<BoardFile> board;
+  if (!load_optional_board(host, arguments.board, board)) {
+    return ExitStatus::bad_input;
+  }
+  const auto bus = CommandBus::open(host, arguments.bus, board ? &*board : nullptr);
+  if (!bus) {
+    return ExitStatus::bad_input;
+  }
+  CanBusBackend backend(bus->channel(), sdo_times(arguments.bus), warning_printer(host));
+  if (!exchange(backend)) {
+    transfer.error = backend.last_error(transfer.node_id);
+  }
+  const ExitStatus status = transfer.error ? exit_status_of(*transfer.error) : ExitStatus::success;
+  if (arguments.json) {
+    print_json(host, transfer, status);
+  } else {
+    print_text(host, transfer, reads);
+  }
+  return bus->finish(status);
+}
+
+}  // namespace
+
+ExitStatus sdo_read_command(const CommandLineHost& host, const SdoArguments& arguments) {
+  std::optional<SdoTransfer> transfer = read_object(host, arguments);
+  if (!transfer) {
+    return ExitStatus::bad_input;
+  }
+  return execute(host, arguments, *transfer, true, [&](CanOpenBackend& backend) {
+    return backend.sdo_read(transfer->node_id, transfer->index, transfer->sub_index,
+                            transfer->data);
+  });
+}
+
+ExitStatus sdo_write_command(const CommandLineHost& host, const SdoArguments& arguments) {
+  std::optional<SdoTransfer> transfer = read_object(host, arguments);
+  auto value = parse_payload_words(arguments.value);
+  if (const auto* const reason = std::get_if<std::string>(&value)) {
+    print_diagnostic(host, *reason);
+    return ExitStatus::bad_input;
+  }
+  if (!transfer) {
+    return ExitStatus::bad_input;
+  }
+  transfer->data = std::get<Bytes>(value);
+  return execute(host, arguments, *transfer, false, [&](CanOpenBackend& backend) {
+    return backend.sdo_write(transfer->node_id, transfer->index, transfer->sub_index,
+                             transfer->data);
+  });
+}
+
+}  // namespace velmora_can_bridge

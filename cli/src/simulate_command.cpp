@@ -1,0 +1,127 @@
+#include <chrono>
+#include <memory>
+#include <ostream>
+
+#include "command_bus.hpp"
+#include "commands.hpp"
+#include "dispatch/hex_u16.hpp"
+#include "exit_status.hpp"
+#include "report.hpp"
+#include "velmora_can_bridge/simulator/simulated_node_server.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+using std::chrono::milliseconds;
+using Clock = std::chrono::steady_clock;
+using Time = Clock::time_point;
+
+/// How often it is looked whether the user has had enough.
+constexpr milliseconds slice{50};
+
+/// A trouble that comes back after this time counts as a new one.
+constexpr milliseconds calm{5000};
+
+std::string node_ids_text(const BoardFile& file) {
+  std::string text;
+  for (const NodeConfig& node : file.nodes) {
+    text += (text.empty() ? "" : ", ") + hex_u8(node.node_id);
+  }
+  return (file.nodes.size() == 1 ? "node " : "nodes ") + text;
+}
+
+/// The nodes of a board, served on a channel.
+class Simulation {
+ public:
+  Simulation(const CommandLineHost& host, CanChannel& channel, const BoardFile& file)
+      : host_(host), nodes_(nodes_of(file)), server_(channel, pointers(nodes_)) {}
+
+  /// Switches the nodes on. The status that ends the program when the bus does not work.
+  ExitStatus start() {
+    server_.boot();
+    const CanStatus status = server_.poll(milliseconds(0));
+    tell_trouble(status);
+    return exit_status_of(status);
+  }
+
+  /// Serves until the time is over, or the user interrupts it.
+  ExitStatus run(std::chrono::seconds time) {
+    const Time end = Clock::now() + time;
+    while (!is_interrupted()) {
+      tell_trouble(server_.poll(slice));
+      if (time.count() != 0 && Clock::now() >= end) {
+        return ExitStatus::success;
+      }
+    }
+    return ExitStatus::interrupted;
+  }
+
+ private:
+  using Nodes = std::vector<std::unique_ptr<SimulatedBusNode>>;
+
+  static Nodes nodes_of(const BoardFile& file) {
+    Nodes nodes;
+    for (const NodeConfig& config : file.nodes) {
+      nodes.push_back(std::make_unique<SimulatedBusNode>(config.node_id, config.board));
+    }
+    return nodes;
+  }
+
+  static std::vector<SimulatedBusNode*> pointers(const Nodes& nodes) {
+    std::vector<SimulatedBusNode*> all;
+    all.reserve(nodes.size());
+    for (const auto& node : nodes) {
+      all.push_back(node.get());
+    }
+    return all;
+  }
+
+  bool is_interrupted() const { return host_.interrupted != nullptr && host_.interrupted->load(); }
+
+  /// One that lasts is told once.
+  void tell_trouble(CanStatus status) {
+    if (status == CanStatus::ok) {
+      return;
+    }
+    const Time now = Clock::now();
+    if (status != trouble_ || now - trouble_seen_ > calm) {
+      print_diagnostic(host_, server_.explain(status));
+      host_.err.flush();
+    }
+    trouble_ = status;
+    trouble_seen_ = now;
+  }
+
+  const CommandLineHost& host_;
+  const Nodes nodes_;
+  SimulatedNodeServer server_;
+  // The last one.
+  CanStatus trouble_ = CanStatus::ok;
+  Time trouble_seen_{};
+};
+
+}  // namespace
+
+ExitStatus simulate_command(const CommandLineHost& host, const SimulateArguments& arguments) {
+  const std::optional<BoardFile> file = load_board(host, arguments.board);
+  if (!file) {
+    return ExitStatus::bad_input;
+  }
+  if (arguments.bus.bus == simulated_bus) {
+    print_diagnostic(host, "name the CAN interface for the simulated nodes (--bus vcan0)");
+    return ExitStatus::bad_input;
+  }
+  const auto bus = CommandBus::open(host, arguments.bus, nullptr);
+  if (!bus) {
+    return ExitStatus::bad_input;
+  }
+  Simulation simulation(host, bus->channel(), *file);
+  if (const ExitStatus status = simulation.start(); status != ExitStatus::success) {
+    return bus->finish(status);
+  }
+  host.out << "simulating " << node_ids_text(*file) << " on " << arguments.bus.bus
+           << "; pre-operational until nmt start; Ctrl-C ends it" << std::endl;
+  return bus->finish(simulation.run(std::chrono::seconds(arguments.seconds)));
+}
+
+}  // namespace velmora_can_bridge
