@@ -5,15 +5,13 @@
 #include <utility>
 
 #include "can_frame_checks.hpp"
+#include "longest_wait.hpp"
 #include "status_text.hpp"
 
 namespace velmora_can_bridge {
 namespace {
 
 using std::chrono::nanoseconds;
-
-// Longer waits count as this one, so that no sum overflows.
-constexpr std::chrono::hours longest_wait{24 * 365};
 
 bool refuses_sends(CanStatus state) {
   return state == CanStatus::queue_full || state == CanStatus::interface_down ||
