@@ -43,6 +43,7 @@ class InProcessBus::Endpoint : public CanEndpoint {
   }
   void take(const CanFrame& frame);
   void notify(CanStatus status);
+  void wake() { news_.notify_one(); }
 
  private:
   bool has_frame() const { return next_ < queue_.size(); }
@@ -219,6 +220,8 @@ void InProcessBus::route(const Sent& sent) {
     if (delivery.delay > nanoseconds(0)) {
       delayed_.emplace(current_time() + std::min<nanoseconds>(delivery.delay, longest_wait),
                        Sent{delivery.frame, sent.from});
+      // Whoever waits did not know yet that this one is coming.
+      wake_all();
     } else {
       deliver({delivery.frame, sent.from});
     }
@@ -229,9 +232,11 @@ void InProcessBus::deliver(const Sent& sent) {
   if (!is_can_frame(sent.frame)) {
     return;
   }
+  CanFrame frame = sent.frame;
+  std::fill(frame.data.begin() + frame.length, frame.data.end(), std::uint8_t{0});
   for (Endpoint* const endpoint : endpoints_) {
-    if (endpoint != sent.from && endpoint->wants(sent.frame)) {
-      endpoint->take(sent.frame);
+    if (endpoint != sent.from && endpoint->wants(frame)) {
+      endpoint->take(frame);
     }
   }
 }
@@ -243,6 +248,13 @@ void InProcessBus::deliver_due() {
     deliver(sent);
     route_in_flight();
   }
+}
+
+void InProcessBus::wake_all() {
+  for (Endpoint* const endpoint : endpoints_) {
+    endpoint->wake();
+  }
+  state_changed_.notify_all();
 }
 
 void InProcessBus::close(const Endpoint* endpoint) {
