@@ -197,7 +197,9 @@ std::optional<CanStatus> SocketCanEndpoint::receive_one(CanFrame& frame, nanosec
     if (error == EINTR) {
       return {};
     }
-    return would_block(error) ? CanStatus::timed_out : status_of(error);
+    const CanStatus status = would_block(error) ? CanStatus::timed_out : status_of(error);
+    told_unbound_ = status == CanStatus::interface_missing;
+    return status;
   }
   if ((raw.can_id & CAN_ERR_FLAG) != 0) {
     return error_status(raw);
