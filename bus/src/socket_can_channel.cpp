@@ -37,6 +37,7 @@ constexpr microseconds shortest_timeout{1};
 can_frame to_kernel(const CanFrame& frame) {
   can_frame raw{};
   raw.can_id = frame.id;
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-union-access): both names are the length
   raw.can_dlc = frame.length;
   std::copy(frame.data.begin(), frame.data.end(), std::begin(raw.data));
   return raw;
@@ -45,6 +46,7 @@ can_frame to_kernel(const CanFrame& frame) {
 CanFrame from_kernel(const can_frame& raw) {
   CanFrame frame;
   frame.id = static_cast<std::uint16_t>(raw.can_id & CAN_SFF_MASK);
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-union-access): both names are the length
   frame.length = std::min<std::uint8_t>(raw.can_dlc, CAN_MAX_DLEN);
   std::copy_n(std::begin(raw.data), frame.length, frame.data.begin());
   return frame;

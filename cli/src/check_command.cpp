@@ -37,46 +37,45 @@ std::string counted(std::size_t number, const std::string& noun) {
   return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
 }
 
-void print_text(const CommandLineOutput& output, const std::string& path, const LoadedBoard& loaded,
+void print_text(const CommandLineHost& host, const std::string& path, const LoadedBoard& loaded,
                 const Counts& counts) {
   for (const Problem& problem : loaded.problems) {
-    output.err << problem_text(path, problem) << '\n';
+    host.err << problem_text(path, problem) << '\n';
   }
-  output.out << path << ": ";
+  host.out << path << ": ";
   if (loaded.file) {
-    output.out << counted(counts.nodes, "node") << ", " << counted(counts.devices, "device") << ", "
-               << counted(counts.pdos, "PDO") << ", " << counted(counts.operations, "operation")
-               << "; ";
+    host.out << counted(counts.nodes, "node") << ", " << counted(counts.devices, "device") << ", "
+             << counted(counts.pdos, "PDO") << ", " << counted(counts.operations, "operation")
+             << "; ";
   }
-  output.out << counted(counts.errors, "error") << ", " << counted(counts.warnings, "warning")
-             << '\n';
+  host.out << counted(counts.errors, "error") << ", " << counted(counts.warnings, "warning")
+           << '\n';
 }
 
-void print_json(const CommandLineOutput& output, const std::string& path, const LoadedBoard& loaded,
+void print_json(const CommandLineHost& host, const std::string& path, const LoadedBoard& loaded,
                 const Counts& counts) {
   for (const Problem& problem : loaded.problems) {
-    print_json_line(output,
-                    {{"severity", problem.severity == Severity::error ? "error" : "warning"},
-                     {"file", path},
-                     {"line", problem.line},
-                     {"column", problem.column},
-                     {"message", problem.message}});
+    print_json_line(host, {{"severity", problem.severity == Severity::error ? "error" : "warning"},
+                           {"file", path},
+                           {"line", problem.line},
+                           {"column", problem.column},
+                           {"message", problem.message}});
   }
-  print_json_line(output, {{"file", path},
-                           {"ok", loaded.file.has_value()},
-                           {"nodes", counts.nodes},
-                           {"devices", counts.devices},
-                           {"pdos", counts.pdos},
-                           {"operations", counts.operations},
-                           {"errors", counts.errors},
-                           {"warnings", counts.warnings}});
+  print_json_line(host, {{"file", path},
+                         {"ok", loaded.file.has_value()},
+                         {"nodes", counts.nodes},
+                         {"devices", counts.devices},
+                         {"pdos", counts.pdos},
+                         {"operations", counts.operations},
+                         {"errors", counts.errors},
+                         {"warnings", counts.warnings}});
 }
 
 }  // namespace
 
-ExitStatus check_command(const CommandLineOutput& output, const std::string& board, bool json) {
+ExitStatus check_command(const CommandLineHost& host, const std::string& board, bool json) {
   const LoadedBoard loaded = load_board_file(board);
-  (json ? print_json : print_text)(output, board, loaded, count(loaded));
+  (json ? print_json : print_text)(host, board, loaded, count(loaded));
   return loaded.file ? ExitStatus::success : ExitStatus::bad_input;
 }
 

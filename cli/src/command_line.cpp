@@ -55,24 +55,23 @@ void add_commands(CLI::App& app, Arguments& arguments) {
   add_json(demo, arguments.json);
 }
 
-ExitStatus execute(const CommandLineOutput& output, const CLI::App& app,
-                   const Arguments& arguments) {
+ExitStatus execute(const CommandLineHost& host, const CLI::App& app, const Arguments& arguments) {
   if (app.got_subcommand("run")) {
-    return run_command(output, arguments.run);
+    return run_command(host, arguments.run);
   }
   if (app.got_subcommand("operations")) {
-    return operations_command(output, arguments.board, arguments.json);
+    return operations_command(host, arguments.board, arguments.json);
   }
   if (app.got_subcommand("check")) {
-    return check_command(output, arguments.board, arguments.json);
+    return check_command(host, arguments.board, arguments.json);
   }
-  return demo_command(output, arguments.json);
+  return demo_command(host, arguments.json);
 }
 
 }  // namespace
 
 ExitStatus run_command_line(const std::vector<std::string>& arguments,
-                            const CommandLineOutput& output) {
+                            const CommandLineHost& host) {
   CLI::App app("Runs configured operations on the CANopen nodes of a robot board.",
                "velmora-can-bridge");
   Arguments parsed;
@@ -83,13 +82,13 @@ ExitStatus run_command_line(const std::vector<std::string>& arguments,
   try {
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
   } catch (const CLI::Success& asked) {
-    app.exit(asked, output.out, output.err);  // --help or --version
+    app.exit(asked, host.out, host.err);  // --help or --version
     return ExitStatus::success;
   } catch (const CLI::ParseError& error) {
-    print_diagnostic(output, std::string(error.what()) + " (see --help)");
+    print_diagnostic(host, std::string(error.what()) + " (see --help)");
     return ExitStatus::bad_input;
   }
-  return execute(output, app, parsed);
+  return execute(host, app, parsed);
 }
 
 }  // namespace velmora_can_bridge

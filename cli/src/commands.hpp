@@ -18,15 +18,15 @@ struct RunArguments {
 };
 
 /// Executes one configured operation on the simulated board.
-ExitStatus run_command(const CommandLineOutput& output, const RunArguments& arguments);
+ExitStatus run_command(const CommandLineHost& host, const RunArguments& arguments);
 
 /// Lists the devices and operations of a board file.
-ExitStatus operations_command(const CommandLineOutput& output, const std::string& board, bool json);
+ExitStatus operations_command(const CommandLineHost& host, const std::string& board, bool json);
 
 /// Loads and validates a board file.
-ExitStatus check_command(const CommandLineOutput& output, const std::string& board, bool json);
+ExitStatus check_command(const CommandLineHost& host, const std::string& board, bool json);
 
 /// Runs the tour over the example board.
-ExitStatus demo_command(const CommandLineOutput& output, bool json);
+ExitStatus demo_command(const CommandLineHost& host, bool json);
 
 }  // namespace velmora_can_bridge

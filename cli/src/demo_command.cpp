@@ -182,8 +182,8 @@ class TransferCounts {
 /// The tour on its way over the board.
 class Tour {
  public:
-  Tour(const CommandLineOutput& output, bool json, const BoardFile& file)
-      : output_(output),
+  Tour(const CommandLineHost& host, bool json, const BoardFile& file)
+      : host_(host),
         json_(json),
         board_(file, [this](const Transfer& transfer) { note(transfer); }) {
     overview_.add({"operation", "device", "on the bus", "result"});
@@ -194,7 +194,7 @@ class Tour {
       run_step(step);
     }
     if (!json_) {
-      overview_.print(output_.out);
+      overview_.print(host_.out);
     }
     return status_;
   }
@@ -203,25 +203,25 @@ class Tour {
   void note(const Transfer& transfer) {
     counts_.add(transfer.kind);
     if (!json_ && !quiet_) {
-      output_.out << "  " << transfer.line << '\n';
+      host_.out << "  " << transfer.line << '\n';
     }
   }
 
   void run_step(const Step& step) {
     if (!json_) {
-      output_.out << "# " << step.title << "\n$ " << command_text(step) << '\n';
+      host_.out << "# " << step.title << "\n$ " << command_text(step) << '\n';
     }
     counts_.clear();
     OperationReport report = execute(step);
     const bool arrived = wait(step, report);
-    (json_ ? print_result_json : print_result)(output_, report);
+    (json_ ? print_result_json : print_result)(host_, report);
     if (!json_) {
-      output_.out << '\n';
+      host_.out << '\n';
     }
     overview_.add({step.operation, step.device, counts_.text(),
                    (report.result.ok ? "ok: " : "failed: ") + report.result.message});
     if (report.result.ok != step.succeeds || !arrived) {
-      print_diagnostic(output_, std::string(step.operation) + " did not end as this tour expects");
+      print_diagnostic(host_, std::string(step.operation) + " did not end as this tour expects");
       status_ = ExitStatus::operation_failed;
     }
   }
@@ -257,21 +257,21 @@ class Tour {
 
   /// On a terminal a wait takes its real time, on one line that grows.
   void show_wait(milliseconds passed) const {
-    if (json_ || !output_.sleep) {
+    if (json_ || !host_.sleep) {
       return;
     }
-    output_.out << "\r  ... " << passed.count() << " ms" << std::flush;
-    output_.sleep(slice);
+    host_.out << "\r  ... " << passed.count() << " ms" << std::flush;
+    host_.sleep(slice);
   }
 
   void end_wait(milliseconds passed) const {
     if (json_ || passed == milliseconds(0)) {
       return;
     }
-    output_.out << (output_.sleep ? "\r" : "") << "  ... " << passed.count() << " ms later\n";
+    host_.out << (host_.sleep ? "\r" : "") << "  ... " << passed.count() << " ms later\n";
   }
 
-  const CommandLineOutput& output_;
+  const CommandLineHost& host_;
   bool json_;
   SimulatedBoard board_;
   TransferCounts counts_;
@@ -282,9 +282,9 @@ class Tour {
 
 }  // namespace
 
-ExitStatus demo_command(const CommandLineOutput& output, bool json) {
+ExitStatus demo_command(const CommandLineHost& host, bool json) {
   const LoadedBoard loaded = parse_board(std::string(example_board()));
-  return Tour(output, json, loaded.file.value()).run();
+  return Tour(host, json, loaded.file.value()).run();
 }
 
 }  // namespace velmora_can_bridge

@@ -18,11 +18,11 @@ int main(int argc, char** argv) {
     // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing has started a thread yet
     const bool colour = live && std::getenv("NO_COLOR") == nullptr;
     const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
-    bridge::CommandLineOutput output{std::cout, std::cerr, colour, {}};
+    bridge::CommandLineHost host{std::cout, std::cerr, colour, {}, {}, nullptr};
     if (live) {
-      output.sleep = [](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); };
+      host.sleep = [](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); };
     }
-    const bridge::ExitStatus status = bridge::run_command_line(arguments, output);
+    const bridge::ExitStatus status = bridge::run_command_line(arguments, host);
     if (!std::cout.flush()) {
       std::cerr << "velmora-can-bridge: cannot write the output\n";
       return static_cast<int>(bridge::ExitStatus::operation_failed);

@@ -20,7 +20,7 @@ std::map<std::string, DeviceOdEntry> sorted_devices(const BoardConfig& board) {
   return {board.device_od_map.begin(), board.device_od_map.end()};
 }
 
-void print_text(const CommandLineOutput& output, const NodeConfig& node) {
+void print_text(const CommandLineHost& host, const NodeConfig& node) {
   Table devices;
   devices.add({"device", "profile", "base_index", "homing_record"});
   for (const auto& [name, entry] : sorted_devices(node.board)) {
@@ -32,45 +32,44 @@ void print_text(const CommandLineOutput& output, const NodeConfig& node) {
   for (const auto& [name, op] : node.operations) {
     operations.add({name, op.kind, payload_text(op, node.board), op.label});
   }
-  output.out << "node " << hex_u8(node.node_id) << '\n';
-  devices.print(output.out);
-  output.out << '\n';
-  operations.print(output.out);
+  host.out << "node " << hex_u8(node.node_id) << '\n';
+  devices.print(host.out);
+  host.out << '\n';
+  operations.print(host.out);
 }
 
-void print_json(const CommandLineOutput& output, const NodeConfig& node) {
+void print_json(const CommandLineHost& host, const NodeConfig& node) {
   for (const auto& [name, entry] : sorted_devices(node.board)) {
-    print_json_line(output, {{"node_id", node.node_id},
-                             {"device", name},
-                             {"profile", entry.profile},
-                             {"base_index", entry.base_index},
-                             {"homing_record", entry.homing_record}});
+    print_json_line(host, {{"node_id", node.node_id},
+                           {"device", name},
+                           {"profile", entry.profile},
+                           {"base_index", entry.base_index},
+                           {"homing_record", entry.homing_record}});
   }
   for (const auto& [name, op] : node.operations) {
-    print_json_line(output, {{"node_id", node.node_id},
-                             {"operation", name},
-                             {"kind", op.kind},
-                             {"payload", payload_text(op, node.board)},
-                             {"label", op.label},
-                             {"description", op.description}});
+    print_json_line(host, {{"node_id", node.node_id},
+                           {"operation", name},
+                           {"kind", op.kind},
+                           {"payload", payload_text(op, node.board)},
+                           {"label", op.label},
+                           {"description", op.description}});
   }
 }
 
 }  // namespace
 
-ExitStatus operations_command(const CommandLineOutput& output, const std::string& board,
-                              bool json) {
-  const std::optional<BoardFile> file = load_board(output, board);
+ExitStatus operations_command(const CommandLineHost& host, const std::string& board, bool json) {
+  const std::optional<BoardFile> file = load_board(host, board);
   if (!file) {
     return ExitStatus::bad_input;
   }
   bool first = true;
   for (const NodeConfig& node : file->nodes) {
     if (!first && !json) {
-      output.out << '\n';
+      host.out << '\n';
     }
     first = false;
-    (json ? print_json : print_text)(output, node);
+    (json ? print_json : print_text)(host, node);
   }
   return ExitStatus::success;
 }

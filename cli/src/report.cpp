@@ -13,9 +13,8 @@ constexpr std::string_view red = "\033[31m";
 constexpr std::string_view green = "\033[32m";
 constexpr std::string_view plain = "\033[0m";
 
-std::string coloured(const CommandLineOutput& output, std::string_view colour,
-                     std::string_view text) {
-  if (!output.colour) {
+std::string coloured(const CommandLineHost& host, std::string_view colour, std::string_view text) {
+  if (!host.colour) {
     return std::string(text);
   }
   return std::string(colour) + std::string(text) + std::string(plain);
@@ -23,20 +22,20 @@ std::string coloured(const CommandLineOutput& output, std::string_view colour,
 
 }  // namespace
 
-void print_result(const CommandLineOutput& output, const OperationReport& report) {
+void print_result(const CommandLineHost& host, const OperationReport& report) {
   const OperationResult& result = report.result;
   if (!result.ok) {
-    output.out << coloured(output, red, "failed: ") << printable(result.message)
-               << (report.refusal ? " (" + *report.refusal + ")" : "") << '\n';
+    host.out << coloured(host, red, "failed: ") << printable(result.message)
+             << (report.refusal ? " (" + *report.refusal + ")" : "") << '\n';
     return;
   }
-  output.out << coloured(output, green, "ok: ") << printable(result.message) << '\n';
+  host.out << coloured(host, green, "ok: ") << printable(result.message) << '\n';
   if (!result.data.empty()) {
-    output.out << "data: " << bytes_text(result.data) << '\n';
+    host.out << "data: " << bytes_text(result.data) << '\n';
   }
 }
 
-void print_result_json(const CommandLineOutput& output, const OperationReport& report) {
+void print_result_json(const CommandLineHost& host, const OperationReport& report) {
   nlohmann::ordered_json line{{"operation", report.operation},
                               {"device", report.device},
                               {"ok", report.result.ok},
@@ -45,17 +44,17 @@ void print_result_json(const CommandLineOutput& output, const OperationReport& r
   if (report.refusal) {
     line["reason"] = *report.refusal;
   }
-  print_json_line(output, line);
+  print_json_line(host, line);
 }
 
-void print_diagnostic(const CommandLineOutput& output, const std::string& text) {
-  output.err << "velmora-can-bridge: " << printable(text) << '\n';
+void print_diagnostic(const CommandLineHost& host, const std::string& text) {
+  host.err << "velmora-can-bridge: " << printable(text) << '\n';
 }
 
-std::optional<BoardFile> load_board(const CommandLineOutput& output, const std::string& path) {
+std::optional<BoardFile> load_board(const CommandLineHost& host, const std::string& path) {
   LoadedBoard loaded = load_board_file(path);
   for (const Problem& problem : loaded.problems) {
-    output.err << problem_text(path, problem) << '\n';
+    host.err << problem_text(path, problem) << '\n';
   }
   return std::move(loaded.file);
 }

@@ -20,15 +20,15 @@ struct OperationReport {
 };
 
 /// Prints the result for people.
-void print_result(const CommandLineOutput& output, const OperationReport& report);
+void print_result(const CommandLineHost& host, const OperationReport& report);
 
 /// Prints the result as one JSON object on a line.
-void print_result_json(const CommandLineOutput& output, const OperationReport& report);
+void print_result_json(const CommandLineHost& host, const OperationReport& report);
 
 /// A diagnostic line, "velmora-can-bridge: " before it.
-void print_diagnostic(const CommandLineOutput& output, const std::string& text);
+void print_diagnostic(const CommandLineHost& host, const std::string& text);
 
 /// Loads the board file and prints its problems as diagnostics; no value when one is an error.
-std::optional<BoardFile> load_board(const CommandLineOutput& output, const std::string& path);
+std::optional<BoardFile> load_board(const CommandLineHost& host, const std::string& path);
 
 }  // namespace velmora_can_bridge

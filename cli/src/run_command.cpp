@@ -38,44 +38,44 @@ std::string devices_text(const BoardFile& file) {
   return joined(std::move(names));
 }
 
-ExitStatus refuse(const CommandLineOutput& output, const std::string& text) {
-  print_diagnostic(output, text);
+ExitStatus refuse(const CommandLineHost& host, const std::string& text) {
+  print_diagnostic(host, text);
   return ExitStatus::bad_input;
 }
 
 }  // namespace
 
-ExitStatus run_command(const CommandLineOutput& output, const RunArguments& arguments) {
-  const std::optional<BoardFile> file = load_board(output, arguments.board);
+ExitStatus run_command(const CommandLineHost& host, const RunArguments& arguments) {
+  const std::optional<BoardFile> file = load_board(host, arguments.board);
   if (!file) {
     return ExitStatus::bad_input;
   }
   SimulatedBoard board(*file, [&](const Transfer& transfer) {
     if (arguments.trace) {
-      output.err << transfer.line << '\n';
+      host.err << transfer.line << '\n';
     }
   });
   SimulatedBoardNode* const node = board.find_node(arguments.device);
   if (node == nullptr) {
-    return refuse(output, "unknown device \"" + arguments.device + "\"; " + arguments.board +
-                              " has: " + devices_text(*file));
+    return refuse(host, "unknown device \"" + arguments.device + "\"; " + arguments.board +
+                            " has: " + devices_text(*file));
   }
   const auto& operations = node->config().operations;
   const auto operation = operations.find(arguments.operation);
   if (operation == operations.end()) {
-    return refuse(output, "unknown operation \"" + arguments.operation + "\"; the node of \"" +
-                              arguments.device + "\" has: " + joined(keys(operations)));
+    return refuse(host, "unknown operation \"" + arguments.operation + "\"; the node of \"" +
+                            arguments.device + "\" has: " + joined(keys(operations)));
   }
   const auto payload = parse_payload_words(arguments.payload);
   if (const auto* const reason = std::get_if<std::string>(&payload)) {
-    return refuse(output, *reason);
+    return refuse(host, *reason);
   }
 
   OperationReport report{arguments.operation, arguments.device, {}, {}};
   report.result =
       node->run(operation->second, arguments.device, std::get<std::vector<std::uint8_t>>(payload));
   report.refusal = report.result.ok ? std::nullopt : node->refusal();
-  (arguments.json ? print_result_json : print_result)(output, report);
+  (arguments.json ? print_result_json : print_result)(host, report);
   return report.result.ok ? ExitStatus::success : ExitStatus::operation_failed;
 }
 

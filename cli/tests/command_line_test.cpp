@@ -57,7 +57,8 @@ class CommandLine : public testing::Test {
   ExitStatus run(const std::vector<std::string>& arguments) {
     std::ostringstream out_stream;
     std::ostringstream err_stream;
-    const ExitStatus status = run_command_line(arguments, {out_stream, err_stream, false, sleep});
+    const ExitStatus status =
+        run_command_line(arguments, {out_stream, err_stream, false, sleep, {}, nullptr});
     out = out_stream.str();
     err = err_stream.str();
     return status;

@@ -87,7 +87,7 @@ class InProcessBus : public CanChannel {
 
   struct Sent {
     CanFrame frame;
-    const Endpoint* from;
+    const Endpoint* from = nullptr;
   };
 
   // All of these run with `mutex_` held, but for waits inside.

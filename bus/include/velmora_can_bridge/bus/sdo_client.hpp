@@ -65,9 +65,9 @@ class SdoClient {
   using Time = std::chrono::steady_clock::time_point;
 
   struct Transfer {
-    std::uint16_t index;
-    std::uint8_t sub_index;
-    Time deadline;
+    std::uint16_t index = 0;
+    std::uint8_t sub_index = 0;
+    Time deadline{};
     /// With the request that is sent now the node has all of a download.
     bool completes_download = false;
   };

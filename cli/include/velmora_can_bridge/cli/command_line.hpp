@@ -1,11 +1,15 @@
 /// The program velmora-can-bridge as a function.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <ostream>
 #include <string>
 #include <vector>
+
+#include "velmora_can_bridge/bus/can_channel.hpp"
 
 namespace velmora_can_bridge {
 
@@ -13,30 +17,41 @@ namespace velmora_can_bridge {
 enum class ExitStatus {
   /// The operation succeeded, or what was asked was shown.
   success = 0,
-  /// The operation ran and failed, or the program could not write its output.
+  /// The operation ran and failed, a check found differences, or the program could not write its
+  /// output.
   operation_failed = 1,
   /// Bad usage, or a board file with errors.
   bad_input = 2,
+  /// It failed because a node did not answer in time, or answered nothing that can be understood.
+  no_answer = 3,
+  /// It failed because the bus or its interface did not work.
+  bus_fault = 4,
+  /// The user stopped the program.
+  interrupted = 130,
 };
 
-/// Where the program writes.
-struct CommandLineOutput {
-  /// Results.
+/// What the program stands on.
+struct CommandLineHost {
+  /// Takes results.
   std::ostream& out;
-  /// Diagnostics.
+  /// Takes diagnostics.
   std::ostream& err;
   /// Whether `out` may carry terminal colours.
   bool colour = false;
   /// Set when a person watches `out` on a terminal: waits of the tour then show how far they are
   /// and call this to take their real time. Otherwise only simulated time passes.
   std::function<void(std::chrono::milliseconds)> sleep = nullptr;
+  /// Gives access to the CAN interface of a name; null: to those of the kernel.
+  std::function<std::unique_ptr<CanChannel>(const std::string& interface)> open_interface = nullptr;
+  /// Set by the host, from any thread or signal handler, to end the program soon; null: never.
+  const std::atomic<bool>* interrupted = nullptr;
 };
 
 /// Runs the program with `arguments`, the program's name not among them.
 ///
-/// Writes only to `output` and reads only the board file that the arguments name. Everything that
-/// is wrong with the arguments or the board is one line in `output.err` that names the culprit.
-ExitStatus run_command_line(const std::vector<std::string>& arguments,
-                            const CommandLineOutput& output);
+/// Writes only to the streams of `host` and the files that the arguments name, and reads only the
+/// board file that they name. Everything that
+/// is wrong with the arguments or the board is one line in `host.err` that names the culprit.
+ExitStatus run_command_line(const std::vector<std::string>& arguments, const CommandLineHost& host);
 
 }  // namespace velmora_can_bridge
