@@ -63,10 +63,7 @@ class RawSocket {
   }
 
   void send_error(canid_t error, std::uint8_t controller_state) const {
-    can_frame frame{};
-    frame.can_id = CAN_ERR_FLAG | error;
-    frame.can_dlc = CAN_ERR_DLC;
-    frame.data[1] = controller_state;
+    const can_frame frame{CAN_ERR_FLAG | error, {CAN_ERR_DLC}, 0, 0, 0, {0, controller_state}};
     send(frame);
   }
 
@@ -251,7 +248,7 @@ class ComingAndGoingTest : public testing::Test {
     }
   }
 
-  void expect_frames_pass(CanEndpoint& from, CanEndpoint& to) {
+  static void expect_frames_pass(CanEndpoint& from, CanEndpoint& to) {
     CanFrame frame;
     const auto is_back = [&] {
       from.send(some_frame, nanoseconds(0));

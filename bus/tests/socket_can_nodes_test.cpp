@@ -33,7 +33,7 @@ constexpr std::uint16_t mapped = 0x3002;
 
 /// Nodes 5 and 6 behind a server of their own thread; nobody is node 7.
 class SocketCanNodesTest : public testing::Test {
- protected:
+ public:
   SocketCanNodesTest() {
     for (SimulatedBusNode* const node : {&five, &six}) {
       node->device().add_object(word, 0, {ObjectAccess::read_write, {1, 2}});
@@ -55,6 +55,7 @@ class SocketCanNodesTest : public testing::Test {
   SocketCanNodesTest& operator=(const SocketCanNodesTest&) = delete;
   SocketCanNodesTest& operator=(SocketCanNodesTest&&) = delete;
 
+ protected:
   std::string error_text(std::uint8_t node_id) const {
     const auto error = backend.last_error(node_id);
     return error ? error->text : "no error";
