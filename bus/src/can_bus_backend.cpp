@@ -8,6 +8,7 @@
 
 #include "dispatch/hex_u16.hpp"
 #include "dispatch/lookups.hpp"
+#include "longest_wait.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -80,7 +81,7 @@ bool CanBusBackend::send_rpdo(std::uint8_t node_id, std::uint8_t rpdo,
                   "RPDO " + std::to_string(rpdo) + " is longer than a CAN frame");
   }
   std::copy_n(data.begin(), length, frame.data.begin());
-  const CanStatus status = rpdo_endpoint_->send(frame, times_.send_patience);
+  const CanStatus status = rpdo_endpoint_->send(frame, bounded(times_.send_patience));
   return status == CanStatus::ok ||
          report(node_id, BusErrorKind::bus_fault, rpdo_endpoint_->explain(status));
 }

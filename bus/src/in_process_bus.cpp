@@ -5,15 +5,13 @@
 #include <utility>
 
 #include "can_frame_checks.hpp"
+#include "longest_wait.hpp"
 #include "status_text.hpp"
 
 namespace velmora_can_bridge {
 namespace {
 
 using std::chrono::nanoseconds;
-
-// Longer waits count as this one, so that no sum overflows.
-constexpr std::chrono::hours longest_wait{24 * 365};
 
 bool refuses_sends(CanStatus state) {
   return state == CanStatus::queue_full || state == CanStatus::interface_down ||
@@ -45,6 +43,7 @@ class InProcessBus::Endpoint : public CanEndpoint {
   }
   void take(const CanFrame& frame);
   void notify(CanStatus status);
+  void wake() { news_.notify_one(); }
 
  private:
   bool has_frame() const { return next_ < queue_.size(); }
@@ -222,6 +221,8 @@ void InProcessBus::route(const Sent& sent) {
     if (delivery.delay > nanoseconds(0)) {
       delayed_.emplace(current_time() + std::min<nanoseconds>(delivery.delay, longest_wait),
                        Sent{delivery.frame, sent.from});
+      // Whoever waits did not know yet that this one is coming.
+      wake_all();
     } else {
       deliver({delivery.frame, sent.from});
     }
@@ -232,9 +233,11 @@ void InProcessBus::deliver(const Sent& sent) {
   if (!is_can_frame(sent.frame)) {
     return;
   }
+  CanFrame frame = sent.frame;
+  std::fill(frame.data.begin() + frame.length, frame.data.end(), std::uint8_t{0});
   for (Endpoint* const endpoint : endpoints_) {
-    if (endpoint != sent.from && endpoint->wants(sent.frame)) {
-      endpoint->take(sent.frame);
+    if (endpoint != sent.from && endpoint->wants(frame)) {
+      endpoint->take(frame);
     }
   }
 }
@@ -246,6 +249,13 @@ void InProcessBus::deliver_due() {
     deliver(sent);
     route_in_flight();
   }
+}
+
+void InProcessBus::wake_all() {
+  for (Endpoint* const endpoint : endpoints_) {
+    endpoint->wake();
+  }
+  state_changed_.notify_all();
 }
 
 void InProcessBus::close(const Endpoint* endpoint) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "dispatch/hex_u16.hpp"
+#include "longest_wait.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -48,13 +49,13 @@ std::optional<BusError> NmtMaster::send(NmtCommand command, std::uint8_t node_id
 }
 
 NodeWatch::NodeWatch(CanChannel& channel, milliseconds heartbeat_timeout, Observer observer)
-    : heartbeat_timeout_(heartbeat_timeout),
+    : heartbeat_timeout_(bounded(heartbeat_timeout)),
       observer_(std::move(observer)),
       endpoint_(
           channel.open({{heartbeat_cob_id, function_mask}, {emergency_cob_id, function_mask}})) {}
 
 void NodeWatch::poll(milliseconds timeout) {
-  const Time end = endpoint_->now() + timeout;
+  const Time end = endpoint_->now() + bounded(timeout);
   for (int overtime = 0; overtime < overtime_limit;) {
     CanFrame frame;
     const CanStatus status = endpoint_->receive(frame, wait_limit(end));

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "dispatch/hex_u16.hpp"
+#include "longest_wait.hpp"
 #include "velmora_can_bridge/bus/cob_id.hpp"
 #include "velmora_can_bridge/bus/sdo_frames.hpp"
 
@@ -46,6 +47,11 @@ CanFrame download_segment(std::uint8_t node_id, bool toggle, const std::vector<s
   return frame;
 }
 
+SdoTimes bounded_times(const SdoTimes& times) {
+  return {bounded(times.frame_timeout), bounded(times.transfer_timeout), bounded(times.quarantine),
+          bounded(times.send_patience)};
+}
+
 std::string byte_count(std::size_t count) {
   return std::to_string(count) + (count == 1 ? " byte" : " bytes");
 }
@@ -55,7 +61,7 @@ std::string byte_count(std::size_t count) {
 SdoClient::SdoClient(CanChannel& channel, std::uint8_t node_id, SdoTimes times,
                      StatusObserver observer)
     : node_id_(node_id),
-      times_(times),
+      times_(bounded_times(times)),
       observer_(std::move(observer)),
       endpoint_(channel.open({{own_cob_id(sdo_answer_cob_id, node_id)}})) {}
 
@@ -232,9 +238,10 @@ bool SdoClient::is_for(const Transfer& transfer, const CanFrame& answer) {
 
 BusError SdoClient::refused(const Transfer& transfer, const CanFrame& answer) const {
   const std::uint32_t code = sdo_number(answer);
-  BusError error = this->error(transfer, BusErrorKind::refused, sdo_abort_line(code));
+  Transfer undone = transfer;
+  undone.completes_download = false;
+  BusError error = this->error(undone, BusErrorKind::refused, sdo_abort_line(code));
   error.abort_code = code;
-  error.outcome_unknown = false;
   return error;
 }
 

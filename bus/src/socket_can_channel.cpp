@@ -18,6 +18,7 @@
 #include <utility>
 
 #include "can_frame_checks.hpp"
+#include "longest_wait.hpp"
 #include "status_text.hpp"
 
 namespace velmora_can_bridge {
@@ -33,9 +34,6 @@ constexpr microseconds retry_interval{200};
 constexpr std::chrono::milliseconds rebind_interval{100};
 // The kernel's time-outs are no finer; 0 would mean for ever.
 constexpr microseconds shortest_timeout{1};
-// Longer waits count as this one, so that no sum overflows.
-constexpr std::chrono::hours longest_wait{24 * 365};
-
 can_frame to_kernel(const CanFrame& frame) {
   can_frame raw{};
   raw.can_id = frame.id;
@@ -201,7 +199,9 @@ std::optional<CanStatus> SocketCanEndpoint::receive_one(CanFrame& frame, nanosec
     if (error == EINTR) {
       return {};
     }
-    return would_block(error) ? CanStatus::timed_out : status_of(error);
+    const CanStatus status = would_block(error) ? CanStatus::timed_out : status_of(error);
+    told_unbound_ = status == CanStatus::interface_missing;
+    return status;
   }
   if ((raw.can_id & CAN_ERR_FLAG) != 0) {
     return error_status(raw);

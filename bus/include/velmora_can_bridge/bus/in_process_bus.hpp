@@ -98,6 +98,7 @@ class InProcessBus : public CanChannel {
   void route(const Sent& sent);
   void deliver(const Sent& sent);
   void deliver_due();
+  void wake_all();
   void close(const Endpoint* endpoint);
 
   const BusTime time_;
