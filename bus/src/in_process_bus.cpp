@@ -13,6 +13,8 @@ namespace {
 
 using std::chrono::nanoseconds;
 
+bool is_told(CanStatus state) { return state != CanStatus::ok && state != CanStatus::queue_full; }
+
 bool refuses_sends(CanStatus state) {
   return state == CanStatus::queue_full || state == CanStatus::interface_down ||
          state == CanStatus::interface_missing || state == CanStatus::failed;
@@ -150,6 +152,9 @@ std::unique_ptr<CanEndpoint> InProcessBus::open(const std::vector<CanFilter>& fi
   auto endpoint = std::make_unique<Endpoint>(*this, filters, std::move(handler));
   const std::lock_guard<std::mutex> lock(mutex_);
   endpoints_.push_back(endpoint.get());
+  if (is_told(state_)) {
+    endpoint->notify(state_);
+  }
   return endpoint;
 }
 
@@ -162,7 +167,7 @@ void InProcessBus::set_state(CanStatus state) {
   const std::lock_guard<std::mutex> lock(mutex_);
   state_ = state;
   state_changed_.notify_all();
-  if (state == CanStatus::ok || state == CanStatus::queue_full) {
+  if (!is_told(state)) {
     return;
   }
   for (Endpoint* const endpoint : endpoints_) {

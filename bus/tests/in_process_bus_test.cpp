@@ -351,6 +351,14 @@ TEST_P(BusStateTest, is_told_once_to_each_endpoint) {
   }
 }
 
+TEST_P(BusStateTest, is_told_once_to_an_endpoint_opened_later) {
+  bus.set_state(GetParam().state);
+  const auto late = bus.open({{0, 0}});
+
+  EXPECT_EQ(late->receive(frame, milliseconds(10)), GetParam().told);
+  EXPECT_EQ(late->receive(frame, milliseconds(10)), CanStatus::timed_out);
+}
+
 TEST_P(BusStateTest, has_words_with_the_name_of_the_bus) {
   InProcessBus named(BusTime::simulated, "can0");
 

@@ -18,8 +18,7 @@ const NodeConfig* find_node(const BoardFile& file, const std::string& device) {
 
 BoardSession::BoardSession(const CommandLineHost& host, CanChannel& channel, const BoardFile& file,
                            SdoTimes times, TracingBackend::Sink sink)
-    : host_(&host),
-      bus_(channel, times, warning_printer(host)),
+    : bus_(channel, times, warning_printer(host)),
       traced_(
           bus_,
           [this, sink = std::move(sink)](const Transfer& transfer) {
@@ -46,7 +45,7 @@ OperationReport BoardSession::run(const std::string& device, const std::string& 
   if (report.result.ok) {
     return report;
   }
-  if (is_interrupted()) {
+  if (backend_.has_refused()) {
     report.status = ExitStatus::interrupted;
     report.reason = "interrupted";
   } else if (error_) {
@@ -73,10 +72,6 @@ void BoardSession::forget_images(const NodeEvent& event) {
       node->controller.forget_rpdo_shadows();
     }
   }
-}
-
-bool BoardSession::is_interrupted() const {
-  return host_->interrupted != nullptr && host_->interrupted->load();
 }
 
 }  // namespace velmora_can_bridge

@@ -44,9 +44,7 @@ class BoardSession {
 
   Node& node_of(const std::string& device);
   void forget_images(const NodeEvent& event);
-  bool is_interrupted() const;
 
-  const CommandLineHost* const host_;
   // How the latest transfer of the operation that runs failed.
   std::optional<BusError> error_;
   CanBusBackend bus_;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
+#include <fstream>
 #include <system_error>
 #include <utility>
 
@@ -10,9 +12,24 @@
 
 namespace velmora_can_bridge {
 
+namespace {
+
+/// A mistyped command line must not cost the user a board file.
+bool holds_something_else(const std::string& path) {
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(path, error)) {
+    return false;
+  }
+  std::ifstream file(path);
+  return file.peek() != '(' && !file.eof();
+}
+
+}  // namespace
+
 SdoTimes sdo_times(const BusArguments& arguments) {
   SdoTimes times;
   times.frame_timeout = std::chrono::milliseconds(arguments.timeout);
+  times.quarantine = times.frame_timeout;
   times.transfer_timeout = std::max(times.transfer_timeout, times.frame_timeout);
   return times;
 }
@@ -40,9 +57,13 @@ bool CommandBus::is_ready(const BoardFile* board) {
     return false;
   }
   if (!arguments_.trace.empty()) {
+    if (holds_something_else(arguments_.trace)) {
+      print_diagnostic(*host_, arguments_.trace + " is not overwritten: it is no log of frames");
+      return false;
+    }
     errno = 0;
     log_ = std::make_unique<FrameLog>(arguments_.trace, arguments_.bus);
-    if (!log_->flush()) {
+    if (!log_->is_complete()) {
       print_diagnostic(*host_, "cannot write " + arguments_.trace + ": " +
                                    std::generic_category().message(errno));
       return false;
@@ -67,7 +88,7 @@ CanChannel& CommandBus::channel() {
 }
 
 ExitStatus CommandBus::finish(ExitStatus status) {
-  if (!log_ || log_->flush()) {
+  if (!log_ || log_->is_complete()) {
     return status;
   }
   print_diagnostic(*host_, "cannot write all of " + arguments_.trace);

@@ -29,7 +29,7 @@ struct BusArguments {
   std::uint32_t timeout = 500;
 };
 
-/// The waits that the arguments ask for.
+/// The waits that the arguments ask for; the quarantine follows the time-out of a frame.
 SdoTimes sdo_times(const BusArguments& arguments);
 
 /// Access to the CAN interface `name`.
@@ -38,9 +38,9 @@ std::unique_ptr<CanChannel> open_interface(const CommandLineHost& host, const st
 /// A simulated board or a CAN interface, with the log of its frames.
 class CommandBus {
  public:
-  /// No object when the log cannot be written, or when the simulated bus is asked for without a
-  /// board to simulate; the diagnostic is printed then. `board` may be null; `host` outlives the
-  /// bus.
+  /// No object when the log cannot be written or would overwrite a file that is none, or when the
+  /// simulated bus is asked for without a board to simulate; the diagnostic is printed then.
+  /// `board` may be null; `host` outlives the bus.
   static std::unique_ptr<CommandBus> open(const CommandLineHost& host,
                                           const BusArguments& arguments, const BoardFile* board);
 

@@ -194,6 +194,9 @@ class Tour {
 
   ExitStatus run() {
     for (const Step& step : steps()) {
+      if (is_interrupted()) {
+        return ExitStatus::interrupted;
+      }
       run_step(step);
     }
     if (!json_) {
@@ -203,6 +206,8 @@ class Tour {
   }
 
  private:
+  bool is_interrupted() const { return host_.interrupted != nullptr && host_.interrupted->load(); }
+
   void note(const Transfer& transfer) {
     counts_.add(transfer.kind);
     if (!json_ && !quiet_) {
@@ -239,7 +244,7 @@ class Tour {
     const Wait& wait = step.wait;
     quiet_ = true;
     milliseconds passed{0};
-    while (passed < wait.time &&
+    while (passed < wait.time && !is_interrupted() &&
            (wait.until_data.empty() || report.result.data != wait.until_data)) {
       board_.tick(slice);
       passed += slice;

@@ -19,12 +19,12 @@ void FrameLog::write(const CanFrame& frame, Time time) {
     epoch_offset_ =
         duration_cast<microseconds>(std::chrono::system_clock::now().time_since_epoch()) - counted;
   }
-  file_ << can_log_line(*epoch_offset_ + counted, interface_, frame) << '\n';
+  file_ << can_log_line(*epoch_offset_ + counted, interface_, frame) << std::endl;
 }
 
-bool FrameLog::flush() {
+bool FrameLog::is_complete() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  return static_cast<bool>(file_.flush());
+  return file_.good();
 }
 
 }  // namespace velmora_can_bridge

@@ -19,11 +19,12 @@ class FrameLog {
   /// Empties the file at `path` or makes it; `interface` stands in every line.
   FrameLog(const std::string& path, std::string interface);
 
-  /// Appends a line. `time` counts from the first frame's, which gets the time of day.
+  /// Appends a line, which is in the file at once. `time` counts from the first frame's, which gets
+  /// the time of day.
   void write(const CanFrame& frame, Time time);
 
-  /// Whether all lines so far stand in the file; also whether it could be opened.
-  bool flush();
+  /// Whether the file could be opened, and all lines so far stand in it.
+  bool is_complete();
 
  private:
   const std::string interface_;

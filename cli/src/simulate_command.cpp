@@ -38,9 +38,9 @@ class Simulation {
 
   /// Switches the nodes on. The status that ends the program when the bus does not work.
   ExitStatus start() {
-    server_.boot();
     const CanStatus status = server_.poll(milliseconds(0));
     tell_trouble(status);
+    server_.boot();
     return exit_status_of(status);
   }
 

@@ -10,7 +10,8 @@
 
 namespace velmora_can_bridge {
 
-/// Passes every call on until the user has interrupted the program, then refuses.
+/// Passes every call on until the user has interrupted the program, then refuses. One
+/// thread at a time.
 class StoppableBackend : public CanOpenBackend {
  public:
   /// Both outlive this object; `interrupted` may be null.
@@ -32,11 +33,18 @@ class StoppableBackend : public CanOpenBackend {
     return goes_on() && inner_->send_rpdo(node_id, rpdo, data, length);
   }
 
+  /// Whether a call was refused because of it.
+  bool has_refused() const { return has_refused_; }
+
  private:
-  bool goes_on() const { return interrupted_ == nullptr || !interrupted_->load(); }
+  bool goes_on() {
+    has_refused_ = has_refused_ || (interrupted_ != nullptr && interrupted_->load());
+    return !has_refused_;
+  }
 
   CanOpenBackend* const inner_;
   const std::atomic<bool>* const interrupted_;
+  bool has_refused_ = false;
 };
 
 }  // namespace velmora_can_bridge

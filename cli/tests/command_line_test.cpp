@@ -3,12 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <sstream>
 
+#include "command_line_fixture.hpp"
 #include "example_board.hpp"
 #include "velmora_can_bridge/config/board_file.hpp"
 #include "velmora_can_bridge/config/operation_kinds.hpp"
@@ -19,57 +18,6 @@ namespace {
 using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::StartsWith;
-
-constexpr const char* board_text = R"(
-nodes:
-  - node_id: 0x10
-    device_od_map:
-      wheel: {profile: ci402, base_index: 0x6040}
-    operations:
-      read_identity: {kind: read_multi, index: 0x1018, sub_indices: [0, 1], label: Identity}
-      read_nothing: {kind: sdo_read, index: 0x5FFF}
-      set_acceleration: {kind: sdo_write, index: 0x6083, data_type: u32}
-  - node_id: 0x11
-    device_od_map:
-      claw: {profile: claw, base_index: 0x7040, homing_record: 0x2100}
-    operations:
-      read_name: {kind: sdo_read, index: 0x1008}
-)";
-
-/// Runs the program over a board file of the test's own.
-class CommandLine : public testing::Test {
- protected:
-  CommandLine() {
-    const std::string test = testing::UnitTest::GetInstance()->current_test_info()->name();
-    folder = std::filesystem::path(testing::TempDir()) / ("velmora_cli_" + test);
-    std::filesystem::create_directories(folder);
-    board = write_file("board.yaml", board_text);
-  }
-
-  void TearDown() override { std::filesystem::remove_all(folder); }
-
-  std::string write_file(const std::string& name, const std::string& text) const {
-    const std::filesystem::path path = folder / name;
-    std::ofstream(path, std::ios::binary) << text;
-    return path.string();
-  }
-
-  ExitStatus run(const std::vector<std::string>& arguments) {
-    std::ostringstream out_stream;
-    std::ostringstream err_stream;
-    const ExitStatus status =
-        run_command_line(arguments, {out_stream, err_stream, false, sleep, {}, nullptr});
-    out = out_stream.str();
-    err = err_stream.str();
-    return status;
-  }
-
-  std::filesystem::path folder;
-  std::string board;
-  std::function<void(std::chrono::milliseconds)> sleep;
-  std::string out;
-  std::string err;
-};
 
 TEST_F(CommandLine, run_prints_the_result_to_the_standard_output) {
   EXPECT_EQ(run({"run", board, "wheel", "read_identity"}), ExitStatus::success);
@@ -90,12 +38,12 @@ TEST_F(CommandLine, run_that_fails_before_the_bus_names_no_refusal) {
 }
 
 TEST_F(CommandLine, run_finds_the_node_by_its_device) {
-  EXPECT_EQ(run({"run", board, "claw", "read_name", "--trace"}), ExitStatus::success);
+  EXPECT_EQ(run({"run", board, "claw", "read_name", "--transfers"}), ExitStatus::success);
   EXPECT_THAT(err, StartsWith("node 0x11  SDO read   0x1008/0 -> "));
 }
 
-TEST_F(CommandLine, run_traces_to_the_standard_error) {
-  EXPECT_EQ(run({"run", "--trace", board, "wheel", "set_acceleration", "u32:5000"}),
+TEST_F(CommandLine, run_prints_transfers_to_the_standard_error) {
+  EXPECT_EQ(run({"run", "--transfers", board, "wheel", "set_acceleration", "u32:5000"}),
             ExitStatus::success);
   EXPECT_EQ(out, "ok: OK\n");
   EXPECT_EQ(err, "node 0x10  SDO write  0x6083/0 <- 88 13 00 00\n");
@@ -103,10 +51,11 @@ TEST_F(CommandLine, run_traces_to_the_standard_error) {
 
 TEST_F(CommandLine, run_prints_json_on_one_line) {
   run({"run", "--json", board, "wheel", "read_nothing"});
-  EXPECT_EQ(out, R"({"operation":"read_nothing","device":"wheel","ok":false,"data":[],)"
-                 R"("message":"SDO read failed at 0x5FFF/0",)"
-                 R"("reason":"abort 0x06020000, no object at this index"})"
-                 "\n");
+  EXPECT_EQ(out,
+            R"({"operation":"read_nothing","device":"wheel","ok":false,"code":"failed","data":[],)"
+            R"("message":"SDO read failed at 0x5FFF/0",)"
+            R"("reason":"abort 0x06020000, no object at this index"})"
+            "\n");
 }
 
 TEST_F(CommandLine, json_survives_names_that_are_no_utf8) {
@@ -275,6 +224,13 @@ TEST_F(CommandLine, demo_waits_in_simulated_time_when_nobody_watches) {
   run({"demo"});
   EXPECT_THAT(out, HasSubstr("\n  ... 500 ms later\n"));
   EXPECT_EQ(out.find('\r'), std::string::npos);
+}
+
+TEST_F(CommandLine, demo_ends_when_interrupted) {
+  int sleeps = 0;
+  sleep = [&](std::chrono::milliseconds /*time*/) { interrupted = ++sleeps == 2; };
+  EXPECT_EQ(run({"demo"}), ExitStatus::interrupted);
+  EXPECT_EQ(sleeps, 2);
 }
 
 TEST_F(CommandLine, demo_shows_how_far_a_wait_is_on_a_terminal) {

@@ -13,14 +13,19 @@ class Tracing : public testing::Test {
   ScriptedBackend inner;
   std::vector<std::string> lines;
   std::vector<TransferKind> kinds;
-  std::vector<std::optional<std::string>> refusals;
-  TracingBackend backend{inner,
-                         [this](const Transfer& transfer) {
-                           lines.push_back(transfer.line);
-                           kinds.push_back(transfer.kind);
-                           refusals.push_back(transfer.refusal);
-                         },
-                         [] { return std::string("the reason"); }};
+  std::vector<std::optional<std::string>> errors;
+  TracingBackend backend{
+      inner,
+      [this](const Transfer& transfer) {
+        lines.push_back(transfer.line);
+        kinds.push_back(transfer.kind);
+        errors.push_back(transfer.error ? std::make_optional(transfer.error->text) : std::nullopt);
+      },
+      [](std::uint8_t node_id) {
+        BusError error;
+        error.text = "the reason of node " + std::to_string(node_id);
+        return error;
+      }};
 };
 
 TEST_F(Tracing, passes_calls_and_answers_on) {
@@ -46,10 +51,10 @@ TEST_F(Tracing, tells_of_successes) {
                                              "node 0x10  RPDO 2     <- 01 AB"}));
   EXPECT_EQ(kinds, (std::vector<TransferKind>{TransferKind::sdo_read, TransferKind::sdo_write,
                                               TransferKind::rpdo}));
-  EXPECT_THAT(refusals, testing::Each(std::nullopt));
+  EXPECT_THAT(errors, testing::Each(std::nullopt));
 }
 
-TEST_F(Tracing, tells_of_refusals_with_the_reason) {
+TEST_F(Tracing, tells_of_errors_with_the_reason) {
   inner.refuse({9});
   inner.refuse();
   inner.refuse();
@@ -57,10 +62,11 @@ TEST_F(Tracing, tells_of_refusals_with_the_reason) {
   backend.sdo_read(0x10, 0x1018, 1, data);
   backend.sdo_write(0x10, 0x2001, 12, {7});
   backend.send_rpdo(0x10, 2, {}, 0);
-  EXPECT_EQ(lines, (std::vector<std::string>{"node 0x10  SDO read   0x1018/1 -> the reason",
-                                             "node 0x10  SDO write  0x2001/12 <- 07: the reason",
-                                             "node 0x10  RPDO 2     <- no bytes: not sent"}));
-  EXPECT_THAT(refusals, testing::ElementsAre("the reason", "the reason", "the frame was not sent"));
+  EXPECT_EQ(lines, (std::vector<std::string>{
+                       "node 0x10  SDO read   0x1018/1: the reason of node 16",
+                       "node 0x10  SDO write  0x2001/12 <- 07: the reason of node 16",
+                       "node 0x10  RPDO 2     <- no bytes: the reason of node 16"}));
+  EXPECT_THAT(errors, testing::Each(std::make_optional<std::string>("the reason of node 16")));
 }
 
 }  // namespace

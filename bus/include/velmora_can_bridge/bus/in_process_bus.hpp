@@ -75,7 +75,7 @@ class InProcessBus : public CanChannel {
   ///
   /// `queue_full`, `interface_down`, `interface_missing` and `failed` refuse sends, `bus_off` loses
   /// what is sent. Every state but `ok` and `queue_full` is told once by each endpoint's next
-  /// receive.
+  /// receive, the first one of an endpoint opened later included.
   void set_state(CanStatus state);
 
   /// Frames that endpoints lost because their queue was full.

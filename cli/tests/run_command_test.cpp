@@ -1,0 +1,145 @@
+#include <gmock/gmock.h>
+
+#include "command_line_fixture.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr const char* lamp_board = R"(
+nodes:
+  - node_id: 0x10
+    device_od_map:
+      lamp: {base_index: 0x2000}
+    pdos:
+      - number: 1
+        direction: RPDO
+        mappings: [{index: 0x2000, sub_index: 1, bit_length: 16, field: level}]
+    operations:
+      set_level: {kind: pdo_write, pdo_number: 1, field: level}
+      read_level: {kind: sdo_read, index: 0x2000, sub_index: 1}
+      write_level: {kind: sdo_write, index: 0x2000, sub_index: 1, data_type: u16}
+      read_nothing: {kind: sdo_read, index: 0x5FFF}
+)";
+
+class RunOnBus : public CommandLine {
+ protected:
+  RunOnBus() : path(write_file("lamp.yaml", lamp_board)) { plug_in(); }
+
+  ExitStatus run_lamp(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"run", "--bus", "can0", path, "lamp"});
+    return run(arguments);
+  }
+
+  std::string path;
+};
+
+TEST_F(RunOnBus, talks_to_the_node_of_the_interface) {
+  NodeOnBus lamp(can0, 0x10);
+  lamp.node.device().add_object(0x2000, 1, object_of({0x34, 0x12}));
+  EXPECT_EQ(run_lamp({"read_level"}), ExitStatus::success);
+  EXPECT_EQ(out, "ok: OK\ndata: 34 12\n");
+  EXPECT_EQ(opened, std::vector<std::string>{"can0"});
+}
+
+TEST_F(RunOnBus, refusal_has_abort_code_and_words) {
+  NodeOnBus lamp(can0, 0x10);
+  EXPECT_EQ(run_lamp({"read_nothing"}), ExitStatus::operation_failed);
+  EXPECT_EQ(out,
+            "failed: SDO read failed at 0x5FFF/0 (abort 0x06020000, no object at this index)\n");
+}
+
+TEST_F(RunOnBus, silence_has_its_exit_status) {
+  EXPECT_EQ(run_lamp({"read_level"}), ExitStatus::no_answer);
+  EXPECT_EQ(out, "failed: SDO read failed at 0x2000/1 (no answer within 500 ms)\n");
+  EXPECT_EQ(run_lamp({"write_level", "u16:1", "--timeout", "20"}), ExitStatus::no_answer);
+  EXPECT_EQ(out,
+            "failed: SDO write failed at 0x2000/1 (no answer within 20 ms; whether the node has "
+            "taken the value is unknown)\n");
+}
+
+TEST_F(RunOnBus, interface_that_is_down_has_its_exit_status_and_remedy) {
+  can0.set_state(CanStatus::interface_down);
+  EXPECT_EQ(run_lamp({"read_level"}), ExitStatus::bus_fault);
+  EXPECT_EQ(out,
+            "failed: SDO read failed at 0x2000/1 (interface can0 is down (ip link set can0 up type "
+            "can bitrate 1000000, with the bit rate of the board))\n");
+}
+
+TEST_F(RunOnBus, interrupted_before_a_transfer_sends_nothing) {
+  const auto listener = can0.open({{0, 0}});
+  interrupted = true;
+  EXPECT_EQ(run_lamp({"read_level"}), ExitStatus::interrupted);
+  EXPECT_EQ(out, "failed: SDO read failed at 0x2000/1 (interrupted)\n");
+  CanFrame frame;
+  EXPECT_EQ(listener->receive(frame, std::chrono::nanoseconds(0)), CanStatus::timed_out);
+}
+
+TEST_F(RunOnBus, json_has_the_word_of_the_exit_status) {
+  NodeOnBus lamp(can0, 0x10);
+  lamp.node.device().add_object(0x2000, 1, object_of({0x34, 0x12}));
+  run_lamp({"--json", "read_level"});
+  EXPECT_EQ(out, R"({"operation":"read_level","device":"lamp","ok":true,"code":"done",)"
+                 R"("data":[52,18],"message":"OK"})"
+                 "\n");
+  can0.set_state(CanStatus::interface_missing);
+  run_lamp({"--json", "read_level"});
+  EXPECT_EQ(out, R"({"operation":"read_level","device":"lamp","ok":false,"code":"bus_fault",)"
+                 R"("data":[],"message":"SDO read failed at 0x2000/1",)"
+                 R"~("reason":"there is no interface can0 (ip link lists those that there are)"})~"
+                 "\n");
+}
+
+TEST_F(RunOnBus, simulated_nodes_take_rpdos) {
+  EXPECT_EQ(run({"run", "--transfers", path, "lamp", "set_level", "u16:5"}), ExitStatus::success);
+  EXPECT_THAT(err, HasSubstr("node 0x10  RPDO 1     <- 05 00\n"));
+  EXPECT_TRUE(opened.empty());
+}
+
+TEST_F(RunOnBus, trace_holds_every_frame_in_order) {
+  NodeOnBus lamp(can0, 0x10);
+  lamp.node.device().add_object(0x2000, 1, object_of({0x34, 0x12}));
+  const std::string log = (folder / "frames.log").string();
+  EXPECT_EQ(run_lamp({"--trace", log, "set_level", "u16:5"}), ExitStatus::success);
+  std::ifstream file(log);
+  std::vector<std::string> frames;
+  for (std::string time, rest; file >> time && std::getline(file, rest);) {
+    EXPECT_THAT(time, testing::MatchesRegex("\\([0-9]{10}\\.[0-9]{6}\\)"));
+    frames.push_back(rest);
+  }
+  EXPECT_EQ(frames, (std::vector<std::string>{" can0 610#4000200100000000",
+                                              " can0 590#4B00200134120000", " can0 210#0500"}));
+}
+
+TEST_F(RunOnBus, trace_that_cannot_be_written_keeps_everything_from_the_bus) {
+  const auto listener = can0.open({{0, 0}});
+  EXPECT_EQ(run_lamp({"--trace", "/nowhere/log", "read_level"}), ExitStatus::bad_input);
+  EXPECT_EQ(err, "velmora-can-bridge: cannot write /nowhere/log: No such file or directory\n");
+  CanFrame frame;
+  EXPECT_EQ(listener->receive(frame, std::chrono::nanoseconds(0)), CanStatus::timed_out);
+}
+
+TEST_F(RunOnBus, full_disk_under_the_trace_is_a_failure) {
+  NodeOnBus lamp(can0, 0x10);
+  lamp.node.device().add_object(0x2000, 1, object_of({0x34, 0x12}));
+  EXPECT_EQ(run_lamp({"--trace", "/dev/full", "read_level"}), ExitStatus::operation_failed);
+  EXPECT_THAT(out, StartsWith("ok: OK\n"));
+  EXPECT_EQ(err, "velmora-can-bridge: cannot write all of /dev/full\n");
+}
+
+TEST_F(RunOnBus, trace_overwrites_logs_only) {
+  NodeOnBus lamp(can0, 0x10);
+  lamp.node.device().add_object(0x2000, 1, object_of({0x34, 0x12}));
+  EXPECT_EQ(run_lamp({"--trace", path, "read_level"}), ExitStatus::bad_input);
+  EXPECT_EQ(err, "velmora-can-bridge: " + path + " is not overwritten: it is no log of frames\n");
+  for (const char* const content : {"", "(1700000000.000000) can0 000#0100\n"}) {
+    const std::string log = write_file("frames.log", content);
+    EXPECT_EQ(run_lamp({"--trace", log, "read_level"}), ExitStatus::success);
+    EXPECT_NE(std::filesystem::file_size(log), std::string(content).size());
+  }
+}
+
+}  // namespace
+}  // namespace velmora_can_bridge

@@ -1,0 +1,103 @@
+#include <gtest/gtest.h>
+
+#include "command_line_fixture.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+class Sdo : public CommandLine {
+ protected:
+  Sdo() { plug_in(); }
+
+  NodeOnBus node{can0, 0x22};
+};
+
+TEST_F(Sdo, read_prints_bytes_and_what_they_may_mean) {
+  struct Case {
+    std::vector<std::uint8_t> bytes;
+    std::string text;
+  };
+  const std::vector<Case> cases{
+      {{}, "data: no bytes\n"},
+      {{0xFF}, "data: FF\nunsigned: 255\n"},
+      {{0x01, 0x80}, "data: 01 80\nunsigned: 32769\n"},
+      {{1, 2, 3}, "data: 01 02 03\n"},
+      {{0xFF, 0xFF, 0xFF, 0xFF}, "data: FF FF FF FF\nunsigned: 4294967295\n"},
+      {{0, 0, 0, 0, 0, 0, 0, 1}, "data: 00 00 00 00 00 00 00 01\nunsigned: 72057594037927936\n"},
+      {{'w', 'h', 'e', 'e', 'l'}, "data: 77 68 65 65 6C\ntext: wheel\n"},
+      {{'w', 'h', 'e', 'e', '\n'}, "data: 77 68 65 65 0A\n"},
+  };
+  for (const Case& row : cases) {
+    node.node.device().add_object(0x2000, 3, object_of(row.bytes));
+    EXPECT_EQ(run({"sdo", "read", "0x22", "0x2000", "3", "--bus", "can0"}), ExitStatus::success);
+    EXPECT_EQ(out, row.text);
+  }
+}
+
+TEST_F(Sdo, write_changes_the_object) {
+  node.node.device().add_object(0x2000, 3, object_of({0, 0}));
+  EXPECT_EQ(run({"sdo", "write", "34", "8192", "0x03", "u16:500", "--bus", "can0"}),
+            ExitStatus::success);
+  EXPECT_EQ(out, "ok: 0x2000/3 on node 0x22 written\n");
+  EXPECT_EQ(node.node.device().object_value(0x2000, 3), (std::vector<std::uint8_t>{0xF4, 0x01}));
+}
+
+TEST_F(Sdo, failure_has_its_reason_and_exit_status) {
+  EXPECT_EQ(run({"sdo", "read", "0x22", "0x5000", "0", "--bus", "can0"}),
+            ExitStatus::operation_failed);
+  EXPECT_EQ(out,
+            "failed: SDO read of 0x5000/0 on node 0x22 (abort 0x06020000, no object at this "
+            "index)\n");
+  EXPECT_EQ(run({"sdo", "write", "0x23", "0x5000", "0", "01", "--bus", "can0", "--timeout", "7"}),
+            ExitStatus::no_answer);
+  EXPECT_EQ(out,
+            "failed: SDO write of 0x5000/0 on node 0x23 (no answer within 7 ms; whether the node "
+            "has taken the value is unknown)\n");
+}
+
+TEST_F(Sdo, prints_json) {
+  node.node.device().add_object(0x2000, 3, object_of({1, 2}));
+  run({"sdo", "read", "0x22", "0x2000", "3", "--bus", "can0", "--json"});
+  EXPECT_EQ(out, R"({"node_id":34,"index":8192,"sub_index":3,"ok":true,"code":"done",)"
+                 R"("data":[1,2]})"
+                 "\n");
+  run({"sdo", "read", "0x23", "0x2000", "3", "--bus", "can0", "--json"});
+  EXPECT_EQ(out, R"({"node_id":35,"index":8192,"sub_index":3,"ok":false,"code":"no_answer",)"
+                 R"("data":[],"reason":"no answer within 500 ms"})"
+                 "\n");
+}
+
+TEST_F(Sdo, works_on_a_simulated_board) {
+  EXPECT_EQ(run({"sdo", "read", "0x11", "0x1018", "0", "--board", board}), ExitStatus::success);
+  EXPECT_EQ(out, "data: 04\nunsigned: 4\n");
+}
+
+TEST_F(Sdo, names_what_is_wrong_with_its_arguments) {
+  struct Case {
+    std::vector<std::string> arguments;
+    std::string text;
+  };
+  const std::vector<Case> cases{
+      {{"sdo", "read", "0", "0x1000", "0"},
+       "node id \"0\" is not a number from 1 to 127, decimal or 0x hexadecimal"},
+      {{"sdo", "read", "1", "0x10000", "0"},
+       "index \"0x10000\" is not a number from 0 to 65535, decimal or 0x hexadecimal"},
+      {{"sdo", "read", "1", "1000h", "0"},
+       "index \"1000h\" is not a number from 0 to 65535, decimal or 0x hexadecimal"},
+      {{"sdo", "read", "1", "0x1000", "256"},
+       "sub-index \"256\" is not a number from 0 to 255, decimal or 0x hexadecimal"},
+      {{"sdo", "write", "1", "0x1000", "0", "5"},
+       "payload word \"5\": odd number of hexadecimal digits, every byte takes two"},
+      {{"sdo", "write", "1", "0x1000", "0"}, "VALUE is required (see --help)"},
+      {{"sdo", "read", "1", "0x1000", "0"},
+       "nothing to simulate: name a board file (--board FILE), or a CAN interface (--bus can0)"},
+  };
+  for (const Case& row : cases) {
+    EXPECT_EQ(run(row.arguments), ExitStatus::bad_input);
+    EXPECT_EQ(err, "velmora-can-bridge: " + row.text + "\n");
+    EXPECT_EQ(out, "");
+  }
+}
+
+}  // namespace
+}  // namespace velmora_can_bridge
