@@ -19,6 +19,7 @@ constexpr const char* footer =
 /// Everything that the arguments can set.
 struct Arguments {
   RunArguments run;
+  WatchArguments watch;
   std::string board;
   bool json = false;
 };
@@ -42,6 +43,14 @@ void add_run(CLI::App& app, RunArguments& run) {
   command.footer(footer);
 }
 
+void add_watch(CLI::App& app, WatchArguments& watch) {
+  CLI::App& command = *app.add_subcommand("watch", "Show what passes on a bus, decoded");
+  add_board(command, watch.board);
+  command.add_option("--bus", watch.bus, "the CAN interface, such as can0")->required();
+  command.add_option("--for", watch.seconds, "end after that many seconds");
+  add_json(command, watch.json);
+}
+
 void add_commands(CLI::App& app, Arguments& arguments) {
   add_run(app, arguments.run);
   CLI::App& operations = *app.add_subcommand(
@@ -51,6 +60,7 @@ void add_commands(CLI::App& app, Arguments& arguments) {
   CLI::App& check = *app.add_subcommand("check", "Load and validate a board file");
   add_board(check, arguments.board);
   add_json(check, arguments.json);
+  add_watch(app, arguments.watch);
   CLI::App& demo = *app.add_subcommand("demo", "Run a tour over the example board");
   add_json(demo, arguments.json);
 }
@@ -64,6 +74,9 @@ ExitStatus execute(const CommandLineHost& host, const CLI::App& app, const Argum
   }
   if (app.got_subcommand("check")) {
     return check_command(host, arguments.board, arguments.json);
+  }
+  if (app.got_subcommand("watch")) {
+    return watch_command(host, arguments.watch);
   }
   return demo_command(host, arguments.json);
 }

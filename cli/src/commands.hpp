@@ -1,6 +1,7 @@
 // The commands of the program, each in a file of its own name.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,18 @@ ExitStatus run_command(const CommandLineHost& host, const RunArguments& argument
 
 /// Lists the devices and operations of a board file.
 ExitStatus operations_command(const CommandLineHost& host, const std::string& board, bool json);
+
+struct WatchArguments {
+  std::string board;
+  /// The CAN interface.
+  std::string bus;
+  /// How long; no value: until the program is interrupted.
+  std::optional<double> seconds;
+  bool json = false;
+};
+
+/// Shows what passes on a bus, decoded by a board file.
+ExitStatus watch_command(const CommandLineHost& host, const WatchArguments& arguments);
 
 /// Loads and validates a board file.
 ExitStatus check_command(const CommandLineHost& host, const std::string& board, bool json);
