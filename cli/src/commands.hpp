@@ -36,8 +36,15 @@ struct WatchArguments {
 /// Shows what passes on a bus, decoded by a board file.
 ExitStatus watch_command(const CommandLineHost& host, const WatchArguments& arguments);
 
-/// Loads and validates a board file.
-ExitStatus check_command(const CommandLineHost& host, const std::string& board, bool json);
+struct CheckArguments {
+  std::string board;
+  /// The CAN interface of the devices; no value: the file alone is checked.
+  std::optional<std::string> bus;
+  bool json = false;
+};
+
+/// Loads and validates a board file, and compares it with the devices on a bus.
+ExitStatus check_command(const CommandLineHost& host, const CheckArguments& arguments);
 
 /// Runs the tour over the example board.
 ExitStatus demo_command(const CommandLineHost& host, bool json);
