@@ -245,19 +245,19 @@ class NodeComparison {
 
   /// False when the node cannot be asked any more.
   bool compare_all() {
-    for (const PdoConfig& pdo : node_->board.pdos) {
-      const Failure failure = compare(pdo);
-      if (!failure) {
-        continue;
-      }
-      const std::string name = pdo_text(is_rpdo(pdo), pdo.number);
-      if (!goes_on(*failure)) {
-        add_gap(name + " and all that follows", *failure);
-        return false;
-      }
-      add_gap(name, *failure);
+    return std::all_of(node_->board.pdos.begin(), node_->board.pdos.end(),
+                       [this](const PdoConfig& pdo) { return compare_or_note_gap(pdo); });
+  }
+
+  /// As `compare_all`, for one PDO.
+  bool compare_or_note_gap(const PdoConfig& pdo) {
+    const Failure failure = compare(pdo);
+    if (!failure) {
+      return true;
     }
-    return true;
+    const bool ends = !goes_on(*failure);
+    add_gap(pdo_text(is_rpdo(pdo), pdo.number) + (ends ? " and all that follows" : ""), *failure);
+    return !ends;
   }
 
   void search_all() {
@@ -307,20 +307,18 @@ class NodeComparison {
   }
 
   /// Notes the PDOs of one direction that only the device has.
-  Failure search(bool rpdos) {
-    for (unsigned number = 1; number <= highest_searched(); ++number) {
-      const auto pdo = static_cast<std::uint8_t>(number);
-      if (find_pdo(node_->board, pdo, rpdos ? "RPDO" : "TPDO") != nullptr) {
+  Failure search(bool rpdo) {
+    for (unsigned next = 1; next <= highest_searched(); ++next) {
+      const auto number = static_cast<std::uint8_t>(next);
+      if (find_pdo(node_->board, number, rpdo ? "RPDO" : "TPDO") != nullptr) {
         continue;
       }
-      const auto cob_id = reader_->number(records_of(rpdos, pdo).communication, 1, 4);
-      if (const auto* const failure = std::get_if<ReadFailure>(&cob_id)) {
-        if (!goes_on(*failure)) {
-          return *failure;
-        }
-        continue;
+      const auto cob_id = reader_->number(records_of(rpdo, number).communication, 1, 4);
+      if (const auto* const read = std::get_if<std::uint32_t>(&cob_id)) {
+        note_if_enabled(pdo_text(rpdo, number), *read);
+      } else if (const auto& failure = std::get<ReadFailure>(cob_id); !goes_on(failure)) {
+        return failure;
       }
-      note_if_enabled(pdo_text(rpdos, pdo), std::get<std::uint32_t>(cob_id));
     }
     return {};
   }

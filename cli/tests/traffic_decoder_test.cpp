@@ -249,6 +249,14 @@ const std::vector<FrameCase> sdo_cases{
      0x610,
      {0x40, 0x00, 0x68, 0, 0, 0, 0, 0},
      "node 0x10  SDO        read 0x6800/0"},
+    {"index_0_is_no_homing_record",
+     0x610,
+     {0x40, 0, 0, 0, 0, 0, 0, 0},
+     "node 0x10  SDO        read 0x0000/0"},
+    {"record_of_a_drive_has_no_sign",
+     0x590,
+     {0x4F, 0x61, 0x60, 1, 0xFA, 0, 0, 0},
+     "node 0x10  SDO        answer wheel 0x6061/1 = FA (250)"},
     {"homing_record",
      0x610,
      {0x40, 0x00, 0x21, 9, 0, 0, 0, 0},
@@ -365,6 +373,15 @@ TEST_F(TrafficDecoderTest, answer_about_another_object_is_told) {
             "node 0x10  SDO        done 0x2800/2 (written was 0x2800/1)");
 }
 
+TEST_F(TrafficDecoderTest, answer_after_the_end_of_a_transfer_is_not_compared_with_it) {
+  line(0x610, {0x40, 0x41, 0x60, 0, 0, 0, 0, 0});
+  line(0x590, {0x4B, 0x41, 0x60, 0, 1, 0, 0, 0});
+  EXPECT_EQ(json(0x590, {0x4F, 0x00, 0x28, 1, 5, 0, 0, 0}).count("problem"), 0U);
+  line(0x610, {0x2F, 0x00, 0x28, 1, 5, 0, 0, 0});
+  line(0x590, {0x60, 0x00, 0x28, 1, 0, 0, 0, 0});
+  EXPECT_EQ(json(0x590, {0x60, 0x00, 0x28, 2, 0, 0, 0, 0}).count("problem"), 0U);
+}
+
 TEST_F(TrafficDecoderTest, transfers_of_two_nodes_are_kept_apart) {
   line(0x590, {0x40, 0x08, 0x10, 0, 0, 0, 0, 0});
   line(0x591, {0x40, 0x09, 0x10, 0, 0, 0, 0, 0});
@@ -416,9 +433,25 @@ TEST_F(TrafficDecoderTest, block_upload_is_not_taken_for_other_transfers) {
 TEST_F(TrafficDecoderTest, block_transfer_that_was_given_up_ends_with_the_next_request) {
   line(0x610, {0xA4, 0x00, 0x20, 1, 9, 0, 0, 0});
   EXPECT_THAT(line(0x610, {0x40, 0x41, 0x60, 0, 0, 0, 0, 0}), HasSubstr("read wheel 0x6041/0"));
+  EXPECT_THAT(line(0x590, {0x4B, 0x41, 0x60, 0, 1, 0, 0, 0}), HasSubstr("answer wheel 0x6041/0"));
   line(0x610, {0xC2, 0x00, 0x20, 1, 9, 0, 0, 0});
   EXPECT_THAT(line(0x590, {0x80, 0x00, 0x20, 1, 0, 0, 0, 8}), HasSubstr("abort 0x08000000"));
   EXPECT_THAT(line(0x610, {0x40, 0x41, 0x60, 0, 0, 0, 0, 0}), HasSubstr("read wheel 0x6041/0"));
+}
+
+TEST_F(TrafficDecoderTest, end_of_a_block_transfer_that_was_not_seen_begins_none) {
+  for (const std::uint8_t end : {0xA1, 0xC1}) {
+    EXPECT_THAT(line(0x610, {end, 0, 0, 0, 0, 0, 0, 0}), HasSubstr("block transfer"));
+    EXPECT_THAT(line(0x590, {0x60, 0x40, 0x60, 0, 0, 0, 0, 0}), HasSubstr("done wheel 0x6040/0"));
+    EXPECT_THAT(line(0x610, {0x40, 0x40, 0x60, 0, 0, 0, 0, 0}), HasSubstr("read wheel 0x6040/0"));
+  }
+}
+
+TEST_F(TrafficDecoderTest, segment_of_the_other_direction_is_not_of_the_transfer) {
+  line(0x590, {0x40, 0x08, 0x10, 0, 0, 0, 0, 0});
+  EXPECT_THAT(line(0x610, {0x00, 1, 2, 3, 4, 5, 6, 7}), HasSubstr("an unknown object"));
+  EXPECT_THAT(line(0x590, {0x20, 0, 0, 0, 0, 0, 0, 0}), HasSubstr("an unknown object"));
+  EXPECT_THAT(line(0x590, {0x00, 1, 2, 3, 4, 5, 6, 7}), HasSubstr("segment of 0x1008/0"));
 }
 
 TEST_F(TrafficDecoderTest, heartbeat_tells_whether_the_state_has_changed) {
