@@ -1,8 +1,14 @@
 #include <algorithm>
 
 #include "commands.hpp"
+#include "device_check.hpp"
+#include "dispatch/hex_u16.hpp"
+#include "exit_status.hpp"
+#include "interface_channel.hpp"
 #include "json_line.hpp"
+#include "printable.hpp"
 #include "report.hpp"
+#include "table.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -37,8 +43,8 @@ std::string counted(std::size_t number, const std::string& noun) {
   return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
 }
 
-void print_text(const CommandLineHost& host, const std::string& path, const LoadedBoard& loaded,
-                const Counts& counts) {
+void print_file_text(const CommandLineHost& host, const std::string& path,
+                     const LoadedBoard& loaded, const Counts& counts) {
   for (const Problem& problem : loaded.problems) {
     host.err << problem_text(path, problem) << '\n';
   }
@@ -52,8 +58,8 @@ void print_text(const CommandLineHost& host, const std::string& path, const Load
            << '\n';
 }
 
-void print_json(const CommandLineHost& host, const std::string& path, const LoadedBoard& loaded,
-                const Counts& counts) {
+void print_file_json(const CommandLineHost& host, const std::string& path,
+                     const LoadedBoard& loaded, const Counts& counts) {
   for (const Problem& problem : loaded.problems) {
     print_json_line(host, {{"severity", problem.severity == Severity::error ? "error" : "warning"},
                            {"file", path},
@@ -71,12 +77,130 @@ void print_json(const CommandLineHost& host, const std::string& path, const Load
                          {"warnings", counts.warnings}});
 }
 
+/// One node beside its device.
+struct CheckedNode {
+  const NodeConfig* node;
+  DeviceComparison comparison;
+
+  bool matches() const { return comparison.differences.empty() && comparison.gaps.empty(); }
+};
+
+using CheckedNodes = std::vector<CheckedNode>;
+
+CheckedNodes compare_nodes(const CommandLineHost& host, const BoardFile& file,
+                           CanChannel& channel) {
+  CanBusBackend backend(channel);
+  CheckedNodes nodes;
+  for (const NodeConfig& node : file.nodes) {
+    nodes.push_back({&node, compare_with_device(node, backend, host.interrupted)});
+  }
+  return nodes;
+}
+
+std::string node_text(const CheckedNode& checked) {
+  return "node " + hex_u8(checked.node->node_id);
+}
+
+void print_node(const CommandLineHost& host, const CheckedNode& checked) {
+  const DeviceComparison& comparison = checked.comparison;
+  const std::size_t pdos = checked.node->board.pdos.size();
+  if (checked.matches()) {
+    host.out << node_text(checked) << ": " << counted(pdos, "PDO")
+             << (pdos == 1 ? " matches\n" : " match\n");
+  } else {
+    host.out << node_text(checked) << ": " << counted(comparison.differences.size(), "difference")
+             << " in " << counted(pdos, "PDO")
+             << (comparison.gaps.empty() ? "\n" : ", not all compared\n");
+  }
+  for (const Gap& gap : comparison.gaps) {
+    host.out << "  not compared: " << gap.what << ": " << printable(gap.reason) << '\n';
+  }
+  for (const std::string& note : comparison.notes) {
+    host.out << "  note: " << note << '\n';
+  }
+}
+
+void print_text(const CommandLineHost& host, const CheckedNodes& nodes) {
+  Table table;
+  table.add({"node", "PDO", "what", "file", "device"});
+  bool has_rows = false;
+  for (const CheckedNode& checked : nodes) {
+    print_node(host, checked);
+    for (const Difference& row : checked.comparison.differences) {
+      table.add({hex_u8(checked.node->node_id), row.pdo, row.what, row.file, row.device});
+      has_rows = true;
+    }
+  }
+  if (has_rows) {
+    host.out << '\n';
+    table.print(host.out);
+  }
+}
+
+void print_node_json(const CommandLineHost& host, const CheckedNode& checked) {
+  const auto node_id = checked.node->node_id;
+  const DeviceComparison& comparison = checked.comparison;
+  for (const Difference& row : comparison.differences) {
+    print_json_line(host, {{"node_id", node_id},
+                           {"pdo", row.pdo},
+                           {"what", row.what},
+                           {"file", row.file},
+                           {"device", row.device}});
+  }
+  for (const Gap& gap : comparison.gaps) {
+    print_json_line(host,
+                    {{"node_id", node_id}, {"not_compared", gap.what}, {"reason", gap.reason}});
+  }
+  for (const std::string& note : comparison.notes) {
+    print_json_line(host, {{"node_id", node_id}, {"note", note}});
+  }
+  print_json_line(host, {{"node_id", node_id},
+                         {"ok", checked.matches()},
+                         {"pdos", checked.node->board.pdos.size()},
+                         {"differences", comparison.differences.size()},
+                         {"not_compared", comparison.gaps.size()}});
+}
+
+void print_json(const CommandLineHost& host, const CheckedNodes& nodes) {
+  for (const CheckedNode& checked : nodes) {
+    print_node_json(host, checked);
+  }
+}
+
+ExitStatus status_of(const Gap& gap) {
+  return gap.error ? exit_status_of(*gap.error) : ExitStatus::interrupted;
+}
+
+/// The gravest that any node has: the statuses are numbered by how little the check could do.
+ExitStatus status_of(const CheckedNodes& nodes) {
+  ExitStatus status = ExitStatus::success;
+  for (const CheckedNode& checked : nodes) {
+    if (!checked.comparison.differences.empty()) {
+      status = std::max(status, ExitStatus::operation_failed);
+    }
+    for (const Gap& gap : checked.comparison.gaps) {
+      status = std::max(status, status_of(gap));
+    }
+  }
+  return status;
+}
+
 }  // namespace
 
-ExitStatus check_command(const CommandLineHost& host, const std::string& board, bool json) {
-  const LoadedBoard loaded = load_board_file(board);
-  (json ? print_json : print_text)(host, board, loaded, count(loaded));
-  return loaded.file ? ExitStatus::success : ExitStatus::bad_input;
+ExitStatus check_command(const CommandLineHost& host, const CheckArguments& arguments) {
+  const LoadedBoard loaded = load_board_file(arguments.board);
+  const auto print_file = arguments.json ? print_file_json : print_file_text;
+  print_file(host, arguments.board, loaded, count(loaded));
+  if (!loaded.file) {
+    return ExitStatus::bad_input;
+  }
+  if (!arguments.bus) {
+    return ExitStatus::success;
+  }
+  const std::unique_ptr<CanChannel> channel = interface_channel(host, *arguments.bus);
+  const CheckedNodes nodes = compare_nodes(host, *loaded.file, *channel);
+  (arguments.json ? print_json : print_text)(host, nodes);
+  return status_of(nodes);
 }
 
 }  // namespace velmora_can_bridge

@@ -7,8 +7,8 @@
 #include <system_error>
 #include <utility>
 
+#include "interface_channel.hpp"
 #include "report.hpp"
-#include "velmora_can_bridge/bus/socket_can_channel.hpp"
 
 namespace velmora_can_bridge {
 
@@ -32,10 +32,6 @@ SdoTimes sdo_times(const BusArguments& arguments) {
   times.quarantine = times.frame_timeout;
   times.transfer_timeout = std::max(times.transfer_timeout, times.frame_timeout);
   return times;
-}
-
-std::unique_ptr<CanChannel> open_interface(const CommandLineHost& host, const std::string& name) {
-  return host.open_interface ? host.open_interface(name) : std::make_unique<SocketCanChannel>(name);
 }
 
 std::unique_ptr<CommandBus> CommandBus::open(const CommandLineHost& host,
@@ -72,7 +68,7 @@ bool CommandBus::is_ready(const BoardFile* board) {
   if (simulates) {
     simulation_.emplace(*board);
   } else {
-    interface_ = open_interface(*host_, arguments_.bus);
+    interface_ = interface_channel(*host_, arguments_.bus);
   }
   if (log_) {
     traced_.emplace(simulates ? simulation_->bus() : *interface_, *log_);

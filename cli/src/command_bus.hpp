@@ -32,9 +32,6 @@ struct BusArguments {
 /// The waits that the arguments ask for; the quarantine follows the time-out of a frame.
 SdoTimes sdo_times(const BusArguments& arguments);
 
-/// Access to the CAN interface `name`.
-std::unique_ptr<CanChannel> open_interface(const CommandLineHost& host, const std::string& name);
-
 /// A simulated board or a CAN interface, with the log of its frames.
 class CommandBus {
  public:

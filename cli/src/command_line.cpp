@@ -26,6 +26,8 @@ struct Arguments {
   SimulateArguments simulate;
   NmtArguments nmt;
   SdoArguments sdo;
+  CheckArguments check;
+  WatchArguments watch;
   std::string board;
   bool json = false;
 };
@@ -105,6 +107,22 @@ void add_sdo(CLI::App& app, SdoArguments& sdo) {
   write.add_option("VALUE", sdo.value, payload_help)->required();
 }
 
+void add_check(CLI::App& app, CheckArguments& check) {
+  CLI::App& command = *app.add_subcommand(
+      "check", "Validate a board file, and compare it with the devices on a bus");
+  add_board(command, check.board);
+  command.add_option("--bus", check.bus, "compare with the devices on this CAN interface");
+  add_json(command, check.json);
+}
+
+void add_watch(CLI::App& app, WatchArguments& watch) {
+  CLI::App& command = *app.add_subcommand("watch", "Show what passes on a bus, decoded");
+  add_board(command, watch.board);
+  command.add_option("--bus", watch.bus, "the CAN interface, such as can0")->required();
+  command.add_option("--for", watch.seconds, "end after that many seconds");
+  add_json(command, watch.json);
+}
+
 void add_commands(CLI::App& app, Arguments& arguments) {
   add_run(app, arguments.run);
   add_simulate(app, arguments.simulate);
@@ -114,9 +132,8 @@ void add_commands(CLI::App& app, Arguments& arguments) {
       "operations", "List devices and operations, with the payload that each expects");
   add_board(operations, arguments.board);
   add_json(operations, arguments.json);
-  CLI::App& check = *app.add_subcommand("check", "Load and validate a board file");
-  add_board(check, arguments.board);
-  add_json(check, arguments.json);
+  add_check(app, arguments.check);
+  add_watch(app, arguments.watch);
   CLI::App& demo = *app.add_subcommand("demo", "Run a tour over the example board");
   add_json(demo, arguments.json);
 }
@@ -139,7 +156,10 @@ ExitStatus execute(const CommandLineHost& host, const CLI::App& app, const Argum
     return operations_command(host, arguments.board, arguments.json);
   }
   if (app.got_subcommand("check")) {
-    return check_command(host, arguments.board, arguments.json);
+    return check_command(host, arguments.check);
+  }
+  if (app.got_subcommand("watch")) {
+    return watch_command(host, arguments.watch);
   }
   return demo_command(host, arguments.json);
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -69,8 +70,27 @@ ExitStatus sdo_write_command(const CommandLineHost& host, const SdoArguments& ar
 /// Lists the devices and operations of a board file.
 ExitStatus operations_command(const CommandLineHost& host, const std::string& board, bool json);
 
-/// Loads and validates a board file.
-ExitStatus check_command(const CommandLineHost& host, const std::string& board, bool json);
+struct WatchArguments {
+  std::string board;
+  /// The CAN interface.
+  std::string bus;
+  /// How long; no value: until the program is interrupted.
+  std::optional<double> seconds;
+  bool json = false;
+};
+
+/// Shows what passes on a bus, decoded by a board file.
+ExitStatus watch_command(const CommandLineHost& host, const WatchArguments& arguments);
+
+struct CheckArguments {
+  std::string board;
+  /// The CAN interface of the devices; no value: the file alone is checked.
+  std::optional<std::string> bus;
+  bool json = false;
+};
+
+/// Loads and validates a board file, and compares it with the devices on a bus.
+ExitStatus check_command(const CommandLineHost& host, const CheckArguments& arguments);
 
 /// Runs the tour over the example board.
 ExitStatus demo_command(const CommandLineHost& host, bool json);

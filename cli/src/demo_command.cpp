@@ -7,6 +7,7 @@
 #include "board_session.hpp"
 #include "commands.hpp"
 #include "example_board.hpp"
+#include "interface_channel.hpp"
 #include "payload_words.hpp"
 #include "report.hpp"
 #include "simulated_board.hpp"
@@ -194,7 +195,7 @@ class Tour {
 
   ExitStatus run() {
     for (const Step& step : steps()) {
-      if (is_interrupted()) {
+      if (is_interrupted(host_)) {
         return ExitStatus::interrupted;
       }
       run_step(step);
@@ -206,8 +207,6 @@ class Tour {
   }
 
  private:
-  bool is_interrupted() const { return host_.interrupted != nullptr && host_.interrupted->load(); }
-
   void note(const Transfer& transfer) {
     counts_.add(transfer.kind);
     if (!json_ && !quiet_) {
@@ -244,7 +243,7 @@ class Tour {
     const Wait& wait = step.wait;
     quiet_ = true;
     milliseconds passed{0};
-    while (passed < wait.time && !is_interrupted() &&
+    while (passed < wait.time && !is_interrupted(host_) &&
            (wait.until_data.empty() || report.result.data != wait.until_data)) {
       board_.tick(slice);
       passed += slice;

@@ -6,6 +6,7 @@
 #include "commands.hpp"
 #include "dispatch/hex_u16.hpp"
 #include "exit_status.hpp"
+#include "interface_channel.hpp"
 #include "report.hpp"
 #include "velmora_can_bridge/simulator/simulated_node_server.hpp"
 
@@ -47,7 +48,7 @@ class Simulation {
   /// Serves until the time is over, or the user interrupts it.
   ExitStatus run(std::chrono::seconds time) {
     const Time end = Clock::now() + time;
-    while (!is_interrupted()) {
+    while (!is_interrupted(host_)) {
       tell_trouble(server_.poll(slice));
       if (time.count() != 0 && Clock::now() >= end) {
         return ExitStatus::success;
@@ -75,8 +76,6 @@ class Simulation {
     }
     return all;
   }
-
-  bool is_interrupted() const { return host_.interrupted != nullptr && host_.interrupted->load(); }
 
   /// One that lasts is told once.
   void tell_trouble(CanStatus status) {

@@ -1,0 +1,354 @@
+#include "device_check.hpp"
+
+#include <algorithm>
+#include <tuple>
+#include <utility>
+#include <variant>
+
+#include "board_pdos.hpp"
+#include "dispatch/hex_u16.hpp"
+#include "velmora_can_bridge/bus/sdo_abort.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+using Mappings = std::vector<PdoMapping>;
+
+constexpr std::uint32_t disabled_bit = 0x80000000;
+constexpr std::uint32_t extended_bit = 0x20000000;
+constexpr std::uint32_t extended_mask = 0x1FFFFFFF;
+constexpr std::uint32_t base_mask = 0x7FF;
+// A frame has no more bits; higher counts mark multiplexed PDOs, which have no mapping to read.
+constexpr std::uint32_t most_mappings = 64;
+constexpr std::uint8_t scanned_numbers = 8;
+
+struct ReadFailure {
+  std::optional<BusError> error;
+  std::string reason;
+};
+
+template <typename Value>
+using Read = std::variant<Value, ReadFailure>;
+
+bool is_absent(const ReadFailure& failure) {
+  if (!failure.error || failure.error->kind != BusErrorKind::refused) {
+    return false;
+  }
+  const SdoAbort abort{failure.error->abort_code};
+  return abort == SdoAbort::no_such_object || abort == SdoAbort::no_such_sub_index;
+}
+
+/// Whether the next transfer has a chance.
+bool goes_on(const ReadFailure& failure) {
+  return failure.error && failure.error->kind == BusErrorKind::refused;
+}
+
+/// Where the parameters of a PDO stand.
+struct PdoRecords {
+  std::uint16_t communication;
+  std::uint16_t mapping;
+};
+
+PdoRecords records_of(bool rpdo, std::uint8_t number) {
+  const unsigned offset = number - 1U;
+  return {static_cast<std::uint16_t>((rpdo ? 0x1400U : 0x1800U) + offset),
+          static_cast<std::uint16_t>((rpdo ? 0x1600U : 0x1A00U) + offset)};
+}
+
+/// Reads numbers of one node.
+class Reader {
+ public:
+  Reader(std::uint8_t node_id, CanBusBackend& backend, const std::atomic<bool>* interrupted)
+      : node_id_(node_id), backend_(&backend), interrupted_(interrupted) {}
+
+  /// An object of at least `size` bytes and 4 at most: a node that tells no size gives 4.
+  Read<std::uint32_t> number(std::uint16_t index, std::uint8_t sub_index, std::size_t size) const {
+    if (interrupted_ != nullptr && interrupted_->load()) {
+      return ReadFailure{{}, "interrupted"};
+    }
+    std::vector<std::uint8_t> data;
+    if (!backend_->sdo_read(node_id_, index, sub_index, data)) {
+      const BusError error = backend_->last_error(node_id_).value_or(BusError());
+      return ReadFailure{error, object_text(index, sub_index) + ": " + error.text};
+    }
+    if (data.size() < size || data.size() > sizeof(std::uint32_t)) {
+      return wrong_size(index, sub_index, data.size(), size);
+    }
+    std::uint32_t value = 0;
+    for (std::size_t position = size; position > 0; --position) {
+      value = value << 8U | data[position - 1];
+    }
+    return value;
+  }
+
+  /// The mapping that the node has, its fields without names.
+  Read<Mappings> mappings(std::uint16_t record, std::uint32_t count) const {
+    Mappings mappings;
+    for (std::uint32_t position = 1; position <= count; ++position) {
+      const auto entry = number(record, static_cast<std::uint8_t>(position), 4);
+      if (const auto* const failure = std::get_if<ReadFailure>(&entry)) {
+        return *failure;
+      }
+      const std::uint32_t value = std::get<std::uint32_t>(entry);
+      mappings.push_back({static_cast<std::uint16_t>(value >> 16U),
+                          static_cast<std::uint8_t>(value >> 8U & 0xFFU),
+                          static_cast<std::uint8_t>(value & 0xFFU),
+                          {}});
+    }
+    return mappings;
+  }
+
+ private:
+  ReadFailure wrong_size(std::uint16_t index, std::uint8_t sub_index, std::size_t size,
+                         std::size_t expected) const {
+    // As good as a refusal: the node works, this object is not what it should be.
+    BusError error;
+    error.node_id = node_id_;
+    error.index = index;
+    error.sub_index = sub_index;
+    error.text = "the object has " + std::to_string(size) + " bytes, expected were " +
+                 std::to_string(expected);
+    return {error, object_text(index, sub_index) + ": " + error.text};
+  }
+
+  const std::uint8_t node_id_;
+  CanBusBackend* const backend_;
+  const std::atomic<bool>* const interrupted_;
+};
+
+std::string cob_id_text(std::uint32_t cob_id) {
+  if ((cob_id & extended_bit) != 0) {
+    return hex_u32(cob_id & extended_mask) + " (29 bits)";
+  }
+  const std::uint32_t base = cob_id & base_mask;
+  return base == 0 ? "none" : hex_u16(static_cast<std::uint16_t>(base));
+}
+
+std::string length_text(const PdoMapping& mapping) {
+  return std::to_string(mapping.bit_length) + (mapping.bit_length == 1 ? " bit" : " bits");
+}
+
+std::string mapped_text(const PdoMapping& mapping) {
+  return object_text(mapping.index, mapping.sub_index);
+}
+
+std::string mappings_text(const Mappings& mappings) {
+  std::string text;
+  for (const PdoMapping& mapping : mappings) {
+    text += (text.empty() ? "" : ", ") + mapped_text(mapping);
+  }
+  return text;
+}
+
+auto key(const PdoMapping& mapping) {
+  return std::make_tuple(mapping.index, mapping.sub_index, mapping.bit_length);
+}
+
+bool is_same(const PdoMapping& one, const PdoMapping& other) { return key(one) == key(other); }
+
+bool is_same_order(const Mappings& one, const Mappings& other) {
+  return std::equal(one.begin(), one.end(), other.begin(), other.end(), is_same);
+}
+
+bool has_same_objects(const Mappings& one, const Mappings& other) {
+  return std::is_permutation(one.begin(), one.end(), other.begin(), other.end(), is_same);
+}
+
+/// Compares one PDO and appends what differs.
+class PdoComparison {
+ public:
+  PdoComparison(std::string pdo, std::vector<Difference>& differences)
+      : pdo_(std::move(pdo)), differences_(&differences) {}
+
+  void add(const std::string& what, const std::string& file, const std::string& device) {
+    differences_->push_back({pdo_, what, file, device});
+  }
+
+  void cob_ids(std::uint16_t file, std::uint32_t device) {
+    const bool is_disabled = (device & disabled_bit) != 0;
+    const bool is_extended = (device & extended_bit) != 0;
+    const std::uint32_t id = device & (is_extended ? extended_bit | extended_mask : base_mask);
+    const bool has_none = is_disabled && id == 0;
+    if (file == 0 && is_disabled) {
+      return;
+    }
+    if (is_disabled) {
+      add("enabled", "yes", "no");
+    }
+    if (id != file && !has_none) {
+      add("COB-ID", cob_id_text(file), cob_id_text(id));
+    }
+  }
+
+  void counts(std::size_t file, std::size_t device) {
+    if (file != device) {
+      add("number of objects", std::to_string(file), std::to_string(device));
+    }
+  }
+
+  void mappings(const Mappings& file, const Mappings& device) {
+    if (is_same_order(file, device)) {
+      return;
+    }
+    if (has_same_objects(file, device)) {
+      add("order", mappings_text(file), mappings_text(device));
+      return;
+    }
+    for (std::size_t index = 0; index < std::max(file.size(), device.size()); ++index) {
+      position("position " + std::to_string(index + 1),
+               index < file.size() ? &file[index] : nullptr,
+               index < device.size() ? &device[index] : nullptr);
+    }
+  }
+
+ private:
+  /// Null: nothing stands there.
+  void position(const std::string& name, const PdoMapping* file, const PdoMapping* device) {
+    if (file == nullptr || device == nullptr) {
+      const auto text = [](const PdoMapping* mapping) {
+        return mapping == nullptr ? "nothing"
+                                  : mapped_text(*mapping) + ", " + length_text(*mapping);
+      };
+      add(name, text(file), text(device));
+      return;
+    }
+    if (file->index != device->index || file->sub_index != device->sub_index) {
+      add(name + ": object", mapped_text(*file), mapped_text(*device));
+    }
+    if (file->bit_length != device->bit_length) {
+      add(name + ": length", length_text(*file), length_text(*device));
+    }
+  }
+
+  const std::string pdo_;
+  std::vector<Difference>* const differences_;
+};
+
+/// Compares one node.
+class NodeComparison {
+ public:
+  NodeComparison(const NodeConfig& node, const Reader& reader) : node_(&node), reader_(&reader) {}
+
+  DeviceComparison run() {
+    if (compare_all()) {
+      search_all();
+    }
+    return std::move(result_);
+  }
+
+ private:
+  using Failure = std::optional<ReadFailure>;
+
+  void add_gap(const std::string& what, const ReadFailure& failure) {
+    result_.gaps.push_back({what, failure.error, failure.reason});
+  }
+
+  /// False when the node cannot be asked any more.
+  bool compare_all() {
+    return std::all_of(node_->board.pdos.begin(), node_->board.pdos.end(),
+                       [this](const PdoConfig& pdo) { return compare_or_note_gap(pdo); });
+  }
+
+  /// As `compare_all`, for one PDO.
+  bool compare_or_note_gap(const PdoConfig& pdo) {
+    const Failure failure = compare(pdo);
+    if (!failure) {
+      return true;
+    }
+    const bool ends = !goes_on(*failure);
+    add_gap(pdo_text(is_rpdo(pdo), pdo.number) + (ends ? " and all that follows" : ""), *failure);
+    return !ends;
+  }
+
+  void search_all() {
+    Failure failure = search(true);
+    failure = failure ? failure : search(false);
+    if (failure) {
+      add_gap("PDOs that the board file does not hold", *failure);
+    }
+  }
+
+  /// A failure other than that the device does not have the PDO, which is a difference.
+  Failure compare(const PdoConfig& pdo) {
+    const PdoRecords records = records_of(is_rpdo(pdo), pdo.number);
+    PdoComparison comparison(pdo_text(is_rpdo(pdo), pdo.number), result_.differences);
+    const auto cob_id = reader_->number(records.communication, 1, 4);
+    if (const auto* const failure = std::get_if<ReadFailure>(&cob_id)) {
+      return absent_or(*failure, comparison);
+    }
+    comparison.cob_ids(cob_id_of(node_->node_id, pdo), std::get<std::uint32_t>(cob_id));
+    return compare_mapping(pdo, records.mapping, comparison);
+  }
+
+  Failure compare_mapping(const PdoConfig& pdo, std::uint16_t record, PdoComparison& comparison) {
+    const auto count = reader_->number(record, 0, 1);
+    if (const auto* const failure = std::get_if<ReadFailure>(&count)) {
+      return *failure;
+    }
+    const std::uint32_t number = std::get<std::uint32_t>(count);
+    comparison.counts(pdo.mappings.size(), number);
+    if (number > most_mappings) {
+      return {};
+    }
+    const auto mappings = reader_->mappings(record, number);
+    if (const auto* const failure = std::get_if<ReadFailure>(&mappings)) {
+      return *failure;
+    }
+    comparison.mappings(pdo.mappings, std::get<Mappings>(mappings));
+    return {};
+  }
+
+  static Failure absent_or(const ReadFailure& failure, PdoComparison& comparison) {
+    if (!is_absent(failure)) {
+      return failure;
+    }
+    comparison.add("PDO", "there", "not on the device");
+    return {};
+  }
+
+  /// Notes the PDOs of one direction that only the device has.
+  Failure search(bool rpdo) {
+    for (unsigned next = 1; next <= highest_searched(); ++next) {
+      const auto number = static_cast<std::uint8_t>(next);
+      if (find_pdo(node_->board, number, rpdo ? "RPDO" : "TPDO") != nullptr) {
+        continue;
+      }
+      const auto cob_id = reader_->number(records_of(rpdo, number).communication, 1, 4);
+      if (const auto* const read = std::get_if<std::uint32_t>(&cob_id)) {
+        note_if_enabled(pdo_text(rpdo, number), *read);
+      } else if (const auto& failure = std::get<ReadFailure>(cob_id); !goes_on(failure)) {
+        return failure;
+      }
+    }
+    return {};
+  }
+
+  void note_if_enabled(const std::string& pdo, std::uint32_t cob_id) {
+    if ((cob_id & disabled_bit) == 0) {
+      result_.notes.push_back(pdo + " is enabled on the device (COB-ID " + cob_id_text(cob_id) +
+                              "), the board file does not hold it");
+    }
+  }
+
+  unsigned highest_searched() const {
+    unsigned highest = scanned_numbers;
+    for (const PdoConfig& pdo : node_->board.pdos) {
+      highest = std::max<unsigned>(highest, pdo.number);
+    }
+    return highest;
+  }
+
+  const NodeConfig* const node_;
+  const Reader* const reader_;
+  DeviceComparison result_;
+};
+
+}  // namespace
+
+DeviceComparison compare_with_device(const NodeConfig& node, CanBusBackend& backend,
+                                     const std::atomic<bool>* interrupted) {
+  const Reader reader(node.node_id, backend, interrupted);
+  return NodeComparison(node, reader).run();
+}
+
+}  // namespace velmora_can_bridge

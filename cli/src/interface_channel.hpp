@@ -1,0 +1,25 @@
+// How commands reach a CAN interface.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "velmora_can_bridge/bus/socket_can_channel.hpp"
+#include "velmora_can_bridge/cli/command_line.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+/// The interface of that name, as the host gives access to it. Never null.
+inline std::unique_ptr<CanChannel> interface_channel(const CommandLineHost& host,
+                                                     const std::string& interface) {
+  return host.open_interface ? host.open_interface(interface)
+                             : std::make_unique<SocketCanChannel>(interface);
+}
+
+inline bool is_interrupted(const CommandLineHost& host) {
+  return host.interrupted != nullptr && host.interrupted->load();
+}
+
+}  // namespace
+}  // namespace velmora_can_bridge

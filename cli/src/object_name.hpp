@@ -1,0 +1,36 @@
+// What a board file says of an object of a node's dictionary.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "velmora_can_bridge/config/board_file.hpp"
+
+namespace velmora_can_bridge {
+
+struct ObjectName {
+  std::uint16_t index = 0;
+  std::uint8_t sub_index = 0;
+  /// The devices that it belongs to, in the order of their names, ", " between them; often none.
+  std::string device;
+  /// The first name that a mapping gives it; empty when none does.
+  std::string field;
+  /// The operations that read or write it by its index, in the order of their names.
+  std::vector<std::string> operations;
+  /// It holds a number with a sign: the board file or the drive profile (CiA 402-2) says so.
+  bool is_signed = false;
+};
+
+/// Names an object of `node`; of a null node it has no names.
+///
+/// To a device belong the objects at its base index and at its homing record, to a drive all 0x800
+/// of its axis (its controlword is the 0x40th of them). A record of one device inside the axis of
+/// another belongs to the former alone.
+ObjectName object_name(const NodeConfig* node, std::uint16_t index, std::uint8_t sub_index);
+
+/// "left_wheel 0x60FF/0 (left_target_velocity)": the device, the object, and its field or else its
+/// operations; what has no name is left out.
+std::string object_name_text(const ObjectName& object);
+
+}  // namespace velmora_can_bridge

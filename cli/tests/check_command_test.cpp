@@ -1,0 +1,213 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "velmora_can_bridge/bus/in_process_bus.hpp"
+#include "velmora_can_bridge/cli/command_line.hpp"
+#include "velmora_can_bridge/config/board_file.hpp"
+#include "velmora_can_bridge/simulator/in_process_node.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+
+constexpr const char* board_text = R"(
+nodes:
+  - node_id: 0x10
+    pdos:
+      - {number: 1, direction: RPDO, mappings: [{index: 0x2000, bit_length: 8}]}
+      - {number: 1, direction: TPDO, mappings: [{index: 0x2001, bit_length: 8}]}
+  - node_id: 0x11
+    pdos:
+      - {number: 2, direction: RPDO, mappings: [{index: 0x2000, bit_length: 8}]}
+)";
+
+/// What the devices have instead, in one of the cases.
+constexpr const char* other_board_text = R"(
+nodes:
+  - node_id: 0x10
+    pdos:
+      - {number: 1, direction: RPDO, mappings: [{index: 0x2000, bit_length: 8}]}
+      - {number: 1, direction: TPDO, cob_id: 0x333, mappings: [{index: 0x2002, bit_length: 8}]}
+  - node_id: 0x11
+    pdos:
+      - {number: 3, direction: RPDO, mappings: [{index: 0x2000, bit_length: 8}]}
+)";
+
+/// Passes on to a bus that outlives it.
+class SharedBus : public CanChannel {
+ public:
+  explicit SharedBus(InProcessBus& bus) : bus_(&bus) {}
+  std::unique_ptr<CanEndpoint> open(const std::vector<CanFilter>& filters) override {
+    return bus_->open(filters);
+  }
+
+ private:
+  InProcessBus* const bus_;
+};
+
+class CheckCommand : public testing::Test {
+ protected:
+  CheckCommand() {
+    const std::string test = testing::UnitTest::GetInstance()->current_test_info()->name();
+    folder = std::filesystem::path(testing::TempDir()) / ("velmora_check_" + test);
+    std::filesystem::create_directories(folder);
+    board = (folder / "board.yaml").string();
+    std::ofstream(board) << board_text;
+    file_line = board + ": 2 nodes, 0 devices, 3 PDOs, 0 operations; 0 errors, 0 warnings\n";
+  }
+
+  void TearDown() override { std::filesystem::remove_all(folder); }
+
+  /// Puts simulated nodes of that board file on the bus.
+  void attach(const std::string& text) {
+    const LoadedBoard devices = parse_board(text);
+    for (const NodeConfig& config : devices.file.value().nodes) {
+      nodes.push_back(std::make_unique<SimulatedBusNode>(config.node_id, config.board));
+      attached.push_back(std::make_unique<InProcessNode>(bus, *nodes.back()));
+      attached.back()->boot();
+    }
+  }
+
+  ExitStatus check(const std::vector<std::string>& more = {"--bus", "can7"}) {
+    std::vector<std::string> arguments{"check", board};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    std::ostringstream out_stream;
+    std::ostringstream err_stream;
+    CommandLineHost host{out_stream, err_stream, false, {}, {}, &interrupted};
+    host.open_interface = [&](const std::string& interface) {
+      opened = interface;
+      return std::make_unique<SharedBus>(bus);
+    };
+    const ExitStatus status = run_command_line(arguments, host);
+    out = out_stream.str();
+    err = err_stream.str();
+    return status;
+  }
+
+  std::filesystem::path folder;
+  std::string board;
+  std::string file_line;
+  InProcessBus bus{BusTime::simulated, "can7"};
+  std::vector<std::unique_ptr<SimulatedBusNode>> nodes;
+  std::vector<std::unique_ptr<InProcessNode>> attached;
+  std::atomic<bool> interrupted{false};
+  std::string opened;
+  std::string out;
+  std::string err;
+};
+
+TEST_F(CheckCommand, tells_that_all_match) {
+  attach(board_text);
+  EXPECT_EQ(check(), ExitStatus::success);
+  EXPECT_EQ(opened, "can7");
+  EXPECT_EQ(out, file_line + "node 0x10: 2 PDOs match\nnode 0x11: 1 PDO matches\n");
+  EXPECT_EQ(err, "");
+}
+
+TEST_F(CheckCommand, lists_every_difference) {
+  attach(other_board_text);
+  EXPECT_EQ(check(), ExitStatus::operation_failed);
+  EXPECT_EQ(
+      out,
+      file_line +
+          "node 0x10: 2 differences in 2 PDOs\n"
+          "node 0x11: 1 difference in 1 PDO\n"
+          "  note: RPDO 3 is enabled on the device (COB-ID 0x0411), the board file does not hold "
+          "it\n"
+          "\n"
+          "  node  PDO     what                file      device\n"
+          "  0x10  TPDO 1  COB-ID              0x0190    0x0333\n"
+          "  0x10  TPDO 1  position 1: object  0x2001/0  0x2002/0\n"
+          "  0x11  RPDO 2  PDO                 there     not on the device\n");
+}
+
+TEST_F(CheckCommand, prints_json_line_by_line) {
+  attach(other_board_text);
+  EXPECT_EQ(check({"--json", "--bus", "can7"}), ExitStatus::operation_failed);
+  EXPECT_THAT(
+      out,
+      EndsWith(
+          R"({"node_id":16,"pdo":"TPDO 1","what":"COB-ID","file":"0x0190","device":"0x0333"})"
+          "\n"
+          R"({"node_id":16,"pdo":"TPDO 1","what":"position 1: object","file":"0x2001/0",)"
+          R"("device":"0x2002/0"})"
+          "\n"
+          R"({"node_id":16,"ok":false,"pdos":2,"differences":2,"not_compared":0})"
+          "\n"
+          R"({"node_id":17,"pdo":"RPDO 2","what":"PDO","file":"there",)"
+          R"("device":"not on the device"})"
+          "\n"
+          R"({"node_id":17,"note":"RPDO 3 is enabled on the device (COB-ID 0x0411), the board )"
+          R"(file does not hold it"})"
+          "\n"
+          R"({"node_id":17,"ok":false,"pdos":1,"differences":1,"not_compared":0})"
+          "\n"));
+}
+
+TEST_F(CheckCommand, notes_alone_are_no_difference) {
+  attach(board_text);
+  nodes.front()->device().add_object(0x1401, 1,
+                                     {ObjectAccess::read_only, {0x33, 3, 0, 0}, false, 0});
+  EXPECT_EQ(check(), ExitStatus::success);
+  EXPECT_THAT(out, HasSubstr("node 0x10: 2 PDOs match\n  note: RPDO 2 is enabled"));
+}
+
+TEST_F(CheckCommand, tells_which_node_does_not_answer) {
+  attach(other_board_text);
+  attached.pop_back();
+  EXPECT_EQ(check(), ExitStatus::no_answer);
+  EXPECT_THAT(out, HasSubstr("node 0x10: 2 differences in 2 PDOs\n"));
+  EXPECT_THAT(out, HasSubstr("node 0x11: 0 differences in 1 PDO, not all compared\n"
+                             "  not compared: RPDO 2 and all that follows: 0x1401/1: no answer"));
+}
+
+TEST_F(CheckCommand, prints_what_was_not_compared_as_json) {
+  EXPECT_EQ(check({"--json", "--bus", "can7"}), ExitStatus::no_answer);
+  std::istringstream lines(out);
+  std::string line;
+  std::getline(lines, line);
+  std::getline(lines, line);
+  EXPECT_EQ(nlohmann::json::parse(line)["not_compared"], "RPDO 1 and all that follows");
+  EXPECT_THAT(nlohmann::json::parse(line)["reason"], testing::StartsWith("0x1400/1: no answer"));
+  std::getline(lines, line);
+  EXPECT_EQ(line, R"({"node_id":16,"ok":false,"pdos":2,"differences":0,"not_compared":1})");
+}
+
+TEST_F(CheckCommand, tells_that_the_bus_does_not_work) {
+  attach(other_board_text);
+  bus.set_state(CanStatus::interface_down);
+  EXPECT_EQ(check(), ExitStatus::bus_fault);
+  EXPECT_THAT(out, HasSubstr("interface can7 is down (ip link set can7 up"));
+}
+
+TEST_F(CheckCommand, ends_when_interrupted) {
+  attach(other_board_text);
+  interrupted = true;
+  EXPECT_EQ(check(), ExitStatus::interrupted);
+  EXPECT_THAT(out, HasSubstr("not compared: RPDO 1 and all that follows: interrupted\n"));
+}
+
+TEST_F(CheckCommand, does_not_touch_a_bus_unless_asked) {
+  EXPECT_EQ(check({}), ExitStatus::success);
+  EXPECT_EQ(out, file_line);
+  EXPECT_EQ(opened, "");
+}
+
+TEST_F(CheckCommand, does_not_touch_a_bus_when_the_file_has_errors) {
+  std::ofstream(board) << "nodes: [{node_id: 0}]\n";
+  EXPECT_EQ(check(), ExitStatus::bad_input);
+  EXPECT_EQ(opened, "");
+}
+
+}  // namespace
+}  // namespace velmora_can_bridge

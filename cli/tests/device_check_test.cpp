@@ -1,0 +1,354 @@
+#include "device_check.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "exit_status.hpp"
+#include "velmora_can_bridge/bus/in_process_bus.hpp"
+#include "velmora_can_bridge/simulator/in_process_node.hpp"
+
+namespace velmora_can_bridge {
+
+inline bool operator==(const Difference& one, const Difference& other) {
+  return std::tie(one.pdo, one.what, one.file, one.device) ==
+         std::tie(other.pdo, other.what, other.file, other.device);
+}
+
+inline void PrintTo(const Difference& row, std::ostream* out) {
+  *out << row.pdo << " | " << row.what << " | " << row.file << " | " << row.device;
+}
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+const PdoMapping controlword{0x6040, 0, 16, "controlword"};
+const PdoMapping velocity{0x60FF, 0, 32, "velocity"};
+const PdoMapping red{0x2000, 1, 8, "red"};
+const PdoMapping dummy{0x0005, 0, 8, ""};
+
+PdoConfig rpdo(std::uint8_t number, std::vector<PdoMapping> mappings, std::uint16_t cob_id = 0) {
+  return {number, "RPDO", cob_id, std::move(mappings)};
+}
+
+PdoConfig tpdo(std::uint8_t number, std::vector<PdoMapping> mappings, std::uint16_t cob_id = 0) {
+  return {number, "TPDO", cob_id, std::move(mappings)};
+}
+
+std::vector<std::uint8_t> u32(std::uint32_t value) {
+  return {static_cast<std::uint8_t>(value), static_cast<std::uint8_t>(value >> 8U),
+          static_cast<std::uint8_t>(value >> 16U), static_cast<std::uint8_t>(value >> 24U)};
+}
+
+/// A simulated node on a bus of its own, with PDOs of its own.
+class Device {
+ public:
+  explicit Device(std::vector<PdoConfig> pdos, bool is_on = true)
+      : node(0x10, {std::move(pdos), {}}) {
+    if (is_on) {
+      attached.boot();
+    }
+  }
+
+  void set(std::uint16_t index, std::uint8_t sub_index, std::vector<std::uint8_t> value) {
+    node.device().add_object(index, sub_index,
+                             {ObjectAccess::read_only, std::move(value), false, 0});
+  }
+
+  DeviceComparison compare(std::vector<PdoConfig> pdos,
+                           const std::atomic<bool>* interrupted = nullptr) {
+    const NodeConfig file{0x10, {std::move(pdos), {}}, {}};
+    return compare_with_device(file, backend, interrupted);
+  }
+
+  InProcessBus bus{BusTime::simulated};
+  SimulatedBusNode node;
+  InProcessNode attached{bus, node};
+  CanBusBackend backend{bus};
+};
+
+TEST(DeviceCheck, finds_nothing_where_all_is_equal) {
+  const std::vector<PdoConfig> pdos{rpdo(1, {controlword, velocity}), rpdo(5, {red}, 0x211),
+                                    rpdo(6, {red}), tpdo(1, {dummy, red}), tpdo(2, {})};
+  const DeviceComparison comparison = Device(pdos).compare(pdos);
+  EXPECT_THAT(comparison.differences, IsEmpty());
+  EXPECT_THAT(comparison.gaps, IsEmpty());
+  EXPECT_THAT(comparison.notes, IsEmpty());
+}
+
+struct DifferenceCase {
+  std::string name;
+  std::vector<PdoConfig> file;
+  std::vector<PdoConfig> device;
+  std::vector<Difference> differences;
+};
+
+void PrintTo(const DifferenceCase& row, std::ostream* out) { *out << row.name; }
+
+class DeviceCheckDifferences : public testing::TestWithParam<DifferenceCase> {};
+
+TEST_P(DeviceCheckDifferences, are_named) {
+  const DeviceComparison comparison = Device(GetParam().device).compare(GetParam().file);
+  EXPECT_EQ(comparison.differences, GetParam().differences);
+  EXPECT_THAT(comparison.gaps, IsEmpty());
+}
+
+const std::vector<DifferenceCase> difference_cases{
+    {"cob_id",
+     {rpdo(1, {red}, 0x222)},
+     {rpdo(1, {red})},
+     {{"RPDO 1", "COB-ID", "0x0222", "0x0210"}}},
+    {"cob_id_of_a_tpdo",
+     {tpdo(2, {red})},
+     {tpdo(2, {red}, 0x333)},
+     {{"TPDO 2", "COB-ID", "0x0290", "0x0333"}}},
+    {"cob_id_only_on_the_device",
+     {rpdo(6, {red})},
+     {rpdo(6, {red}, 0x211)},
+     {{"RPDO 6", "COB-ID", "none", "0x0211"}}},
+    {"disabled", {rpdo(6, {red}, 0x211)}, {rpdo(6, {red})}, {{"RPDO 6", "enabled", "yes", "no"}}},
+    {"absent",
+     {rpdo(1, {red}), rpdo(2, {red})},
+     {rpdo(2, {red})},
+     {{"RPDO 1", "PDO", "there", "not on the device"}}},
+    {"direction",
+     {tpdo(1, {red})},
+     {rpdo(1, {red})},
+     {{"TPDO 1", "PDO", "there", "not on the device"}}},
+    {"order",
+     {rpdo(1, {controlword, velocity})},
+     {rpdo(1, {velocity, controlword})},
+     {{"RPDO 1", "order", "0x6040/0, 0x60FF/0", "0x60FF/0, 0x6040/0"}}},
+    {"index",
+     {rpdo(1, {controlword, red})},
+     {rpdo(1, {controlword, {0x2001, 1, 8, ""}})},
+     {{"RPDO 1", "position 2: object", "0x2000/1", "0x2001/1"}}},
+    {"sub_index",
+     {rpdo(1, {red})},
+     {rpdo(1, {{0x2000, 2, 8, ""}})},
+     {{"RPDO 1", "position 1: object", "0x2000/1", "0x2000/2"}}},
+    {"length",
+     {rpdo(1, {red})},
+     {rpdo(1, {{0x2000, 1, 1, ""}})},
+     {{"RPDO 1", "position 1: length", "8 bits", "1 bit"}}},
+    {"object_and_length",
+     {rpdo(1, {red})},
+     {rpdo(1, {controlword})},
+     {{"RPDO 1", "position 1: object", "0x2000/1", "0x6040/0"},
+      {"RPDO 1", "position 1: length", "8 bits", "16 bits"}}},
+    {"dummy_on_the_device",
+     {rpdo(1, {red})},
+     {rpdo(1, {dummy})},
+     {{"RPDO 1", "position 1: object", "0x2000/1", "0x0005/0"}}},
+    {"fewer_on_the_device",
+     {rpdo(1, {controlword, red})},
+     {rpdo(1, {controlword})},
+     {{"RPDO 1", "number of objects", "2", "1"},
+      {"RPDO 1", "position 2", "0x2000/1, 8 bits", "nothing"}}},
+    {"more_on_the_device",
+     {rpdo(1, {controlword})},
+     {rpdo(1, {controlword, red})},
+     {{"RPDO 1", "number of objects", "1", "2"},
+      {"RPDO 1", "position 2", "nothing", "0x2000/1, 8 bits"}}},
+    {"same_objects_another_time",
+     {rpdo(1, {red, red, dummy})},
+     {rpdo(1, {red, dummy, dummy})},
+     {{"RPDO 1", "position 2: object", "0x2000/1", "0x0005/0"}}},
+    {"all_at_once",
+     {rpdo(1, {red}, 0x222), rpdo(2, {red}), tpdo(1, {red})},
+     {rpdo(1, {controlword}), tpdo(1, {})},
+     {{"RPDO 1", "COB-ID", "0x0222", "0x0210"},
+      {"RPDO 1", "position 1: object", "0x2000/1", "0x6040/0"},
+      {"RPDO 1", "position 1: length", "8 bits", "16 bits"},
+      {"RPDO 2", "PDO", "there", "not on the device"},
+      {"TPDO 1", "number of objects", "1", "0"},
+      {"TPDO 1", "position 1", "0x2000/1, 8 bits", "nothing"}}},
+};
+
+INSTANTIATE_TEST_SUITE_P(Table, DeviceCheckDifferences, testing::ValuesIn(difference_cases),
+                         [](const auto& row) { return row.param.name; });
+
+TEST(DeviceCheck, reads_the_bits_beside_the_cob_id) {
+  struct Case {
+    std::string name;
+    std::uint16_t file;
+    std::uint32_t device;
+    std::vector<Difference> differences;
+  };
+  const std::vector<Case> cases{
+      {"no remote frames", 0x211, 0x40000211, {}},
+      {"extended", 0x211, 0x20000211, {{"RPDO 6", "COB-ID", "0x0211", "0x00000211 (29 bits)"}}},
+      {"long identifier",
+       0x211,
+       0x32345678,
+       {{"RPDO 6", "COB-ID", "0x0211", "0x12345678 (29 bits)"}}},
+      {"bits that an 11-bit identifier does not have", 0x211, 0x00000A11, {}},
+      {"disabled with its identifier", 0x211, 0x80000211, {{"RPDO 6", "enabled", "yes", "no"}}},
+      {"disabled with another",
+       0x211,
+       0xC0000300,
+       {{"RPDO 6", "enabled", "yes", "no"}, {"RPDO 6", "COB-ID", "0x0211", "0x0300"}}},
+      {"disabled without", 0x211, 0x80000000, {{"RPDO 6", "enabled", "yes", "no"}}},
+      {"enabled without", 0x211, 0x00000000, {{"RPDO 6", "COB-ID", "0x0211", "none"}}},
+      {"none in the file, disabled", 0, 0x80000300, {}},
+      {"none in the file, enabled", 0, 0x00000300, {{"RPDO 6", "COB-ID", "none", "0x0300"}}},
+  };
+  for (const Case& row : cases) {
+    Device device({rpdo(6, {red}, 0x211)});
+    device.set(0x1405, 1, u32(row.device));
+    EXPECT_EQ(device.compare({rpdo(6, {red}, row.file)}).differences, row.differences) << row.name;
+  }
+}
+
+TEST(DeviceCheck, does_not_read_the_mapping_of_a_multiplexed_pdo) {
+  Device device({rpdo(1, {red})});
+  device.set(0x1600, 0, {254});
+  const DeviceComparison comparison = device.compare({rpdo(1, {red})});
+  EXPECT_THAT(comparison.differences,
+              ElementsAre(Difference{"RPDO 1", "number of objects", "1", "254"}));
+  EXPECT_THAT(comparison.gaps, IsEmpty());
+}
+
+TEST(DeviceCheck, notes_enabled_pdos_that_the_file_does_not_hold) {
+  Device device({rpdo(1, {red}), rpdo(3, {red}), rpdo(5, {red}), rpdo(8, {red}, 0x333),
+                 rpdo(9, {red}, 0x334), tpdo(4, {red})});
+  const DeviceComparison comparison = device.compare({rpdo(1, {red})});
+  EXPECT_THAT(comparison.differences, IsEmpty());
+  EXPECT_THAT(comparison.gaps, IsEmpty());
+  EXPECT_THAT(
+      comparison.notes,
+      ElementsAre(
+          "RPDO 3 is enabled on the device (COB-ID 0x0410), the board file does not hold it",
+          "RPDO 8 is enabled on the device (COB-ID 0x0333), the board file does not hold it",
+          "TPDO 4 is enabled on the device (COB-ID 0x0490), the board file does not hold it"));
+}
+
+TEST(DeviceCheck, searches_up_to_the_highest_number_in_the_file) {
+  Device device({rpdo(11, {red}, 0x333), rpdo(12, {red}, 0x334), rpdo(13, {red}, 0x335)});
+  EXPECT_THAT(device.compare({rpdo(12, {red}, 0x334)}).notes,
+              ElementsAre("RPDO 11 is enabled on the device (COB-ID 0x0333), the board file does "
+                          "not hold it"));
+}
+
+TEST(DeviceCheck, reaches_the_last_pdo) {
+  const std::vector<PdoConfig> pdos{rpdo(255, {red}, 0x333), tpdo(255, {red}, 0x334)};
+  const DeviceComparison comparison = Device(pdos).compare(pdos);
+  EXPECT_THAT(comparison.differences, IsEmpty());
+  EXPECT_THAT(comparison.gaps, IsEmpty());
+}
+
+TEST(DeviceCheck, leaves_out_what_the_node_refuses) {
+  Device device({rpdo(1, {red}), rpdo(2, {red})});
+  device.node.device().add_object(0x1600, 1, {ObjectAccess::write_only, u32(0), false, 0});
+  const DeviceComparison comparison =
+      device.compare({rpdo(1, {red}, 0x222), rpdo(2, {controlword})});
+  EXPECT_THAT(comparison.differences,
+              ElementsAre(Difference{"RPDO 1", "COB-ID", "0x0222", "0x0210"},
+                          Difference{"RPDO 2", "position 1: object", "0x6040/0", "0x2000/1"},
+                          Difference{"RPDO 2", "position 1: length", "16 bits", "8 bits"}));
+  ASSERT_THAT(comparison.gaps, SizeIs(1));
+  EXPECT_EQ(comparison.gaps[0].what, "RPDO 1");
+  EXPECT_EQ(comparison.gaps[0].reason,
+            "0x1600/1: abort 0x06010001, the object can only be written");
+}
+
+TEST(DeviceCheck, leaves_out_what_has_the_wrong_size) {
+  struct Case {
+    std::uint16_t index;
+    std::uint8_t sub_index;
+    std::vector<std::uint8_t> value;
+    std::string reason;
+  };
+  const std::vector<Case> cases{
+      {0x1400, 1, {1, 2}, "0x1400/1: the object has 2 bytes, expected were 4"},
+      {0x1400, 1, {1, 2, 3, 4, 5}, "0x1400/1: the object has 5 bytes, expected were 4"},
+      {0x1600, 0, {}, "0x1600/0: the object has 0 bytes, expected were 1"},
+      {0x1600, 1, {1}, "0x1600/1: the object has 1 bytes, expected were 4"},
+  };
+  for (const Case& row : cases) {
+    Device device({rpdo(1, {red})});
+    device.set(row.index, row.sub_index, row.value);
+    const DeviceComparison comparison = device.compare({rpdo(1, {red})});
+    ASSERT_THAT(comparison.gaps, SizeIs(1)) << row.reason;
+    EXPECT_EQ(comparison.gaps[0].reason, row.reason);
+    EXPECT_THAT(comparison.differences, IsEmpty());
+  }
+}
+
+TEST(DeviceCheck, takes_a_count_in_four_bytes) {
+  Device device({rpdo(1, {red})});
+  device.set(0x1600, 0, {1, 0, 0, 0});
+  const DeviceComparison comparison = device.compare({rpdo(1, {red})});
+  EXPECT_THAT(comparison.differences, IsEmpty());
+  EXPECT_THAT(comparison.gaps, IsEmpty());
+}
+
+TEST(DeviceCheck, ends_at_the_first_answer_that_does_not_come) {
+  Device device({rpdo(1, {red})}, false);
+  const DeviceComparison comparison = device.compare({rpdo(1, {red}), rpdo(2, {red})});
+  EXPECT_THAT(comparison.differences, IsEmpty());
+  ASSERT_THAT(comparison.gaps, SizeIs(1));
+  EXPECT_EQ(comparison.gaps[0].what, "RPDO 1 and all that follows");
+  EXPECT_EQ(exit_status_of(comparison.gaps[0].error.value()), ExitStatus::no_answer);
+}
+
+/// Loses every answer from the k-th on, for every k: there is always a gap, and never a difference.
+TEST(DeviceCheck, never_takes_silence_for_a_match) {
+  const std::vector<PdoConfig> pdos{rpdo(1, {red, controlword}), tpdo(1, {red})};
+  Device whole(pdos);
+  int answers = 0;
+  whole.bus.set_fault_rule([&](const CanFrame& frame) {
+    answers += frame.id == 0x590 ? 1 : 0;
+    return std::vector<CanDelivery>{{frame}};
+  });
+  whole.compare(pdos);
+  ASSERT_GT(answers, 16);
+  for (int heard = 0; heard < answers; ++heard) {
+    Device device(pdos);
+    int count = 0;
+    device.bus.set_fault_rule([&](const CanFrame& frame) {
+      const bool is_lost = frame.id == 0x590 && ++count > heard;
+      return is_lost ? std::vector<CanDelivery>{} : std::vector<CanDelivery>{{frame}};
+    });
+    const DeviceComparison comparison = device.compare(pdos);
+    EXPECT_THAT(comparison.gaps, SizeIs(1)) << heard;
+    EXPECT_THAT(comparison.differences, IsEmpty()) << heard;
+  }
+}
+
+TEST(DeviceCheck, names_the_search_that_failed) {
+  Device device({});
+  device.bus.set_state(CanStatus::interface_down);
+  const DeviceComparison comparison = device.compare({});
+  ASSERT_THAT(comparison.gaps, SizeIs(1));
+  EXPECT_EQ(comparison.gaps[0].what, "PDOs that the board file does not hold");
+  EXPECT_EQ(exit_status_of(comparison.gaps[0].error.value()), ExitStatus::bus_fault);
+}
+
+TEST(DeviceCheck, ends_when_interrupted) {
+  Device device({rpdo(1, {red})});
+  std::atomic<bool> interrupted{false};
+  device.bus.set_fault_rule([&](const CanFrame& frame) {
+    interrupted = frame.id == 0x590;
+    return std::vector<CanDelivery>{{frame}};
+  });
+  const DeviceComparison comparison =
+      device.compare({rpdo(1, {red}, 0x222), rpdo(2, {red})}, &interrupted);
+  EXPECT_THAT(comparison.differences,
+              ElementsAre(Difference{"RPDO 1", "COB-ID", "0x0222", "0x0210"}));
+  ASSERT_THAT(comparison.gaps, SizeIs(1));
+  EXPECT_EQ(comparison.gaps[0].reason, "interrupted");
+  EXPECT_FALSE(comparison.gaps[0].error.has_value());
+}
+
+}  // namespace
+}  // namespace velmora_can_bridge
