@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <string>
 #include <vector>
@@ -562,31 +563,53 @@ TEST_F(TrafficDecoderTest, frame_that_no_bus_has_is_taken) {
   EXPECT_EQ(decoder.decode(frame).kind, TrafficKind::other);
 }
 
-TEST_F(TrafficDecoderTest, every_identifier_of_every_length_is_taken_in_any_order) {
-  std::mt19937 random(20240501);
-  std::vector<CanFrame> frames;
-  for (unsigned id = 0; id <= 0x7FF; ++id) {
-    for (std::uint8_t length = 0; length <= 8; ++length) {
-      for (int repeat = 0; repeat < 4; ++repeat) {
-        frames.push_back({static_cast<std::uint16_t>(id), length, {}});
-        for (std::uint8_t position = 0; position < length; ++position) {
-          frames.back().data.at(position) = static_cast<std::uint8_t>(random());
-        }
-      }
-    }
+class RandomFrames : public TrafficDecoderTest {
+ protected:
+  CanFrame frame(std::uint16_t id, std::uint8_t length) {
+    CanFrame frame{id, length, {}};
+    std::generate_n(frame.data.begin(), length,
+                    [this] { return static_cast<std::uint8_t>(random()); });
+    return frame;
   }
-  std::shuffle(frames.begin(), frames.end(), random);
-  for (const CanFrame& frame : frames) {
+
+  void expect_to_be_taken(const CanFrame& frame) {
     const DecodedFrame decoded = decoder.decode(frame);
     EXPECT_EQ(decoded.frame.id, frame.id);
     EXPECT_EQ(traffic_json(milliseconds(0), decoded)["data"].size(), frame.length);
     EXPECT_EQ(traffic_text(milliseconds(0), decoded).find('\n'), std::string::npos);
   }
+
+  /// The seed of the command line, else a fresh one.
+  const std::uint32_t seed = GTEST_FLAG_GET(random_seed) != 0
+                                 ? static_cast<std::uint32_t>(GTEST_FLAG_GET(random_seed))
+                                 : 1 + std::random_device{}() % 99999;
+  testing::ScopedTrace trace{__FILE__, __LINE__,
+                             "repeat with --gtest_random_seed=" + std::to_string(seed)};
+  std::mt19937 random{seed};
+};
+
+TEST_F(RandomFrames, of_every_identifier_and_length_are_taken_in_any_order) {
+  std::vector<CanFrame> frames;
+  for (unsigned id = 0; id <= 0x7FF; ++id) {
+    for (std::uint8_t length = 0; length <= 8; ++length) {
+      frames.push_back(frame(static_cast<std::uint16_t>(id), length));
+    }
+  }
+  std::shuffle(frames.begin(), frames.end(), random);
+  for (const CanFrame& each : frames) {
+    expect_to_be_taken(each);
+  }
+}
+
+TEST_F(RandomFrames, of_sdo_transfers_are_taken) {
+  for (int count = 0; count < 50000; ++count) {
+    expect_to_be_taken(frame(random() % 2 == 0 ? 0x610 : 0x590, 8));
+  }
 }
 
 TEST(TrafficDecoderNames, with_control_characters_stay_on_their_line) {
   const LoadedBoard board =
-      parse_board("nodes: [{node_id: 1, device_od_map: {\"a\\nb\": {base_index: 0x2000}}}]");
+      parse_board(R"(nodes: [{node_id: 1, device_od_map: {"a\nb": {base_index: 0x2000}}}])");
   TrafficDecoder decoder(board.file.value());
   const DecodedFrame read = decoder.decode({0x601, 8, {0x40, 0x00, 0x20}});
   EXPECT_THAT(traffic_text(milliseconds(0), read), HasSubstr("read a\\x0Ab 0x2000/0"));
