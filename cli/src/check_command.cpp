@@ -67,14 +67,16 @@ void print_file_json(const CommandLineHost& host, const std::string& path,
                            {"column", problem.column},
                            {"message", problem.message}});
   }
-  print_json_line(host, {{"file", path},
-                         {"ok", loaded.file.has_value()},
-                         {"nodes", counts.nodes},
-                         {"devices", counts.devices},
-                         {"pdos", counts.pdos},
-                         {"operations", counts.operations},
-                         {"errors", counts.errors},
-                         {"warnings", counts.warnings}});
+  print_json_line(
+      host, {{"file", path},
+             {"ok", loaded.file.has_value()},
+             {"code", exit_status_word(loaded.file ? ExitStatus::success : ExitStatus::bad_input)},
+             {"nodes", counts.nodes},
+             {"devices", counts.devices},
+             {"pdos", counts.pdos},
+             {"operations", counts.operations},
+             {"errors", counts.errors},
+             {"warnings", counts.warnings}});
 }
 
 /// One node beside its device.
@@ -137,6 +139,28 @@ void print_text(const CommandLineHost& host, const CheckedNodes& nodes) {
   }
 }
 
+ExitStatus status_of(const Gap& gap) {
+  return gap.error ? exit_status_of(*gap.error) : ExitStatus::interrupted;
+}
+
+ExitStatus status_of(const DeviceComparison& comparison) {
+  ExitStatus status =
+      comparison.differences.empty() ? ExitStatus::success : ExitStatus::operation_failed;
+  for (const Gap& gap : comparison.gaps) {
+    status = std::max(status, status_of(gap));
+  }
+  return status;
+}
+
+/// The gravest that any node has: the statuses are numbered by how little the check could do.
+ExitStatus status_of(const CheckedNodes& nodes) {
+  ExitStatus status = ExitStatus::success;
+  for (const CheckedNode& checked : nodes) {
+    status = std::max(status, status_of(checked.comparison));
+  }
+  return status;
+}
+
 void print_node_json(const CommandLineHost& host, const CheckedNode& checked) {
   const auto node_id = checked.node->node_id;
   const DeviceComparison& comparison = checked.comparison;
@@ -156,6 +180,7 @@ void print_node_json(const CommandLineHost& host, const CheckedNode& checked) {
   }
   print_json_line(host, {{"node_id", node_id},
                          {"ok", checked.matches()},
+                         {"code", exit_status_word(status_of(comparison))},
                          {"pdos", checked.node->board.pdos.size()},
                          {"differences", comparison.differences.size()},
                          {"not_compared", comparison.gaps.size()}});
@@ -165,24 +190,6 @@ void print_json(const CommandLineHost& host, const CheckedNodes& nodes) {
   for (const CheckedNode& checked : nodes) {
     print_node_json(host, checked);
   }
-}
-
-ExitStatus status_of(const Gap& gap) {
-  return gap.error ? exit_status_of(*gap.error) : ExitStatus::interrupted;
-}
-
-/// The gravest that any node has: the statuses are numbered by how little the check could do.
-ExitStatus status_of(const CheckedNodes& nodes) {
-  ExitStatus status = ExitStatus::success;
-  for (const CheckedNode& checked : nodes) {
-    if (!checked.comparison.differences.empty()) {
-      status = std::max(status, ExitStatus::operation_failed);
-    }
-    for (const Gap& gap : checked.comparison.gaps) {
-      status = std::max(status, status_of(gap));
-    }
-  }
-  return status;
 }
 
 }  // namespace

@@ -41,8 +41,8 @@ std::unique_ptr<CommandBus> CommandBus::open(const CommandLineHost& host,
   return bus->is_ready(board) ? std::move(bus) : nullptr;
 }
 
-CommandBus::CommandBus(const CommandLineHost& host, const BusArguments& arguments)
-    : host_(&host), arguments_(arguments) {}
+CommandBus::CommandBus(const CommandLineHost& host, BusArguments arguments)
+    : host_(&host), arguments_(std::move(arguments)) {}
 
 bool CommandBus::is_ready(const BoardFile* board) {
   const bool simulates = arguments_.bus == simulated_bus;

@@ -48,7 +48,7 @@ class CommandBus {
   ExitStatus finish(ExitStatus status);
 
  private:
-  CommandBus(const CommandLineHost& host, const BusArguments& arguments);
+  CommandBus(const CommandLineHost& host, BusArguments arguments);
 
   bool is_ready(const BoardFile* board);
 

@@ -376,7 +376,7 @@ nlohmann::ordered_json traffic_json(std::chrono::nanoseconds time, const Decoded
             {"kind", words_of(decoded.kind).json}};
   const bool is_for_all = std::holds_alternative<NmtContent>(decoded.content);
   if (decoded.node_id != 0 || is_for_all) {
-    line["node"] = decoded.node_id;
+    line["node_id"] = decoded.node_id;
     line["in_board_file"] = decoded.is_node_known;
   }
   std::visit(ContentJson{&decoded, &line}, decoded.content);

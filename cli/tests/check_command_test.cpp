@@ -142,7 +142,7 @@ TEST_F(CheckCommand, prints_json_line_by_line) {
           R"({"node_id":16,"pdo":"TPDO 1","what":"position 1: object","file":"0x2001/0",)"
           R"("device":"0x2002/0"})"
           "\n"
-          R"({"node_id":16,"ok":false,"pdos":2,"differences":2,"not_compared":0})"
+          R"({"node_id":16,"ok":false,"code":"failed","pdos":2,"differences":2,"not_compared":0})"
           "\n"
           R"({"node_id":17,"pdo":"RPDO 2","what":"PDO","file":"there",)"
           R"("device":"not on the device"})"
@@ -150,7 +150,7 @@ TEST_F(CheckCommand, prints_json_line_by_line) {
           R"({"node_id":17,"note":"RPDO 3 is enabled on the device (COB-ID 0x0411), the board )"
           R"(file does not hold it"})"
           "\n"
-          R"({"node_id":17,"ok":false,"pdos":1,"differences":1,"not_compared":0})"
+          R"({"node_id":17,"ok":false,"code":"failed","pdos":1,"differences":1,"not_compared":0})"
           "\n"));
 }
 
@@ -180,7 +180,9 @@ TEST_F(CheckCommand, prints_what_was_not_compared_as_json) {
   EXPECT_EQ(nlohmann::json::parse(line)["not_compared"], "RPDO 1 and all that follows");
   EXPECT_THAT(nlohmann::json::parse(line)["reason"], testing::StartsWith("0x1400/1: no answer"));
   std::getline(lines, line);
-  EXPECT_EQ(line, R"({"node_id":16,"ok":false,"pdos":2,"differences":0,"not_compared":1})");
+  EXPECT_EQ(
+      line,
+      R"({"node_id":16,"ok":false,"code":"no_answer","pdos":2,"differences":0,"not_compared":1})");
 }
 
 TEST_F(CheckCommand, tells_that_the_bus_does_not_work) {

@@ -472,19 +472,19 @@ TEST_F(TrafficDecoderTest, json_of_every_content) {
   const std::vector<Case> cases{
       {0,
        {1, 0},
-       R"({"t":1.5,"id":0,"data":[1,0],"kind":"nmt","node":0,"in_board_file":true,"command":1,)"
+       R"({"t":1.5,"id":0,"data":[1,0],"kind":"nmt","node_id":0,"in_board_file":true,"command":1,)"
        R"("command_text":"start"})"},
       {0x710,
        {0},
-       R"({"t":1.5,"id":1808,"data":[0],"kind":"boot_up","node":16,"in_board_file":true,"state":0,)"
+       R"({"t":1.5,"id":1808,"data":[0],"kind":"boot_up","node_id":16,"in_board_file":true,"state":0,)"
        R"("state_text":"boot-up","changed":true})"},
       {0x733,
        {5},
-       R"({"t":1.5,"id":1843,"data":[5],"kind":"heartbeat","node":51,"in_board_file":false,)"
+       R"({"t":1.5,"id":1843,"data":[5],"kind":"heartbeat","node_id":51,"in_board_file":false,)"
        R"("state":5,"state_text":"operational","changed":true})"},
       {0x090,
        {0x10, 0x82, 0x11, 3, 0, 0, 0, 0},
-       R"({"t":1.5,"id":144,"data":[16,130,17,3,0,0,0,0],"kind":"emergency","node":16,)"
+       R"({"t":1.5,"id":144,"data":[16,130,17,3,0,0,0,0],"kind":"emergency","node_id":16,)"
        R"("in_board_file":true,"error_code":33296,"error_register":17,)"
        R"("device_data":[3,0,0,0,0]})"},
       {0x080, {}, R"({"t":1.5,"id":128,"data":[],"kind":"sync"})"},
@@ -492,27 +492,27 @@ TEST_F(TrafficDecoderTest, json_of_every_content) {
       {0x7E5, {1}, R"({"t":1.5,"id":2021,"data":[1],"kind":"other"})"},
       {0x210,
        {0x0C, 0xFE, 0xFF, 0xFF},
-       R"({"t":1.5,"id":528,"data":[12,254,255,255],"kind":"rpdo","node":16,"in_board_file":true,)"
+       R"({"t":1.5,"id":528,"data":[12,254,255,255],"kind":"rpdo","node_id":16,"in_board_file":true,)"
        R"("number":1,"fields":[{"index":24831,"sub_index":0,"device":"wheel","field":"velocity",)"
        R"("bit_length":32,"value":-500}],"problem":"4 bytes, the mapping needs 6"})"},
       {0x190,
        {0x37, 0x02},
-       R"({"t":1.5,"id":400,"data":[55,2],"kind":"tpdo","node":16,"in_board_file":true,"number":1,)"
+       R"({"t":1.5,"id":400,"data":[55,2],"kind":"tpdo","node_id":16,"in_board_file":true,"number":1,)"
        R"("fields":[{"index":24641,"sub_index":0,"device":"wheel","bit_length":16,"value":567}],)"
        R"("also":["RPDO 2 of node 0x11"]})"},
       {0x610,
        {0x40, 0x18, 0x10, 2, 0, 0, 0, 0},
-       R"({"t":1.5,"id":1552,"data":[64,24,16,2,0,0,0,0],"kind":"sdo_request","node":16,)"
+       R"({"t":1.5,"id":1552,"data":[64,24,16,2,0,0,0,0],"kind":"sdo_request","node_id":16,)"
        R"("in_board_file":true,"step":"read","index":4120,"sub_index":2,)"
        R"("operations":["read_identity"]})"},
       {0x590,
        {0x4B, 0x18, 0x10, 2, 1, 2, 0, 0},
-       R"({"t":1.5,"id":1424,"data":[75,24,16,2,1,2,0,0],"kind":"sdo_answer","node":16,)"
+       R"({"t":1.5,"id":1424,"data":[75,24,16,2,1,2,0,0],"kind":"sdo_answer","node_id":16,)"
        R"("in_board_file":true,"step":"value","index":4120,"sub_index":2,)"
        R"("operations":["read_identity"],"bytes":[1,2],"value":513})"},
       {0x590,
        {0x80, 0xFF, 0x5F, 0, 0, 0, 2, 6},
-       R"({"t":1.5,"id":1424,"data":[128,255,95,0,0,0,2,6],"kind":"sdo_answer","node":16,)"
+       R"({"t":1.5,"id":1424,"data":[128,255,95,0,0,0,2,6],"kind":"sdo_answer","node_id":16,)"
        R"("in_board_file":true,"step":"abort","index":24575,"sub_index":0,)"
        R"("abort_code":100794368,"abort_text":"no object at this index"})"},
   };
