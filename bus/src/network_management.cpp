@@ -50,7 +50,7 @@ std::optional<BusError> NmtMaster::send(NmtCommand command, std::uint8_t node_id
 
 NodeWatch::NodeWatch(CanChannel& channel, milliseconds heartbeat_timeout, Observer observer)
     : heartbeat_timeout_(bounded(heartbeat_timeout)),
-      observer_(std::move(observer)),
+      observer_(observer ? std::move(observer) : [](const NodeEvent& /*event*/) {}),
       endpoint_(
           channel.open({{heartbeat_cob_id, function_mask}, {emergency_cob_id, function_mask}})) {}
 

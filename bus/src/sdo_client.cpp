@@ -62,7 +62,7 @@ SdoClient::SdoClient(CanChannel& channel, std::uint8_t node_id, SdoTimes times,
                      StatusObserver observer)
     : node_id_(node_id),
       times_(bounded_times(times)),
-      observer_(std::move(observer)),
+      observer_(observer ? std::move(observer) : [](CanStatus /*status*/) {}),
       endpoint_(channel.open({{own_cob_id(sdo_answer_cob_id, node_id)}})) {}
 
 SdoClient::Failure SdoClient::upload(std::uint16_t index, std::uint8_t sub_index,

@@ -164,6 +164,17 @@ struct StateCase {
 
 void PrintTo(const StateCase& row, std::ostream* out) { *out << row.name; }
 
+TEST_F(NodeWatchTest, needs_no_observer) {
+  NodeWatch silent(bus, heartbeat_timeout, {});
+  send(0x705, "05");
+  send(0x085, "10 82 11 00 00 00 00 00");
+  bus.set_state(CanStatus::interface_down);
+
+  silent.poll(2 * heartbeat_timeout);
+
+  EXPECT_EQ(silent.state(5), std::nullopt) << "seen, and lost again";
+}
+
 class NodeStateTest : public NodeWatchTest, public testing::WithParamInterface<StateCase> {};
 
 TEST_P(NodeStateTest, first_heartbeat_is_told_and_its_repetition_not) {

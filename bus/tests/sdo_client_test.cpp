@@ -1092,5 +1092,17 @@ TEST_F(SdoClientTest, all_bits_of_the_multiplexer_are_sent) {
   EXPECT_EQ(node.take_requests(), requests_of({"40 FE CA FF 00 00 00 00"}));
 }
 
+TEST(SdoClientWithoutObserver, goes_through_a_bad_bus) {
+  InProcessBus bus(BusTime::simulated);
+  bus.set_state(CanStatus::error_passive);
+  SdoClient client(bus, 5, {}, {});
+  std::vector<std::uint8_t> data;
+
+  const SdoClient::Failure failure = client.upload(0x1000, 0, data);
+
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->kind, BusErrorKind::no_answer);
+}
+
 }  // namespace
 }  // namespace velmora_can_bridge

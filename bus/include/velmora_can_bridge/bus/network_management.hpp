@@ -63,8 +63,9 @@ class NodeWatch {
  public:
   using Observer = std::function<void(const NodeEvent& event)>;
 
-  /// `channel` outlives the watch. `observer` runs in `poll`, without a lock. A node counts as lost
-  /// when its heartbeats, once seen, stay away for `heartbeat_timeout`; 0 never judges.
+  /// `channel` outlives the watch. `observer`, which may be empty, runs in `poll`, without a lock.
+  /// A node counts as lost when its heartbeats, once seen, stay away for `heartbeat_timeout`; 0
+  /// never judges.
   NodeWatch(CanChannel& channel, std::chrono::milliseconds heartbeat_timeout, Observer observer);
 
   /// Handles what has come, and waits for more until `timeout` has passed. One thread at a time.

@@ -46,7 +46,8 @@ class SdoClient {
   /// A transfer that failed says why. No value: it succeeded.
   using Failure = std::optional<BusError>;
 
-  /// Talks to the node `node_id`, 1 to 127, by its predefined COB-IDs.
+  /// Talks to the node `node_id`, 1 to 127, by its predefined COB-IDs. `observer` may be
+  /// empty.
   SdoClient(CanChannel& channel, std::uint8_t node_id, SdoTimes times, StatusObserver observer);
 
   /// Reads an object: its bytes are appended to `data`, any number, none included. After a failure

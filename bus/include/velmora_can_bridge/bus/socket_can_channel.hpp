@@ -14,7 +14,8 @@ namespace velmora_can_bridge {
 /// Every endpoint is a raw socket of its own, on which the kernel filters: the thread that waits
 /// for a frame is woken by that frame and by no other. Frames that other programs and other
 /// endpoints of this process send arrive like those of other nodes. Extended, remote and FD frames
-/// are passed over. Needs a kernel with CAN; without one every use of an endpoint answers `failed`.
+/// are passed over. Needs a kernel with CAN; without one every send answers `failed`, and so
+/// does the first receive.
 ///
 /// An interface that goes down and comes back, or is taken away and plugged in again, is picked up
 /// by the endpoints that are open.
