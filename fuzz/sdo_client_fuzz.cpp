@@ -54,7 +54,7 @@ void run(FuzzInput input) {
     const bool late = frame.id == answer_cob_id && (answered & 7U) == 0;
     return {{frame, std::chrono::milliseconds(late ? 600 : 0)}};
   });
-  SdoClient client(bus, node_id, {}, [](CanStatus) {});
+  SdoClient client(bus, node_id, {}, {});
   const auto clock = bus.open({});
   for (int transfers = 0; transfers < 4 && !input.empty(); ++transfers) {
     run_transfer(input, client, *clock);

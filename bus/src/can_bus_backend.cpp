@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "can_frame_checks.hpp"
 #include "dispatch/hex_u16.hpp"
 #include "dispatch/lookups.hpp"
 #include "longest_wait.hpp"
@@ -33,9 +34,7 @@ CanBusBackend::CanBusBackend(CanChannel& channel, SdoTimes times, BusObserver ob
       rpdo_endpoint_(channel.open({})) {
   for (std::uint8_t node_id = 1; node_id <= highest_node_id; ++node_id) {
     nodes_.at(node_id) = std::make_unique<Node>();
-    for (std::uint8_t rpdo = 1; predefined_rpdo_cob_id(node_id, rpdo) != 0; ++rpdo) {
-      nodes_.at(node_id)->rpdo_cob_ids.at(rpdo) = predefined_rpdo_cob_id(node_id, rpdo);
-    }
+    set_cob_ids(node_id, {});
   }
 }
 
@@ -45,10 +44,15 @@ void CanBusBackend::set_cob_ids(std::uint8_t node_id, const BoardConfig& board) 
   if (!is_node_id(node_id)) {
     return;
   }
+  auto& cob_ids = nodes_.at(node_id)->rpdo_cob_ids;
+  cob_ids.fill(0);
+  for (std::uint8_t rpdo = 1; predefined_rpdo_cob_id(node_id, rpdo) != 0; ++rpdo) {
+    cob_ids.at(rpdo) = predefined_rpdo_cob_id(node_id, rpdo);
+  }
   for (const PdoConfig& pdo : board.pdos) {
     const bool counts = find_pdo(board, pdo.number, rpdo_direction) == &pdo;
     if (counts && pdo.cob_id != 0) {
-      nodes_.at(node_id)->rpdo_cob_ids.at(pdo.number) = pdo.cob_id;
+      cob_ids.at(pdo.number) = pdo.cob_id <= highest_can_id ? pdo.cob_id : std::uint16_t{0};
     }
   }
 }
@@ -107,17 +111,18 @@ bool CanBusBackend::transfer(std::uint8_t node_id, const Transfer& transfer) {
 }
 
 std::unique_ptr<SdoClient> CanBusBackend::open_client(std::uint8_t node_id) {
-  return std::make_unique<SdoClient>(*channel_, node_id, times_,
-                                     [this](CanStatus status) { note_state(status); });
+  return std::make_unique<SdoClient>(
+      *channel_, node_id, times_,
+      [this](CanStatus status, const std::string& text) { note_state(status, text); });
 }
 
 /// A state of the bus that showed during a transfer and did not end it.
-void CanBusBackend::note_state(CanStatus status) {
+void CanBusBackend::note_state(CanStatus status, const std::string& text) {
   if (observer_) {
     BusError warning;
     warning.kind =
         status == CanStatus::error_passive ? BusErrorKind::bus_warning : BusErrorKind::bus_fault;
-    warning.text = rpdo_endpoint_->explain(status);
+    warning.text = text;
     observer_(warning);
   }
 }

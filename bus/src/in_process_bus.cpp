@@ -35,6 +35,7 @@ class InProcessBus::Endpoint : public CanEndpoint {
   CanStatus send(const CanFrame& frame, nanoseconds patience) override;
   CanStatus receive(CanFrame& frame, nanoseconds timeout) override;
   Time now() const override;
+  CanStatus state() const override;
   std::string explain(CanStatus status) const override;
 
   // The following run with the bus locked.
@@ -102,6 +103,11 @@ InProcessBus::Time InProcessBus::Endpoint::now() const {
   return bus_->current_time();
 }
 
+CanStatus InProcessBus::Endpoint::state() const {
+  const std::lock_guard<std::mutex> lock(bus_->mutex_);
+  return bus_->state_;
+}
+
 std::string InProcessBus::Endpoint::explain(CanStatus status) const {
   return status == CanStatus::failed ? bus_->name_ + " refuses the frame"
                                      : status_text(status, bus_->name_, 0);
@@ -134,6 +140,10 @@ CanFrame InProcessBus::Endpoint::pop() {
   ++next_;
   if (next_ == queue_.size()) {
     queue_.clear();
+    next_ = 0;
+  } else if (next_ == queue_limit) {
+    // Never empty: what was taken must not pile up.
+    queue_.erase(queue_.begin(), queue_.begin() + static_cast<std::ptrdiff_t>(next_));
     next_ = 0;
   }
   return frame;

@@ -64,7 +64,10 @@ void NodeWatch::poll(milliseconds timeout) {
     } else if (status != CanStatus::timed_out) {
       observer_({NodeEventKind::bus, 0, {}, {}, endpoint_->explain(status)});
     }
-    find_lost();
+    if (status == CanStatus::timed_out) {
+      // Not before: the heartbeats of other nodes may still wait to be received.
+      find_lost();
+    }
     if (endpoint_->now() >= end) {
       overtime = status == CanStatus::timed_out ? overtime_limit : overtime + 1;
     }
@@ -99,6 +102,7 @@ void NodeWatch::handle_heartbeat(std::uint8_t node_id, const CanFrame& frame) {
     Node& node = nodes_.at(node_id);
     before = std::exchange(node.state, state);
     node.seen = endpoint_->now();
+    node.beats = state != NmtState::boot_up;
   }
   if (state == NmtState::boot_up) {
     observer_({NodeEventKind::booted, node_id, state, {}, node_text(node_id) + " has started"});
@@ -135,7 +139,7 @@ void NodeWatch::find_lost() {
     const std::lock_guard<std::mutex> lock(mutex_);
     for (std::uint8_t node_id = 1; node_id <= highest_node_id; ++node_id) {
       Node& node = nodes_.at(node_id);
-      if (node.state && now - node.seen >= heartbeat_timeout_) {
+      if (node.state && node.beats && now - node.seen >= heartbeat_timeout_) {
         node.state.reset();
         lost.push_back(node_id);
       }
@@ -156,7 +160,7 @@ nanoseconds NodeWatch::wait_limit(Time end) const {
   Time next = end;
   const std::lock_guard<std::mutex> lock(mutex_);
   for (const Node& node : nodes_) {
-    if (node.state && heartbeat_timeout_ > milliseconds(0)) {
+    if (node.state && node.beats && heartbeat_timeout_ > milliseconds(0)) {
       next = std::min(next, node.seen + heartbeat_timeout_);
     }
   }

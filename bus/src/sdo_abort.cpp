@@ -9,7 +9,7 @@ std::string_view sdo_abort_text(SdoAbort abort) {
     case SdoAbort::toggle_not_alternated:
       return "a segment came out of turn";
     case SdoAbort::timed_out:
-      return "no answer from the node";
+      return "the SDO transfer timed out";
     case SdoAbort::unknown_command:
       return "the SDO command is unknown";
     case SdoAbort::invalid_block_size:

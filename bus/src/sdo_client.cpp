@@ -62,7 +62,8 @@ SdoClient::SdoClient(CanChannel& channel, std::uint8_t node_id, SdoTimes times,
                      StatusObserver observer)
     : node_id_(node_id),
       times_(bounded_times(times)),
-      observer_(observer ? std::move(observer) : [](CanStatus /*status*/) {}),
+      observer_(observer ? std::move(observer)
+                         : [](CanStatus /*status*/, const std::string& /*text*/) {}),
       endpoint_(channel.open({{own_cob_id(sdo_answer_cob_id, node_id)}})) {}
 
 SdoClient::Failure SdoClient::upload(std::uint16_t index, std::uint8_t sub_index,
@@ -92,6 +93,13 @@ SdoClient::Failure SdoClient::upload_segments(const Transfer& transfer, const Ca
     append(data, answer, 1, sdo_segment_size(answer));
     last = (answer.data[0] & sdo_last_segment_bit) != 0;
     const std::size_t size = data.size() - before;
+    if (size > upload_limit) {
+      return bad_answer(transfer, SdoAbort::out_of_memory,
+                        "sent more than " + byte_count(upload_limit));
+    }
+    if (!last && sdo_segment_size(answer) == 0) {
+      return bad_answer(transfer, SdoAbort::wrong_length, "sent a segment of no bytes");
+    }
     if (has_size && (last ? size != sdo_number(initiated) : size > sdo_number(initiated))) {
       return bad_answer(transfer, SdoAbort::wrong_length,
                         "sent " + byte_count(size) + " where it had announced " +
@@ -160,7 +168,7 @@ void SdoClient::drop_late_answers() {
       break;
     }
     if (status != CanStatus::ok) {
-      observer_(status);
+      observer_(status, endpoint_->explain(status));
     }
   }
   in_quarantine_ = false;
@@ -220,9 +228,13 @@ SdoClient::Failure SdoClient::exchange(const Transfer& transfer, const CanFrame&
 SdoClient::Failure SdoClient::await(const Transfer& transfer, CanFrame& answer) {
   const auto now = endpoint_->now();
   const auto end = std::min(now + times_.frame_timeout, transfer.deadline);
+  if (now > transfer.deadline) {
+    // However many answers are there already: a node that never ends a transfer must not hold it.
+    return no_answer(transfer, end);
+  }
   CanStatus status = endpoint_->receive(answer, std::max<nanoseconds>(end - now, nanoseconds(0)));
   while (status == CanStatus::error_passive) {
-    observer_(status);
+    observer_(status, endpoint_->explain(status));
     status =
         endpoint_->receive(answer, std::max<nanoseconds>(end - endpoint_->now(), nanoseconds(0)));
   }
@@ -263,6 +275,9 @@ BusError SdoClient::bad_answer(const Transfer& transfer, SdoAbort abort,
 }
 
 BusError SdoClient::no_answer(const Transfer& transfer, Time end) {
+  if (endpoint_->state() == CanStatus::bus_off) {
+    return lost_bus(transfer, CanStatus::bus_off);
+  }
   const bool whole = end == transfer.deadline;
   const auto waited = whole ? times_.transfer_timeout : times_.frame_timeout;
   return give_up(

@@ -4,6 +4,7 @@
 #include <linux/can/error.h>
 #include <linux/can/raw.h>
 #include <net/if.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -110,6 +111,8 @@ class SocketCanEndpoint : public CanEndpoint {
   CanStatus send(const CanFrame& frame, nanoseconds patience) override;
   CanStatus receive(CanFrame& frame, nanoseconds timeout) override;
   steady_clock::time_point now() const override { return steady_clock::now(); }
+
+  CanStatus state() const override;
 
   std::string explain(CanStatus status) const override {
     return status_text(status, interface_, system_error_);
@@ -221,6 +224,22 @@ std::optional<CanStatus> SocketCanEndpoint::wait_for_interface(CanStatus status,
   }
   std::this_thread::sleep_for(std::min<nanoseconds>(timeout, rebind_interval));
   return {};
+}
+
+/// A controller that leaves the bus loses its carrier, and with it the mark that it runs.
+CanStatus SocketCanEndpoint::state() const {
+  ifreq request{};
+  interface_.copy(std::begin(request.ifr_name), sizeof request.ifr_name - 1);
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): the only way to ask for it
+  if (::ioctl(socket_, SIOCGIFFLAGS, &request) != 0) {
+    return CanStatus::interface_missing;
+  }
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-union-access): how the kernel answers
+  const auto flags = static_cast<unsigned>(request.ifr_flags);
+  if ((flags & IFF_UP) == 0) {
+    return CanStatus::interface_down;
+  }
+  return (flags & IFF_RUNNING) == 0 ? CanStatus::bus_off : CanStatus::ok;
 }
 
 CanStatus SocketCanEndpoint::bind_if_needed() {

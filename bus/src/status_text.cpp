@@ -10,10 +10,11 @@ namespace {
 bool is_virtual(const std::string& interface) { return interface.rfind("vcan", 0) == 0; }
 
 std::string down_text(const std::string& interface) {
-  const std::string bit_rate = is_virtual(interface) ? "" : " type can bitrate 1000000";
-  const std::string remark = is_virtual(interface) ? "" : ", with the bit rate of the board";
-  return "interface " + interface + " is down (ip link set " + interface + " up" + bit_rate +
-         remark + ")";
+  const std::string remark = is_virtual(interface)
+                                 ? ""
+                                 : "; before the first time: ip link set " + interface +
+                                       " type can bitrate 1000000, or what the board has";
+  return "interface " + interface + " is down (ip link set " + interface + " up" + remark + ")";
 }
 
 std::string missing_text(const std::string& interface) {
@@ -53,7 +54,7 @@ std::string status_text(CanStatus status, const std::string& interface, int syst
       return missing_text(interface);
     case CanStatus::bus_off:
       return interface + " is bus-off after too many errors: check wiring, termination and bit " +
-             "rate (ip link set " + interface + " type can restart-ms 100 lets it come back)";
+             "rate, then ip link set " + interface + " type can restart";
     case CanStatus::error_passive:
       return interface + " is error-passive: check wiring, termination and bit rate";
     case CanStatus::failed:

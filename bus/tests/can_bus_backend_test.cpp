@@ -347,12 +347,13 @@ TEST_F(CanBusBackendTest, rpdo_longer_than_a_frame_is_not_sent) {
   EXPECT_THAT(received(*bystander), IsEmpty());
 }
 
-TEST_F(CanBusBackendTest, cob_id_that_no_bus_carries_fails_when_it_is_used) {
+TEST_F(CanBusBackendTest, cob_id_that_no_bus_carries_counts_as_none) {
   backend.set_cob_ids(5, {{{1, "RPDO", 0x800, {}}}, {}});
 
   EXPECT_FALSE(backend.send_rpdo(5, 1, all_bytes, 8));
 
-  EXPECT_EQ(last_text(5), "vcan0 refuses the frame");
+  EXPECT_EQ(told.back().kind, BusErrorKind::not_configured);
+  EXPECT_EQ(last_text(5), "RPDO 1 has no COB-ID: give it a cob_id in the board configuration");
 }
 
 /// Nodes that the test itself plays, by real time with time-outs that are never reached.
@@ -502,6 +503,26 @@ TEST(BackendStressTest, many_threads_on_few_nodes_lose_nothing) {
   EXPECT_EQ(failures, 0);
   EXPECT_EQ(five.requests(), 3 * 2 * rounds);
   EXPECT_EQ(six.requests(), 3 * 2 * rounds);
+}
+
+TEST(CanBusBackendCobIds, follow_the_board_given_last) {
+  InProcessBus bus(BusTime::simulated);
+  CanBusBackend backend(bus);
+  const auto listener = bus.open({{0, 0}});
+  const auto sent = [&](std::uint8_t rpdo) -> std::uint16_t {
+    CanFrame frame;
+    return backend.send_rpdo(5, rpdo, {}, 1) &&
+                   listener->receive(frame, std::chrono::nanoseconds(0)) == CanStatus::ok
+               ? frame.id
+               : std::uint16_t{0};
+  };
+  backend.set_cob_ids(5, BoardConfig{{{1, "RPDO", 0x301, {}}, {9, "RPDO", 0x302, {}}}, {}});
+  EXPECT_EQ(sent(1), 0x301);
+  EXPECT_EQ(sent(9), 0x302);
+
+  backend.set_cob_ids(5, {});
+  EXPECT_EQ(sent(1), 0x205);
+  EXPECT_EQ(sent(9), 0);
 }
 
 }  // namespace

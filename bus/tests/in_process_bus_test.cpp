@@ -330,6 +330,19 @@ void PrintTo(const StateCase& row, std::ostream* out) { *out << row.name; }
 
 class BusStateTest : public InProcessBusTest, public testing::WithParamInterface<StateCase> {};
 
+TEST_F(InProcessBusTest, queue_that_is_never_empty_holds_what_waits_alone) {
+  send(first);
+  CanFrame waiting = first;
+  for (std::size_t count = 0; count < 2 * InProcessBus::queue_limit; ++count) {
+    const CanFrame next{static_cast<std::uint16_t>(count % 0x700), 0, {}};
+    ASSERT_EQ(send(next), CanStatus::ok);
+    ASSERT_EQ(receiver->receive(frame, milliseconds(0)), CanStatus::ok);
+    ASSERT_EQ(frame, waiting);
+    waiting = next;
+  }
+  EXPECT_EQ(bus.lost_frames(), 0U);
+}
+
 TEST_P(BusStateTest, decides_about_sends) {
   bus.set_state(GetParam().state);
 
@@ -376,14 +389,14 @@ INSTANTIATE_TEST_SUITE_P(
                   "txqueuelen is too small (ip link set can0 txqueuelen 1000)"},
         StateCase{"down", CanStatus::interface_down, CanStatus::interface_down, false,
                   CanStatus::interface_down,
-                  "interface can0 is down (ip link set can0 up type can bitrate 1000000, with the "
-                  "bit rate of the board)"},
+                  "interface can0 is down (ip link set can0 up; before the first time: ip link set "
+                  "can0 type can bitrate 1000000, or what the board has)"},
         StateCase{"missing", CanStatus::interface_missing, CanStatus::interface_missing, false,
                   CanStatus::interface_missing,
                   "there is no interface can0 (ip link lists those that there are)"},
         StateCase{"bus_off", CanStatus::bus_off, CanStatus::ok, false, CanStatus::bus_off,
-                  "can0 is bus-off after too many errors: check wiring, termination and bit rate "
-                  "(ip link set can0 type can restart-ms 100 lets it come back)"},
+                  "can0 is bus-off after too many errors: check wiring, termination and bit rate, "
+                  "then ip link set can0 type can restart"},
         StateCase{"error_passive", CanStatus::error_passive, CanStatus::ok, true,
                   CanStatus::error_passive,
                   "can0 is error-passive: check wiring, termination and bit rate"},

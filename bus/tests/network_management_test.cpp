@@ -164,6 +164,29 @@ struct StateCase {
 
 void PrintTo(const StateCase& row, std::ostream* out) { *out << row.name; }
 
+TEST_F(NodeWatchTest, node_that_boots_and_sends_no_heartbeats_is_not_lost) {
+  show(0x705, "00");
+
+  watch.poll(3 * heartbeat_timeout);
+
+  EXPECT_EQ(texts(), std::vector<std::string>{"node 0x05 has started"});
+  EXPECT_EQ(watch.state(5), NmtState::boot_up);
+}
+
+TEST_F(NodeWatchTest, nobody_is_lost_whose_heartbeats_wait_to_be_received) {
+  show(0x701, "05");
+  show(0x702, "05");
+  events.clear();
+  CanFrame frame;
+  sender->receive(frame, 2 * heartbeat_timeout);  // nobody polls meanwhile
+  send(0x701, "05");
+  send(0x702, "05");
+
+  watch.poll(milliseconds(0));
+
+  EXPECT_THAT(texts(), IsEmpty());
+}
+
 TEST_F(NodeWatchTest, needs_no_observer) {
   NodeWatch silent(bus, heartbeat_timeout, {});
   send(0x705, "05");
@@ -379,7 +402,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         BusStateCase{"bus_off", CanStatus::bus_off,
                      "vcan0 is bus-off after too many errors: check wiring, termination and bit "
-                     "rate (ip link set vcan0 type can restart-ms 100 lets it come back)"},
+                     "rate, then ip link set vcan0 type can restart"},
         BusStateCase{"error_passive", CanStatus::error_passive,
                      "vcan0 is error-passive: check wiring, termination and bit rate"},
         BusStateCase{"down", CanStatus::interface_down,

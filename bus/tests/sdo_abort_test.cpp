@@ -30,7 +30,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         AbortCase{"toggle_not_alternated", SdoAbort::toggle_not_alternated, 0x05030000,
                   "a segment came out of turn"},
-        AbortCase{"timed_out", SdoAbort::timed_out, 0x05040000, "no answer from the node"},
+        AbortCase{"timed_out", SdoAbort::timed_out, 0x05040000, "the SDO transfer timed out"},
         AbortCase{"unknown_command", SdoAbort::unknown_command, 0x05040001,
                   "the SDO command is unknown"},
         AbortCase{"invalid_block_size", SdoAbort::invalid_block_size, 0x05040002,

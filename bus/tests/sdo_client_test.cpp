@@ -84,7 +84,9 @@ class SdoClientTest : public testing::Test {
   ScriptedNode node{bus, node_id};
   std::unique_ptr<CanEndpoint> bystander = bus.open({});
   std::vector<CanStatus> statuses;
-  SdoClient::StatusObserver note_status = [this](CanStatus status) { statuses.push_back(status); };
+  SdoClient::StatusObserver note_status = [this](CanStatus status, const std::string& /*text*/) {
+    statuses.push_back(status);
+  };
   std::unique_ptr<SdoClient> client =
       std::make_unique<SdoClient>(channel, node_id, SdoTimes(), note_status);
   Bytes data;
@@ -1090,6 +1092,81 @@ TEST_F(SdoClientTest, all_bits_of_the_multiplexer_are_sent) {
   EXPECT_FALSE(client->upload(0xCAFE, 255, data));
 
   EXPECT_EQ(node.take_requests(), requests_of({"40 FE CA FF 00 00 00 00"}));
+}
+
+/// A node that answers each request for a segment that leaves `unused` of 7 bytes out, and never
+/// with the last.
+struct EndlessNode {
+  EndlessNode(InProcessBus& bus, std::uint8_t unused)
+      : endpoint(bus.open({{0x605, 0x7FF}}, [unused](const CanFrame& request,
+                                                     std::vector<CanFrame>& answers) {
+          CanFrame answer{0x585, 8, {}};
+          if (request.data[0] == 0x40) {
+            answer.data = {0x40, request.data[1], request.data[2]};
+          } else {
+            answer.data[0] = static_cast<std::uint8_t>((request.data[0] & 0x10U) | (unused << 1U));
+          }
+          answers.push_back(answer);
+        })) {}
+
+  std::unique_ptr<CanEndpoint> endpoint;
+};
+
+TEST(SdoClientOnEndlessUpload, gives_up_at_its_limit) {
+  InProcessBus bus(BusTime::simulated);
+  const EndlessNode node(bus, 0);
+  SdoClient client(bus, 5, {}, {});
+  std::vector<std::uint8_t> data;
+
+  const SdoClient::Failure failure = client.upload(0x1000, 0, data);
+
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->kind, BusErrorKind::bad_answer);
+  EXPECT_EQ(failure->abort_code, 0x05040005U);
+  EXPECT_EQ(failure->text, "sent more than 16777216 bytes");
+}
+
+TEST(SdoClientOnEndlessUpload, gives_up_on_segments_of_nothing) {
+  InProcessBus bus(BusTime::simulated);
+  const EndlessNode node(bus, 7);
+  SdoClient client(bus, 5, {}, {});
+  std::vector<std::uint8_t> data;
+
+  const SdoClient::Failure failure = client.upload(0x1000, 0, data);
+
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->abort_code, 0x06070010U);
+  EXPECT_EQ(failure->text, "sent a segment of no bytes");
+}
+
+TEST(SdoClientOnEndlessUpload, gives_up_when_the_time_of_the_transfer_is_over) {
+  InProcessBus bus(BusTime::real);
+  const EndlessNode node(bus, 0);
+  SdoTimes times;
+  times.transfer_timeout = std::chrono::milliseconds(1);
+  SdoClient client(bus, 5, times, {});
+  std::vector<std::uint8_t> data;
+
+  const SdoClient::Failure failure = client.upload(0x1000, 0, data);
+
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->kind, BusErrorKind::no_answer);
+  EXPECT_EQ(failure->text, "not done within 1 ms");
+}
+
+TEST(SdoClientOnDeadBus, tells_bus_off_however_often_it_is_tried) {
+  InProcessBus bus(BusTime::simulated, "can0");
+  SdoClient client(bus, 5, {}, {});
+  bus.set_state(CanStatus::bus_off);
+  std::vector<std::uint8_t> data;
+  for (int attempt = 0; attempt < 3; ++attempt) {
+    const SdoClient::Failure failure = client.upload(0x1000, 0, data);
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->kind, BusErrorKind::bus_fault);
+    EXPECT_EQ(failure->text,
+              "can0 is bus-off after too many errors: check wiring, termination and bit rate, then "
+              "ip link set can0 type can restart");
+  }
 }
 
 TEST(SdoClientWithoutObserver, goes_through_a_bad_bus) {

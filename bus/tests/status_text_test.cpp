@@ -34,9 +34,10 @@ INSTANTIATE_TEST_SUITE_P(
         StatusCase{"queue_full", CanStatus::queue_full, "can0", 0,
                    "the transmit queue of can0 stays full: no node acknowledges frames, or "
                    "txqueuelen is too small (ip link set can0 txqueuelen 1000)"},
-        StatusCase{"down", CanStatus::interface_down, "can0", 0,
-                   "interface can0 is down (ip link set can0 up type can bitrate 1000000, with the "
-                   "bit rate of the board)"},
+        StatusCase{
+            "down", CanStatus::interface_down, "can0", 0,
+            "interface can0 is down (ip link set can0 up; before the first time: ip link set "
+            "can0 type can bitrate 1000000, or what the board has)"},
         StatusCase{"virtual_down", CanStatus::interface_down, "vcan0", 0,
                    "interface vcan0 is down (ip link set vcan0 up)"},
         StatusCase{"missing", CanStatus::interface_missing, "can0", 0,
@@ -46,8 +47,8 @@ INSTANTIATE_TEST_SUITE_P(
         StatusCase{"virtual_in_the_middle_of_a_name", CanStatus::interface_missing, "myvcan", 0,
                    "there is no interface myvcan (ip link lists those that there are)"},
         StatusCase{"bus_off", CanStatus::bus_off, "can0", 0,
-                   "can0 is bus-off after too many errors: check wiring, termination and bit rate "
-                   "(ip link set can0 type can restart-ms 100 lets it come back)"},
+                   "can0 is bus-off after too many errors: check wiring, termination and bit rate, "
+                   "then ip link set can0 type can restart"},
         StatusCase{"error_passive", CanStatus::error_passive, "can0", 0,
                    "can0 is error-passive: check wiring, termination and bit rate"},
         StatusCase{"no_socket_can", CanStatus::failed, "can0", EAFNOSUPPORT,

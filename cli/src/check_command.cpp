@@ -204,6 +204,10 @@ ExitStatus check_command(const CommandLineHost& host, const CheckArguments& argu
   if (!arguments.bus) {
     return ExitStatus::success;
   }
+  if (*arguments.bus == simulated_bus) {
+    print_diagnostic(host, "name a CAN interface (--bus can0): nothing is simulated here");
+    return ExitStatus::bad_input;
+  }
   const std::unique_ptr<CanChannel> channel = interface_channel(host, *arguments.bus);
   const CheckedNodes nodes = compare_nodes(host, *loaded.file, *channel);
   (arguments.json ? print_json : print_text)(host, nodes);

@@ -27,9 +27,10 @@ ExitStatus exit_status_of(const BusError& error) {
       return ExitStatus::no_answer;
     case BusErrorKind::bus_fault:
       return ExitStatus::bus_fault;
+    case BusErrorKind::not_configured:
+      return ExitStatus::bad_input;
     case BusErrorKind::refused:
     case BusErrorKind::bus_warning:
-    case BusErrorKind::not_configured:
       return ExitStatus::operation_failed;
   }
   return ExitStatus::operation_failed;

@@ -39,9 +39,12 @@ class Simulation {
 
   /// Switches the nodes on. The status that ends the program when the bus does not work.
   ExitStatus start() {
-    const CanStatus status = server_.poll(milliseconds(0));
+    CanStatus status = server_.poll(milliseconds(0));
+    if (exit_status_of(status) == ExitStatus::success) {
+      tell_trouble(status);
+      status = server_.boot();
+    }
     tell_trouble(status);
-    server_.boot();
     return exit_status_of(status);
   }
 

@@ -20,6 +20,8 @@ class TracingEndpoint : public CanEndpoint {
 
   std::chrono::steady_clock::time_point now() const override { return inner_->now(); }
 
+  CanStatus state() const override { return inner_->state(); }
+
   std::string explain(CanStatus status) const override { return inner_->explain(status); }
 
  private:

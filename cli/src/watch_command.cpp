@@ -132,6 +132,10 @@ ExitStatus watch_command(const CommandLineHost& host, const WatchArguments& argu
   if (!file) {
     return ExitStatus::bad_input;
   }
+  if (arguments.bus == simulated_bus) {
+    print_diagnostic(host, "name a CAN interface (--bus can0): nothing is simulated here");
+    return ExitStatus::bad_input;
+  }
   const std::unique_ptr<CanChannel> channel = interface_channel(host, arguments.bus);
   return Watch(host, arguments, *file, *channel).run();
 }

@@ -171,6 +171,12 @@ TEST_F(CheckCommand, tells_which_node_does_not_answer) {
                              "  not compared: RPDO 2 and all that follows: 0x1401/1: no answer"));
 }
 
+TEST_F(CheckCommand, refuses_the_simulated_bus) {
+  EXPECT_EQ(check({"--bus", "sim"}), ExitStatus::bad_input);
+  EXPECT_EQ(err,
+            "velmora-can-bridge: name a CAN interface (--bus can0): nothing is simulated here\n");
+}
+
 TEST_F(CheckCommand, prints_what_was_not_compared_as_json) {
   EXPECT_EQ(check({"--json", "--bus", "can7"}), ExitStatus::no_answer);
   std::istringstream lines(out);

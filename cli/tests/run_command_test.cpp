@@ -64,8 +64,9 @@ TEST_F(RunOnBus, interface_that_is_down_has_its_exit_status_and_remedy) {
   can0.set_state(CanStatus::interface_down);
   EXPECT_EQ(run_lamp({"read_level"}), ExitStatus::bus_fault);
   EXPECT_EQ(out,
-            "failed: SDO read failed at 0x2000/1 (interface can0 is down (ip link set can0 up type "
-            "can bitrate 1000000, with the bit rate of the board))\n");
+            "failed: SDO read failed at 0x2000/1 (interface can0 is down (ip link set can0 up; "
+            "before the first time: ip link set can0 type can bitrate 1000000, or what the board "
+            "has))\n");
 }
 
 TEST_F(RunOnBus, interrupted_before_a_transfer_sends_nothing) {

@@ -204,7 +204,7 @@ const std::vector<FrameCase> sdo_cases{
     {"abort_by_the_client",
      0x610,
      {0x80, 0xFF, 0x5F, 3, 0, 0, 4, 5},
-     "node 0x10  SDO        abort 0x05040000, no answer from the node, of 0x5FFF/3"},
+     "node 0x10  SDO        abort 0x05040000, the SDO transfer timed out, of 0x5FFF/3"},
     {"object_that_operations_use",
      0x610,
      {0x40, 0x18, 0x10, 1, 0, 0, 0, 0},

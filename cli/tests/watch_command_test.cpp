@@ -245,6 +245,15 @@ TEST_F(WatchCommand, tells_trouble_once_per_change_and_goes_on) {
   EXPECT_THAT(out, HasSubstr("operational\n"));
 }
 
+TEST_F(WatchCommand, refuses_the_simulated_bus) {
+  std::ostringstream out_stream;
+  std::ostringstream err_stream;
+  const CommandLineHost host{out_stream, err_stream, false, {}, {}, nullptr};
+  EXPECT_EQ(run_command_line({"watch", board, "--bus", "sim"}, host), ExitStatus::bad_input);
+  EXPECT_EQ(err_stream.str(),
+            "velmora-can-bridge: name a CAN interface (--bus can0): nothing is simulated here\n");
+}
+
 TEST_F(WatchCommand, ends_when_nobody_takes_its_output) {
   steps = {{milliseconds(0), CanStatus::ok, boot_up}, {milliseconds(0), CanStatus::ok, boot_up}};
   std::ostream broken(nullptr);

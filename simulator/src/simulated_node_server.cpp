@@ -31,11 +31,13 @@ SimulatedNodeServer::SimulatedNodeServer(CanChannel& channel, std::vector<Simula
       endpoint_(channel.open(all_filters(nodes_))),
       ticked_until_(endpoint_->now()) {}
 
-void SimulatedNodeServer::boot() {
+CanStatus SimulatedNodeServer::boot() {
+  trouble_ = CanStatus::ok;
   for (SimulatedBusNode* const node : nodes_) {
     node->boot(frames_);
   }
   send_frames();
+  return trouble_;
 }
 
 CanStatus SimulatedNodeServer::poll(milliseconds timeout) {

@@ -41,8 +41,8 @@ struct BusError {
   std::string text;
 };
 
-/// Is told of errors. Runs on the thread on which the error showed, with locks of the teller held:
-/// it is short, and calls neither a backend nor a controller.
+/// Is told of errors. Runs on the thread on which the error showed, on several at once, with locks
+/// of the teller held: it is short, and calls neither a backend nor a controller.
 using BusObserver = std::function<void(const BusError& error)>;
 
 /// "node 0x10, object 0x2000/1: " or what of it applies, and the reason.

@@ -38,7 +38,8 @@ class CanBusBackend : public CanOpenBackend {
   CanBusBackend& operator=(CanBusBackend&&) = delete;
 
   /// Takes the COB-IDs that `board` gives to RPDOs of the node; of several RPDOs with one number
-  /// the first counts. Without this call a node has the predefined ones. Not while operations run
+  /// the first counts; one above 0x7FF counts as none. Without this call a node has the predefined
+  /// ones; another call forgets those of the one before. Not while operations run
   /// on the node. Does nothing for a node id other than 1 to 127.
   void set_cob_ids(std::uint8_t node_id, const BoardConfig& board);
 
@@ -68,7 +69,7 @@ class CanBusBackend : public CanOpenBackend {
   template <typename Transfer>
   bool transfer(std::uint8_t node_id, const Transfer& transfer);
   std::unique_ptr<SdoClient> open_client(std::uint8_t node_id);
-  void note_state(CanStatus status);
+  void note_state(CanStatus status, const std::string& text);
   bool report(const BusError& error);
   bool report(std::uint8_t node_id, BusErrorKind kind, std::string text);
   bool report_node_id(std::uint8_t node_id);

@@ -60,6 +60,10 @@ class CanEndpoint {
   /// The time by which this endpoint's time-outs run.
   virtual std::chrono::steady_clock::time_point now() const = 0;
 
+  /// What is known of the interface now: `ok`, `interface_down`, `interface_missing` or `bus_off`.
+  /// `ok` where nothing is known. Any thread.
+  virtual CanStatus state() const { return CanStatus::ok; }
+
   /// What `status` means on this endpoint, for people: it names the interface and, where there is
   /// one, the command that helps.
   virtual std::string explain(CanStatus status) const = 0;

@@ -1,4 +1,4 @@
-/// COB-IDs of the predefined connection set (CiA 301, 7.3.5).
+/// COB-IDs of the predefined connection set (CiA 301, 7.3.3).
 #pragma once
 
 #include <cstdint>

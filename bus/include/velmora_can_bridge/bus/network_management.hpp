@@ -64,8 +64,8 @@ class NodeWatch {
   using Observer = std::function<void(const NodeEvent& event)>;
 
   /// `channel` outlives the watch. `observer`, which may be empty, runs in `poll`, without a lock.
-  /// A node counts as lost when its heartbeats, once seen, stay away for `heartbeat_timeout`; 0
-  /// never judges.
+  /// A node counts as lost when its heartbeats, once seen since it booted, stay away for
+  /// `heartbeat_timeout`; 0 never judges.
   NodeWatch(CanChannel& channel, std::chrono::milliseconds heartbeat_timeout, Observer observer);
 
   /// Handles what has come, and waits for more until `timeout` has passed. One thread at a time.
@@ -79,6 +79,8 @@ class NodeWatch {
   struct Node {
     std::optional<NmtState> state;
     Time seen{};
+    /// A heartbeat has come since it booted: many nodes send none.
+    bool beats = false;
   };
 
   void handle(const CanFrame& frame);

@@ -40,8 +40,11 @@ struct SdoTimes {
 /// time after the next request for the same object, cannot be told from that request's own.
 class SdoClient {
  public:
-  /// Is told of a bus state that shows during a transfer without ending it.
-  using StatusObserver = std::function<void(CanStatus status)>;
+  /// Is told of a bus state that shows during a transfer without ending it, with its words.
+  using StatusObserver = std::function<void(CanStatus status, const std::string& text)>;
+
+  /// An upload of more bytes than this fails: a node that never ends one must not fill the memory.
+  static constexpr std::size_t upload_limit = 16U * 1024U * 1024U;
 
   /// A transfer that failed says why. No value: it succeeded.
   using Failure = std::optional<BusError>;

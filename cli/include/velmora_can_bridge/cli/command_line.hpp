@@ -20,7 +20,7 @@ enum class ExitStatus {
   /// The operation ran and failed, a check found differences, or the program could not write its
   /// output.
   operation_failed = 1,
-  /// Bad usage, or a board file with errors.
+  /// Bad usage, a board file with errors, or something in it that cannot be put on a bus.
   bad_input = 2,
   /// It failed because a node did not answer in time, or answered nothing that can be understood.
   no_answer = 3,

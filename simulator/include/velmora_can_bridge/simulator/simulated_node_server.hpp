@@ -27,8 +27,9 @@ class SimulatedNodeServer {
   /// by `CanEndpoint::now`.
   SimulatedNodeServer(CanChannel& channel, std::vector<SimulatedBusNode*> nodes);
 
-  /// Switches all nodes on. Not while another thread polls.
-  void boot();
+  /// Switches all nodes on. Not while another thread polls. `ok` when all boot-up messages were
+  /// sent, otherwise the last trouble that one had.
+  CanStatus boot();
 
   /// Answers what comes and lets time pass, until `timeout` is over; an hour at most, and with 0
   /// one frame at most.
