@@ -23,6 +23,7 @@ BoardSession::BoardSession(const CommandLineHost& host, CanChannel& channel, con
           bus_,
           [this, sink = std::move(sink)](const Transfer& transfer) {
             error_ = transfer.error;
+            tolerated_ = error_ ? error_ : tolerated_;
             sink(transfer);
           },
           [this](std::uint8_t node_id) { return bus_.last_error(node_id).value_or(BusError{}); }),
@@ -38,11 +39,13 @@ OperationReport BoardSession::run(const std::string& device, const std::string& 
                                   const std::vector<std::uint8_t>& payload) {
   watch_.poll(milliseconds(0));
   error_.reset();
+  tolerated_.reset();
   Node& node = node_of(device);
-  OperationReport report{operation, device, {}, ExitStatus::success, {}};
+  OperationReport report{operation, device, {}, ExitStatus::success, {}, {}};
   report.result = node.controller.execute_configured_operation(
       node.config->operations.at(operation), device, payload);
   if (report.result.ok) {
+    report.remark = tolerated_ ? bus_error_text(*tolerated_) : "";
     return report;
   }
   if (backend_.has_refused()) {

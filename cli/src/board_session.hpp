@@ -47,6 +47,8 @@ class BoardSession {
 
   // How the latest transfer of the operation that runs failed.
   std::optional<BusError> error_;
+  // How the last one of its transfers that did not succeed failed.
+  std::optional<BusError> tolerated_;
   CanBusBackend bus_;
   TracingBackend traced_;
   StoppableBackend backend_;

@@ -19,6 +19,8 @@ struct OperationReport {
   ExitStatus status = ExitStatus::success;
   /// Why it failed, as far as the bus knows more than the result's message; else empty.
   std::string reason;
+  /// A transfer that failed on the way of an operation that succeeded all the same; else empty.
+  std::string remark;
 };
 
 /// Prints the result for people.

@@ -90,6 +90,9 @@ ExitStatus run_command(const CommandLineHost& host, const RunArguments& argument
                        transfer_printer(host, arguments.transfers));
   const OperationReport report = session.run(arguments.device, arguments.operation,
                                              std::get<std::vector<std::uint8_t>>(payload));
+  if (!report.remark.empty()) {
+    print_diagnostic(host, "failed on the way: " + report.remark);
+  }
   (arguments.json ? print_result_json : print_result)(host, report);
   return bus->finish(report.status);
 }

@@ -242,7 +242,7 @@ TEST_F(CommandLine, demo_shows_how_far_a_wait_is_on_a_terminal) {
   EXPECT_EQ(slept, std::chrono::milliseconds(500 + 300 + 1000 + 1500));
 }
 
-TEST_F(CommandLine, success_after_a_tolerated_refusal_has_no_reason) {
+TEST_F(CommandLine, refusal_that_an_operation_tolerates_is_a_diagnostic) {
   const std::string path =
       write_file("claw.yaml",
                  "nodes: [{node_id: 1, device_od_map: {c: {profile: claw, base_index: "
@@ -252,6 +252,9 @@ TEST_F(CommandLine, success_after_a_tolerated_refusal_has_no_reason) {
                  "refresh_shadow: true}}}]");
   EXPECT_EQ(run({"run", path, "c", "w", "01"}), ExitStatus::success);
   EXPECT_EQ(out, "ok: OK\n");
+  EXPECT_EQ(err,
+            "velmora-can-bridge: failed on the way: node 0x01, object 0x2100/9: abort 0x06010001, "
+            "the object can only be written\n");
 }
 
 TEST_F(CommandLine, names_with_control_characters_stay_on_their_line) {
