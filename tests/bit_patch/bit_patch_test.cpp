@@ -188,8 +188,8 @@ class BitPatchBySdo : public BitPatch {
 
 TEST_F(BitPatchBySdo, object_without_bytes_is_patched_as_0) {
   backend.answer_read({});
-  EXPECT_EQ(run({0x0F, 0xFF}), ok("OK (SDO)"));
-  EXPECT_EQ(backend.calls, (Calls{"read 5 0x2000/2", "write 5 0x2000/2 0F"}));
+  EXPECT_EQ(run({0xF0, 0xFF}), ok("OK (SDO)"));
+  EXPECT_EQ(backend.calls, (Calls{"read 5 0x2000/2", "write 5 0x2000/2 F0"}));
 }
 
 TEST_F(BitPatchBySdo, later_bytes_of_the_object_are_ignored) {
