@@ -44,7 +44,7 @@ class SdoClient {
   using StatusObserver = std::function<void(CanStatus status, const std::string& text)>;
 
   /// An upload of more bytes than this fails: a node that never ends one must not fill the memory.
-  static constexpr std::size_t upload_limit = 16U * 1024U * 1024U;
+  static constexpr std::size_t upload_limit = std::size_t{16} * 1024 * 1024;
 
   /// A transfer that failed says why. No value: it succeeded.
   using Failure = std::optional<BusError>;
