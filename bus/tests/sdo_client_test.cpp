@@ -1098,16 +1098,17 @@ TEST_F(SdoClientTest, all_bits_of_the_multiplexer_are_sent) {
 /// with the last.
 struct EndlessNode {
   EndlessNode(InProcessBus& bus, std::uint8_t unused)
-      : endpoint(bus.open({{0x605, 0x7FF}}, [unused](const CanFrame& request,
-                                                     std::vector<CanFrame>& answers) {
-          CanFrame answer{0x585, 8, {}};
-          if (request.data[0] == 0x40) {
-            answer.data = {0x40, request.data[1], request.data[2]};
-          } else {
-            answer.data[0] = static_cast<std::uint8_t>((request.data[0] & 0x10U) | (unused << 1U));
-          }
-          answers.push_back(answer);
-        })) {}
+      : endpoint(bus.open(
+            {{0x605, 0x7FF}}, [unused](const CanFrame& request, std::vector<CanFrame>& answers) {
+              CanFrame answer{0x585, 8, {}};
+              if (request.data[0] == 0x40) {
+                answer.data = {0x40, request.data[1], request.data[2]};
+              } else {
+                answer.data[0] =
+                    static_cast<std::uint8_t>((request.data[0] & 0x10U) | (unsigned{unused} << 1U));
+              }
+              answers.push_back(answer);
+            })) {}
 
   std::unique_ptr<CanEndpoint> endpoint;
 };
