@@ -67,7 +67,8 @@ class TestPath::ThroughFrames : public CanOpenBackend {
     }
     const auto cob_id = static_cast<std::uint16_t>(0x181 + rpdos_.size());
     rpdos_[cob_id] = {node_id, rpdo};
-    client_.set_cob_ids(node_id, BoardConfig{{{rpdo, "RPDO", cob_id, {}}}, {}});
+    boards_[node_id].pdos.push_back({rpdo, "RPDO", cob_id, {}});
+    client_.set_cob_ids(node_id, boards_[node_id]);
   }
 
   void receive(const CanFrame& frame, std::vector<CanFrame>& answers) {
@@ -104,6 +105,7 @@ class TestPath::ThroughFrames : public CanOpenBackend {
 
   ScriptedBackend* script_;
   std::map<std::uint16_t, Rpdo> rpdos_;
+  std::map<std::uint8_t, BoardConfig> boards_;
   std::map<std::uint8_t, SdoServer> servers_;
   InProcessBus bus_{BusTime::simulated};
   std::unique_ptr<CanEndpoint> devices_;
