@@ -9,8 +9,8 @@ namespace velmora_can_bridge {
 namespace {
 
 struct MappedObject {
-  std::uint8_t rpdo = 0;
-  const PdoMapping* mapping = nullptr;
+  std::uint8_t rpdo;
+  const PdoMapping* mapping;
 };
 
 /// The first place in any RPDO of the board, in list order, that maps the object.

@@ -22,16 +22,14 @@ inline constexpr std::uint16_t first_object_index = 0x0020;
 /// The whole bytes of the frame that a field owns; `length` is 0 when it owns none. Never reaches
 /// past the frame: `offset` + `length` is at most 8.
 struct FieldPlace {
-  std::size_t offset = 0;
-  std::size_t length = 0;
+  std::size_t offset;
+  std::size_t length;
 };
 
 /// The place of a mapping that begins `offset` bytes into the frame, cut to the frame's end.
 inline FieldPlace place_at(std::size_t offset, const PdoMapping& mapping) {
-  if (offset >= frame_length) {
-    return {frame_length, 0};
-  }
-  return {offset, std::min(byte_length(mapping), frame_length - offset)};
+  const std::size_t begin = std::min(offset, frame_length);
+  return {begin, std::min(byte_length(mapping), frame_length - begin)};
 }
 
 /// Calls `visit(mapping, place)` for each mapping of the PDO, in order, until it answers false.
@@ -51,7 +49,7 @@ bool for_each_field(const PdoConfig& pdo, const Visit& visit) {
 /// The place of this very element of the board's lists, not of one that equals it: fields may share
 /// a name or an object. Owns no byte when no RPDO of that number holds it.
 inline FieldPlace place_of(const BoardConfig& board, std::uint8_t rpdo, const PdoMapping& wanted) {
-  FieldPlace found;
+  FieldPlace found{};
   for (const PdoConfig& pdo : board.pdos) {
     if (!is_pdo(pdo, rpdo, rpdo_direction)) {
       continue;

@@ -61,7 +61,6 @@ bool CanOpenNodeController::sync_rpdo_shadow_from_device(std::uint8_t rpdo,
   std::uint8_t& length = rpdo_shadow_len_[rpdo];
   // Built aside, so that a refused read or an exception leaves the image as it was.
   Image image = shadow;
-  bool all_answered = true;
   const auto load_field = [&](const PdoMapping& mapping, FieldPlace place) {
     if (place.length == 0) {
       return true;
@@ -69,7 +68,6 @@ bool CanOpenNodeController::sync_rpdo_shadow_from_device(std::uint8_t rpdo,
     std::vector<std::uint8_t> bytes;
     if (mapping.index >= first_object_index &&
         !backend_->sdo_read(*node_id_, mapping.index, mapping.sub_index, bytes)) {
-      all_answered = false;
       return !all_or_nothing;
     }
     overwrite_whole(image, place, bytes);
@@ -82,7 +80,7 @@ bool CanOpenNodeController::sync_rpdo_shadow_from_device(std::uint8_t rpdo,
   }
   shadow = image;
   length = mapped_length(*board_, rpdo);
-  return all_answered;
+  return true;
 }
 
 void CanOpenNodeController::write_to_shadow(std::uint8_t rpdo, const PdoMapping& mapping,
