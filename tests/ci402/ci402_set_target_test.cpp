@@ -113,7 +113,7 @@ TEST_F(Ci402SetTarget, every_value_is_written_whole) {
   for (int value = -32768; value <= 32767; ++value) {
     backend.calls.clear();
     const auto low = static_cast<std::uint8_t>(value & 0xFF);
-    const auto high = static_cast<std::uint8_t>((value >> 8) & 0xFF);
+    const auto high = static_cast<std::uint8_t>((static_cast<unsigned>(value) >> 8U) & 0xFFU);
     ASSERT_EQ(run_wheel({low, high}),
               ok("Target set via SDO 0x60FF value=" + std::to_string(value)));
     ASSERT_EQ(last(backend.calls).substr(22), value < 0 ? " FF FF" : " 00 00");
