@@ -1,9 +1,11 @@
-// Every kind, with every bus call of its success path refused or throwing.
+// Every kind, with every bus call of its success path refused, throwing, or held up.
+#include <future>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "support/controller_test.hpp"
+#include "support/patience.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -396,6 +398,21 @@ TEST_P(FailingCalls, exception_of_each_passes_to_the_caller) {
     EXPECT_EQ(fresh.backend.calls, calls_up_to(GetParam(), position + 1));
     expect_left(fresh, step);
   }
+}
+
+TEST_P(FailingCalls, images_are_locked_during_each_only_when_one_is_written) {
+  Fresh fresh(GetParam());
+  const bool writes_image = !GetParam().changed.empty();
+  // Ended only when the operation has released what they wait for.
+  std::vector<std::future<void>> others;
+  fresh.backend.during_call = [&](const std::string& call) {
+    SCOPED_TRACE(call);
+    others.push_back(
+        std::async(std::launch::async, [&] { fresh.controller.forget_rpdo_shadows(); }));
+    EXPECT_TRUE(writes_image ? still_waits(others.back()) : is_done(others.back()));
+  };
+  EXPECT_EQ(fresh.run(), GetParam().success);
+  EXPECT_EQ(others.size(), GetParam().steps.size());
 }
 
 INSTANTIATE_TEST_SUITE_P(all, FailingCalls, testing::ValuesIn(rows()),
