@@ -94,6 +94,13 @@ TEST(OperationConfig, empty_record_has_zero_numbers_in_itself_as_in_its_copy) {
                                "", 0,  0,  0, 0,  {}, 0, "", "", 0,  {}, {}});
 }
 
+TEST(OperationResult, empty_record_is_no_success) {
+  const OperationResult result;
+  EXPECT_FALSE(result.ok);
+  EXPECT_TRUE(result.data.empty());
+  EXPECT_EQ(result.message, "");
+}
+
 TEST(OperationResult, members_stand_in_their_order) {
   const OperationResult result{true, {1, 2}, "OK"};
   EXPECT_TRUE(result.ok);
