@@ -82,8 +82,13 @@ function(bridge_add_test target)
   add_executable(${target} ${arg_SOURCES})
   bridge_test_settings(${target})
   target_link_libraries(${target} PRIVATE ${arg_LIBRARIES})
-  gtest_discover_tests(${target} NO_PRETTY_VALUES DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
-                       PROPERTIES TIMEOUT 120)
+  if(VELMORA_CAN_BRIDGE_TEST_PROGRAMS_WHOLE)
+    add_test(NAME ${target} COMMAND ${target} --gtest_brief=1)
+    set_tests_properties(${target} PROPERTIES TIMEOUT 600)
+  else()
+    gtest_discover_tests(${target} NO_PRETTY_VALUES DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
+                         PROPERTIES TIMEOUT 120)
+  endif()
 endfunction()
 
 # Compiles every public header of the library alone.
