@@ -6,9 +6,8 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <vector>
-
-#include "velmora_can_bridge/bus/can_frame.hpp"
 
 namespace velmora_can_bridge {
 
@@ -29,23 +28,19 @@ class FuzzInput {
 
   std::uint16_t word() { return static_cast<std::uint16_t>(byte() | (byte() << 8U)); }
 
-  std::vector<std::uint8_t> bytes(std::size_t count) {
-    std::vector<std::uint8_t> taken;
-    for (std::size_t left = std::min(count, size_); left > 0; --left) {
-      taken.push_back(byte());
-    }
-    return taken;
+  /// One element of the table; the first when nothing is left.
+  template <typename Table>
+  const auto& pick(const Table& table) {
+    return *(std::begin(table) + byte() % std::size(table));
   }
 
-  /// A frame with this COB-ID; mostly of 8 bytes, as SDO frames are.
-  CanFrame frame(std::uint16_t cob_id) {
-    constexpr std::uint8_t longest = 8;
-    const std::uint8_t length = byte();
-    CanFrame frame{cob_id, length < longest ? length : longest, {}};
-    for (std::uint8_t position = 0; position < frame.length; ++position) {
-      frame.data.at(position) = byte();
-    }
-    return frame;
+  /// Without room to spare, so that the sanitizer sees a read behind the last.
+  std::vector<std::uint8_t> bytes(std::size_t count) {
+    const std::size_t taken = std::min(count, size_);
+    const std::uint8_t* const begin = data_;
+    data_ += taken;
+    size_ -= taken;
+    return {begin, data_};
   }
 
  private:

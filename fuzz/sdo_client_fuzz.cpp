@@ -1,6 +1,7 @@
 // The SDO client against a node that answers anything, at any time, any number of times.
 #include <chrono>
 
+#include "frame_input.hpp"
 #include "fuzz_input.hpp"
 #include "velmora_can_bridge/bus/in_process_bus.hpp"
 #include "velmora_can_bridge/bus/sdo_client.hpp"
@@ -46,7 +47,7 @@ void run(FuzzInput input) {
         }
         // The answers of one request: a count, then the frames.
         for (unsigned left = input.byte() & 3U; left > 0 && !input.empty(); --left) {
-          answers.push_back(input.frame(answer_cob_id));
+          answers.push_back(take_frame(input, answer_cob_id));
           ++answered;
         }
       });

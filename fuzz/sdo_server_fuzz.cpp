@@ -2,6 +2,7 @@
 #include <map>
 #include <utility>
 
+#include "frame_input.hpp"
 #include "fuzz_input.hpp"
 #include "velmora_can_bridge/simulator/sdo_server.hpp"
 
@@ -25,7 +26,7 @@ void run(FuzzInput input) {
         return objects.download(index, sub_index, data);
       });
   while (!input.empty()) {
-    const CanFrame request = input.frame(request_cob_id);
+    const CanFrame request = take_frame(input, request_cob_id);
     if (const std::optional<CanFrame> answer = server.answer(request)) {
       promise(request.length == 8, "only frames of 8 bytes are answered");
       promise(answer->id == answer_cob_id, "answers have the COB-ID of the node");
