@@ -40,6 +40,12 @@ INSTANTIATE_TEST_SUITE_P(
                     {"error: the file is empty, expected a map with the key \"nodes\""}},
         ProblemCase{"syntax", "a: b: c", {"1:5: error: illegal map value"}},
         ProblemCase{"unclosed_quote", "a:\n  \"x", {"2:5: error: illegal EOF in scalar"}},
+        ProblemCase{"escape_cut_off",
+                    "a:\n  \"x\\U0",
+                    {"2:8: error: bad character found while scanning hex n..."}},
+        ProblemCase{"escape_cut_off_in_the_first_line",
+                    "\"\\",
+                    {"1:3: error: unknown escape character: \\x04"}},
         ProblemCase{
             "unknown_anchor", "a: *b", {"1:4: error: the referenced anchor is not defined"}},
         ProblemCase{"second_document",
