@@ -175,6 +175,18 @@ YamlTree read_document(std::istream& input, ProblemList& problems) {
   return builder.take_tree();
 }
 
+/// `at`, or the end of the text when it lies behind it: where an escape is cut off, the parser
+/// counts the characters that it misses.
+Position within(const std::string& text, Position at) {
+  const auto last_line = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 1;
+  if (at.line != last_line) {
+    return at;
+  }
+  // The first line begins behind npos, at 0.
+  const std::size_t line_start = text.rfind('\n') + 1;
+  return {at.line, std::min(at.column, text.size() - line_start + 1)};
+}
+
 YamlTree read_first_document(const std::string& text, ProblemList& problems) {
   std::istringstream input(text);
   try {
@@ -182,7 +194,7 @@ YamlTree read_first_document(const std::string& text, ProblemList& problems) {
   } catch (const YAML::DeepRecursion& deep) {
     problems.error(to_position(deep.mark), "nested too deeply");
   } catch (const YAML::Exception& failure) {
-    problems.error(to_position(failure.mark), printable(failure.msg));
+    problems.error(within(text, to_position(failure.mark)), printable(failure.msg));
   }
   // Without a root, but not to be taken for an empty file.
   return {};
