@@ -60,8 +60,8 @@ void check_problem(const Problem& problem, const std::vector<std::size_t>& lines
           "a problem is one line");
   promise((problem.line == 0) == (problem.column == 0), "a place has a line and a column");
   promise(problem.line <= lines.size(), "the line is one of the file");
-  // The parser may name the end of the file, and what an escape would have behind it.
-  promise(problem.line == 0 || problem.column <= lines[problem.line - 1] + 2,
+  // The end of the line is a place, too.
+  promise(problem.line == 0 || problem.column <= lines[problem.line - 1] + 1,
           "the column is one of the line");
 }
 
