@@ -51,7 +51,7 @@ class FuzzInput {
 /// Ends the run with the input kept when a promise does not hold.
 inline void promise(bool holds, const char* what) {
   if (!holds) {
-    std::fprintf(stderr, "broken promise: %s\n", what);
+    static_cast<void>(std::fprintf(stderr, "broken promise: %s\n", what));
     std::abort();
   }
 }

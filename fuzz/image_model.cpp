@@ -167,7 +167,7 @@ ImageModel::Plan ImageModel::plan(const OperationConfig& op, const std::string& 
   return op.kind == "ci402_set_target" ? plan_target(op, device, payload, mode) : Plan{};
 }
 
-ImageModel::Plan ImageModel::plan_fields(const OperationConfig& op, Bytes payload) const {
+ImageModel::Plan ImageModel::plan_fields(const OperationConfig& op, const Bytes& payload) const {
   const std::uint8_t rpdo = resolved(op);
   if (rpdo == 0) {
     return {};

@@ -79,7 +79,7 @@ class ImageModel {
 
   Plan plan(const OperationConfig& op, const std::string& device, const Bytes& payload,
             std::uint8_t mode) const;
-  Plan plan_fields(const OperationConfig& op, Bytes payload) const;
+  Plan plan_fields(const OperationConfig& op, const Bytes& payload) const;
   Plan plan_mask(const OperationConfig& op, const Bytes& payload) const;
   Plan plan_bit(const OperationConfig& op, const Bytes& payload) const;
   Plan plan_io(const OperationConfig& op, const std::string& device, const Bytes& payload) const;
