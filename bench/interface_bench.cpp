@@ -40,8 +40,8 @@ constexpr std::uint16_t index = 0x2000;
 constexpr std::uint8_t sub_index = 1;
 
 // Floor and measured take turns, so that both see the same machine.
-constexpr int rounds = 100;
-constexpr std::chrono::milliseconds slice{10};
+constexpr int rounds = 600;
+constexpr std::chrono::milliseconds slice{2};
 constexpr std::chrono::seconds start_patience{20};
 
 /// A process of its own that runs `serve` until this one ends it, or ends itself.
