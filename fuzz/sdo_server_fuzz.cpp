@@ -21,7 +21,9 @@ void run(FuzzInput input) {
   objects.add(0x2001, 1, {ObjectAccess::read_write, {}, true, 300});
   SdoServer server(
       node_id,
-      [&](std::uint16_t index, std::uint8_t sub_index) { return objects.upload(index, sub_index); },
+      [&](std::uint16_t index, std::uint8_t sub_index, std::vector<std::uint8_t>& data) {
+        return objects.upload(index, sub_index, data);
+      },
       [&](std::uint16_t index, std::uint8_t sub_index, const std::vector<std::uint8_t>& data) {
         return objects.download(index, sub_index, data);
       });

@@ -68,7 +68,7 @@ SdoClient::SdoClient(CanChannel& channel, std::uint8_t node_id, SdoTimes times,
 
 SdoClient::Failure SdoClient::upload(std::uint16_t index, std::uint8_t sub_index,
                                      std::vector<std::uint8_t>& data) {
-  const Transfer transfer = begin(index, sub_index);
+  Transfer transfer = begin(index, sub_index);
   CanFrame answer;
   if (Failure failure = initiate(transfer, sdo_upload_request, 0, sdo_upload_answer, answer)) {
     return failure;
@@ -80,7 +80,7 @@ SdoClient::Failure SdoClient::upload(std::uint16_t index, std::uint8_t sub_index
   return {};
 }
 
-SdoClient::Failure SdoClient::upload_segments(const Transfer& transfer, const CanFrame& initiated,
+SdoClient::Failure SdoClient::upload_segments(Transfer& transfer, const CanFrame& initiated,
                                               std::vector<std::uint8_t>& data) {
   const std::size_t before = data.size();
   const bool has_size = (initiated.data[0] & sdo_size_bit) != 0;
@@ -154,7 +154,7 @@ SdoClient::Failure SdoClient::download_segments(Transfer& transfer,
 
 SdoClient::Transfer SdoClient::begin(std::uint16_t index, std::uint8_t sub_index) {
   drop_late_answers();
-  return {index, sub_index, endpoint_->now() + times_.transfer_timeout};
+  return {index, sub_index};
 }
 
 /// Nothing that came before the request can be its answer: late answers to a transfer that was
@@ -175,7 +175,7 @@ void SdoClient::drop_late_answers() {
 }
 
 /// The first request of a transfer, with four bytes of value or size, and its answer.
-SdoClient::Failure SdoClient::initiate(const Transfer& transfer, std::uint8_t command,
+SdoClient::Failure SdoClient::initiate(Transfer& transfer, std::uint8_t command,
                                        std::uint32_t number, std::uint8_t expected,
                                        CanFrame& answer) {
   CanFrame request = sdo_frame(own_cob_id(sdo_request_cob_id, node_id_), command, transfer.index,
@@ -191,7 +191,7 @@ SdoClient::Failure SdoClient::initiate(const Transfer& transfer, std::uint8_t co
 }
 
 /// A further request of a transfer and its answer.
-SdoClient::Failure SdoClient::segment(const Transfer& transfer, const CanFrame& request,
+SdoClient::Failure SdoClient::segment(Transfer& transfer, const CanFrame& request,
                                       std::uint8_t expected, CanFrame& answer) {
   if (Failure failure = exchange(transfer, request, answer)) {
     return failure;
@@ -206,7 +206,7 @@ SdoClient::Failure SdoClient::segment(const Transfer& transfer, const CanFrame& 
 }
 
 /// Sends a request and waits for its answer, which is no abort and has the length of an answer.
-SdoClient::Failure SdoClient::exchange(const Transfer& transfer, const CanFrame& request,
+SdoClient::Failure SdoClient::exchange(Transfer& transfer, const CanFrame& request,
                                        CanFrame& answer) {
   const CanStatus sent = endpoint_->send(request, times_.send_patience);
   if (sent != CanStatus::ok) {
@@ -225,8 +225,10 @@ SdoClient::Failure SdoClient::exchange(const Transfer& transfer, const CanFrame&
   return is_for(transfer, answer) ? refused(transfer, answer) : wrong_object(transfer, answer);
 }
 
-SdoClient::Failure SdoClient::await(const Transfer& transfer, CanFrame& answer) {
+SdoClient::Failure SdoClient::await(Transfer& transfer, CanFrame& answer) {
   const auto now = endpoint_->now();
+  // Counted from the first request.
+  transfer.deadline = std::min(transfer.deadline, now + times_.transfer_timeout);
   const auto end = std::min(now + times_.frame_timeout, transfer.deadline);
   if (now > transfer.deadline) {
     // However many answers are there already: a node that never ends a transfer must not hold it.

@@ -122,6 +122,7 @@ class SocketCanEndpoint : public CanEndpoint {
   CanStatus bind_if_needed();
   CanStatus bind_socket();
   CanStatus try_send(const can_frame& raw);
+  CanStatus send_when_there_is_room(const can_frame& raw, nanoseconds patience);
   std::optional<CanStatus> receive_one(CanFrame& frame, nanoseconds timeout);
   std::optional<CanStatus> wait_for_interface(CanStatus status, nanoseconds timeout);
   CanStatus status_of(int error);
@@ -153,7 +154,12 @@ CanStatus SocketCanEndpoint::send(const CanFrame& frame, nanoseconds patience) {
     // interface may be back; nothing was sent.
     status = try_send(raw);
   }
+  return status == CanStatus::queue_full ? send_when_there_is_room(raw, patience) : status;
+}
+
+CanStatus SocketCanEndpoint::send_when_there_is_room(const can_frame& raw, nanoseconds patience) {
   const auto end = steady_clock::now() + std::min<nanoseconds>(patience, longest_wait);
+  CanStatus status = CanStatus::queue_full;
   while (status == CanStatus::queue_full && steady_clock::now() < end) {
     std::this_thread::sleep_for(retry_interval);
     status = try_send(raw);
@@ -174,13 +180,16 @@ CanStatus SocketCanEndpoint::try_send(const can_frame& raw) {
 }
 
 CanStatus SocketCanEndpoint::receive(CanFrame& frame, nanoseconds timeout) {
-  const auto end = steady_clock::now() + std::min<nanoseconds>(timeout, longest_wait);
+  // Where there is nothing to wait for, the clock, which may be slow, plays no part.
+  const bool waits = timeout > nanoseconds(0);
+  const auto now = [waits] { return waits ? steady_clock::now() : steady_clock::time_point(); };
+  const auto end = now() + std::min<nanoseconds>(timeout, longest_wait);
   nanoseconds left = timeout;
   for (;;) {
     if (const std::optional<CanStatus> status = receive_one(frame, left)) {
       return *status;
     }
-    left = std::max<nanoseconds>(end - steady_clock::now(), nanoseconds(0));
+    left = std::max<nanoseconds>(end - now(), nanoseconds(0));
   }
 }
 

@@ -6,6 +6,7 @@
 #include <initializer_list>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -209,7 +210,7 @@ class CanOpenNodeController {
   bool send_rpdo_shadow(std::uint8_t rpdo);
 
   /// As `send_rpdo_shadow`, answering `sent` or "RPDO send failed".
-  OperationResult deliver_rpdo_shadow(std::uint8_t rpdo, const char* sent = "OK");
+  OperationResult deliver_rpdo_shadow(std::uint8_t rpdo, std::string_view sent = "OK");
 
   // The following runs without `shadow_mutex_` and takes it.
 

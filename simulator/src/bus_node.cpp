@@ -43,8 +43,8 @@ SimulatedBusNode::SimulatedBusNode(std::uint8_t node_id, const BoardConfig& boar
       device_(node_id, board),
       sdo_(
           node_id,
-          [this](std::uint16_t index, std::uint8_t sub_index) {
-            return device_.sdo_upload(index, sub_index);
+          [this](std::uint16_t index, std::uint8_t sub_index, std::vector<std::uint8_t>& data) {
+            return device_.sdo_upload(index, sub_index, data);
           },
           [this](std::uint16_t index, std::uint8_t sub_index,
                  const std::vector<std::uint8_t>& data) {

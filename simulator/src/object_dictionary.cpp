@@ -25,6 +25,15 @@ void ObjectDictionary::add(std::uint16_t index, std::uint8_t sub_index, ObjectEn
 }
 
 UploadResult ObjectDictionary::upload(std::uint16_t index, std::uint8_t sub_index) const {
+  std::vector<std::uint8_t> data;
+  if (const std::optional<SdoAbort> abort = upload(index, sub_index, data)) {
+    return *abort;
+  }
+  return data;
+}
+
+std::optional<SdoAbort> ObjectDictionary::upload(std::uint16_t index, std::uint8_t sub_index,
+                                                 std::vector<std::uint8_t>& data) const {
   const ObjectEntry* entry = find(index, sub_index);
   if (entry == nullptr) {
     return objects_.count(index) == 0 ? SdoAbort::no_such_object : SdoAbort::no_such_sub_index;
@@ -32,7 +41,8 @@ UploadResult ObjectDictionary::upload(std::uint16_t index, std::uint8_t sub_inde
   if (entry->access == ObjectAccess::write_only) {
     return SdoAbort::read_of_write_only;
   }
-  return entry->value;
+  data = entry->value;
+  return std::nullopt;
 }
 
 std::optional<SdoAbort> ObjectDictionary::download(std::uint16_t index, std::uint8_t sub_index,

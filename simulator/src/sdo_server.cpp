@@ -47,26 +47,26 @@ SdoServer::Event SdoServer::event_of(const CanFrame& request) {
 SdoServer::Answer SdoServer::initiate_upload(const CanFrame& request) {
   reset();
   const ObjectAddress at = multiplexer(request);
-  UploadResult result = upload_(at.index, at.sub_index);
-  if (const auto* const abort = std::get_if<SdoAbort>(&result)) {
+  bytes_.clear();
+  if (const std::optional<SdoAbort> abort = upload_(at.index, at.sub_index, bytes_)) {
     return abort_frame(at, *abort);
   }
-  return begin_upload(at, std::move(*std::get_if<Bytes>(&result)));
+  return begin_upload(at);
 }
 
-SdoServer::Answer SdoServer::begin_upload(ObjectAddress at, Bytes bytes) {
-  const bool is_expedited = !bytes.empty() && bytes.size() <= sdo_expedited_bytes;
+SdoServer::Answer SdoServer::begin_upload(ObjectAddress at) {
+  const bool is_expedited = !bytes_.empty() && bytes_.size() <= sdo_expedited_bytes;
   if (is_expedited) {
-    const auto unused = static_cast<unsigned>(sdo_expedited_bytes - bytes.size());
+    const auto unused = static_cast<unsigned>(sdo_expedited_bytes - bytes_.size());
     CanFrame frame = answer_frame(
         sdo_upload_answer | sdo_expedited_bit | sdo_size_bit | unused << unused_expedited_shift,
         at);
-    std::copy(bytes.begin(), bytes.end(), frame.data.begin() + sdo_expedited_bytes);
+    std::copy(bytes_.begin(), bytes_.end(), frame.data.begin() + sdo_expedited_bytes);
     return frame;
   }
   CanFrame frame = answer_frame(sdo_upload_answer | sdo_size_bit, at);
-  set_sdo_number(frame, static_cast<std::uint32_t>(bytes.size()));
-  transfer_ = Upload{at, std::move(bytes)};
+  set_sdo_number(frame, static_cast<std::uint32_t>(bytes_.size()));
+  transfer_ = Upload{at, std::move(bytes_)};
   return frame;
 }
 
@@ -105,17 +105,17 @@ SdoServer::Answer SdoServer::initiate_download(const CanFrame& request) {
     return begin_download(at, is_sized ? std::make_optional(sdo_number(request)) : std::nullopt);
   }
   const auto* const begin = request.data.data() + sdo_expedited_bytes;
-  Bytes bytes(begin, begin + sdo_expedited_size(request));
-  const std::optional<SdoAbort> abort = is_sized ? download_(at.index, at.sub_index, bytes)
-                                                 : download_as_much_as_fits(at, std::move(bytes));
+  bytes_.assign(begin, begin + sdo_expedited_size(request));
+  const std::optional<SdoAbort> abort =
+      is_sized ? download_(at.index, at.sub_index, bytes_) : download_as_much_as_fits(at);
   return abort ? abort_frame(at, *abort) : confirm_download(at);
 }
 
-std::optional<SdoAbort> SdoServer::download_as_much_as_fits(ObjectAddress at, Bytes bytes) {
-  std::optional<SdoAbort> abort = download_(at.index, at.sub_index, bytes);
-  while (abort == SdoAbort::value_too_long && bytes.size() > 1) {
-    bytes.pop_back();
-    abort = download_(at.index, at.sub_index, bytes);
+std::optional<SdoAbort> SdoServer::download_as_much_as_fits(ObjectAddress at) {
+  std::optional<SdoAbort> abort = download_(at.index, at.sub_index, bytes_);
+  while (abort == SdoAbort::value_too_long && bytes_.size() > 1) {
+    bytes_.pop_back();
+    abort = download_(at.index, at.sub_index, bytes_);
   }
   return abort;
 }

@@ -82,13 +82,7 @@ bool SimulatedNode::sdo_read(std::uint8_t node_id, std::uint16_t index, std::uin
   if (node_id != node_id_) {
     return transfer_timed_out();
   }
-  UploadResult result = sdo_upload(index, sub_index);
-  auto* bytes = std::get_if<std::vector<std::uint8_t>>(&result);
-  if (bytes == nullptr) {
-    return false;
-  }
-  data = std::move(*bytes);
-  return true;
+  return !sdo_upload(index, sub_index, data).has_value();
 }
 
 bool SimulatedNode::sdo_write(std::uint8_t node_id, std::uint16_t index, std::uint8_t sub_index,
@@ -111,11 +105,18 @@ bool SimulatedNode::send_rpdo(std::uint8_t node_id, std::uint8_t rpdo,
 }
 
 UploadResult SimulatedNode::sdo_upload(std::uint16_t index, std::uint8_t sub_index) {
+  std::vector<std::uint8_t> data;
+  if (const std::optional<SdoAbort> abort = sdo_upload(index, sub_index, data)) {
+    return *abort;
+  }
+  return data;
+}
+
+std::optional<SdoAbort> SimulatedNode::sdo_upload(std::uint16_t index, std::uint8_t sub_index,
+                                                  std::vector<std::uint8_t>& data) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  UploadResult result = objects_.upload(index, sub_index);
-  const auto* abort = std::get_if<SdoAbort>(&result);
-  last_sdo_abort_ = abort == nullptr ? std::nullopt : std::make_optional(*abort);
-  return result;
+  last_sdo_abort_ = objects_.upload(index, sub_index, data);
+  return last_sdo_abort_;
 }
 
 std::optional<SdoAbort> SimulatedNode::sdo_download(std::uint16_t index, std::uint8_t sub_index,

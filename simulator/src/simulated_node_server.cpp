@@ -42,21 +42,22 @@ CanStatus SimulatedNodeServer::boot() {
 
 CanStatus SimulatedNodeServer::poll(milliseconds timeout) {
   trouble_ = CanStatus::ok;
-  const Time end = endpoint_->now() + std::clamp(timeout, milliseconds(0), longest_poll);
+  Time now = endpoint_->now();
+  const Time end = now + std::clamp(timeout, milliseconds(0), longest_poll);
   bool goes_on = true;
   while (goes_on) {
-    let_time_pass();
-    const nanoseconds left = end - endpoint_->now();
+    let_time_pass(now);
     const bool has_received =
-        receive_one(std::clamp<nanoseconds>(left, nanoseconds(0), tick_interval));
-    goes_on = has_received && endpoint_->now() < end;
+        receive_one(std::clamp<nanoseconds>(end - now, nanoseconds(0), tick_interval));
+    now = endpoint_->now();
+    goes_on = has_received && now < end;
   }
-  let_time_pass();
+  let_time_pass(now);
   return trouble_;
 }
 
-void SimulatedNodeServer::let_time_pass() {
-  const auto elapsed = std::chrono::duration_cast<milliseconds>(endpoint_->now() - ticked_until_);
+void SimulatedNodeServer::let_time_pass(Time now) {
+  const auto elapsed = std::chrono::duration_cast<milliseconds>(now - ticked_until_);
   if (elapsed < tick_interval) {
     return;
   }

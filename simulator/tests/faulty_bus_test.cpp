@@ -179,8 +179,8 @@ class FaultyBus : public testing::TestWithParam<FaultCase> {
                           {{"claw", {"claw", 0x6040, 0x2100}}}};
   SimulatedNode node{node_id, board};
   SdoServer server{node_id,
-                   [this](std::uint16_t index, std::uint8_t sub_index) {
-                     return node.sdo_upload(index, sub_index);
+                   [this](std::uint16_t index, std::uint8_t sub_index, Bytes& data) {
+                     return node.sdo_upload(index, sub_index, data);
                    },
                    [this](std::uint16_t index, std::uint8_t sub_index, const Bytes& data) {
                      return node.sdo_download(index, sub_index, data);

@@ -16,7 +16,7 @@ OperationResult CanOpenNodeController::exec_pump_duty(const OperationConfig& op,
   }
   const std::uint8_t channel = payload[0];
   const std::vector<std::uint8_t> duty{payload[1], payload[2]};
-  if (op.transport == "sdo") {
+  if (op.transport == sdo_transport) {
     return set_pump_duty_by_sdo(op, channel, duty);
   }
   if (contains(op.rpdo_channels, channel)) {

@@ -24,7 +24,7 @@ OperationResult CanOpenNodeController::exec_bit_patch(const OperationConfig& op,
   }
   const std::uint8_t mask = payload[0];
   const std::uint8_t value = payload[1];
-  if (op.transport == "sdo") {
+  if (op.transport == sdo_transport) {
     return patch_object(*field->mapping, mask, value);
   }
   return update_rpdo(

@@ -70,7 +70,7 @@ OperationResult CanOpenNodeController::exec_pdo_bit_patch(
     return std::string();
   };
   const auto deliver = [&] {
-    if (op.transport != "sdo") {
+    if (op.transport != sdo_transport) {
       return deliver_rpdo_shadow(rpdo);
     }
     const PdoMapping& mapping = *field->mapping;

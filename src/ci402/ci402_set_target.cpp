@@ -47,7 +47,7 @@ OperationResult CanOpenNodeController::exec_ci402_set_target(
   const std::string outcome = object + " value=" + std::to_string(value);
 
   const std::uint8_t rpdo = find_rpdo_for_od(index);
-  if (op.transport == "sdo" || rpdo == 0) {
+  if (op.transport == sdo_transport || rpdo == 0) {
     // The images are left alone, unlike after a change of the power state.
     if (!backend_->sdo_write(*node_id_, index, 0, target.bytes)) {
       return failure("SDO write target " + object + " failed");

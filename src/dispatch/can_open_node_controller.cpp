@@ -19,8 +19,11 @@ OperationResult CanOpenNodeController::execute_configured_operation(
     OperationResult (Self::*handler)(const OperationConfig& op, const std::string& device,
                                      const std::vector<std::uint8_t>& payload);
   };
-  // Every operation of the system: one row a kind.
+  // Every operation of the system: one row a kind. Tried in this order, so what a control loop
+  // sends in every cycle comes first.
   static constexpr Row rows[] = {
+      {"pdo_write", &Self::exec_pdo_write_patch},
+      {"pdo_patch", &Self::exec_pdo_write_patch},
       {"sdo_write", &Self::exec_sdo_write},
       {"sdo_read", &Self::exec_sdo_read},
       {"od_io_read", &Self::exec_od_io_read},
@@ -28,8 +31,6 @@ OperationResult CanOpenNodeController::execute_configured_operation(
       {"led_write", &Self::exec_led_write},
       {"read_multi", &Self::exec_read_multi},
       {"auto_write", &Self::exec_auto_write},
-      {"pdo_write", &Self::exec_pdo_write_patch},
-      {"pdo_patch", &Self::exec_pdo_write_patch},
       {"bit_patch", &Self::exec_bit_patch},
       {"pdo_bit_patch", &Self::exec_pdo_bit_patch},
       {"ci402_enable", &Self::exec_ci402_enable},

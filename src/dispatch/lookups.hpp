@@ -18,6 +18,9 @@ namespace {
 /// The `direction` of a PDO that the node receives.
 inline constexpr std::string_view rpdo_direction = "RPDO";
 
+/// The `transport` of an operation that forces the SDO path.
+inline constexpr std::string_view sdo_transport = "sdo";
+
 inline bool is_pdo(const PdoConfig& pdo, std::uint8_t number, std::string_view direction) {
   return pdo.number == number && pdo.direction == direction;
 }

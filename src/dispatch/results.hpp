@@ -11,8 +11,10 @@
 namespace velmora_can_bridge {
 namespace {
 
-inline OperationResult success(std::string message, std::vector<std::uint8_t> data = {}) {
-  return {true, std::move(data), std::move(message)};
+/// Builds the message in its place: every cycle of a control loop ends here.
+template <typename Text>
+OperationResult success(Text&& message, std::vector<std::uint8_t> data = {}) {
+  return {true, std::move(data), std::string(std::forward<Text>(message))};
 }
 
 inline OperationResult failure(std::string message) { return {false, {}, std::move(message)}; }

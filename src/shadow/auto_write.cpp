@@ -1,5 +1,6 @@
 #include <optional>
 
+#include "dispatch/lookups.hpp"
 #include "dispatch/results.hpp"
 #include "sdo/encode_payload.hpp"
 #include "velmora_can_bridge/can_open_node_controller.hpp"
@@ -10,7 +11,7 @@ OperationResult CanOpenNodeController::exec_auto_write(const OperationConfig& op
                                                        const std::string& device,
                                                        const std::vector<std::uint8_t>& payload) {
   const std::uint8_t rpdo = resolve_rpdo(op);
-  const bool via_rpdo = rpdo != 0 && op.transport != "sdo";
+  const bool via_rpdo = rpdo != 0 && op.transport != sdo_transport;
   const std::optional<std::vector<std::uint8_t>> encoded = encode_payload(op.data_type, payload);
   // One text a path for every refusal, an unknown data type included: callers match on them.
   if (!encoded) {

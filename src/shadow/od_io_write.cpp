@@ -43,8 +43,9 @@ OperationResult CanOpenNodeController::exec_od_io_write(const OperationConfig& o
   const std::uint8_t sub_index = payload[2];
   const std::vector<std::uint8_t> data(payload.begin() + 3, payload.end());
 
-  const MappedObject object =
-      op.transport == "sdo" ? MappedObject{} : find_mapped_object(*board_, index, sub_index);
+  const MappedObject object = op.transport == sdo_transport
+                                  ? MappedObject{}
+                                  : find_mapped_object(*board_, index, sub_index);
   if (object.mapping == nullptr) {
     return write_object(index, sub_index, data);
   }

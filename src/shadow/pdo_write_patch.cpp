@@ -84,7 +84,7 @@ OperationResult CanOpenNodeController::exec_pdo_write_patch(
     return failure("No RPDO mapping found for " + device);
   }
   const FieldWrite write{*board_, op, device, payload, rpdo};
-  if (op.transport == "sdo") {
+  if (op.transport == sdo_transport) {
     std::string refusal =
         write_fields(write, [&](const PdoMapping& mapping, const std::vector<std::uint8_t>& bytes) {
           return backend_->sdo_write(*node_id_, mapping.index, mapping.sub_index, bytes);

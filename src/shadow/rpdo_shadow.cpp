@@ -93,7 +93,8 @@ bool CanOpenNodeController::send_rpdo_shadow(std::uint8_t rpdo) {
   return backend_->send_rpdo(*node_id_, rpdo, rpdo_shadow_[rpdo], length);
 }
 
-OperationResult CanOpenNodeController::deliver_rpdo_shadow(std::uint8_t rpdo, const char* sent) {
+OperationResult CanOpenNodeController::deliver_rpdo_shadow(std::uint8_t rpdo,
+                                                           std::string_view sent) {
   return send_rpdo_shadow(rpdo) ? success(sent) : failure("RPDO send failed");
 }
 

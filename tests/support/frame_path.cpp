@@ -86,13 +86,11 @@ class TestPath::ThroughFrames : public CanOpenBackend {
   }
 
   SdoServer& server(std::uint8_t node_id) {
-    const auto upload = [this, node_id](std::uint16_t index,
-                                        std::uint8_t sub_index) -> UploadResult {
-      Bytes data;
-      if (!script_->sdo_read(node_id, index, sub_index, data)) {
-        return SdoAbort::general_error;
-      }
-      return data;
+    const auto upload = [this, node_id](std::uint16_t index, std::uint8_t sub_index,
+                                        Bytes& data) -> std::optional<SdoAbort> {
+      return script_->sdo_read(node_id, index, sub_index, data)
+                 ? std::nullopt
+                 : std::make_optional(SdoAbort::general_error);
     };
     const auto download = [this, node_id](std::uint16_t index, std::uint8_t sub_index,
                                           const Bytes& data) -> std::optional<SdoAbort> {

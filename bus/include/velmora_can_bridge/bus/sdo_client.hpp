@@ -71,24 +71,25 @@ class SdoClient {
   struct Transfer {
     std::uint16_t index = 0;
     std::uint8_t sub_index = 0;
-    Time deadline{};
+    /// Set when the first request was sent, so that an expedited transfer reads the clock once.
+    Time deadline = Time::max();
     /// With the request that is sent now the node has all of a download.
     bool completes_download = false;
   };
 
   Transfer begin(std::uint16_t index, std::uint8_t sub_index);
   void drop_late_answers();
-  Failure upload_segments(const Transfer& transfer, const CanFrame& initiated,
+  Failure upload_segments(Transfer& transfer, const CanFrame& initiated,
                           std::vector<std::uint8_t>& data);
   Failure download_expedited(Transfer& transfer, const std::vector<std::uint8_t>& data);
   Failure download_segments(Transfer& transfer, const std::vector<std::uint8_t>& data);
 
-  Failure initiate(const Transfer& transfer, std::uint8_t command, std::uint32_t number,
+  Failure initiate(Transfer& transfer, std::uint8_t command, std::uint32_t number,
                    std::uint8_t expected, CanFrame& answer);
-  Failure segment(const Transfer& transfer, const CanFrame& request, std::uint8_t expected,
+  Failure segment(Transfer& transfer, const CanFrame& request, std::uint8_t expected,
                   CanFrame& answer);
-  Failure exchange(const Transfer& transfer, const CanFrame& request, CanFrame& answer);
-  Failure await(const Transfer& transfer, CanFrame& answer);
+  Failure exchange(Transfer& transfer, const CanFrame& request, CanFrame& answer);
+  Failure await(Transfer& transfer, CanFrame& answer);
   static bool is_for(const Transfer& transfer, const CanFrame& answer);
 
   BusError refused(const Transfer& transfer, const CanFrame& answer) const;

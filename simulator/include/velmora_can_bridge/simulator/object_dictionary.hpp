@@ -51,6 +51,11 @@ class ObjectDictionary {
   /// Answers an SDO upload.
   UploadResult upload(std::uint16_t index, std::uint8_t sub_index) const;
 
+  /// As above, but puts the bytes into `data` in place of what it holds; its memory is used again.
+  /// A refusal leaves it as it was. No value when the object was read.
+  std::optional<SdoAbort> upload(std::uint16_t index, std::uint8_t sub_index,
+                                 std::vector<std::uint8_t>& data) const;
+
   /// Answers an SDO download of `data`: no value when the object took it.
   std::optional<SdoAbort> download(std::uint16_t index, std::uint8_t sub_index,
                                    const std::vector<std::uint8_t>& data);

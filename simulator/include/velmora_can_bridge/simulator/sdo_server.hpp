@@ -23,8 +23,9 @@ namespace velmora_can_bridge {
 /// to no transfer. Reserved bits of a request are not looked at. Not thread-safe.
 class SdoServer {
  public:
-  /// Answers an upload with the object's bytes, or says why not.
-  using UploadFunction = std::function<UploadResult(std::uint16_t index, std::uint8_t sub_index)>;
+  /// Puts an object's bytes into `data`, which arrives empty, or says why not.
+  using UploadFunction = std::function<std::optional<SdoAbort>(
+      std::uint16_t index, std::uint8_t sub_index, std::vector<std::uint8_t>& data)>;
 
   /// Writes an object, or says why not; what it refuses it leaves as it was.
   using DownloadFunction = std::function<std::optional<SdoAbort>(
@@ -83,11 +84,11 @@ class SdoServer {
   Answer client_abort(const CanFrame& request);
   Answer unknown_command(const CanFrame& request);
 
-  Answer begin_upload(ObjectAddress at, Bytes bytes);
+  Answer begin_upload(ObjectAddress at);
   Answer begin_download(ObjectAddress at, std::optional<std::uint32_t> size);
   Answer send_segment(Upload& upload);
   Answer complete_download();
-  std::optional<SdoAbort> download_as_much_as_fits(ObjectAddress at, Bytes bytes);
+  std::optional<SdoAbort> download_as_much_as_fits(ObjectAddress at);
 
   CanFrame confirm_download(ObjectAddress at) const;
   CanFrame abort_frame(ObjectAddress at, SdoAbort abort) const;
@@ -98,6 +99,8 @@ class SdoServer {
   const UploadFunction upload_;
   const DownloadFunction download_;
   std::variant<std::monostate, Upload, Download> transfer_;
+  // The object's bytes within one request: kept, so that an expedited transfer allocates nothing.
+  Bytes bytes_;
 };
 
 }  // namespace velmora_can_bridge

@@ -110,6 +110,11 @@ class SimulatedNode : public CanOpenBackend {
   /// What the device answers to an SDO upload request. Sets `last_sdo_abort`.
   UploadResult sdo_upload(std::uint16_t index, std::uint8_t sub_index);
 
+  /// As above, but puts the bytes into `data` in place of what it holds; its memory is used again.
+  /// A refusal leaves it as it was. No value when the object was read.
+  std::optional<SdoAbort> sdo_upload(std::uint16_t index, std::uint8_t sub_index,
+                                     std::vector<std::uint8_t>& data);
+
   /// What the device answers to an SDO download of `data`: no value when the object took it. Sets
   /// `last_sdo_abort`.
   std::optional<SdoAbort> sdo_download(std::uint16_t index, std::uint8_t sub_index,

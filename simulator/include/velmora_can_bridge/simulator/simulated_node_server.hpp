@@ -45,7 +45,7 @@ class SimulatedNodeServer {
  private:
   using Time = std::chrono::steady_clock::time_point;
 
-  void let_time_pass();
+  void let_time_pass(Time now);
   bool receive_one(std::chrono::nanoseconds timeout);
   void dispatch(const CanFrame& frame);
   void send_frames();
