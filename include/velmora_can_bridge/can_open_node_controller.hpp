@@ -195,9 +195,9 @@ class CanOpenNodeController {
 
   /// Loads image and length of the RPDO from the node, one SDO read per mapped object.
   ///
-  /// With `all_or_nothing` the first refused read ends the load: false, and nothing changes. Without,
-  /// every object is tried, a field that the node refused keeps its bytes, and the answer is true.
-  /// An exception leaves image and length as they were.
+  /// With `all_or_nothing` the first refused read ends the load: false, and nothing changes.
+  /// Without, every object is tried, a field that the node refused keeps its bytes, and the answer
+  /// is true. An exception leaves image and length as they were.
   bool sync_rpdo_shadow_from_device(std::uint8_t rpdo, const std::string& device,
                                     bool all_or_nothing);
 

@@ -1,5 +1,4 @@
 #include <cstddef>
-#include <optional>
 
 #include "dispatch/payload.hpp"
 #include "dispatch/results.hpp"
@@ -16,8 +15,8 @@ struct LedOperation {
   const char* name;
   std::size_t payload_size;
   const char* wrong_size;
-  /// Where mode (1 byte) and period (2 bytes) stand in the payload.
-  std::optional<std::size_t> mode_position;
+  /// Where mode (1 byte) and period (2 bytes) stand in the payload; its end when it has none.
+  std::size_t mode_position;
   /// A patch first loads the image from the node, so that fields that the payload does not carry
   /// keep the node's current values; a full write carries every field.
   bool patch;
@@ -25,7 +24,7 @@ struct LedOperation {
 
 constexpr LedOperation led_operations[] = {
     {"set_led", 6, "set_led payload must contain exactly 6 bytes", 3, false},
-    {"set_color", 3, "set_color payload must contain exactly 3 bytes", std::nullopt, true},
+    {"set_color", 3, "set_color payload must contain exactly 3 bytes", 3, true},
     {"set_mode", 3, "set_mode payload must contain exactly 3 bytes", 0, true},
 };
 
@@ -43,11 +42,11 @@ const char* refusal(const LedOperation& operation, const std::vector<std::uint8_
   if (payload.size() != operation.payload_size) {
     return operation.wrong_size;
   }
-  if (!operation.mode_position) {
+  if (operation.mode_position == payload.size()) {
     return nullptr;
   }
-  const std::uint8_t mode = payload[*operation.mode_position];
-  const std::uint16_t period = u16_at(payload, *operation.mode_position + 1);
+  const std::uint8_t mode = payload[operation.mode_position];
+  const std::uint16_t period = u16_at(payload, operation.mode_position + 1);
   if (mode > highest_led_mode) {
     return "unsupported LED mode (expected 0..3)";
   }

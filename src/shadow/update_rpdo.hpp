@@ -12,7 +12,7 @@ namespace velmora_can_bridge {
 
 /// Which image an operation writes through, and how it is made usable first.
 struct CanOpenNodeController::RpdoUpdate {
-  std::uint8_t rpdo;
+  std::uint8_t rpdo = 0;
   const std::string& device;
   /// Named by the message when the image cannot be made usable.
   const std::string& culprit;
