@@ -12,8 +12,9 @@ struct CanFrame {
   std::uint16_t id = 0;
   /// Number of data bytes, 0 to 8.
   std::uint8_t length = 0;
-  /// The data; bytes from `length` on are 0 in a frame that was received.
-  std::array<std::uint8_t, 8> data{};
+  /// The data; bytes from `length` on are 0 in a frame that was received. Aligned, so that copies
+  /// of a frame that was just put together move whole words of it.
+  alignas(8) std::array<std::uint8_t, 8> data{};
 };
 
 /// Which frames an endpoint receives: those with `(frame.id & mask) == (id & mask)`.
