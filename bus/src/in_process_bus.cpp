@@ -1,6 +1,7 @@
 #include "velmora_can_bridge/bus/in_process_bus.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <utility>
 
@@ -34,6 +35,7 @@ class InProcessBus::Endpoint : public CanEndpoint {
 
   CanStatus send(const CanFrame& frame, nanoseconds patience) override;
   CanStatus receive(CanFrame& frame, nanoseconds timeout) override;
+  bool has_frame() const override { return waiting_frames_ != 0; }
   Time now() const override;
   CanStatus state() const override;
   std::string explain(CanStatus status) const override;
@@ -49,9 +51,11 @@ class InProcessBus::Endpoint : public CanEndpoint {
   void wake() { news_.notify_one(); }
 
  private:
-  bool has_frame() const { return next_ < queue_.size(); }
   bool has_news() const { return has_frame() || notice_ != CanStatus::ok; }
-  CanFrame pop();
+  void pop(CanFrame& frame);
+  void count_waiting_frames() {
+    waiting_frames_.store(queue_.size() - next_, std::memory_order_release);
+  }
 
   InProcessBus* const bus_;
   const std::vector<CanFilter> filters_;
@@ -60,8 +64,10 @@ class InProcessBus::Endpoint : public CanEndpoint {
   // exchange allocates nothing.
   std::vector<CanFrame> queue_;
   std::size_t next_ = 0;
+  // How many those are. Changed with the bus locked, as notice_; read without by who only looks.
+  std::atomic<std::size_t> waiting_frames_{0};
   // Told by the next receive that finds no frame.
-  CanStatus notice_ = CanStatus::ok;
+  std::atomic<CanStatus> notice_{CanStatus::ok};
   std::condition_variable news_;
 };
 
@@ -84,6 +90,9 @@ CanStatus InProcessBus::Endpoint::send(const CanFrame& frame, nanoseconds patien
 }
 
 CanStatus InProcessBus::Endpoint::receive(CanFrame& frame, nanoseconds timeout) {
+  if (timeout <= nanoseconds(0) && !has_news()) {
+    return CanStatus::timed_out;
+  }
   std::unique_lock<std::mutex> lock(bus_->mutex_);
   if (!has_news() && timeout > nanoseconds(0)) {
     const Time end = bus_->current_time() + std::min<nanoseconds>(timeout, longest_wait);
@@ -91,14 +100,17 @@ CanStatus InProcessBus::Endpoint::receive(CanFrame& frame, nanoseconds timeout) 
     }
   }
   if (has_frame()) {
-    frame = pop();
+    pop(frame);
     return CanStatus::ok;
   }
-  const CanStatus notice = std::exchange(notice_, CanStatus::ok);
+  const CanStatus notice = notice_.exchange(CanStatus::ok);
   return notice == CanStatus::ok ? CanStatus::timed_out : notice;
 }
 
 InProcessBus::Time InProcessBus::Endpoint::now() const {
+  if (bus_->time_ == BusTime::real) {
+    return std::chrono::steady_clock::now();
+  }
   const std::lock_guard<std::mutex> lock(bus_->mutex_);
   return bus_->current_time();
 }
@@ -122,11 +134,12 @@ void InProcessBus::Endpoint::take(const CanFrame& frame) {
     }
     return;
   }
-  if (queue_.size() - next_ == queue_limit) {
+  if (waiting_frames_ == queue_limit) {
     ++bus_->lost_frames_;
     return;
   }
   queue_.push_back(frame);
+  count_waiting_frames();
   news_.notify_one();
 }
 
@@ -135,8 +148,8 @@ void InProcessBus::Endpoint::notify(CanStatus status) {
   news_.notify_one();
 }
 
-CanFrame InProcessBus::Endpoint::pop() {
-  const CanFrame frame = queue_[next_];
+void InProcessBus::Endpoint::pop(CanFrame& frame) {
+  frame = queue_[next_];
   ++next_;
   if (next_ == queue_.size()) {
     queue_.clear();
@@ -146,7 +159,7 @@ CanFrame InProcessBus::Endpoint::pop() {
     queue_.erase(queue_.begin(), queue_.begin() + static_cast<std::ptrdiff_t>(next_));
     next_ = 0;
   }
-  return frame;
+  count_waiting_frames();
 }
 
 InProcessBus::InProcessBus(BusTime time, std::string name) : time_(time), name_(std::move(name)) {}
@@ -213,7 +226,7 @@ void InProcessBus::transmit(const Sent& sent) {
   if (state_ == CanStatus::bus_off) {
     return;
   }
-  in_flight_.push_back(sent);
+  route(sent);
   route_in_flight();
 }
 
@@ -249,7 +262,9 @@ void InProcessBus::deliver(const Sent& sent) {
     return;
   }
   CanFrame frame = sent.frame;
-  std::fill(frame.data.begin() + frame.length, frame.data.end(), std::uint8_t{0});
+  for (std::size_t position = frame.length; position < frame.data.size(); ++position) {
+    frame.data[position] = 0;
+  }
   for (Endpoint* const endpoint : endpoints_) {
     if (endpoint != sent.from && endpoint->wants(frame)) {
       endpoint->take(frame);

@@ -189,6 +189,18 @@ TEST_P(CanChannelContract, receive_without_time_takes_what_is_there) {
   EXPECT_EQ(frame, (CanFrame{0x124, 1, {2}}));
 }
 
+TEST_P(CanChannelContract, frame_that_is_said_to_be_there_is_taken_at_once) {
+  EXPECT_FALSE(receiver->has_frame());
+  send({0x123, 1, {1}});
+  send({0x124, 1, {2}});
+  CanFrame frame;
+  EXPECT_EQ(receiver->receive(frame, patience), CanStatus::ok);
+
+  const bool has_second = receiver->has_frame();
+  EXPECT_TRUE(!has_second || receiver->receive(frame, nanoseconds(0)) == CanStatus::ok);
+  EXPECT_FALSE(has_second && receiver->has_frame());
+}
+
 TEST_P(CanChannelContract, longest_time_is_waited_without_harm) {
   send({0x123, 1, {1}});
   CanFrame frame;

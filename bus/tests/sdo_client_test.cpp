@@ -1155,6 +1155,67 @@ TEST(SdoClientOnEndlessUpload, gives_up_when_the_time_of_the_transfer_is_over) {
   EXPECT_EQ(failure->text, "not done within 1 ms");
 }
 
+/// Counts how often somebody asks for the time.
+class ClockChannel : public CanChannel {
+ public:
+  explicit ClockChannel(CanChannel& channel) : channel_(&channel) {}
+
+  std::unique_ptr<CanEndpoint> open(const std::vector<CanFilter>& filters) override {
+    return std::make_unique<Endpoint>(channel_->open(filters), readings);
+  }
+
+  int readings = 0;
+
+ private:
+  class Endpoint : public CanEndpoint {
+   public:
+    Endpoint(std::unique_ptr<CanEndpoint> endpoint, int& readings)
+        : endpoint_(std::move(endpoint)), readings_(&readings) {}
+
+    CanStatus send(const CanFrame& frame, nanoseconds patience) override {
+      return endpoint_->send(frame, patience);
+    }
+    CanStatus receive(CanFrame& frame, nanoseconds timeout) override {
+      return endpoint_->receive(frame, timeout);
+    }
+    bool has_frame() const override { return endpoint_->has_frame(); }
+    std::chrono::steady_clock::time_point now() const override {
+      ++*readings_;
+      return endpoint_->now();
+    }
+    std::string explain(CanStatus status) const override { return endpoint_->explain(status); }
+
+   private:
+    const std::unique_ptr<CanEndpoint> endpoint_;
+    int* const readings_;
+  };
+
+  CanChannel* const channel_;
+};
+
+/// How often one upload asks for the time.
+int clock_readings(std::vector<ScriptedAnswer> answers) {
+  InProcessBus bus(BusTime::simulated);
+  ClockChannel channel(bus);
+  ScriptedNode node(bus);
+  node.answer_with(std::move(answers));
+  SdoClient client(channel, node_id, {}, {});
+  Bytes data;
+  EXPECT_FALSE(client.upload(index, sub_index, data));
+  return channel.readings;
+}
+
+TEST(SdoClientClock, is_read_for_an_answer_that_is_waited_for_alone) {
+  EXPECT_EQ(clock_readings({"43 00 20 01 11 22 33 44"}), 0);
+  EXPECT_EQ(clock_readings({{"43 00 20 01 11 22 33 44", milliseconds(1)}}), 1);
+}
+
+TEST(SdoClientClock, is_read_for_each_segment) {
+  EXPECT_EQ(clock_readings(
+                {"41 00 20 01 08 00 00 00", "00 01 02 03 04 05 06 07", "1D 08 00 00 00 00 00 00"}),
+            2);
+}
+
 TEST(SdoClientOnDeadBus, tells_bus_off_however_often_it_is_tried) {
   InProcessBus bus(BusTime::simulated, "can0");
   SdoClient client(bus, 5, {}, {});

@@ -57,6 +57,10 @@ class CanEndpoint {
   /// and waited for again by the next call.
   virtual CanStatus receive(CanFrame& frame, std::chrono::nanoseconds timeout) = 0;
 
+  /// True when the next receive takes a frame at once. False says nothing: a kernel would have to
+  /// be asked.
+  virtual bool has_frame() const { return false; }
+
   /// The time by which this endpoint's time-outs run.
   virtual std::chrono::steady_clock::time_point now() const = 0;
 

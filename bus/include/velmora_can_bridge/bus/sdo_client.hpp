@@ -71,8 +71,10 @@ class SdoClient {
   struct Transfer {
     std::uint16_t index = 0;
     std::uint8_t sub_index = 0;
-    /// Set when the first request was sent, so that an expedited transfer reads the clock once.
+    /// Set when an answer is waited for, so that the clock is read for that alone.
     Time deadline = Time::max();
+    /// The first request was answered, and further ones follow.
+    bool in_segments = false;
     /// With the request that is sent now the node has all of a download.
     bool completes_download = false;
   };

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "velmora_can_bridge/bus/can_frame.hpp"
 
@@ -67,6 +68,15 @@ inline void set_sdo_number(CanFrame& frame, std::uint32_t number) {
     frame.data[position] = static_cast<std::uint8_t>(number & 0xFFU);
     number >>= 8U;
   }
+}
+
+/// The bytes of an expedited transfer, 4 at most, as the number that `set_sdo_number` takes.
+inline std::uint32_t sdo_number_of(const std::vector<std::uint8_t>& bytes) {
+  std::uint32_t number = 0;
+  for (std::size_t position = bytes.size(); position > 0; --position) {
+    number = (number << 8U) | bytes[position - 1];
+  }
+  return number;
 }
 
 /// Bytes of an expedited answer or request; those that tell no size have all four.
