@@ -96,14 +96,14 @@ void SimulatedBusNode::boot(std::vector<CanFrame>& frames) {
 void SimulatedBusNode::receive(const CanFrame& frame, std::vector<CanFrame>& answers) {
   const std::lock_guard<std::mutex> lock(mutex_);
   handle(frame, answers);
-  if (may_have_changed_) {
+  if (may_have_changed_ && !holds_changes_) {
     send_changes(answers);
   }
 }
 
-void SimulatedBusNode::answer(const CanFrame& frame, std::vector<CanFrame>& answers) {
+void SimulatedBusNode::hold_changes(bool hold) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  handle(frame, answers);
+  holds_changes_ = hold;
 }
 
 void SimulatedBusNode::tick(std::chrono::milliseconds elapsed, std::vector<CanFrame>& frames) {

@@ -6,7 +6,7 @@ InProcessNode::InProcessNode(InProcessBus& bus, SimulatedBusNode& node)
     : node_(&node),
       endpoint_(
           bus.open(node.filters(), [this](const CanFrame& frame, std::vector<CanFrame>& answers) {
-            handle(frame, answers);
+            node_->receive(frame, answers);
           })) {}
 
 void InProcessNode::boot() {
@@ -17,30 +17,16 @@ void InProcessNode::tick(std::chrono::milliseconds elapsed) {
   send([&] { node_->tick(elapsed, frames_); });
 }
 
-/// Runs with the bus locked.
-void InProcessNode::handle(const CanFrame& frame, std::vector<CanFrame>& answers) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  if (is_sending_) {
-    node_->answer(frame, answers);
-  } else {
-    node_->receive(frame, answers);
-  }
-}
-
 template <typename Collect>
 void InProcessNode::send(const Collect& collect) {
   const std::lock_guard<std::mutex> sending(sending_mutex_);
   frames_.clear();
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    collect();
-    is_sending_ = true;
-  }
+  node_->hold_changes(true);
+  collect();
   for (const CanFrame& frame : frames_) {
     endpoint_->send(frame, std::chrono::nanoseconds(0));
   }
-  const std::lock_guard<std::mutex> lock(mutex_);
-  is_sending_ = false;
+  node_->hold_changes(false);
 }
 
 }  // namespace velmora_can_bridge

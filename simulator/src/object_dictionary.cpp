@@ -18,6 +18,18 @@ std::optional<SdoAbort> length_mismatch(const ObjectEntry& entry, std::size_t le
   return std::nullopt;
 }
 
+/// In objects that may or may not be changed.
+template <typename Objects>
+auto* find_in(Objects& objects, std::uint16_t index, std::uint8_t sub_index) {
+  using Entry = decltype(&objects.begin()->second.begin()->second);
+  const auto record = objects.find(index);
+  if (record == objects.end()) {
+    return Entry{nullptr};
+  }
+  const auto found = record->second.find(sub_index);
+  return found == record->second.end() ? nullptr : &found->second;
+}
+
 }  // namespace
 
 void ObjectDictionary::add(std::uint16_t index, std::uint8_t sub_index, ObjectEntry entry) {
@@ -36,7 +48,7 @@ std::optional<SdoAbort> ObjectDictionary::upload(std::uint16_t index, std::uint8
                                                  std::vector<std::uint8_t>& data) const {
   const ObjectEntry* entry = find(index, sub_index);
   if (entry == nullptr) {
-    return objects_.count(index) == 0 ? SdoAbort::no_such_object : SdoAbort::no_such_sub_index;
+    return absence(index);
   }
   if (entry->access == ObjectAccess::write_only) {
     return SdoAbort::read_of_write_only;
@@ -47,37 +59,36 @@ std::optional<SdoAbort> ObjectDictionary::upload(std::uint16_t index, std::uint8
 
 std::optional<SdoAbort> ObjectDictionary::download(std::uint16_t index, std::uint8_t sub_index,
                                                    const std::vector<std::uint8_t>& data) {
-  const ObjectEntry* entry = find(index, sub_index);
+  ObjectEntry* const entry = find_in(objects_, index, sub_index);
   if (entry == nullptr) {
-    return objects_.count(index) == 0 ? SdoAbort::no_such_object : SdoAbort::no_such_sub_index;
+    return absence(index);
   }
   if (entry->access == ObjectAccess::read_only) {
     return SdoAbort::write_of_read_only;
   }
   const std::optional<SdoAbort> mismatch = length_mismatch(*entry, data.size());
   if (!mismatch) {
-    store(index, sub_index, data);
+    entry->value = data;
   }
   return mismatch;
 }
 
 bool ObjectDictionary::store(std::uint16_t index, std::uint8_t sub_index,
                              const std::vector<std::uint8_t>& value) {
-  const ObjectEntry* entry = find(index, sub_index);
+  ObjectEntry* const entry = find_in(objects_, index, sub_index);
   if (entry == nullptr || length_mismatch(*entry, value.size())) {
     return false;
   }
-  objects_[index][sub_index].value = value;
+  entry->value = value;
   return true;
 }
 
 const ObjectEntry* ObjectDictionary::find(std::uint16_t index, std::uint8_t sub_index) const {
-  const auto record = objects_.find(index);
-  if (record == objects_.end()) {
-    return nullptr;
-  }
-  const auto found = record->second.find(sub_index);
-  return found == record->second.end() ? nullptr : &found->second;
+  return find_in(objects_, index, sub_index);
+}
+
+SdoAbort ObjectDictionary::absence(std::uint16_t index) const {
+  return objects_.count(index) == 0 ? SdoAbort::no_such_object : SdoAbort::no_such_sub_index;
 }
 
 std::vector<ObjectAddress> ObjectDictionary::addresses() const {

@@ -61,7 +61,7 @@ SdoServer::Answer SdoServer::begin_upload(ObjectAddress at) {
     CanFrame frame = answer_frame(
         sdo_upload_answer | sdo_expedited_bit | sdo_size_bit | unused << unused_expedited_shift,
         at);
-    std::copy(bytes_.begin(), bytes_.end(), frame.data.begin() + sdo_expedited_bytes);
+    set_sdo_number(frame, sdo_number_of(bytes_));
     return frame;
   }
   CanFrame frame = answer_frame(sdo_upload_answer | sdo_size_bit, at);

@@ -721,24 +721,23 @@ TEST_F(BusNodeTest, heartbeat_time_of_another_size_is_none) {
   }
 }
 
-// Answers alone
+// Held changes
 
-TEST_F(BusNodeTest, answer_leaves_changes_to_the_next_tick) {
+TEST_F(BusNodeTest, held_changes_are_left_to_the_next_tick) {
   enter(operational);
-  Frames answers;
-  node.answer(sdo_write(output, 2, 0x1234), answers);
-  EXPECT_THAT(answers, ElementsAre(sdo_written(output)));
+  node.hold_changes(true);
+  EXPECT_THAT(receive(sdo_write(output, 2, 0x1234)), ElementsAre(sdo_written(output)));
 
   EXPECT_THAT(tick(0), ElementsAre(frame(0x185, {0x50, 0x02, 0x34, 0x12})));
 }
 
-TEST_F(BusNodeTest, answer_leaves_changes_to_the_next_receive) {
+TEST_F(BusNodeTest, held_changes_follow_the_first_frame_after_the_hold) {
   boot();
-  Frames answers;
-  node.answer(nmt(NmtCommand::start), answers);
-  node.answer(frame(0x321, {1}), answers);
-  EXPECT_THAT(answers, IsEmpty());
+  node.hold_changes(true);
+  EXPECT_THAT(receive(nmt(NmtCommand::start)), IsEmpty());
+  EXPECT_THAT(receive(frame(0x321, {1})), IsEmpty());
 
+  node.hold_changes(false);
   EXPECT_THAT(receive(read_device_type),
               ElementsAre(device_type_read, tpdo_1_at_first, tpdo_2_at_first,
                           frame(0x085, {0x10, 0x82, 0x11, 2, 0, 0, 0, 0})));

@@ -63,9 +63,10 @@ class SimulatedBusNode {
   /// back as `SimulatedNode::reset` does, reset communication as `reset_communication`; both boot.
   void receive(const CanFrame& frame, std::vector<CanFrame>& answers);
 
-  /// As `receive`, but leaves TPDOs and emergencies to the next `receive` or `tick`: for a driver
-  /// that has older ones still to send.
-  void answer(const CanFrame& frame, std::vector<CanFrame>& answers);
+  /// While changes are held, `receive` appends answers alone and leaves TPDOs and emergencies to
+  /// the next `tick`, or to the first frame after the hold: for a driver that has older ones still
+  /// to send. Not held at first.
+  void hold_changes(bool hold);
 
   /// Lets time pass as `SimulatedNode::tick`, in whatever state. Appends as many heartbeats as fall
   /// into it (object 0x1017, counted from the boot-up message or from the tick that finds it
@@ -115,6 +116,7 @@ class SimulatedBusNode {
   NmtState state_ = NmtState::boot_up;
   // TPDOs or emergencies may be due.
   bool may_have_changed_ = false;
+  bool holds_changes_ = false;
   std::chrono::milliseconds heartbeat_time_{0};
   std::chrono::milliseconds since_heartbeat_{0};
 };

@@ -37,7 +37,6 @@ class InProcessNode {
   void tick(std::chrono::milliseconds elapsed);
 
  private:
-  void handle(const CanFrame& frame, std::vector<CanFrame>& answers);
   template <typename Collect>
   void send(const Collect& collect);
 
@@ -46,11 +45,6 @@ class InProcessNode {
   // Guards frames_. Held while they are sent, so taken before the bus's lock.
   std::mutex sending_mutex_;
   std::vector<CanFrame> frames_;
-
-  // Guards is_sending_. Taken before the node's lock, and under the bus's by the handler: the bus
-  // is not called under it.
-  std::mutex mutex_;
-  bool is_sending_ = false;
 
   // At last, as it calls the handler from the moment on at which it is there.
   const std::unique_ptr<CanEndpoint> endpoint_;

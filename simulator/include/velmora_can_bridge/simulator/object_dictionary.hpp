@@ -72,6 +72,9 @@ class ObjectDictionary {
   std::vector<ObjectAddress> addresses() const;
 
  private:
+  /// Why there is no such object.
+  SdoAbort absence(std::uint16_t index) const;
+
   std::map<std::uint16_t, std::map<std::uint8_t, ObjectEntry>> objects_;
 };
 
