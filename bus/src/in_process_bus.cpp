@@ -54,7 +54,7 @@ class InProcessBus::Endpoint : public CanEndpoint {
   bool has_news() const { return has_frame() || notice_ != CanStatus::ok; }
   void pop(CanFrame& frame);
   void count_waiting_frames() {
-    waiting_frames_.store(queue_.size() - next_, std::memory_order_release);
+    waiting_frames_.store(queue_.size() - next_, std::memory_order_relaxed);
   }
 
   InProcessBus* const bus_;
@@ -64,7 +64,8 @@ class InProcessBus::Endpoint : public CanEndpoint {
   // exchange allocates nothing.
   std::vector<CanFrame> queue_;
   std::size_t next_ = 0;
-  // How many those are. Changed with the bus locked, as notice_; read without by who only looks.
+  // How many those are. Changed with the bus locked, as notice_, which orders the frames; read
+  // without the lock by who only looks.
   std::atomic<std::size_t> waiting_frames_{0};
   // Told by the next receive that finds no frame.
   std::atomic<CanStatus> notice_{CanStatus::ok};
@@ -262,9 +263,7 @@ void InProcessBus::deliver(const Sent& sent) {
     return;
   }
   CanFrame frame = sent.frame;
-  for (std::size_t position = frame.length; position < frame.data.size(); ++position) {
-    frame.data[position] = 0;
-  }
+  std::fill(frame.data.begin() + frame.length, frame.data.end(), std::uint8_t{0});
   for (Endpoint* const endpoint : endpoints_) {
     if (endpoint != sent.from && endpoint->wants(frame)) {
       endpoint->take(frame);

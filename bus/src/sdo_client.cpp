@@ -223,10 +223,10 @@ SdoClient::Failure SdoClient::exchange(Transfer& transfer, const CanFrame& reque
 }
 
 SdoClient::Failure SdoClient::await(Transfer& transfer, CanFrame& answer) {
-  const bool may_be_all = !transfer.in_segments;
-  if (may_be_all && endpoint_->has_frame() &&
+  // An answer that came at once, and mostly is all, is not worth a look at the clock.
+  if (!transfer.in_segments && endpoint_->has_frame() &&
       endpoint_->receive(answer, nanoseconds(0)) == CanStatus::ok) {
-    return {};  // it came at once: the clock is not worth reading
+    return {};
   }
   const auto now = endpoint_->now();
   // Counted from the first request, or when that was answered at once, from the next.

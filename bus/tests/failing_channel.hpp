@@ -47,6 +47,10 @@ class FailingChannel : public CanChannel {
       return waits && is_due(channel_->wait_) ? channel_->wait_.status
                                               : endpoint_->receive(frame, timeout);
     }
+    bool has_frame() const override {
+      const bool wait_will_fail = channel_->wait_.countdown > 0;
+      return !wait_will_fail && endpoint_->has_frame();
+    }
     std::chrono::steady_clock::time_point now() const override { return endpoint_->now(); }
     std::string explain(CanStatus status) const override { return endpoint_->explain(status); }
 

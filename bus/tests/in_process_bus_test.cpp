@@ -364,6 +364,13 @@ TEST_P(BusStateTest, is_told_once_to_each_endpoint) {
   }
 }
 
+TEST_P(BusStateTest, is_told_to_a_receive_without_time) {
+  bus.set_state(GetParam().state);
+
+  EXPECT_EQ(receiver->receive(frame, milliseconds(0)), GetParam().told);
+  EXPECT_EQ(receiver->receive(frame, milliseconds(0)), CanStatus::timed_out);
+}
+
 TEST_P(BusStateTest, is_told_once_to_an_endpoint_opened_later) {
   bus.set_state(GetParam().state);
   const auto late = bus.open({{0, 0}});

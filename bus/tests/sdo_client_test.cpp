@@ -791,6 +791,21 @@ TEST_F(SdoClientTest, whole_transfer_has_its_own_timeout) {
                          "10 08 09 0A 0B 0C 0D 0E", "80 00 20 01 00 00 04 05"}));
 }
 
+TEST_F(SdoClientTest, whole_transfer_has_its_timeout_when_the_first_answer_came_at_once) {
+  use_times({milliseconds(500), milliseconds(1000), milliseconds(100), milliseconds(0)});
+  const milliseconds delay(400);
+  node.answer_with({"41 00 20 01 1C 00 00 00",
+                    {"00 01 02 03 04 05 06 07", delay},
+                    {"10 08 09 0A 0B 0C 0D 0E", delay},
+                    {"00 0F 10 11 12 13 14 15", delay}});
+
+  const SdoClient::Failure failure = upload();
+
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->text, "not done within 1000 ms");
+  EXPECT_EQ(time(), milliseconds(1000));
+}
+
 TEST_F(SdoClientTest, times_given_are_those_that_are_waited) {
   use_times({milliseconds(70), milliseconds(5000), milliseconds(300), milliseconds(0)});
 

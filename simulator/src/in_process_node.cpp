@@ -1,6 +1,23 @@
 #include "velmora_can_bridge/simulator/in_process_node.hpp"
 
 namespace velmora_can_bridge {
+namespace {
+
+/// Has the node hold its changes while this lives, also when an exception ends that.
+class ChangesHeld {
+ public:
+  explicit ChangesHeld(SimulatedBusNode& node) : node_(&node) { node_->hold_changes(true); }
+  ~ChangesHeld() { node_->hold_changes(false); }
+  ChangesHeld(const ChangesHeld&) = delete;
+  ChangesHeld(ChangesHeld&&) = delete;
+  ChangesHeld& operator=(const ChangesHeld&) = delete;
+  ChangesHeld& operator=(ChangesHeld&&) = delete;
+
+ private:
+  SimulatedBusNode* const node_;
+};
+
+}  // namespace
 
 InProcessNode::InProcessNode(InProcessBus& bus, SimulatedBusNode& node)
     : node_(&node),
@@ -21,12 +38,11 @@ template <typename Collect>
 void InProcessNode::send(const Collect& collect) {
   const std::lock_guard<std::mutex> sending(sending_mutex_);
   frames_.clear();
-  node_->hold_changes(true);
+  const ChangesHeld held(*node_);
   collect();
   for (const CanFrame& frame : frames_) {
     endpoint_->send(frame, std::chrono::nanoseconds(0));
   }
-  node_->hold_changes(false);
 }
 
 }  // namespace velmora_can_bridge

@@ -18,7 +18,7 @@ std::optional<SdoAbort> length_mismatch(const ObjectEntry& entry, std::size_t le
   return std::nullopt;
 }
 
-/// In objects that may or may not be changed.
+/// The entry, const where the objects are; null when there is none.
 template <typename Objects>
 auto* find_in(Objects& objects, std::uint16_t index, std::uint8_t sub_index) {
   using Entry = decltype(&objects.begin()->second.begin()->second);

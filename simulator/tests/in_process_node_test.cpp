@@ -10,7 +10,9 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "hand_made_frames.hpp"
@@ -172,6 +174,24 @@ TEST_F(InProcessNodeTest, change_while_a_tick_is_sent_follows_with_the_next_tick
   EXPECT_THAT(received(), ElementsAre(tpdo(1), rpdo(2)));
 
   node.tick(milliseconds(0));
+  EXPECT_THAT(received(), ElementsAre(tpdo(2)));
+}
+
+TEST_F(InProcessNodeTest, changes_are_sent_again_after_a_tick_that_ended_with_an_exception) {
+  node.boot();
+  send(start_all);
+  bool has_thrown = false;
+  const auto master = bus.open({{0x185}}, [&](const CanFrame&, Frames&) {
+    if (!std::exchange(has_thrown, true)) {
+      throw std::runtime_error("out of order");
+    }
+  });
+  device.device().set_object_value(0x2000, 1, {1, 0});
+  EXPECT_THROW(node.tick(milliseconds(1)), std::runtime_error);
+  received();
+
+  send(rpdo(2));
+
   EXPECT_THAT(received(), ElementsAre(tpdo(2)));
 }
 

@@ -11,7 +11,7 @@ namespace {
 using Image = std::array<std::uint8_t, frame_length>;
 
 /// The RPDO's entry, inserted with zeros when it is missing. As `map[rpdo]`, but what is there is
-/// found without a call, which takes an eighth off an RPDO write.
+/// found without a call, which takes a tenth off an RPDO write.
 template <typename Map>
 [[gnu::always_inline]] inline typename Map::mapped_type& entry_of(Map& map, std::uint8_t rpdo) {
   const auto found = map.find(rpdo);

@@ -34,8 +34,8 @@ enum class CanStatus : std::uint8_t {
 /// One user of a channel: sends to all others, receives what passes its filters.
 ///
 /// What it sends itself it does not receive. `send` and `explain` may be called from any thread,
-/// from several at once; `receive` from one thread at a time. Endpoints do not outlive their
-/// channel.
+/// from several at once; `receive` and `has_frame` from one thread at a time. Endpoints do not
+/// outlive their channel.
 class CanEndpoint {
  public:
   virtual ~CanEndpoint() = default;

@@ -108,7 +108,7 @@ class InProcessBus : public CanChannel {
   // it, so that all endpoints see one order.
   mutable std::mutex mutex_;
   std::vector<Endpoint*> endpoints_;
-  // Frames on their way, in bus order; answers of handlers are appended while it is drained.
+  // Answers of handlers on their way, in bus order; theirs are appended while it is drained.
   std::vector<Sent> in_flight_;
   std::vector<CanFrame> answers_;
   // Frames that a rule has delayed, by the time at which they arrive.

@@ -71,7 +71,7 @@ class SdoClient {
   struct Transfer {
     std::uint16_t index = 0;
     std::uint8_t sub_index = 0;
-    /// Set when an answer is waited for, so that the clock is read for that alone.
+    /// Set by the first answer that is waited for, and by segments.
     Time deadline = Time::max();
     /// The first request was answered, and further ones follow.
     bool in_segments = false;

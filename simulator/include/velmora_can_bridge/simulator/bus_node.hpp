@@ -64,8 +64,8 @@ class SimulatedBusNode {
   void receive(const CanFrame& frame, std::vector<CanFrame>& answers);
 
   /// While changes are held, `receive` appends answers alone and leaves TPDOs and emergencies to
-  /// the next `tick`, or to the first frame after the hold: for a driver that has older ones still
-  /// to send. Not held at first.
+  /// the next `tick`, or to the first frame after the hold: for the one driver of the node, while
+  /// it has older ones still to send. Not held at first.
   void hold_changes(bool hold);
 
   /// Lets time pass as `SimulatedNode::tick`, in whatever state. Appends as many heartbeats as fall

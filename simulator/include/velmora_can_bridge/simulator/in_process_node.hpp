@@ -42,7 +42,8 @@ class InProcessNode {
 
   SimulatedBusNode* const node_;
 
-  // Guards frames_. Held while they are sent, so taken before the bus's lock.
+  // Guards frames_ and the node's hold on changes. Held while frames are sent, so taken before the
+  // node's and the bus's locks.
   std::mutex sending_mutex_;
   std::vector<CanFrame> frames_;
 
