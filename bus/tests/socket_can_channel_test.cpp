@@ -217,7 +217,8 @@ class ComingAndGoingTest : public testing::Test {
   void TearDown() override { remove_if_there(); }
 
   static bool run(const std::string& command) {
-    return std::system(command.c_str()) == 0;  // NOLINT(concurrency-mt-unsafe,cert-env33-c)
+    // NOLINTNEXTLINE(concurrency-mt-unsafe,cert-env33-c): a fixed command, waited for
+    return std::system(command.c_str()) == 0;
   }
   static void ip_link(const std::string& change) {
     ASSERT_TRUE(run("ip link " + change)) << change;
