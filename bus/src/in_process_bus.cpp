@@ -92,6 +92,7 @@ CanStatus InProcessBus::Endpoint::send(const CanFrame& frame, nanoseconds patien
 
 CanStatus InProcessBus::Endpoint::receive(CanFrame& frame, nanoseconds timeout) {
   if (timeout <= nanoseconds(0) && !has_news()) {
+    // Before every SDO transfer a client looks for late answers: that takes no lock.
     return CanStatus::timed_out;
   }
   std::unique_lock<std::mutex> lock(bus_->mutex_);

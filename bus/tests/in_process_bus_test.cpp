@@ -51,6 +51,17 @@ TEST_F(InProcessBusTest, frame_has_arrived_when_send_returns) {
   EXPECT_THAT(received(*receiver), ElementsAre(first));
 }
 
+TEST_F(InProcessBusTest, endpoint_knows_whether_a_frame_waits) {
+  EXPECT_FALSE(receiver->has_frame());
+  send(first);
+  send(second);
+  EXPECT_TRUE(receiver->has_frame());
+  EXPECT_FALSE(sender->has_frame());
+
+  EXPECT_THAT(received(*receiver), ElementsAre(first, second));
+  EXPECT_FALSE(receiver->has_frame());
+}
+
 TEST_F(InProcessBusTest, simulated_clock_moves_by_waiting_alone) {
   const milliseconds begin = time();
   send(first);
