@@ -1,7 +1,6 @@
 #include "image_model.hpp"
 
 #include <algorithm>
-#include <set>
 
 namespace velmora_can_bridge {
 namespace {
@@ -81,6 +80,7 @@ ImageModel::ImageModel(const BoardConfig& board) : board_(&board) {
 void ImageModel::forget() {
   for (auto& [rpdo, image] : images_) {
     image.loaded = false;
+    image.mirrored.clear();
   }
 }
 
@@ -356,7 +356,12 @@ bool ImageModel::load(std::uint8_t rpdo, const Calls& calls, bool best_effort) {
     }
   }
   promise(next == count_leading_reads(calls), "a load reads nothing else");
-  image = {frame, length_of(rpdo), true};
+  for (const std::size_t position : image.mirrored) {
+    frame.at(position) = best_effort ? frame.at(position) : image.frame.at(position);
+  }
+  image.frame = frame;
+  image.length = length_of(rpdo);
+  image.loaded = true;
   return true;
 }
 
@@ -391,6 +396,9 @@ void ImageModel::follow_mirrors(const OperationConfig& op, const Calls& calls) {
         std::vector<Change> changes;
         store(field.begin, field.width(), calls[number].data, changes);
         apply(field.rpdo, changes);
+        for (const Change& change : changes) {
+          images_[field.rpdo].mirrored.insert(change.position);
+        }
       }
     }
   }

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -43,6 +44,8 @@ class ImageModel {
     std::array<std::uint8_t, 8> frame{};
     std::uint8_t length = 0;
     bool loaded = false;
+    /// The bytes that drive and claw operations have mirrored since it was forgotten.
+    std::set<std::size_t> mirrored;
   };
 
   /// A mapping of an RPDO and the byte of the frame at which it begins.

@@ -407,8 +407,7 @@ TEST_P(FailingCalls, images_are_locked_during_each_only_when_one_is_written) {
   std::vector<std::future<void>> others;
   fresh.backend.during_call = [&](const std::string& call) {
     SCOPED_TRACE(call);
-    others.push_back(
-        std::async(std::launch::async, [&] { fresh.controller.forget_rpdo_shadows(); }));
+    others.push_back(std::async(std::launch::async, [&] { touch_images(fresh.controller); }));
     EXPECT_TRUE(writes_image ? still_waits(others.back()) : is_done(others.back()));
   };
   EXPECT_EQ(fresh.run(), GetParam().success);

@@ -195,7 +195,7 @@ class LockDuringBusCalls : public LockingTest {
   LockDuringBusCalls() {
     controller.forget_rpdo_shadows();
     backend.during_call = [&](const std::string& /*call*/) {
-      images.push_back(std::async(std::launch::async, [&] { controller.forget_rpdo_shadows(); }));
+      images.push_back(std::async(std::launch::async, [&] { touch_images(controller); }));
       modes.push_back(
           std::async(std::launch::async, [&] { return controller.motor_mode("claw"); }));
       during_a_call();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <initializer_list>
 #include <mutex>
@@ -13,6 +14,7 @@
 #include "velmora_can_bridge/board_config.hpp"
 #include "velmora_can_bridge/can_open_backend.hpp"
 #include "velmora_can_bridge/operation.hpp"
+#include "velmora_can_bridge/turn_queue.hpp"
 
 namespace velmora_can_bridge {
 
@@ -35,6 +37,9 @@ namespace velmora_can_bridge {
 /// - Drive and claw operations repeat in every image what they have written to a mapped object, as
 ///   docs/operations.md says with the kind, and "pdo_bit_patch" changes its image also when it
 ///   delivers by SDO. Other SDO writes leave the images alone.
+/// - What drive and claw operations have repeated so since the start, or since
+///   `forget_rpdo_shadows`, stays when the image is loaded for the first write; bytes that they did
+///   not reach come from the node. With `refresh_shadow` all of it comes from the node.
 /// - RPDO number 0 in an operation finds the first RPDO that maps the object and is not numbered 0
 ///   itself. Where an operation searches the board's list, one numbered 0 is found like any other.
 /// - Of several mappings of one name the first counts; each mapping of an object has its own place.
@@ -45,9 +50,10 @@ namespace velmora_can_bridge {
 /// - An exception during a load leaves image, length and synced flag as they were.
 ///
 /// Every public member may be called from any thread, from several at once. Operations that write
-/// through an RPDO run one after another. Operations by SDO do not wait for them, but for two kinds
-/// of them: "pdo_bit_patch" works on the image, and drive and claw operations wait where they
-/// repeat in the images what they have written.
+/// through an RPDO run one after another, in the order in which they came, those inside an
+/// `UrgentScope` before all that wait. Operations by SDO do not wait for them, but for two kinds of
+/// them: "pdo_bit_patch" works on the image, and drive and claw operations wait where they repeat
+/// in the images what they have written.
 class CanOpenNodeController {
  public:
   /// Refers to all three arguments, copies none: they must outlive the controller.
@@ -99,10 +105,12 @@ class CanOpenNodeController {
 
   /// Makes the next operation on each RPDO load its image from the node afresh.
   ///
-  /// To be called when the node has rebooted or was reset: its objects then hold their start
+  /// To be called when the node may have rebooted or was reset: its objects then hold their start
   /// values, and an image from before would bring the old ones back with the next partial write.
-  /// Waits for an RPDO write that is under way, its bus traffic included.
-  void forget_rpdo_shadows();
+  ///
+  /// Returns at once, whoever works on the images; an operation that is under way ends as it would.
+  /// Takes no lock, so any observer and any handler may call it.
+  void forget_rpdo_shadows() noexcept;
 
  private:
   struct RpdoUpdate;
@@ -186,6 +194,10 @@ class CanOpenNodeController {
   OperationResult update_rpdo(const RpdoUpdate& update, const Modify& modify,
                               const Deliver& deliver);
 
+  /// Waits for its turn on the images, locks them, and forgets what `forget_rpdo_shadows` has asked
+  /// for meanwhile.
+  TurnQueue::Turn lock_images();
+
   // The following run with `shadow_mutex_` held and do not take it.
 
   /// Makes the image of the RPDO usable: loads it unless it is synced already. False when the node
@@ -195,9 +207,9 @@ class CanOpenNodeController {
 
   /// Loads image and length of the RPDO from the node, one SDO read per mapped object.
   ///
-  /// With `all_or_nothing` the first refused read ends the load: false, and nothing changes.
-  /// Without, every object is tried, a field that the node refused keeps its bytes, and the answer
-  /// is true. An exception leaves image and length as they were.
+  /// With `all_or_nothing` the first refused read ends the load: false, and nothing changes;
+  /// mirrored bytes stay. Without, every object is tried, a field that the node refused keeps its
+  /// bytes, and the answer is true. An exception leaves image and length as they were.
   bool sync_rpdo_shadow_from_device(std::uint8_t rpdo, const std::string& device,
                                     bool all_or_nothing);
 
@@ -227,12 +239,20 @@ class CanOpenNodeController {
   std::unordered_map<std::uint8_t, std::array<std::uint8_t, 8>> rpdo_shadow_;
   std::unordered_map<std::uint8_t, std::uint8_t> rpdo_shadow_len_;
   std::unordered_map<std::uint8_t, bool> rpdo_shadow_synced_;
+  // Which bytes of each image were mirrored since it was last forgotten: bit n stands for byte n.
+  std::unordered_map<std::uint8_t, std::uint8_t> rpdo_shadow_mirrored_;
+  // Calls of forget_rpdo_shadows so far, and how many of them the images have followed.
+  std::atomic<std::uint32_t> forgets_asked_{0};
+  std::uint32_t forgets_followed_ = 0;
   // The mode of operation last set, by device name.
   std::unordered_map<std::string, std::uint8_t> motor_modes_;
-  // Guards the three shadow maps. Held across the load, the change and the delivery of an image, so
-  // that two writes of one RPDO cannot interleave and what is sent is what was just assembled. SDO
-  // transfers that belong to no RPDO write never wait for it, unless they follow a mirror.
+  // Guards the shadow maps and forgets_followed_. Held across the load, the change and the delivery
+  // of an image, so that two writes of one RPDO cannot interleave and what is sent is what was just
+  // assembled. SDO transfers that belong to no RPDO write never wait for it, unless they follow a
+  // mirror.
   std::mutex shadow_mutex_;
+  // Gives the turns on shadow_mutex_, which is locked in lock_images alone.
+  TurnQueue image_turns_{shadow_mutex_};
   // Guards motor_modes_. Held for one access to the map, never across a bus call and never together
   // with shadow_mutex_.
   mutable std::mutex motor_modes_mutex_;

@@ -1,5 +1,6 @@
 #include "ci402/drive_steps.hpp"
 #include "dispatch/results.hpp"
+#include "velmora_can_bridge/urgent_scope.hpp"
 
 namespace velmora_can_bridge {
 
@@ -10,6 +11,7 @@ OperationResult CanOpenNodeController::exec_ci402_disable(
   if (drive == nullptr) {
     return failure(device_not_found(device));
   }
+  const UrgentScope goes_first;
   return run_drive_steps(
       device,
       {DriveStep::controlword(*drive, Ci402Controlword::shutdown,

@@ -29,6 +29,21 @@ void overwrite_whole(Image& image, FieldPlace place, const std::vector<std::uint
   overwrite(image, place, bytes);
 }
 
+/// A mark for each frame byte that `overwrite` changes: bit n stands for byte n.
+std::uint8_t reached_bytes(FieldPlace place, const std::vector<std::uint8_t>& bytes) {
+  const std::size_t reached = std::min(bytes.size(), place.length);
+  return static_cast<std::uint8_t>(((1U << reached) - 1U) << place.offset);
+}
+
+/// Gives `image` the bytes of `from` that `marks` selects.
+void copy_marked(Image& image, const Image& from, std::uint8_t marks) {
+  for (std::size_t position = 0; position < image.size(); ++position) {
+    if ((marks >> position & 1U) != 0) {
+      image[position] = from[position];
+    }
+  }
+}
+
 }  // namespace
 
 std::uint8_t CanOpenNodeController::find_rpdo_for_od(std::uint16_t index) const {
@@ -39,11 +54,21 @@ std::uint8_t CanOpenNodeController::resolve_rpdo(const OperationConfig& op) cons
   return op.pdo_number != 0 ? op.pdo_number : find_rpdo_for_od(op.index);
 }
 
-void CanOpenNodeController::forget_rpdo_shadows() {
-  const std::lock_guard<std::mutex> lock(shadow_mutex_);
-  for (auto& [rpdo, synced] : rpdo_shadow_synced_) {
-    synced = false;
+void CanOpenNodeController::forget_rpdo_shadows() noexcept {
+  forgets_asked_.fetch_add(1, std::memory_order_release);
+}
+
+TurnQueue::Turn CanOpenNodeController::lock_images() {
+  TurnQueue::Turn turn = image_turns_.take();
+  const std::uint32_t asked = forgets_asked_.load(std::memory_order_acquire);
+  if (asked != forgets_followed_) {
+    forgets_followed_ = asked;
+    for (auto& [rpdo, synced] : rpdo_shadow_synced_) {
+      synced = false;
+    }
+    rpdo_shadow_mirrored_.clear();
   }
+  return turn;
 }
 
 bool CanOpenNodeController::ensure_rpdo_shadow_synced(std::uint8_t rpdo,
@@ -86,6 +111,9 @@ bool CanOpenNodeController::sync_rpdo_shadow_from_device(std::uint8_t rpdo,
       return false;
     }
   }
+  if (all_or_nothing) {
+    copy_marked(image, shadow, rpdo_shadow_mirrored_[rpdo]);
+  }
   shadow = image;
   length = mapped_length(*board_, rpdo);
   return true;
@@ -108,7 +136,7 @@ OperationResult CanOpenNodeController::deliver_rpdo_shadow(std::uint8_t rpdo,
 
 void CanOpenNodeController::write_od_to_shadow(std::uint16_t index,
                                                const std::vector<std::uint8_t>& bytes) {
-  const std::lock_guard<std::mutex> lock(shadow_mutex_);
+  const TurnQueue::Turn turn = lock_images();
   for (const PdoConfig& pdo : board_->pdos) {
     if (pdo.direction != rpdo_direction) {
       continue;
@@ -116,6 +144,7 @@ void CanOpenNodeController::write_od_to_shadow(std::uint16_t index,
     for_each_field(pdo, [&](const PdoMapping& mapping, FieldPlace place) {
       if (mapping.index == index && mapping.sub_index == 0) {
         overwrite(entry_of(rpdo_shadow_, pdo.number), place, bytes);
+        rpdo_shadow_mirrored_[pdo.number] |= reached_bytes(place, bytes);
       }
       return true;
     });

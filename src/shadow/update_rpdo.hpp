@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <utility>
 
@@ -23,7 +22,7 @@ struct CanOpenNodeController::RpdoUpdate {
 template <typename Modify, typename Deliver>
 OperationResult CanOpenNodeController::update_rpdo(const RpdoUpdate& update, const Modify& modify,
                                                    const Deliver& deliver) {
-  const std::lock_guard<std::mutex> lock(shadow_mutex_);
+  const TurnQueue::Turn turn = lock_images();
   if (update.refresh) {
     sync_rpdo_shadow_from_device(update.rpdo, update.device, false);
     rpdo_shadow_synced_[update.rpdo] = true;

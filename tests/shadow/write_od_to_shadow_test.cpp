@@ -157,16 +157,90 @@ TEST_F(WriteOdToShadow, loaded_image_stays_loaded) {
   EXPECT_EQ(next_send(), Calls{"rpdo 5 1 len 8: 11 12 13 06 15 16 17 18"});
 }
 
-TEST_F(WriteOdToShadow, image_that_is_not_loaded_is_loaded_by_the_next_operation) {
+TEST_F(WriteOdToShadow, mirrored_bytes_survive_the_first_load_which_reads_every_object) {
   mirror_controlword();
-  EXPECT_EQ(next_send(), loaded_then({sent(start)}));
+  EXPECT_EQ(next_send(), loaded_then({"rpdo 5 1 len 8: 11 12 13 06 15 16 17 18"}));
 }
 
-TEST_F(WriteOdToShadow, forgotten_image_is_loaded_by_the_next_operation) {
+TEST_F(WriteOdToShadow, bytes_of_the_field_that_the_mirror_did_not_reach_come_from_the_first_load) {
+  backend.objects[{controlword, 0}] = {0x51, 0x52, 0x53, 0x54};
+  board.pdos = {{1, "RPDO", 0, {{0x2000, 2, 8, "byte"}, {controlword, 0, 32, ""}}}};
+  mirror_controlword();
+  EXPECT_EQ(last(next_send()), "rpdo 5 1 len 5: 13 06 00 53 54 00 00 00");
+}
+
+TEST_F(WriteOdToShadow, bytes_mirrored_since_the_images_were_forgotten_survive_the_load) {
   next_send();
   controller.forget_rpdo_shadows();
   mirror_controlword();
+  EXPECT_EQ(next_send(), loaded_then({"rpdo 5 1 len 8: 11 12 13 06 15 16 17 18"}));
+}
+
+TEST_F(WriteOdToShadow, bytes_mirrored_before_the_images_were_forgotten_do_not_survive_the_load) {
+  mirror_controlword();
+  controller.forget_rpdo_shadows();
   EXPECT_EQ(next_send(), loaded_then({sent(start)}));
+}
+
+TEST_F(WriteOdToShadow, every_place_of_the_object_survives_the_load_of_its_rpdo) {
+  board.pdos = {{1, "RPDO", 0, {{controlword, 0, 8, "a"}, {0x2000, 2, 8, "byte"}}},
+                {2, "RPDO", 0, {{0x2000, 2, 8, "byte"}, {controlword, 0, 8, "a"}}},
+                {1, "RPDO", 0, {{0x2000, 1, 16, "word"}, {controlword, 0, 8, "a"}}}};
+  mirror_controlword();
+  EXPECT_EQ(last(next_send(1)), "rpdo 5 1 len 3: 06 12 06 00 00 00 00 00");
+  EXPECT_EQ(last(next_send(2)), "rpdo 5 2 len 2: 13 06 00 00 00 00 00 00");
+}
+
+TEST_F(WriteOdToShadow, load_that_is_refused_leaves_the_mirrored_bytes_marked) {
+  mirror_controlword();
+  backend.serve(3);
+  backend.refuse();
+  OperationConfig write;
+  write.kind = "pdo_write";
+  write.pdo_number = 1;
+  write.field = "word";
+  EXPECT_EQ(controller.execute_configured_operation(write, "io", {1, 2}),
+            failed("RPDO shadow sync failed for io"));
+  EXPECT_EQ(next_send(), loaded_then({"rpdo 5 1 len 8: 11 12 13 06 15 16 17 18"}));
+}
+
+TEST_F(WriteOdToShadow, load_that_throws_leaves_the_mirrored_bytes_marked) {
+  mirror_controlword();
+  backend.serve(3);
+  backend.raise_exception();
+  OperationConfig write;
+  write.kind = "pdo_write";
+  write.pdo_number = 1;
+  write.field = "word";
+  EXPECT_THROW(controller.execute_configured_operation(write, "io", {1, 2}), BusException);
+  EXPECT_EQ(next_send(), loaded_then({"rpdo 5 1 len 8: 11 12 13 06 15 16 17 18"}));
+}
+
+TEST_F(WriteOdToShadow, refresh_as_the_first_load_takes_what_the_node_holds) {
+  mirror_controlword();
+  OperationConfig refreshing;
+  refreshing.kind = "pdo_patch";
+  refreshing.pdo_number = 1;
+  refreshing.fields = {"word"};
+  refreshing.refresh_shadow = 1;
+  controller.execute_configured_operation(refreshing, "", {});
+  EXPECT_EQ(last(backend.calls), sent(start));
+}
+
+TEST_F(WriteOdToShadow, after_enable_and_quick_stop_a_fresh_image_carries_enable_operation) {
+  backend.objects[{controlword, 0}] = {0x02, 0x00};  // what the quick stop has left in the drive
+  board.pdos = {{1, "RPDO", 0, {{controlword, 0, 16, "controlword"}, {0x2000, 2, 8, "byte"}}}};
+  for (const char* kind : {"ci402_enable", "ci402_quick_stop"}) {
+    OperationConfig drive;
+    drive.kind = kind;
+    EXPECT_TRUE(controller.execute_configured_operation(drive, "wheel", {}).ok);
+  }
+  OperationConfig neighbour;
+  neighbour.kind = "pdo_write";
+  neighbour.pdo_number = 1;
+  neighbour.field = "byte";
+  EXPECT_EQ(controller.execute_configured_operation(neighbour, "", {0xA1}), ok("OK"));
+  EXPECT_EQ(last(backend.calls), "rpdo 5 1 len 3: 0F 00 A1 00 00 00 00 00");
 }
 
 TEST_F(WriteOdToShadow, image_that_is_not_loaded_keeps_the_bytes_until_a_load_succeeds) {

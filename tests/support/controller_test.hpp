@@ -27,6 +27,15 @@ inline OperationResult ok(std::string message, Bytes data = {}) {
 
 inline OperationResult failed(std::string message) { return {false, {}, std::move(message)}; }
 
+/// Locks the images for a moment, in turn as an RPDO write does. Makes no bus call, as the board
+/// has no such RPDO.
+inline void touch_images(CanOpenNodeController& controller) {
+  OperationConfig op;
+  op.kind = "pdo_write";
+  op.pdo_number = 251;
+  controller.execute_configured_operation(op, "nobody", {});
+}
+
 /// Node 5 with an empty board. Tests fill `op` and `board`, script `backend`, call `run`.
 class ControllerTest : public testing::Test {
  protected:
