@@ -10,21 +10,48 @@
 #include "dispatch/hex_u16.hpp"
 #include "dispatch/lookups.hpp"
 #include "longest_wait.hpp"
+#include "velmora_can_bridge/urgent_scope.hpp"
 
 namespace velmora_can_bridge {
 namespace {
 
+using std::chrono::milliseconds;
+using std::chrono::nanoseconds;
+using Time = std::chrono::steady_clock::time_point;
+
 constexpr std::size_t pdo_numbers = std::numeric_limits<std::uint8_t>::max() + 1;
+// From as many time-outs in a row on a node counts as silent: one may be a frame that got lost.
+constexpr unsigned silent_after = 2;
+// How long a wait for the end of a quarantine does not notice a stop.
+constexpr milliseconds longest_nap{10};
 
 }  // namespace
 
 struct CanBusBackend::Node {
   // Held for one SDO transfer: a node's transfers run one after another.
   std::mutex transfer_mutex;
+  // Gives the turns on transfer_mutex.
+  TurnQueue turns{transfer_mutex};
   // Opened by the first transfer.
   std::unique_ptr<SdoClient> client;
+  // Receives nothing, so that a wait on it does nothing but wait by the time of the channel. Opened
+  // by the first wait for the end of a quarantine.
+  std::unique_ptr<CanEndpoint> nap;
+  // What transfers that do not have the turn know of a silent node: until when nothing is read from
+  // it, long ago when it is not silent; time-outs in a row; and how often it was found silent.
+  std::atomic<Time> silent_until{Time::min()};
+  std::atomic<unsigned> timeouts_in_row{0};
+  std::atomic<unsigned> silences{0};
   // COB-ID of each RPDO by its number, 0 for none. Only read while operations run.
   std::array<std::uint16_t, pdo_numbers> rpdo_cob_ids{};
+};
+
+struct CanBusBackend::Request {
+  std::uint8_t node_id;
+  std::uint16_t index;
+  std::uint8_t sub_index;
+  bool is_read;
+  bool is_urgent = UrgentScope::is_active();
 };
 
 CanBusBackend::CanBusBackend(CanChannel& channel, SdoTimes times, BusObserver observer)
@@ -59,13 +86,13 @@ void CanBusBackend::set_cob_ids(std::uint8_t node_id, const BoardConfig& board) 
 
 bool CanBusBackend::sdo_read(std::uint8_t node_id, std::uint16_t index, std::uint8_t sub_index,
                              std::vector<std::uint8_t>& data) {
-  return transfer(node_id,
+  return transfer({node_id, index, sub_index, true},
                   [&](SdoClient& client) { return client.upload(index, sub_index, data); });
 }
 
 bool CanBusBackend::sdo_write(std::uint8_t node_id, std::uint16_t index, std::uint8_t sub_index,
                               const std::vector<std::uint8_t>& data) {
-  return transfer(node_id,
+  return transfer({node_id, index, sub_index, false},
                   [&](SdoClient& client) { return client.download(index, sub_index, data); });
 }
 
@@ -86,8 +113,22 @@ bool CanBusBackend::send_rpdo(std::uint8_t node_id, std::uint8_t rpdo,
   }
   std::copy_n(data.begin(), length, frame.data.begin());
   const CanStatus status = rpdo_endpoint_->send(frame, bounded(times_.send_patience));
-  return status == CanStatus::ok ||
-         report(node_id, BusErrorKind::bus_fault, rpdo_endpoint_->explain(status));
+  if (status == CanStatus::ok) {
+    return true;
+  }
+  BusError error;
+  error.kind = BusErrorKind::bus_fault;
+  error.node_id = node_id;
+  error.status = status;
+  error.text = rpdo_endpoint_->explain(status);
+  return report(error);
+}
+
+void CanBusBackend::stop() {
+  stopped_ = true;
+  for (std::uint8_t node_id = 1; node_id <= highest_node_id; ++node_id) {
+    nodes_.at(node_id)->turns.look_again();
+  }
 }
 
 std::optional<BusError> CanBusBackend::last_error(std::uint8_t node_id) const {
@@ -95,25 +136,111 @@ std::optional<BusError> CanBusBackend::last_error(std::uint8_t node_id) const {
   return last_errors_.at(is_node_id(node_id) ? node_id : 0);
 }
 
-/// Runs one SDO transfer with the node.
+/// Runs one SDO transfer with the node when it is its turn.
 template <typename Transfer>
-bool CanBusBackend::transfer(std::uint8_t node_id, const Transfer& transfer) {
-  if (!is_node_id(node_id)) {
-    return report_node_id(node_id);
+bool CanBusBackend::transfer(const Request& request, const Transfer& transfer) {
+  if (!is_node_id(request.node_id)) {
+    return report_node_id(request.node_id);
   }
-  Node& node = *nodes_.at(node_id);
-  const std::lock_guard<std::mutex> lock(node.transfer_mutex);
+  Node& node = *nodes_.at(request.node_id);
+  const unsigned silences = node.silences;
+  if (const std::optional<BusError> error = hindrance(request, node)) {
+    return report(*error);
+  }
+  TurnQueue::Turn turn = node.turns.take_unless([&] {
+    const bool fell_silent = request.is_read && node.silences != silences;
+    return !request.is_urgent && (stopped_ || fell_silent);
+  });
+  if (!turn) {
+    return report(hindrance(request, node).value_or(silence(request, node)));
+  }
   if (!node.client) {
-    node.client = open_client(node_id);
+    node.client = open_client(request.node_id);
+  }
+  while (!request.is_urgent && is_ahead(node.client->quarantine_end())) {
+    if (const std::optional<BusError> error = hindrance(request, node)) {
+      return report(*error);
+    }
+    wait_out_quarantine(node, turn);
   }
   const SdoClient::Failure failure = transfer(*node.client);
+  follow_silence(node);
   return !failure || report(*failure);
+}
+
+/// Why the transfer is not tried now; no value when it is.
+std::optional<BusError> CanBusBackend::hindrance(const Request& request, const Node& node) const {
+  if (request.is_urgent) {
+    return {};
+  }
+  if (stopped_) {
+    BusError error;
+    error.kind = BusErrorKind::stopped;
+    error.node_id = request.node_id;
+    error.index = request.index;
+    error.sub_index = request.sub_index;
+    error.text = "stopped";
+    return error;
+  }
+  if (request.is_read && is_ahead(node.silent_until.load(std::memory_order_relaxed))) {
+    return silence(request, node);
+  }
+  return {};
+}
+
+bool CanBusBackend::is_ahead(std::chrono::steady_clock::time_point time) const {
+  // Long ago, mostly: that is not worth a look at the clock.
+  return time != Time::min() && time > rpdo_endpoint_->now();
+}
+
+BusError CanBusBackend::silence(const Request& request, const Node& node) const {
+  const auto left =
+      std::chrono::ceil<milliseconds>(node.silent_until.load() - rpdo_endpoint_->now());
+  BusError error;
+  error.kind = BusErrorKind::no_answer;
+  error.node_id = request.node_id;
+  error.index = request.index;
+  error.sub_index = request.sub_index;
+  error.text = "no answer within " + std::to_string(times_.frame_timeout.count()) + " ms, " +
+               std::to_string(node.timeouts_in_row) +
+               " times in a row; the node is asked again in " +
+               std::to_string(std::max(left, milliseconds(0)).count()) + " ms";
+  return error;
+}
+
+/// Lets those that wait know what a transfer has shown of the node.
+void CanBusBackend::follow_silence(Node& node) {
+  const unsigned timeouts = node.client->timeouts_in_row();
+  const Time until = timeouts < silent_after ? Time::min() : node.client->quarantine_end();
+  if (timeouts == node.timeouts_in_row && until == node.silent_until.load()) {
+    return;
+  }
+  node.timeouts_in_row = timeouts;
+  node.silent_until = until;
+  if (until != Time::min()) {
+    ++node.silences;
+    node.turns.look_again();
+  }
+}
+
+/// Waits for the end of the quarantine as one that waits for its turn: urgent transfers go before.
+void CanBusBackend::wait_out_quarantine(Node& node, TurnQueue::Turn& turn) {
+  if (!node.nap) {
+    node.nap = channel_->open({});
+  }
+  const Time end = node.client->quarantine_end();
+  node.turns.step_aside(turn, [&] {
+    CanFrame none;
+    for (Time now = node.nap->now(); now < end && !stopped_; now = node.nap->now()) {
+      node.nap->receive(none, std::min<nanoseconds>(end - now, longest_nap));
+    }
+  });
 }
 
 std::unique_ptr<SdoClient> CanBusBackend::open_client(std::uint8_t node_id) {
   return std::make_unique<SdoClient>(
       *channel_, node_id, times_,
-      [this](CanStatus status, const std::string& text) { note_state(status, text); });
+      [this](CanStatus status, const std::string& text) { note_state(status, text); }, &stopped_);
 }
 
 /// A state of the bus that showed during a transfer and did not end it.
@@ -122,6 +249,7 @@ void CanBusBackend::note_state(CanStatus status, const std::string& text) {
     BusError warning;
     warning.kind =
         status == CanStatus::error_passive ? BusErrorKind::bus_warning : BusErrorKind::bus_fault;
+    warning.status = status;
     warning.text = text;
     observer_(warning);
   }

@@ -8,6 +8,7 @@
 #include "longest_wait.hpp"
 #include "velmora_can_bridge/bus/cob_id.hpp"
 #include "velmora_can_bridge/bus/sdo_frames.hpp"
+#include "velmora_can_bridge/urgent_scope.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -59,16 +60,17 @@ std::string byte_count(std::size_t count) {
 }  // namespace
 
 SdoClient::SdoClient(CanChannel& channel, std::uint8_t node_id, SdoTimes times,
-                     StatusObserver observer)
+                     StatusObserver observer, const std::atomic<bool>* stopped)
     : node_id_(node_id),
       times_(bounded_times(times)),
       observer_(observer ? std::move(observer)
                          : [](CanStatus /*status*/, const std::string& /*text*/) {}),
-      endpoint_(channel.open({{own_cob_id(sdo_answer_cob_id, node_id)}})) {}
+      endpoint_(channel.open({{own_cob_id(sdo_answer_cob_id, node_id)}})),
+      stopped_(stopped) {}
 
 SdoClient::Failure SdoClient::upload(std::uint16_t index, std::uint8_t sub_index,
                                      std::vector<std::uint8_t>& data) {
-  Transfer transfer = begin(index, sub_index);
+  Transfer transfer = begin(Direction::upload, index, sub_index);
   CanFrame answer;
   if (Failure failure = initiate(transfer, sdo_upload_request, 0, sdo_upload_answer, answer)) {
     return failure;
@@ -111,7 +113,7 @@ SdoClient::Failure SdoClient::upload_segments(Transfer& transfer, const CanFrame
 
 SdoClient::Failure SdoClient::download(std::uint16_t index, std::uint8_t sub_index,
                                        const std::vector<std::uint8_t>& data) {
-  Transfer transfer = begin(index, sub_index);
+  Transfer transfer = begin(Direction::download, index, sub_index);
   const bool expedited = !data.empty() && data.size() <= sdo_expedited_bytes;
   return expedited ? download_expedited(transfer, data) : download_segments(transfer, data);
 }
@@ -148,26 +150,53 @@ SdoClient::Failure SdoClient::download_segments(Transfer& transfer,
   return {};
 }
 
-SdoClient::Transfer SdoClient::begin(std::uint16_t index, std::uint8_t sub_index) {
-  drop_late_answers();
-  return {index, sub_index};
+SdoClient::Time SdoClient::quarantine_end() const {
+  Time end = Time::min();
+  for (const GivenUp& given_up : given_up_) {
+    end = std::max(end, given_up.until);
+  }
+  return end;
+}
+
+SdoClient::Transfer SdoClient::begin(Direction direction, std::uint16_t index,
+                                     std::uint8_t sub_index) {
+  drop_late_answers(!UrgentScope::is_active());
+  Transfer transfer;
+  transfer.direction = direction;
+  transfer.index = index;
+  transfer.sub_index = sub_index;
+  transfer.in_quarantine = !given_up_.empty();
+  return transfer;
 }
 
 /// Nothing that came before the request can be its answer: late answers to a transfer that was
 /// given up, and frames that came twice.
-void SdoClient::drop_late_answers() {
+void SdoClient::drop_late_answers(bool waits) {
+  const Time end = waits ? quarantine_end() : Time::min();
   CanFrame late;
   for (int dropped = 0; dropped < stale_frame_limit; ++dropped) {
-    const nanoseconds left = in_quarantine_ ? quarantine_end_ - endpoint_->now() : nanoseconds(0);
+    const nanoseconds left = end == Time::min() ? nanoseconds(0) : end - endpoint_->now();
     const CanStatus status = endpoint_->receive(late, std::max(left, nanoseconds(0)));
     if (status == CanStatus::timed_out) {
       break;
     }
-    if (status != CanStatus::ok) {
+    if (status == CanStatus::ok) {
+      timeouts_in_row_ = 0;
+    } else {
       observer_(status, endpoint_->explain(status));
     }
   }
-  in_quarantine_ = false;
+  forget_given_up();
+}
+
+void SdoClient::forget_given_up() {
+  if (given_up_.empty()) {
+    return;
+  }
+  const Time now = endpoint_->now();
+  given_up_.erase(std::remove_if(given_up_.begin(), given_up_.end(),
+                                 [&](const GivenUp& given_up) { return given_up.until <= now; }),
+                  given_up_.end());
 }
 
 /// The first request of a transfer, with four bytes of value or size, and its answer.
@@ -177,7 +206,7 @@ SdoClient::Failure SdoClient::initiate(Transfer& transfer, std::uint8_t command,
   CanFrame request = sdo_frame(own_cob_id(sdo_request_cob_id, node_id_), command, transfer.index,
                                transfer.sub_index);
   set_sdo_number(request, number);
-  if (Failure failure = exchange(transfer, request, answer)) {
+  if (Failure failure = exchange(transfer, request, expected, answer)) {
     return failure;
   }
   if (sdo_command(answer) != expected) {
@@ -189,8 +218,11 @@ SdoClient::Failure SdoClient::initiate(Transfer& transfer, std::uint8_t command,
 /// A further request of a transfer and its answer.
 SdoClient::Failure SdoClient::segment(Transfer& transfer, const CanFrame& request,
                                       std::uint8_t expected, CanFrame& answer) {
+  if (stopped_ != nullptr && stopped_->load() && !UrgentScope::is_active()) {
+    return give_up(transfer, SdoAbort::general_error, BusErrorKind::stopped, "stopped");
+  }
   transfer.in_segments = true;
-  if (Failure failure = exchange(transfer, request, answer)) {
+  if (Failure failure = exchange(transfer, request, expected, answer)) {
     return failure;
   }
   if (sdo_command(answer) != expected) {
@@ -204,12 +236,13 @@ SdoClient::Failure SdoClient::segment(Transfer& transfer, const CanFrame& reques
 
 /// Sends a request and waits for its answer, which is no abort and has the length of an answer.
 SdoClient::Failure SdoClient::exchange(Transfer& transfer, const CanFrame& request,
-                                       CanFrame& answer) {
+                                       std::uint8_t expected, CanFrame& answer) {
   const CanStatus sent = endpoint_->send(request, times_.send_patience);
   if (sent != CanStatus::ok) {
     return not_sent(transfer, sent);
   }
-  if (Failure failure = await(transfer, answer)) {
+  if (Failure failure = transfer.in_quarantine ? await_in_quarantine(transfer, expected, answer)
+                                               : await(transfer, answer)) {
     return failure;
   }
   if (answer.length != sdo_frame_length) {
@@ -226,12 +259,39 @@ SdoClient::Failure SdoClient::await(Transfer& transfer, CanFrame& answer) {
   // An answer that came at once, and mostly is all, is not worth a look at the clock.
   if (!transfer.in_segments && endpoint_->has_frame() &&
       endpoint_->receive(answer, nanoseconds(0)) == CanStatus::ok) {
+    timeouts_in_row_ = 0;
     return {};
   }
-  const auto now = endpoint_->now();
+  const Time now = endpoint_->now();
+  return receive_until(transfer, now, answer_end(transfer, now), answer);
+}
+
+/// As `await`, but passes over what belongs to another transfer.
+SdoClient::Failure SdoClient::await_in_quarantine(Transfer& transfer, std::uint8_t expected,
+                                                  CanFrame& answer) {
+  Time now = endpoint_->now();
+  const Time end = answer_end(transfer, now);
+  do {
+    if (Failure failure = receive_until(transfer, now, end, answer)) {
+      return failure;
+    }
+    if (can_be_answer(transfer, expected, answer)) {
+      return can_be_late(transfer, answer) ? uncertain(transfer, answer) : Failure();
+    }
+    now = endpoint_->now();
+  } while (now < end);
+  return no_answer(transfer, end);
+}
+
+/// Until when the next answer is waited for.
+SdoClient::Time SdoClient::answer_end(Transfer& transfer, Time now) const {
   // Counted from the first request, or when that was answered at once, from the next.
   transfer.deadline = std::min(transfer.deadline, now + times_.transfer_timeout);
-  const auto end = std::min(now + times_.frame_timeout, transfer.deadline);
+  return std::min(now + times_.frame_timeout, transfer.deadline);
+}
+
+SdoClient::Failure SdoClient::receive_until(Transfer& transfer, Time now, Time end,
+                                            CanFrame& answer) {
   if (now > transfer.deadline) {
     // However many answers are there already: a node that never ends a transfer must not hold it.
     return no_answer(transfer, end);
@@ -243,6 +303,7 @@ SdoClient::Failure SdoClient::await(Transfer& transfer, CanFrame& answer) {
         endpoint_->receive(answer, std::max<nanoseconds>(end - endpoint_->now(), nanoseconds(0)));
   }
   if (status == CanStatus::ok) {
+    timeouts_in_row_ = 0;
     return {};
   }
   return status == CanStatus::timed_out ? no_answer(transfer, end) : lost_bus(transfer, status);
@@ -250,6 +311,31 @@ SdoClient::Failure SdoClient::await(Transfer& transfer, CanFrame& answer) {
 
 bool SdoClient::is_for(const Transfer& transfer, const CanFrame& answer) {
   return sdo_index(answer) == transfer.index && sdo_sub_index(answer) == transfer.sub_index;
+}
+
+/// Whether a frame that came in a quarantine can answer the request at all. Answers to segments
+/// name no object.
+bool SdoClient::can_be_answer(const Transfer& transfer, std::uint8_t expected,
+                              const CanFrame& answer) {
+  if (answer.length != sdo_frame_length) {
+    return false;
+  }
+  const bool is_abort = sdo_command(answer) == sdo_abort_command;
+  const bool names_object = is_abort || !transfer.in_segments;
+  return (is_abort || sdo_command(answer) == expected) &&
+         (!names_object || is_for(transfer, answer));
+}
+
+/// Whether such a frame can as well be the late answer to a transfer that was given up.
+bool SdoClient::can_be_late(const Transfer& transfer, const CanFrame& answer) const {
+  if (sdo_command(answer) == sdo_abort_command) {
+    return true;
+  }
+  return std::any_of(given_up_.begin(), given_up_.end(), [&](const GivenUp& given_up) {
+    const Transfer& other = given_up.transfer;
+    const bool matches = transfer.in_segments ? other.in_segments : is_for(other, answer);
+    return matches && other.direction == transfer.direction;
+  });
 }
 
 BusError SdoClient::refused(const Transfer& transfer, const CanFrame& answer) const {
@@ -273,6 +359,20 @@ BusError SdoClient::wrong_object(const Transfer& transfer, const CanFrame& answe
                     what + ", for object " + object_text(sdo_index(answer), sdo_sub_index(answer)));
 }
 
+BusError SdoClient::uncertain(const Transfer& transfer, const CanFrame& answer) {
+  const std::string what =
+      sdo_command(answer) == sdo_abort_command ? sdo_abort_line(sdo_number(answer)) : "answered";
+  BusError error = this->error(transfer, BusErrorKind::bad_answer,
+                               what + ", perhaps to the request before that timed out");
+  error.outcome_unknown = true;
+  if (!transfer.completes_download) {
+    error.abort_code = static_cast<std::uint32_t>(SdoAbort::general_error);
+    send_abort(transfer, SdoAbort::general_error);
+  }
+  start_quarantine(transfer);
+  return error;
+}
+
 BusError SdoClient::bad_answer(const Transfer& transfer, SdoAbort abort,
                                const std::string& reason) {
   return give_up(transfer, abort, BusErrorKind::bad_answer, reason);
@@ -282,6 +382,7 @@ BusError SdoClient::no_answer(const Transfer& transfer, Time end) {
   if (endpoint_->state() == CanStatus::bus_off) {
     return lost_bus(transfer, CanStatus::bus_off);
   }
+  ++timeouts_in_row_;
   const bool whole = end == transfer.deadline;
   const auto waited = whole ? times_.transfer_timeout : times_.frame_timeout;
   return give_up(
@@ -290,14 +391,18 @@ BusError SdoClient::no_answer(const Transfer& transfer, Time end) {
 }
 
 BusError SdoClient::lost_bus(const Transfer& transfer, CanStatus status) {
-  start_quarantine();
-  return error(transfer, BusErrorKind::bus_fault, endpoint_->explain(status));
+  start_quarantine(transfer);
+  BusError error = this->error(transfer, BusErrorKind::bus_fault, endpoint_->explain(status));
+  error.status = status;
+  return error;
 }
 
 BusError SdoClient::not_sent(const Transfer& transfer, CanStatus status) const {
   Transfer unsent = transfer;
   unsent.completes_download = false;
-  return error(unsent, BusErrorKind::bus_fault, endpoint_->explain(status));
+  BusError error = this->error(unsent, BusErrorKind::bus_fault, endpoint_->explain(status));
+  error.status = status;
+  return error;
 }
 
 /// Tells the node that the transfer is over, and distrusts what comes from it for a while.
@@ -305,18 +410,31 @@ BusError SdoClient::give_up(const Transfer& transfer, SdoAbort abort, BusErrorKi
                             const std::string& reason) {
   BusError error = this->error(transfer, kind, reason);
   error.abort_code = static_cast<std::uint32_t>(abort);
-  CanFrame frame = sdo_frame(own_cob_id(sdo_request_cob_id, node_id_), sdo_abort_command,
-                             transfer.index, transfer.sub_index);
-  set_sdo_number(frame, error.abort_code);
-  // The transfer has failed anyway; a node that misses the abort drops it with the next request.
-  static_cast<void>(endpoint_->send(frame, nanoseconds(0)));
-  start_quarantine();
+  send_abort(transfer, abort);
+  start_quarantine(transfer);
   return error;
 }
 
-void SdoClient::start_quarantine() {
-  in_quarantine_ = true;
-  quarantine_end_ = endpoint_->now() + times_.quarantine;
+void SdoClient::send_abort(const Transfer& transfer, SdoAbort abort) {
+  CanFrame frame = sdo_frame(own_cob_id(sdo_request_cob_id, node_id_), sdo_abort_command,
+                             transfer.index, transfer.sub_index);
+  set_sdo_number(frame, static_cast<std::uint32_t>(abort));
+  // The transfer has failed anyway; a node that misses the abort drops it with the next request.
+  static_cast<void>(endpoint_->send(frame, nanoseconds(0)));
+}
+
+void SdoClient::start_quarantine(const Transfer& transfer) {
+  const auto same = std::find_if(given_up_.begin(), given_up_.end(), [&](const GivenUp& given_up) {
+    const Transfer& other = given_up.transfer;
+    return other.direction == transfer.direction && other.index == transfer.index &&
+           other.sub_index == transfer.sub_index && other.in_segments == transfer.in_segments;
+  });
+  const Time until = endpoint_->now() + times_.quarantine;
+  if (same != given_up_.end()) {
+    same->until = until;
+  } else {
+    given_up_.push_back({transfer, until});
+  }
 }
 
 BusError SdoClient::error(const Transfer& transfer, BusErrorKind kind, std::string reason) const {

@@ -5,6 +5,8 @@
 #include <functional>
 #include <string>
 
+#include "velmora_can_bridge/bus/can_channel.hpp"
+
 namespace velmora_can_bridge {
 
 enum class BusErrorKind : std::uint8_t {
@@ -20,6 +22,9 @@ enum class BusErrorKind : std::uint8_t {
   bus_warning,
   /// What was asked for cannot be put on a bus: a node id out of range, an RPDO without a COB-ID.
   not_configured,
+  /// The backend was told to stop (`CanBusBackend::stop`) before the transfer began, or between two
+  /// of its segments.
+  stopped,
 };
 
 /// One failure with everything that is known of it.
@@ -34,8 +39,11 @@ struct BusError {
   /// `bad_answer`, else 0.
   std::uint32_t abort_code = 0;
   /// A download was complete on its way when it failed: whether the node has carried it out is not
-  /// known. Never set with `refused`.
+  /// known. Also set where an answer may be that to an earlier request (`UrgentScope`). Never set
+  /// with `refused`.
   bool outcome_unknown = false;
+  /// What the interface told, of `bus_fault` and `bus_warning`; else `ok`.
+  CanStatus status = CanStatus::ok;
   /// The reason for people, on one line: abort code and its words, the time that was waited, or the
   /// command that brings the interface up.
   std::string text;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -16,14 +17,21 @@
 #include "velmora_can_bridge/bus/cob_id.hpp"
 #include "velmora_can_bridge/bus/sdo_client.hpp"
 #include "velmora_can_bridge/can_open_backend.hpp"
+#include "velmora_can_bridge/turn_queue.hpp"
 
 namespace velmora_can_bridge {
 
 /// SDO transfers and RPDO frames over a channel.
 ///
 /// Safe to use from any number of threads. Transfers with different nodes run side by side, those
-/// with one node one after another. An RPDO waits for no SDO transfer. The calling thread itself
-/// waits for its answer: the backend has no thread.
+/// with one node one after another in the order in which they came. Inside an `UrgentScope` a
+/// transfer goes after the one under way and before all that wait, and does not wait a quarantine
+/// out. An RPDO waits for no SDO transfer. The calling thread itself waits for its answer: the
+/// backend has no thread.
+///
+/// A node that has let two requests in a row time out, with nothing from it between, counts as
+/// silent: until the quarantine of the last one is over, reads fail at once, before they take a
+/// turn; writes wait, urgent transfers are sent.
 ///
 /// Nothing is retried and nothing is sent twice. Every call that returns false leaves its reason
 /// in `last_error` and tells the observer.
@@ -43,8 +51,9 @@ class CanBusBackend : public CanOpenBackend {
   /// on the node. Does nothing for a node id other than 1 to 127.
   void set_cob_ids(std::uint8_t node_id, const BoardConfig& board);
 
-  /// As the base says. Fails when the node refuses, does not answer in `frame_timeout` or answers
-  /// wrongly, when the bus fails, and for a node id other than 1 to 127.
+  /// As the base says. Fails when the node refuses, does not answer in `frame_timeout`, answers
+  /// wrongly or counts as silent, when the bus fails, after `stop`, and for a node id other than 1
+  /// to 127.
   bool sdo_read(std::uint8_t node_id, std::uint16_t index, std::uint8_t sub_index,
                 std::vector<std::uint8_t>& data) override;
 
@@ -59,15 +68,28 @@ class CanBusBackend : public CanOpenBackend {
   bool send_rpdo(std::uint8_t node_id, std::uint8_t rpdo, const std::array<std::uint8_t, 8>& data,
                  std::uint8_t length) override;
 
+  /// Ends all waiting, for a program that ends: transfers that wait for their turn or for the end
+  /// of a quarantine fail with `stopped`, and so does every later one. One under way ends with its
+  /// next answer, or with its time-out. RPDOs and urgent transfers (`UrgentScope`) go on, so that
+  /// the last thing that a program does may be a stop. Returns at once; any thread, also the
+  /// observer's.
+  void stop();
+
   /// What last failed with the node, on any thread; no value when nothing has. Later successes do
   /// not clear it. For a node id other than 1 to 127 the answer is that of all such ids together.
   std::optional<BusError> last_error(std::uint8_t node_id) const;
 
  private:
   struct Node;
+  struct Request;
 
   template <typename Transfer>
-  bool transfer(std::uint8_t node_id, const Transfer& transfer);
+  bool transfer(const Request& request, const Transfer& transfer);
+  std::optional<BusError> hindrance(const Request& request, const Node& node) const;
+  bool is_ahead(std::chrono::steady_clock::time_point time) const;
+  BusError silence(const Request& request, const Node& node) const;
+  void follow_silence(Node& node);
+  void wait_out_quarantine(Node& node, TurnQueue::Turn& turn);
   std::unique_ptr<SdoClient> open_client(std::uint8_t node_id);
   void note_state(CanStatus status, const std::string& text);
   bool report(const BusError& error);
@@ -78,6 +100,7 @@ class CanBusBackend : public CanOpenBackend {
   const SdoTimes times_;
   const BusObserver observer_;
   const std::unique_ptr<CanEndpoint> rpdo_endpoint_;
+  std::atomic<bool> stopped_{false};
   // By node id; none for 0.
   std::array<std::unique_ptr<Node>, highest_node_id + 1> nodes_;
 

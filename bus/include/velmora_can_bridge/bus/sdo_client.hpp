@@ -1,6 +1,7 @@
 /// The client side of SDO transfers with one node.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -24,7 +25,7 @@ struct SdoTimes {
   /// For a transfer of several segments as a whole.
   std::chrono::milliseconds transfer_timeout{5000};
   /// After a time-out or a bad answer, counted from it: answers that come late are thrown away
-  /// until then, and the next transfer with that node begins only then.
+  /// until then, and the next transfer with that node begins only then, unless it is urgent.
   std::chrono::milliseconds quarantine{500};
   /// For room in a full transmit queue.
   std::chrono::milliseconds send_patience{20};
@@ -38,6 +39,11 @@ struct SdoTimes {
 /// SDO answers carry no number of their request. What comes before a request is never taken for its
 /// answer, nor is an answer about another object; but an answer that a node sends twice, the second
 /// time after the next request for the same object, cannot be told from that request's own.
+///
+/// Inside an `UrgentScope` a transfer does not wait for the end of a quarantine. An answer that
+/// comes then about another object, of another command or of a segment is thrown away. Where it may
+/// be that to the transfer which was given up, as this was of the same direction on the same object
+/// or the answer is an abort, the transfer fails as a `bad_answer` with `outcome_unknown`.
 class SdoClient {
  public:
   /// Is told of a bus state that shows during a transfer without ending it, with its words.
@@ -50,8 +56,10 @@ class SdoClient {
   using Failure = std::optional<BusError>;
 
   /// Talks to the node `node_id`, 1 to 127, by its predefined COB-IDs. `observer` may be
-  /// empty.
-  SdoClient(CanChannel& channel, std::uint8_t node_id, SdoTimes times, StatusObserver observer);
+  /// empty. When `stopped` is given and set, from any thread, a transfer of several segments is
+  /// given up before the next one, unless it is urgent; it outlives the client.
+  SdoClient(CanChannel& channel, std::uint8_t node_id, SdoTimes times, StatusObserver observer,
+            const std::atomic<bool>* stopped = nullptr);
 
   /// Reads an object: its bytes are appended to `data`, any number, none included. After a failure
   /// `data` may hold a part of them.
@@ -65,12 +73,23 @@ class SdoClient {
   Failure download(std::uint16_t index, std::uint8_t sub_index,
                    const std::vector<std::uint8_t>& data);
 
- private:
   using Time = std::chrono::steady_clock::time_point;
 
+  /// When the quarantine ends, by the time of the channel; long ago when there is none.
+  Time quarantine_end() const;
+
+  /// How often in a row the node has not answered in time, with nothing from it between.
+  unsigned timeouts_in_row() const { return timeouts_in_row_; }
+
+ private:
+  enum class Direction : std::uint8_t { upload, download };
+
   struct Transfer {
+    Direction direction = Direction::upload;
     std::uint16_t index = 0;
     std::uint8_t sub_index = 0;
+    /// It did not wait for the end of a quarantine: an answer may be that to another transfer.
+    bool in_quarantine = false;
     /// Set by the first answer that is waited for, and by segments.
     Time deadline = Time::max();
     /// The first request was answered, and further ones follow.
@@ -79,8 +98,15 @@ class SdoClient {
     bool completes_download = false;
   };
 
-  Transfer begin(std::uint16_t index, std::uint8_t sub_index);
-  void drop_late_answers();
+  /// A transfer whose answer may come late.
+  struct GivenUp {
+    Transfer transfer;
+    Time until;
+  };
+
+  Transfer begin(Direction direction, std::uint16_t index, std::uint8_t sub_index);
+  void drop_late_answers(bool waits);
+  void forget_given_up();
   Failure upload_segments(Transfer& transfer, const CanFrame& initiated,
                           std::vector<std::uint8_t>& data);
   Failure download_expedited(Transfer& transfer, const std::vector<std::uint8_t>& data);
@@ -90,29 +116,39 @@ class SdoClient {
                    std::uint8_t expected, CanFrame& answer);
   Failure segment(Transfer& transfer, const CanFrame& request, std::uint8_t expected,
                   CanFrame& answer);
-  Failure exchange(Transfer& transfer, const CanFrame& request, CanFrame& answer);
+  Failure exchange(Transfer& transfer, const CanFrame& request, std::uint8_t expected,
+                   CanFrame& answer);
   Failure await(Transfer& transfer, CanFrame& answer);
+  Failure await_in_quarantine(Transfer& transfer, std::uint8_t expected, CanFrame& answer);
+  Failure receive_until(Transfer& transfer, Time now, Time end, CanFrame& answer);
+  Time answer_end(Transfer& transfer, Time now) const;
   static bool is_for(const Transfer& transfer, const CanFrame& answer);
+  static bool can_be_answer(const Transfer& transfer, std::uint8_t expected,
+                            const CanFrame& answer);
+  bool can_be_late(const Transfer& transfer, const CanFrame& answer) const;
 
   BusError refused(const Transfer& transfer, const CanFrame& answer) const;
   BusError unknown_command(const Transfer& transfer, const CanFrame& answer);
   BusError wrong_object(const Transfer& transfer, const CanFrame& answer);
+  BusError uncertain(const Transfer& transfer, const CanFrame& answer);
   BusError bad_answer(const Transfer& transfer, SdoAbort abort, const std::string& reason);
   BusError no_answer(const Transfer& transfer, Time end);
   BusError lost_bus(const Transfer& transfer, CanStatus status);
   BusError not_sent(const Transfer& transfer, CanStatus status) const;
   BusError give_up(const Transfer& transfer, SdoAbort abort, BusErrorKind kind,
                    const std::string& reason);
-  void start_quarantine();
+  void send_abort(const Transfer& transfer, SdoAbort abort);
+  void start_quarantine(const Transfer& transfer);
   BusError error(const Transfer& transfer, BusErrorKind kind, std::string reason) const;
 
   const std::uint8_t node_id_;
   const SdoTimes times_;
   const StatusObserver observer_;
   const std::unique_ptr<CanEndpoint> endpoint_;
-  // Answers to a transfer that was given up may still come until quarantine_end_.
-  bool in_quarantine_ = false;
-  Time quarantine_end_;
+  const std::atomic<bool>* const stopped_;
+  // Each stands once, and none is in here whose time is over when a transfer has begun.
+  std::vector<GivenUp> given_up_;
+  unsigned timeouts_in_row_ = 0;
 };
 
 }  // namespace velmora_can_bridge
