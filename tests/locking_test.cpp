@@ -1,9 +1,14 @@
 // Which drive and actuator operations wait for whom.
 #include <functional>
 #include <future>
+#include <memory>
+#include <utility>
+#include <vector>
 
+#include "support/blocked_thread.hpp"
 #include "support/drive_test.hpp"
 #include "support/patience.hpp"
+#include "velmora_can_bridge/urgent_scope.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -186,6 +191,167 @@ INSTANTIATE_TEST_SUITE_P(
                   {"write 5 0x6840/0 0F 00", "write 5 0x6840/0 1F 00"},
                   "rpdo 5 2 len 8: 1F 00 06 A1 25 26 27 28"}),
     [](const auto& row) { return std::string(row.param.operation.name); });
+
+// --- turns on the images ---
+
+/// Operations that wait for the images while a frame of RPDO 2 is sent, each started when those
+/// before it wait. All of them write RPDO 1, so that its frames tell in which order they went.
+class ImageTurns : public LockingTest {
+ protected:
+  using Waiting = BlockedThread<OperationResult>;
+
+  /// Writes one byte of RPDO 1.
+  void start_write(std::uint8_t value, bool is_urgent = false) {
+    OperationConfig write;
+    write.kind = "pdo_write";
+    write.pdo_number = 1;
+    write.field = "other";
+    threads.push_back(std::make_unique<Waiting>([this, write, value, is_urgent] {
+      const auto scope = is_urgent ? std::make_unique<UrgentScope>() : nullptr;
+      return controller.execute_configured_operation(write, "", {value});
+    }));
+  }
+
+  /// Reloads the image of RPDO 1, then writes.
+  void start_refresh(std::uint8_t value) {
+    OperationConfig write;
+    write.kind = "pdo_write";
+    write.pdo_number = 1;
+    write.field = "other";
+    write.refresh_shadow = 1;
+    threads.push_back(std::make_unique<Waiting>([this, write, value] {
+      return controller.execute_configured_operation(write, "", {value});
+    }));
+  }
+
+  /// A command to the drive "wheel", which is written by SDO at once and then mirrored.
+  void start_drive(const char* kind, const Bytes& payload = {}) {
+    OperationConfig drive;
+    drive.kind = kind;
+    threads.push_back(std::make_unique<Waiting>([this, drive, payload] {
+      return controller.execute_configured_operation(drive, "wheel", payload);
+    }));
+  }
+
+  /// The frames of RPDO 1 that leave after a frame of RPDO 2, during which `start_all` starts them.
+  Calls frames_after(std::function<void()> start_all) {
+    backend.during_call = [this, start_all = std::move(start_all)](const std::string& call) {
+      if (is_send(call) && !std::exchange(has_begun, true)) {
+        start_all();
+      }
+    };
+    OperationConfig write;
+    write.kind = "pdo_write";
+    write.pdo_number = 2;
+    write.field = "other";
+    EXPECT_EQ(controller.execute_configured_operation(write, "", {0xA1}), ok("OK"));
+    for (const auto& thread : threads) {
+      EXPECT_TRUE(thread->is_blocked());
+      EXPECT_TRUE(is_done(thread->result()));
+      EXPECT_TRUE(thread->result().get().ok);
+    }
+    Calls frames;
+    for (const std::string& call : backend.calls) {
+      if (call.rfind("rpdo 5 1 len 8: ", 0) == 0) {
+        frames.push_back(call.substr(16));
+      }
+    }
+    return frames;
+  }
+
+  // Changed with the images locked.
+  bool has_begun = false;
+  std::vector<std::unique_ptr<Waiting>> threads;
+};
+
+TEST_F(ImageTurns, rpdo_writes_go_in_the_order_in_which_they_came_refreshing_ones_too) {
+  EXPECT_EQ(
+      frames_after([&] {
+        start_refresh(0xA1);
+        start_write(0xA2);
+        start_refresh(0xA3);
+        start_refresh(0xA4);
+        start_write(0xA5);
+        start_write(0xA6);
+      }),
+      (Calls{"11 12 13 A1 15 16 17 18", "11 12 13 A2 15 16 17 18", "11 12 13 A3 15 16 17 18",
+             "11 12 13 A4 15 16 17 18", "11 12 13 A5 15 16 17 18", "11 12 13 A6 15 16 17 18"}));
+}
+
+TEST_F(ImageTurns, urgent_rpdo_write_goes_before_all_that_wait) {
+  EXPECT_EQ(
+      frames_after([&] {
+        start_refresh(0xA1);
+        start_write(0xA2);
+        start_write(0xA3, true);
+      }),
+      (Calls{"11 12 13 A3 15 16 17 18", "11 12 13 A1 15 16 17 18", "11 12 13 A2 15 16 17 18"}));
+}
+
+TEST_F(ImageTurns, mirror_takes_its_turn_among_the_rpdo_writes) {
+  EXPECT_EQ(frames_after([&] {
+              start_write(0xA1);
+              start_drive("ci402_set_mode", {4});
+              start_write(0xA2);
+            }),
+            (Calls{"11 12 13 A1 15 16 17 18", "11 12 04 A2 15 16 17 18"}));
+}
+
+TEST_F(ImageTurns, mirror_of_disable_goes_before_all_that_wait) {
+  EXPECT_EQ(frames_after([&] {
+              start_write(0xA1);
+              start_drive("ci402_disable");
+            }),
+            Calls{"06 00 13 A1 15 16 17 18"});
+}
+
+// --- forgetting ---
+
+TEST_F(LockingTest, forgetting_returns_at_once_while_a_frame_is_sent) {
+  send_claw([&] {
+    const auto forgotten =
+        std::async(std::launch::async, [&] { controller.forget_rpdo_shadows(); });
+    EXPECT_TRUE(is_done(forgotten));
+  });
+  backend.during_call = nullptr;
+  EXPECT_EQ(next_send(1).size(), 5U);
+  EXPECT_EQ(next_send(2).size(), 5U);
+}
+
+TEST_F(LockingTest, operation_under_way_when_images_are_forgotten_ends_as_it_is) {
+  controller.forget_rpdo_shadows();
+  bool forgets = true;
+  backend.during_call = [&](const std::string& call) {
+    if (forgets && call == "read 5 0x6061/0") {
+      controller.forget_rpdo_shadows();
+    }
+  };
+  EXPECT_EQ(last(next_send(1)), "rpdo 5 1 len 8: 11 12 13 14 15 16 17 18");
+  forgets = false;
+  EXPECT_EQ(next_send(1).size(), 5U) << "the next one loads afresh";
+  EXPECT_EQ(next_send(1).size(), 1U);
+}
+
+// --- what is urgent ---
+
+class UrgentOperations : public LockingTest, public testing::WithParamInterface<LockRow> {};
+
+TEST_P(UrgentOperations, are_quick_stop_and_disable_alone) {
+  const std::string name = GetParam().name;
+  const bool is_stop = name == "quick_stop" || name == "disable";
+  std::vector<bool> urgent;
+  backend.during_call = [&](const std::string& /*call*/) {
+    urgent.push_back(UrgentScope::is_active());
+  };
+  EXPECT_EQ(run_row(GetParam()), GetParam().result);
+  EXPECT_EQ(urgent, std::vector<bool>(backend.calls.size(), is_stop));
+  EXPECT_FALSE(UrgentScope::is_active());
+}
+
+INSTANTIATE_TEST_SUITE_P(BySdo, UrgentOperations, testing::ValuesIn(by_sdo), row_name);
+INSTANTIATE_TEST_SUITE_P(Mirroring, UrgentOperations, testing::ValuesIn(by_sdo_with_mirror),
+                         row_name);
+INSTANTIATE_TEST_SUITE_P(ByRpdo, UrgentOperations, testing::ValuesIn(by_rpdo), row_name);
 
 // --- what is held during a bus call ---
 

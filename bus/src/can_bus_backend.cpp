@@ -229,9 +229,11 @@ void CanBusBackend::wait_out_quarantine(Node& node, TurnQueue::Turn& turn) {
     node.nap = channel_->open({});
   }
   const Time end = node.client->quarantine_end();
+  const unsigned silences = node.silences;
+  const auto goes_on = [&] { return !stopped_ && node.silences == silences; };
   node.turns.step_aside(turn, [&] {
     CanFrame none;
-    for (Time now = node.nap->now(); now < end && !stopped_; now = node.nap->now()) {
+    for (Time now = node.nap->now(); now < end && goes_on(); now = node.nap->now()) {
       node.nap->receive(none, std::min<nanoseconds>(end - now, longest_nap));
     }
   });

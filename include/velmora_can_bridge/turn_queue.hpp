@@ -29,9 +29,10 @@ class TurnQueue {
     return is_free() ? Turn(*mutex_, std::adopt_lock) : wait([] { return false; });
   }
 
-  /// As `take`, but answers without the mutex as soon as `pointless` says that waiting is: asked
-  /// when the thread has to wait, and again with every `look_again`. Runs with the queue locked: it
-  /// is short and takes no lock. A turn that is free is taken without asking.
+  /// As `take`, but answers without the mutex when `pointless` says that waiting is: asked when the
+  /// thread has to wait, with every `look_again`, and when its turn has come. The thread that is
+  /// next is asked only then. `pointless` runs with the queue locked: it is short and takes no
+  /// lock. A turn that is free is taken without asking.
   template <typename Pointless>
   Turn take_unless(const Pointless& pointless) {
     return is_free() ? Turn(*mutex_, std::adopt_lock) : wait(pointless);

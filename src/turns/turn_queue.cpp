@@ -107,8 +107,8 @@ TurnQueue::Turn TurnQueue::lock_in_turn(Waiter& self, Queue& queue,
       const Unlocked unlocked(queue, is_locking_);
       turn.lock();
     }
-    if (!is_next(self)) {
-      // An urgent one has come meanwhile.
+    // Meanwhile an urgent one may have come, or the wait may have become pointless.
+    if (pointless() || !is_next(self)) {
       turn.unlock();
       call_next();
     }

@@ -69,10 +69,10 @@ class CanBusBackend : public CanOpenBackend {
                  std::uint8_t length) override;
 
   /// Ends all waiting, for a program that ends: transfers that wait for their turn or for the end
-  /// of a quarantine fail with `stopped`, and so does every later one. One under way ends with its
-  /// next answer, or with its time-out. RPDOs and urgent transfers (`UrgentScope`) go on, so that
-  /// the last thing that a program does may be a stop. Returns at once; any thread, also the
-  /// observer's.
+  /// of a quarantine fail with `stopped`, the next in line when the one under way has ended, and so
+  /// does every later one. One under way ends with its next answer, or with its time-out. RPDOs and
+  /// urgent transfers (`UrgentScope`) go on, so that the last thing that a program does may be a
+  /// stop. Returns at once; any thread, also the observer's.
   void stop();
 
   /// What last failed with the node, on any thread; no value when nothing has. Later successes do
