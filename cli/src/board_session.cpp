@@ -9,6 +9,14 @@ namespace velmora_can_bridge {
 
 using std::chrono::milliseconds;
 
+namespace {
+
+bool is_stopped(const std::optional<BusError>& error) {
+  return error && error->kind == BusErrorKind::stopped;
+}
+
+}  // namespace
+
 const NodeConfig* find_node(const BoardFile& file, const std::string& device) {
   const auto found = std::find_if(file.nodes.begin(), file.nodes.end(), [&](const auto& node) {
     return node.board.device_od_map.count(device) != 0;
@@ -18,20 +26,21 @@ const NodeConfig* find_node(const BoardFile& file, const std::string& device) {
 
 BoardSession::BoardSession(const CommandLineHost& host, CanChannel& channel, const BoardFile& file,
                            SdoTimes times, TracingBackend::Sink sink)
-    : bus_(channel, times, warning_printer(host)),
+    : bus_(host, channel, times),
       traced_(
           bus_,
           [this, sink = std::move(sink)](const Transfer& transfer) {
-            error_ = transfer.error;
+            if (!is_stopped(error_)) {
+              error_ = transfer.error;
+            }
             tolerated_ = error_ ? error_ : tolerated_;
             sink(transfer);
           },
-          [this](std::uint8_t node_id) { return bus_.last_error(node_id).value_or(BusError{}); }),
-      backend_(traced_, host.interrupted),
+          [this](std::uint8_t /*node_id*/) { return bus_.last_error(); }),
       watch_(channel, milliseconds(0), [this](const NodeEvent& event) { forget_images(event); }) {
   for (const NodeConfig& config : file.nodes) {
     bus_.set_cob_ids(config.node_id, config.board);
-    nodes_.push_back(std::make_unique<Node>(backend_, config));
+    nodes_.push_back(std::make_unique<Node>(traced_, config));
   }
 }
 
@@ -48,10 +57,7 @@ OperationReport BoardSession::run(const std::string& device, const std::string& 
     report.remark = tolerated_ ? bus_error_text(*tolerated_) : "";
     return report;
   }
-  if (backend_.has_refused()) {
-    report.status = ExitStatus::interrupted;
-    report.reason = "interrupted";
-  } else if (error_) {
+  if (error_) {
     report.status = exit_status_of(*error_);
     report.reason = error_->text;
   } else {

@@ -7,9 +7,8 @@
 #include <vector>
 
 #include "report.hpp"
-#include "stoppable_backend.hpp"
+#include "stoppable_bus.hpp"
 #include "tracing_backend.hpp"
-#include "velmora_can_bridge/bus/can_bus_backend.hpp"
 #include "velmora_can_bridge/bus/network_management.hpp"
 #include "velmora_can_bridge/can_open_node_controller.hpp"
 #include "velmora_can_bridge/cli/command_line.hpp"
@@ -45,13 +44,13 @@ class BoardSession {
   Node& node_of(const std::string& device);
   void forget_images(const NodeEvent& event);
 
-  // How the latest transfer of the operation that runs failed.
+  // How the latest transfer of the operation that runs failed; once one was interrupted, how that
+  // one did: the later ones were not begun.
   std::optional<BusError> error_;
   // How the last one of its transfers that did not succeed failed.
   std::optional<BusError> tolerated_;
-  CanBusBackend bus_;
+  StoppableBus bus_;
   TracingBackend traced_;
-  StoppableBackend backend_;
   std::vector<std::unique_ptr<Node>> nodes_;
   NodeWatch watch_;
 };

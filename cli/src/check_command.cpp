@@ -91,10 +91,10 @@ using CheckedNodes = std::vector<CheckedNode>;
 
 CheckedNodes compare_nodes(const CommandLineHost& host, const BoardFile& file,
                            CanChannel& channel) {
-  CanBusBackend backend(channel);
+  StoppableBus bus(host, channel);
   CheckedNodes nodes;
   for (const NodeConfig& node : file.nodes) {
-    nodes.push_back({&node, compare_with_device(node, backend, host.interrupted)});
+    nodes.push_back({&node, compare_with_device(node, bus)});
   }
   return nodes;
 }
@@ -139,15 +139,11 @@ void print_text(const CommandLineHost& host, const CheckedNodes& nodes) {
   }
 }
 
-ExitStatus status_of(const Gap& gap) {
-  return gap.error ? exit_status_of(*gap.error) : ExitStatus::interrupted;
-}
-
 ExitStatus status_of(const DeviceComparison& comparison) {
   ExitStatus status =
       comparison.differences.empty() ? ExitStatus::success : ExitStatus::operation_failed;
   for (const Gap& gap : comparison.gaps) {
-    status = std::max(status, status_of(gap));
+    status = std::max(status, exit_status_of(gap.error));
   }
   return status;
 }

@@ -23,24 +23,22 @@ constexpr std::uint32_t most_mappings = 64;
 constexpr std::uint8_t scanned_numbers = 8;
 
 struct ReadFailure {
-  std::optional<BusError> error;
+  BusError error;
   std::string reason;
 };
 
 template <typename Value>
 using Read = std::variant<Value, ReadFailure>;
 
+/// Whether the next transfer has a chance.
+bool goes_on(const ReadFailure& failure) { return failure.error.kind == BusErrorKind::refused; }
+
 bool is_absent(const ReadFailure& failure) {
-  if (!failure.error || failure.error->kind != BusErrorKind::refused) {
+  if (!goes_on(failure)) {
     return false;
   }
-  const SdoAbort abort{failure.error->abort_code};
+  const SdoAbort abort{failure.error.abort_code};
   return abort == SdoAbort::no_such_object || abort == SdoAbort::no_such_sub_index;
-}
-
-/// Whether the next transfer has a chance.
-bool goes_on(const ReadFailure& failure) {
-  return failure.error && failure.error->kind == BusErrorKind::refused;
 }
 
 /// Where the parameters of a PDO stand.
@@ -58,17 +56,13 @@ PdoRecords records_of(bool rpdo, std::uint8_t number) {
 /// Reads numbers of one node.
 class Reader {
  public:
-  Reader(std::uint8_t node_id, CanBusBackend& backend, const std::atomic<bool>* interrupted)
-      : node_id_(node_id), backend_(&backend), interrupted_(interrupted) {}
+  Reader(std::uint8_t node_id, StoppableBus& bus) : node_id_(node_id), bus_(&bus) {}
 
   /// An object of at least `size` bytes and 4 at most: a node that tells no size gives 4.
   Read<std::uint32_t> number(std::uint16_t index, std::uint8_t sub_index, std::size_t size) const {
-    if (interrupted_ != nullptr && interrupted_->load()) {
-      return ReadFailure{{}, "interrupted"};
-    }
     std::vector<std::uint8_t> data;
-    if (!backend_->sdo_read(node_id_, index, sub_index, data)) {
-      const BusError error = backend_->last_error(node_id_).value_or(BusError());
+    if (!bus_->sdo_read(node_id_, index, sub_index, data)) {
+      const BusError& error = bus_->last_error();
       return ReadFailure{error, object_text(index, sub_index) + ": " + error.text};
     }
     if (data.size() < size || data.size() > sizeof(std::uint32_t)) {
@@ -112,8 +106,7 @@ class Reader {
   }
 
   const std::uint8_t node_id_;
-  CanBusBackend* const backend_;
-  const std::atomic<bool>* const interrupted_;
+  StoppableBus* const bus_;
 };
 
 std::string cob_id_text(std::uint32_t cob_id) {
@@ -345,9 +338,8 @@ class NodeComparison {
 
 }  // namespace
 
-DeviceComparison compare_with_device(const NodeConfig& node, CanBusBackend& backend,
-                                     const std::atomic<bool>* interrupted) {
-  const Reader reader(node.node_id, backend, interrupted);
+DeviceComparison compare_with_device(const NodeConfig& node, StoppableBus& bus) {
+  const Reader reader(node.node_id, bus);
   return NodeComparison(node, reader).run();
 }
 

@@ -1,15 +1,13 @@
 // Whether a device is configured as its board file says.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
+#include "stoppable_bus.hpp"
 #include "velmora_can_bridge/bus/bus_error.hpp"
-#include "velmora_can_bridge/bus/can_bus_backend.hpp"
 #include "velmora_can_bridge/config/board_file.hpp"
 
 namespace velmora_can_bridge {
@@ -29,8 +27,7 @@ struct Difference {
 struct Gap {
   /// "RPDO 3", "RPDO 3 and all that follows", "PDOs that the board file does not hold".
   std::string what;
-  /// No value: the user stopped the program.
-  std::optional<BusError> error;
+  BusError error;
   /// For people, on one line.
   std::string reason;
 };
@@ -60,9 +57,7 @@ struct DeviceComparison {
 ///   the highest in the file.
 ///
 /// Any other abort leaves the PDO uncompared and goes on with the next; a node that does not
-/// answer, or a bus that does not work, ends the comparison there. `interrupted` ends it, too,
-/// before the next transfer; null: never.
-DeviceComparison compare_with_device(const NodeConfig& node, CanBusBackend& backend,
-                                     const std::atomic<bool>* interrupted = nullptr);
+/// answer, a bus that does not work, or the user's interruption ends the comparison there.
+DeviceComparison compare_with_device(const NodeConfig& node, StoppableBus& bus);
 
 }  // namespace velmora_can_bridge

@@ -29,6 +29,8 @@ ExitStatus exit_status_of(const BusError& error) {
       return ExitStatus::bus_fault;
     case BusErrorKind::not_configured:
       return ExitStatus::bad_input;
+    case BusErrorKind::stopped:
+      return ExitStatus::interrupted;
     case BusErrorKind::refused:
     case BusErrorKind::bus_warning:
       return ExitStatus::operation_failed;

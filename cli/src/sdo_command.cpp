@@ -10,8 +10,8 @@
 #include "number_argument.hpp"
 #include "payload_words.hpp"
 #include "report.hpp"
+#include "stoppable_bus.hpp"
 #include "tracing_backend.hpp"
-#include "velmora_can_bridge/bus/can_bus_backend.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -104,9 +104,9 @@ ExitStatus execute(const CommandLineHost& host, const SdoArguments& arguments,
   if (!bus) {
     return ExitStatus::bad_input;
   }
-  CanBusBackend backend(bus->channel(), sdo_times(arguments.bus), warning_printer(host));
+  StoppableBus backend(host, bus->channel(), sdo_times(arguments.bus));
   if (!exchange(backend)) {
-    transfer.error = backend.last_error(transfer.node_id);
+    transfer.error = backend.last_error();
   }
   const ExitStatus status = transfer.error ? exit_status_of(*transfer.error) : ExitStatus::success;
   if (arguments.json) {

@@ -202,7 +202,7 @@ TEST_F(CheckCommand, ends_when_interrupted) {
   attach(other_board_text);
   interrupted = true;
   EXPECT_EQ(check(), ExitStatus::interrupted);
-  EXPECT_THAT(out, HasSubstr("not compared: RPDO 1 and all that follows: interrupted\n"));
+  EXPECT_THAT(out, HasSubstr("not compared: RPDO 1 and all that follows: 0x1400/1: interrupted\n"));
 }
 
 TEST_F(CheckCommand, does_not_touch_a_bus_unless_asked) {

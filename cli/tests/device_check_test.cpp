@@ -6,6 +6,7 @@
 #include <atomic>
 #include <memory>
 #include <ostream>
+#include <sstream>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -64,16 +65,19 @@ class Device {
                              {ObjectAccess::read_only, std::move(value), false, 0});
   }
 
-  DeviceComparison compare(std::vector<PdoConfig> pdos,
-                           const std::atomic<bool>* interrupted = nullptr) {
+  DeviceComparison compare(std::vector<PdoConfig> pdos) {
     const NodeConfig file{0x10, {std::move(pdos), {}}, {}};
-    return compare_with_device(file, backend, interrupted);
+    return compare_with_device(file, stoppable);
   }
 
   InProcessBus bus{BusTime::simulated};
   SimulatedBusNode node;
   InProcessNode attached{bus, node};
-  CanBusBackend backend{bus};
+  std::atomic<bool> interrupted{false};
+  std::ostringstream out;
+  std::ostringstream err;
+  const CommandLineHost host{out, err, false, {}, {}, &interrupted};
+  StoppableBus stoppable{host, bus};
 };
 
 TEST(DeviceCheck, finds_nothing_where_all_is_equal) {
@@ -298,7 +302,7 @@ TEST(DeviceCheck, ends_at_the_first_answer_that_does_not_come) {
   EXPECT_THAT(comparison.differences, IsEmpty());
   ASSERT_THAT(comparison.gaps, SizeIs(1));
   EXPECT_EQ(comparison.gaps[0].what, "RPDO 1 and all that follows");
-  EXPECT_EQ(exit_status_of(comparison.gaps[0].error.value()), ExitStatus::no_answer);
+  EXPECT_EQ(exit_status_of(comparison.gaps[0].error), ExitStatus::no_answer);
 }
 
 /// Loses every answer from the k-th on, for every k: there is always a gap, and never a difference.
@@ -331,23 +335,21 @@ TEST(DeviceCheck, names_the_search_that_failed) {
   const DeviceComparison comparison = device.compare({});
   ASSERT_THAT(comparison.gaps, SizeIs(1));
   EXPECT_EQ(comparison.gaps[0].what, "PDOs that the board file does not hold");
-  EXPECT_EQ(exit_status_of(comparison.gaps[0].error.value()), ExitStatus::bus_fault);
+  EXPECT_EQ(exit_status_of(comparison.gaps[0].error), ExitStatus::bus_fault);
 }
 
 TEST(DeviceCheck, ends_when_interrupted) {
   Device device({rpdo(1, {red})});
-  std::atomic<bool> interrupted{false};
   device.bus.set_fault_rule([&](const CanFrame& frame) {
-    interrupted = frame.id == 0x590;
+    device.interrupted = frame.id == 0x590;
     return std::vector<CanDelivery>{{frame}};
   });
-  const DeviceComparison comparison =
-      device.compare({rpdo(1, {red}, 0x222), rpdo(2, {red})}, &interrupted);
+  const DeviceComparison comparison = device.compare({rpdo(1, {red}, 0x222), rpdo(2, {red})});
   EXPECT_THAT(comparison.differences,
               ElementsAre(Difference{"RPDO 1", "COB-ID", "0x0222", "0x0210"}));
   ASSERT_THAT(comparison.gaps, SizeIs(1));
-  EXPECT_EQ(comparison.gaps[0].reason, "interrupted");
-  EXPECT_FALSE(comparison.gaps[0].error.has_value());
+  EXPECT_EQ(comparison.gaps[0].reason, "0x1600/0: interrupted");
+  EXPECT_EQ(exit_status_of(comparison.gaps[0].error), ExitStatus::interrupted);
 }
 
 }  // namespace

@@ -35,6 +35,7 @@ TEST(ExitStatus, tells_a_refusal_from_silence_and_from_a_broken_bus) {
       {BusErrorKind::bad_answer, ExitStatus::no_answer},
       {BusErrorKind::bus_fault, ExitStatus::bus_fault},
       {BusErrorKind::not_configured, ExitStatus::bad_input},
+      {BusErrorKind::stopped, ExitStatus::interrupted},
   };
   for (const Case& row : cases) {
     BusError error;

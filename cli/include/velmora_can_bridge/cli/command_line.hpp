@@ -26,7 +26,8 @@ enum class ExitStatus {
   no_answer = 3,
   /// It failed because the bus or its interface did not work.
   bus_fault = 4,
-  /// The user stopped the program.
+  /// The user stopped the program before it was done: a transfer failed after that, or was not
+  /// begun. A failure of before keeps its own status; what succeeds all the same is a success.
   interrupted = 130,
 };
 
@@ -43,7 +44,9 @@ struct CommandLineHost {
   std::function<void(std::chrono::milliseconds)> sleep = nullptr;
   /// Gives access to the CAN interface of a name; null: to those of the kernel.
   std::function<std::unique_ptr<CanChannel>(const std::string& interface)> open_interface = nullptr;
-  /// Set by the host, from any thread or signal handler, to end the program soon; null: never.
+  /// Set by the host, from any thread or signal handler, to end the program soon; null: never. No
+  /// transfer is begun any more; for the one under way its answer or time-out is waited for, which
+  /// `err` is told at once.
   const std::atomic<bool>* interrupted = nullptr;
 };
 
