@@ -36,6 +36,10 @@ class InProcessBus::Endpoint : public CanEndpoint {
   CanStatus send(const CanFrame& frame, nanoseconds patience) override;
   CanStatus receive(CanFrame& frame, nanoseconds timeout) override;
   bool has_frame() const override { return waiting_frames_ != 0; }
+  void note_arrivals() override;
+  CanArrival arrival() const override {
+    return notes_arrivals_ ? arrival_ : CanEndpoint::arrival();
+  }
   Time now() const override;
   CanStatus state() const override;
   std::string explain(CanStatus status) const override;
@@ -53,6 +57,8 @@ class InProcessBus::Endpoint : public CanEndpoint {
  private:
   bool has_news() const { return has_frame() || notice_ != CanStatus::ok; }
   void pop(CanFrame& frame);
+  template <typename Queue>
+  void drop_taken(Queue& queue) const;
   void count_waiting_frames() {
     waiting_frames_.store(queue_.size() - next_, std::memory_order_relaxed);
   }
@@ -70,6 +76,14 @@ class InProcessBus::Endpoint : public CanEndpoint {
   // Told by the next receive that finds no frame.
   std::atomic<CanStatus> notice_{CanStatus::ok};
   std::condition_variable news_;
+  // How each frame of queue_ came. Empty until somebody asks for arrivals, as each costs a look at
+  // the clock.
+  std::vector<CanArrival> arrivals_;
+  // Frames that found the queue full.
+  std::uint64_t lost_ = 0;
+  // Changed with the bus locked by the receiving thread, which reads them without.
+  bool notes_arrivals_ = false;
+  CanArrival arrival_;
 };
 
 CanStatus InProcessBus::Endpoint::send(const CanFrame& frame, nanoseconds patience) {
@@ -91,7 +105,7 @@ CanStatus InProcessBus::Endpoint::send(const CanFrame& frame, nanoseconds patien
 }
 
 CanStatus InProcessBus::Endpoint::receive(CanFrame& frame, nanoseconds timeout) {
-  if (timeout <= nanoseconds(0) && !has_news()) {
+  if (timeout <= nanoseconds(0) && !notes_arrivals_ && !has_news()) {
     // Before every SDO transfer a client looks for late answers: that takes no lock.
     return CanStatus::timed_out;
   }
@@ -105,8 +119,15 @@ CanStatus InProcessBus::Endpoint::receive(CanFrame& frame, nanoseconds timeout) 
     pop(frame);
     return CanStatus::ok;
   }
+  arrival_.lost = lost_;
   const CanStatus notice = notice_.exchange(CanStatus::ok);
   return notice == CanStatus::ok ? CanStatus::timed_out : notice;
+}
+
+void InProcessBus::Endpoint::note_arrivals() {
+  const std::lock_guard<std::mutex> lock(bus_->mutex_);
+  arrivals_.assign(queue_.size(), {bus_->current_time(), lost_});
+  notes_arrivals_ = true;
 }
 
 InProcessBus::Time InProcessBus::Endpoint::now() const {
@@ -138,9 +159,13 @@ void InProcessBus::Endpoint::take(const CanFrame& frame) {
   }
   if (waiting_frames_ == queue_limit) {
     ++bus_->lost_frames_;
+    ++lost_;
     return;
   }
   queue_.push_back(frame);
+  if (notes_arrivals_) {
+    arrivals_.push_back({bus_->current_time(), lost_});
+  }
   count_waiting_frames();
   news_.notify_one();
 }
@@ -152,16 +177,27 @@ void InProcessBus::Endpoint::notify(CanStatus status) {
 
 void InProcessBus::Endpoint::pop(CanFrame& frame) {
   frame = queue_[next_];
+  if (notes_arrivals_) {
+    arrival_ = arrivals_[next_];
+  }
   ++next_;
   if (next_ == queue_.size()) {
     queue_.clear();
+    arrivals_.clear();
     next_ = 0;
   } else if (next_ == queue_limit) {
     // Never empty: what was taken must not pile up.
-    queue_.erase(queue_.begin(), queue_.begin() + static_cast<std::ptrdiff_t>(next_));
+    drop_taken(queue_);
+    drop_taken(arrivals_);
     next_ = 0;
   }
   count_waiting_frames();
+}
+
+template <typename Queue>
+void InProcessBus::Endpoint::drop_taken(Queue& queue) const {
+  const std::size_t taken = std::min(next_, queue.size());
+  queue.erase(queue.begin(), queue.begin() + static_cast<std::ptrdiff_t>(taken));
 }
 
 InProcessBus::InProcessBus(BusTime time, std::string name) : time_(time), name_(std::move(name)) {}

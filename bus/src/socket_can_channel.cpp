@@ -3,16 +3,22 @@
 #include <linux/can.h>
 #include <linux/can/error.h>
 #include <linux/can/raw.h>
+#include <linux/sock_diag.h>
 #include <net/if.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/time.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <ctime>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -82,6 +88,25 @@ std::vector<can_filter> to_kernel(const std::vector<CanFilter>& filters) {
   return raw;
 }
 
+/// Room for what the kernel tells beside a frame: when it came, and how many were lost before.
+struct FrameNotes {
+  alignas(cmsghdr)
+      std::array<char, CMSG_SPACE(sizeof(timespec)) + CMSG_SPACE(sizeof(std::uint32_t))> bytes;
+};
+
+template <typename Value>
+Value value_of(cmsghdr& note) {
+  Value value{};
+  std::memcpy(&value, CMSG_DATA(&note), sizeof value);
+  return value;
+}
+
+/// How long ago the clock of the day showed `time`. Wrong when somebody has set it since.
+nanoseconds age_of(const timespec& time) {
+  const auto stamp = std::chrono::seconds(time.tv_sec) + nanoseconds(time.tv_nsec);
+  return std::chrono::system_clock::now().time_since_epoch() - stamp;
+}
+
 bool would_block(int error) { return error == EAGAIN || error == EWOULDBLOCK || error == ENOBUFS; }
 
 /// One raw socket, which keeps its number for life: when the interface goes away, it is bound
@@ -110,6 +135,10 @@ class SocketCanEndpoint : public CanEndpoint {
 
   CanStatus send(const CanFrame& frame, nanoseconds patience) override;
   CanStatus receive(CanFrame& frame, nanoseconds timeout) override;
+  void note_arrivals() override;
+  CanArrival arrival() const override {
+    return notes_arrivals_ ? arrival_ : CanEndpoint::arrival();
+  }
   steady_clock::time_point now() const override { return steady_clock::now(); }
 
   CanStatus state() const override;
@@ -124,6 +153,10 @@ class SocketCanEndpoint : public CanEndpoint {
   CanStatus try_send(const can_frame& raw);
   CanStatus send_when_there_is_room(const can_frame& raw, nanoseconds patience);
   std::optional<CanStatus> receive_one(CanFrame& frame, nanoseconds timeout);
+  ssize_t take(can_frame& raw, int flags);
+  void note_arrival(msghdr& message);
+  void count_lost(std::uint32_t kernel_count);
+  void count_lost_until_now();
   std::optional<CanStatus> wait_for_interface(CanStatus status, nanoseconds timeout);
   CanStatus status_of(int error);
   CanStatus failed(int error);
@@ -140,6 +173,8 @@ class SocketCanEndpoint : public CanEndpoint {
   nanoseconds kernel_timeout_{0};
   // That there is no interface was told.
   bool told_unbound_ = false;
+  bool notes_arrivals_ = false;
+  CanArrival arrival_;
 };
 
 CanStatus SocketCanEndpoint::send(const CanFrame& frame, nanoseconds patience) {
@@ -205,11 +240,14 @@ std::optional<CanStatus> SocketCanEndpoint::receive_one(CanFrame& frame, nanosec
     set_timeout(timeout);
   }
   can_frame raw{};
-  const ssize_t received = ::recv(socket_, &raw, sizeof raw, waits ? 0 : MSG_DONTWAIT);
+  const ssize_t received = take(raw, waits ? 0 : MSG_DONTWAIT);
   if (received < 0) {
     const int error = errno;
     if (error == EINTR) {
       return {};
+    }
+    if (notes_arrivals_ && would_block(error)) {
+      count_lost_until_now();
     }
     const CanStatus status = would_block(error) ? CanStatus::timed_out : status_of(error);
     told_unbound_ = status == CanStatus::interface_missing;
@@ -220,6 +258,63 @@ std::optional<CanStatus> SocketCanEndpoint::receive_one(CanFrame& frame, nanosec
   }
   frame = from_kernel(raw);
   return CanStatus::ok;
+}
+
+ssize_t SocketCanEndpoint::take(can_frame& raw, int flags) {
+  if (!notes_arrivals_) {
+    return ::recv(socket_, &raw, sizeof raw, flags);
+  }
+  FrameNotes notes{};
+  iovec part{&raw, sizeof raw};
+  msghdr message{};
+  message.msg_iov = &part;
+  message.msg_iovlen = 1;
+  message.msg_control = notes.bytes.data();
+  message.msg_controllen = notes.bytes.size();
+  const ssize_t received = ::recvmsg(socket_, &message, flags);
+  if (received >= 0) {
+    note_arrival(message);
+  }
+  return received;
+}
+
+/// The clock of the day may have been set while the frame waited: then its stamp says nothing, but
+/// that it came between the frame before and now.
+void SocketCanEndpoint::note_arrival(msghdr& message) {
+  const auto now = steady_clock::now();
+  auto came = now;
+  for (cmsghdr* note = CMSG_FIRSTHDR(&message); note != nullptr;
+       note = CMSG_NXTHDR(&message, note)) {
+    if (note->cmsg_type == SCM_TIMESTAMPNS) {
+      came = now - age_of(value_of<timespec>(*note));
+    } else if (note->cmsg_type == SO_RXQ_OVFL) {
+      count_lost(value_of<std::uint32_t>(*note));
+    }
+  }
+  arrival_.time = std::clamp(came, arrival_.time, now);
+}
+
+/// The kernel's count has 32 bits and begins again at 0. That of a frame may be older than what was
+/// counted already.
+void SocketCanEndpoint::count_lost(std::uint32_t kernel_count) {
+  const auto known = static_cast<std::uint32_t>(arrival_.lost);
+  const auto more = static_cast<std::int32_t>(kernel_count - known);
+  arrival_.lost += static_cast<std::uint32_t>(std::max(more, 0));
+}
+
+/// The kernel tells of losses with the next frame, which may be long in coming.
+void SocketCanEndpoint::count_lost_until_now() {
+  std::array<std::uint32_t, SK_MEMINFO_VARS> counts{};
+  socklen_t length = sizeof counts;
+  if (::getsockopt(socket_, SOL_SOCKET, SO_MEMINFO, counts.data(), &length) == 0) {
+    count_lost(counts[SK_MEMINFO_DROPS]);
+  }
+}
+
+void SocketCanEndpoint::note_arrivals() {
+  const int on = 1;
+  notes_arrivals_ = ::setsockopt(socket_, SOL_SOCKET, SO_TIMESTAMPNS, &on, sizeof on) == 0 &&
+                    ::setsockopt(socket_, SOL_SOCKET, SO_RXQ_OVFL, &on, sizeof on) == 0;
 }
 
 /// Tells once that there is no interface, then looks now and again whether it is back.

@@ -257,6 +257,63 @@ TEST_P(CanChannelContract, each_state_is_explained_with_the_name_of_the_interfac
   EXPECT_EQ(texts.size(), 8U) << "each has its own";
 }
 
+TEST_P(CanChannelContract, frame_that_waited_has_come_before_it_was_taken) {
+  receiver->note_arrivals();
+  CanFrame frame;
+  const auto came_earlier = [&] {
+    send({0x123, 1, {1}});
+    sender->receive(frame, milliseconds(5));
+    const auto before = receiver->now();
+    EXPECT_EQ(receiver->receive(frame, patience), CanStatus::ok);
+    return receiver->arrival().time < before;
+  };
+
+  // A kernel may begin to stamp frames a moment after it was asked to.
+  EXPECT_TRUE(comes_true(came_earlier));
+  EXPECT_TRUE(came_earlier()) << "and from then on";
+}
+
+TEST_P(CanChannelContract, arrivals_never_go_back_and_are_not_later_than_now) {
+  receiver->note_arrivals();
+  const auto before = sender->now();
+  CanFrame frame;
+  auto latest = before;
+  for (std::uint8_t number = 0; number < 20; ++number) {
+    send({0x123, 1, {number}});
+    send({0x123, 1, {number}});
+    sender->receive(frame, nanoseconds(100000));
+    EXPECT_EQ(receiver->receive(frame, patience), CanStatus::ok);
+    EXPECT_GE(receiver->arrival().time, latest);
+    latest = receiver->arrival().time;
+    EXPECT_LE(latest, receiver->now());
+    EXPECT_EQ(receiver->arrival().lost, 0U);
+  }
+}
+
+TEST_P(CanChannelContract, endpoint_that_was_not_asked_to_note_arrivals_answers_now) {
+  send({0x123, 1, {1}});
+  CanFrame frame;
+  EXPECT_EQ(receiver->receive(frame, patience), CanStatus::ok);
+  sender->receive(frame, milliseconds(1));
+
+  const auto before = receiver->now();
+  const CanArrival arrival = receiver->arrival();
+  EXPECT_GE(arrival.time, before);
+  EXPECT_LE(arrival.time, receiver->now());
+  EXPECT_EQ(arrival.lost, 0U);
+}
+
+TEST_P(CanChannelContract, frames_that_waited_before_arrivals_were_noted_are_received_as_ever) {
+  send({0x123, 1, {1}});
+  send({0x123, 1, {2}});
+  EXPECT_THAT(take(*receiver, 1), ElementsAre(CanFrame{0x123, 1, {1}}));
+  receiver->note_arrivals();
+  send({0x123, 1, {3}});
+
+  EXPECT_THAT(take(*receiver, 2), ElementsAre(CanFrame{0x123, 1, {2}}, CanFrame{0x123, 1, {3}}));
+  EXPECT_LE(receiver->arrival().time, receiver->now());
+}
+
 INSTANTIATE_TEST_SUITE_P(channels, CanChannelContract, testing::ValuesIn(channels_under_test()),
                          [](const testing::TestParamInfo<ChannelCase>& row) {
                            return row.param.name;

@@ -186,6 +186,56 @@ TEST_F(InProcessBusTest, frame_that_was_received_makes_room) {
   EXPECT_EQ(bus.lost_frames(), 0U);
 }
 
+TEST_F(InProcessBusTest, arrival_is_the_time_at_which_the_frame_came) {
+  receiver->note_arrivals();
+  bus.set_fault_rule([](const CanFrame& sent) {
+    return Deliveries{{sent, milliseconds(sent == first ? 0 : 20)}};
+  });
+  sender->receive(frame, milliseconds(5));
+  send(first);
+  send(second);
+  sender->receive(frame, milliseconds(100));
+
+  std::vector<nanoseconds> times;
+  while (receiver->receive(frame, milliseconds(0)) == CanStatus::ok) {
+    times.push_back(receiver->arrival().time.time_since_epoch());
+  }
+  EXPECT_THAT(times, ElementsAre(milliseconds(5), milliseconds(25)));
+}
+
+TEST_F(InProcessBusTest, endpoint_counts_what_it_lost_before_each_frame) {
+  receiver->note_arrivals();
+  for (std::size_t number = 0; number < InProcessBus::queue_limit + 3; ++number) {
+    send(first);
+  }
+  receiver->receive(frame, milliseconds(0));
+  EXPECT_EQ(receiver->arrival().lost, 0U) << "it came before the queue was full";
+  send(second);
+  send(second);
+
+  while (receiver->receive(frame, milliseconds(0)) == CanStatus::ok && !(frame == second)) {
+    ASSERT_EQ(receiver->arrival().lost, 0U);
+  }
+  EXPECT_EQ(frame, second);
+  EXPECT_EQ(receiver->arrival().lost, 3U);
+
+  EXPECT_EQ(receiver->receive(frame, milliseconds(0)), CanStatus::timed_out);
+  EXPECT_EQ(receiver->arrival().lost, 4U) << "up to now, with no frame to tell it";
+}
+
+TEST_F(InProcessBusTest, queue_that_is_never_empty_keeps_arrivals_beside_their_frames) {
+  receiver->note_arrivals();
+  send(first);
+  for (std::size_t count = 0; count < InProcessBus::queue_limit + 2; ++count) {
+    const auto sent_at = receiver->now();
+    CanFrame ignored;
+    sender->receive(ignored, milliseconds(1));
+    send(first);
+    ASSERT_EQ(receiver->receive(frame, milliseconds(0)), CanStatus::ok);
+    ASSERT_EQ(receiver->arrival().time, sent_at) << count;
+  }
+}
+
 /// What becomes of three frames in a row when a rule applies to the second.
 struct RuleCase {
   std::string name;

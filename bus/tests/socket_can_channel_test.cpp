@@ -109,6 +109,40 @@ TEST_F(SocketCanChannelTest, frames_of_other_kinds_are_passed_over) {
   EXPECT_EQ(frame, some_frame);
 }
 
+TEST_F(SocketCanChannelTest, frames_that_find_the_queue_full_are_counted) {
+  constexpr std::uint64_t sent = 4000;
+  receiver->note_arrivals();
+  const auto witness = channel.open(everything);
+  for (std::uint64_t number = 0; number < sent; ++number) {
+    send_mark();
+    // One after another, so that the kernel loses none on the way.
+    ASSERT_EQ(witness->receive(frame, patience), CanStatus::ok);
+  }
+  ASSERT_EQ(receive(), CanStatus::ok);
+  EXPECT_EQ(receiver->arrival().lost, 0U) << "it came before the queue was full";
+
+  std::uint64_t received = 1;
+  while (receiver->receive(frame, milliseconds(10)) == CanStatus::ok) {
+    ++received;
+  }
+  ASSERT_LT(received, sent);
+  EXPECT_EQ(receiver->arrival().lost, sent - received) << "with no frame to tell it";
+  send_mark();
+  EXPECT_EQ(receive(), CanStatus::ok);
+  EXPECT_EQ(receiver->arrival().lost, sent - received) << "told with the next frame";
+}
+
+TEST_F(SocketCanChannelTest, arrivals_are_noted_beside_error_frames) {
+  receiver->note_arrivals();
+  raw.send_error(CAN_ERR_BUSOFF, 0);
+  send_mark();
+
+  EXPECT_EQ(receive(), CanStatus::bus_off);
+  EXPECT_EQ(receive(), CanStatus::ok);
+  EXPECT_EQ(frame, some_frame);
+  EXPECT_LE(receiver->arrival().time, receiver->now());
+}
+
 /// What an error frame of the driver means.
 struct ErrorCase {
   std::string name;

@@ -18,6 +18,10 @@ class TracingEndpoint : public CanEndpoint {
     return logged(inner_->receive(frame, timeout), frame);
   }
 
+  void note_arrivals() override { inner_->note_arrivals(); }
+
+  CanArrival arrival() const override { return inner_->arrival(); }
+
   std::chrono::steady_clock::time_point now() const override { return inner_->now(); }
 
   CanStatus state() const override { return inner_->state(); }

@@ -31,11 +31,19 @@ enum class CanStatus : std::uint8_t {
   failed,
 };
 
+/// When a frame has come to an endpoint, and what the endpoint has lost until then.
+struct CanArrival {
+  /// By the clock of `CanEndpoint::now`.
+  std::chrono::steady_clock::time_point time{};
+  /// Frames that found the endpoint's queue full, since it was opened.
+  std::uint64_t lost = 0;
+};
+
 /// One user of a channel: sends to all others, receives what passes its filters.
 ///
 /// What it sends itself it does not receive. `send` and `explain` may be called from any thread,
-/// from several at once; `receive` and `has_frame` from one thread at a time. Endpoints do not
-/// outlive their channel.
+/// from several at once; `receive`, `has_frame`, `note_arrivals` and `arrival` from one thread at a
+/// time. Endpoints do not outlive their channel.
 class CanEndpoint {
  public:
   virtual ~CanEndpoint() = default;
@@ -60,6 +68,19 @@ class CanEndpoint {
   /// True when the next receive takes a frame at once. False says nothing: a kernel would have to
   /// be asked.
   virtual bool has_frame() const { return false; }
+
+  /// From now on `arrival` tells of each frame that `receive` takes. Costs a little for each frame,
+  /// which is why it has to be asked for.
+  virtual void note_arrivals() {}
+
+  /// When the frame that the last receive took had come, however long it waited to be taken, and
+  /// how many were lost before it. After a receive that took none, `lost` counts up to that one,
+  /// and `time` says nothing.
+  ///
+  /// Times never go back from one frame to the next, and are never later than now. An endpoint that
+  /// does not know, or was not asked to note arrivals, answers now and no loss; then a `NodeWatch`
+  /// may take a heartbeat for silence that waits behind other frames.
+  virtual CanArrival arrival() const { return {now(), 0}; }
 
   /// The time by which this endpoint's time-outs run.
   virtual std::chrono::steady_clock::time_point now() const = 0;
