@@ -15,8 +15,8 @@ using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 
 constexpr milliseconds send_patience{20};
-// After its time a poll takes no more frames than this, however many keep coming.
-constexpr int overtime_limit = 4096;
+// A poll without time takes no more frames than this, however many keep coming.
+constexpr int frames_without_time = 4096;
 // Bit 7 belongs to node guarding, which alternates it.
 constexpr std::uint8_t state_mask = 0x7F;
 
@@ -52,34 +52,62 @@ NodeWatch::NodeWatch(CanChannel& channel, milliseconds heartbeat_timeout, Observ
     : heartbeat_timeout_(bounded(heartbeat_timeout)),
       observer_(observer ? std::move(observer) : [](const NodeEvent& /*event*/) {}),
       endpoint_(
-          channel.open({{heartbeat_cob_id, function_mask}, {emergency_cob_id, function_mask}})) {}
+          channel.open({{heartbeat_cob_id, function_mask}, {emergency_cob_id, function_mask}})) {
+  endpoint_->note_arrivals();
+}
 
 void NodeWatch::poll(milliseconds timeout) {
-  const Time end = endpoint_->now() + bounded(timeout);
-  for (int overtime = 0; overtime < overtime_limit;) {
-    CanFrame frame;
-    const CanStatus status = endpoint_->receive(frame, wait_limit(end));
-    if (status == CanStatus::ok) {
-      handle(frame);
-    } else if (status != CanStatus::timed_out) {
-      observer_({NodeEventKind::bus, 0, {}, {}, endpoint_->explain(status)});
-    }
-    if (status == CanStatus::timed_out) {
-      // Not before: the heartbeats of other nodes may still wait to be received.
-      find_lost();
-    }
-    if (endpoint_->now() >= end) {
-      overtime = status == CanStatus::timed_out ? overtime_limit : overtime + 1;
+  const Time start = endpoint_->now();
+  if (timeout > milliseconds(0)) {
+    poll_until(start + bounded(timeout));
+  } else {
+    take_what_came_by(start);
+  }
+}
+
+void NodeWatch::poll_until(Time end) {
+  for (Time now = endpoint_->now(); now < end; now = endpoint_->now()) {
+    take_next(now, wait_limit(now, end));
+  }
+}
+
+void NodeWatch::take_what_came_by(Time start) {
+  for (int taken = 0; taken < frames_without_time; ++taken) {
+    const CanStatus status = take_next(start, nanoseconds(0));
+    if (status == CanStatus::timed_out || (status == CanStatus::ok && last_arrival_.time > start)) {
+      return;
     }
   }
 }
 
-std::optional<NmtState> NodeWatch::state(std::uint8_t node_id) const {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  return is_node_id(node_id) ? nodes_.at(node_id).state : std::nullopt;
+/// Receives once, beginning at `now`, and handles what that tells.
+CanStatus NodeWatch::take_next(Time now, nanoseconds wait) {
+  CanFrame frame;
+  const CanStatus status = endpoint_->receive(frame, wait);
+  if (status == CanStatus::ok) {
+    take(frame, endpoint_->arrival());
+  } else if (status == CanStatus::timed_out) {
+    // Nothing waited at the end of the wait. A look at the clock would be too late, as a heartbeat
+    // may have come since; it only tells a wait that a coarse clock has cut short.
+    const bool is_whole = wait > nanoseconds(0) && endpoint_->now() >= now + wait;
+    const Time known = is_whole ? now + wait : now;
+    note_losses(endpoint_->arrival().lost, known);
+    find_lost(known);
+  } else {
+    tell_bus(status);
+  }
+  return status;
 }
 
-void NodeWatch::handle(const CanFrame& frame) {
+void NodeWatch::take(const CanFrame& frame, const CanArrival& arrival) {
+  constexpr Time::duration moment{1};
+  last_arrival_.time = arrival.time;
+  if (is_in_trouble_) {
+    tell_bus(CanStatus::ok);
+  }
+  note_losses(arrival.lost, arrival.time);
+  // Whatever came before this frame was taken. Other heartbeats may have come with it and wait.
+  find_lost(arrival.time - moment);
   const std::uint8_t node_id = node_of(frame);
   if (!is_node_id(node_id)) {
     return;  // 0x080 is SYNC
@@ -87,11 +115,22 @@ void NodeWatch::handle(const CanFrame& frame) {
   if ((frame.id & function_mask) == emergency_cob_id) {
     handle_emergency(node_id, frame);
   } else {
-    handle_heartbeat(node_id, frame);
+    handle_heartbeat(node_id, frame, arrival.time);
   }
 }
 
-void NodeWatch::handle_heartbeat(std::uint8_t node_id, const CanFrame& frame) {
+void NodeWatch::tell_bus(CanStatus status) {
+  is_in_trouble_ =
+      status != CanStatus::ok && (is_in_trouble_ || status != CanStatus::error_passive);
+  observer_({NodeEventKind::bus, 0, {}, {}, endpoint_->explain(status), status});
+}
+
+std::optional<NmtState> NodeWatch::state(std::uint8_t node_id) const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return is_node_id(node_id) ? nodes_.at(node_id).state : std::nullopt;
+}
+
+void NodeWatch::handle_heartbeat(std::uint8_t node_id, const CanFrame& frame, Time came) {
   if (frame.length != 1) {
     return;
   }
@@ -101,7 +140,8 @@ void NodeWatch::handle_heartbeat(std::uint8_t node_id, const CanFrame& frame) {
     const std::lock_guard<std::mutex> lock(mutex_);
     Node& node = nodes_.at(node_id);
     before = std::exchange(node.state, state);
-    node.seen = endpoint_->now();
+    node.seen = came;
+    node.missed.reset();
     node.beats = state != NmtState::boot_up;
   }
   if (state == NmtState::boot_up) {
@@ -128,18 +168,28 @@ void NodeWatch::handle_emergency(std::uint8_t node_id, const CanFrame& frame) {
                  hex_bytes(device_data)});
 }
 
-/// Tells of nodes whose heartbeats have stayed away.
-void NodeWatch::find_lost() {
+/// `lost` is the endpoint's count, and `shown` the latest time at which the frames can have come.
+void NodeWatch::note_losses(std::uint64_t lost, Time shown) {
+  if (std::exchange(last_arrival_.lost, lost) == lost) {
+    return;
+  }
+  const std::lock_guard<std::mutex> lock(mutex_);
+  for (Node& node : nodes_) {
+    node.missed = node.missed.value_or(shown);
+  }
+}
+
+/// Tells of nodes whose heartbeats have stayed away. Every frame that came up to `known` was taken.
+void NodeWatch::find_lost(Time known) {
   if (heartbeat_timeout_ <= milliseconds(0)) {
     return;
   }
-  const Time now = endpoint_->now();
   std::vector<std::uint8_t> lost;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     for (std::uint8_t node_id = 1; node_id <= highest_node_id; ++node_id) {
       Node& node = nodes_.at(node_id);
-      if (node.state && node.beats && now - node.seen >= heartbeat_timeout_) {
+      if (node.is_judged() && known - node.silent_since() >= heartbeat_timeout_) {
         node.state.reset();
         lost.push_back(node_id);
       }
@@ -156,15 +206,15 @@ void NodeWatch::find_lost() {
 }
 
 /// How long a receive may wait: until `end`, or until the next node may count as lost.
-nanoseconds NodeWatch::wait_limit(Time end) const {
+nanoseconds NodeWatch::wait_limit(Time now, Time end) const {
   Time next = end;
   const std::lock_guard<std::mutex> lock(mutex_);
   for (const Node& node : nodes_) {
-    if (node.state && node.beats && heartbeat_timeout_ > milliseconds(0)) {
-      next = std::min(next, node.seen + heartbeat_timeout_);
+    if (node.is_judged() && heartbeat_timeout_ > milliseconds(0)) {
+      next = std::min(next, node.silent_since() + heartbeat_timeout_);
     }
   }
-  return std::max<nanoseconds>(next - endpoint_->now(), nanoseconds(0));
+  return std::max<nanoseconds>(next - now, nanoseconds(0));
 }
 
 }  // namespace velmora_can_bridge

@@ -3,14 +3,20 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <future>
 #include <memory>
 #include <optional>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "support/patience.hpp"
 #include "test_frames.hpp"
 #include "velmora_can_bridge/bus/in_process_bus.hpp"
 
@@ -113,6 +119,30 @@ class NodeWatchTest : public testing::Test {
     watch.poll(milliseconds(0));
   }
 
+  /// Lets simulated time pass, while nobody polls.
+  void pass(nanoseconds time) {
+    CanFrame frame;
+    ASSERT_EQ(sender->receive(frame, time), CanStatus::timed_out);
+  }
+
+  /// Emergencies of node 0x7F, the first after `apart` from now, each further one that much later.
+  void flood(int count, nanoseconds apart) {
+    nanoseconds delay{0};
+    bus.set_fault_rule([&](const CanFrame& frame) {
+      delay += apart;
+      return std::vector<CanDelivery>{{frame, delay}};
+    });
+    for (int number = 0; number < count; ++number) {
+      send(0x0FF, "10 81 11 00 00 00 00 00");
+    }
+    bus.set_fault_rule({});
+  }
+
+  std::ptrdiff_t count_of(NodeEventKind kind) const {
+    return std::count_if(events.begin(), events.end(),
+                         [&](const NodeEvent& event) { return event.kind == kind; });
+  }
+
   std::vector<std::string> texts() const {
     std::vector<std::string> texts;
     texts.reserve(events.size());
@@ -131,9 +161,14 @@ class NodeWatchTest : public testing::Test {
   std::vector<NodeEvent> events;
   /// When each event came.
   std::vector<milliseconds> times;
+  /// How long the observer takes for each.
+  milliseconds handling_time{0};
   NodeWatch watch{bus, heartbeat_timeout, [this](const NodeEvent& event) {
                     events.push_back(event);
                     times.push_back(time());
+                    if (handling_time > milliseconds(0)) {
+                      pass(handling_time);
+                    }
                   }};
 };
 
@@ -177,14 +212,244 @@ TEST_F(NodeWatchTest, nobody_is_lost_whose_heartbeats_wait_to_be_received) {
   show(0x701, "05");
   show(0x702, "05");
   events.clear();
-  CanFrame frame;
-  sender->receive(frame, 2 * heartbeat_timeout);  // nobody polls meanwhile
+  for (int beat = 0; beat < 5; ++beat) {
+    pass(milliseconds(299));
+    send(0x701, "05");
+    send(0x702, "05");
+  }
+  pass(milliseconds(299));
+
+  watch.poll(milliseconds(0));
+
+  EXPECT_THAT(texts(), IsEmpty());
+}
+
+TEST_F(NodeWatchTest, node_that_was_silent_too_long_is_lost_and_back_however_late_the_poll) {
+  show(0x710, "05");
+  pass(milliseconds(301));
+  send(0x710, "05");
+  pass(milliseconds(100));
+
+  watch.poll(milliseconds(0));
+
+  EXPECT_THAT(texts(),
+              ElementsAre("node 0x10 is operational", "node 0x10 is lost: no heartbeat for 300 ms",
+                          "node 0x10 is operational"));
+}
+
+TEST_F(NodeWatchTest, heartbeat_in_time_behind_that_of_another_node_is_waited_for) {
+  show(0x701, "05");
+  show(0x702, "05");
+  events.clear();
+  pass(heartbeat_timeout);
   send(0x701, "05");
   send(0x702, "05");
 
   watch.poll(milliseconds(0));
 
-  EXPECT_THAT(texts(), IsEmpty());
+  EXPECT_THAT(texts(), IsEmpty()) << "both came with the last moment of their time";
+}
+
+TEST_F(NodeWatchTest, silent_node_is_lost_although_the_queue_is_never_empty) {
+  show(0x710, "05");
+  handling_time = milliseconds(1);
+  flood(1000, milliseconds(1));
+
+  watch.poll(milliseconds(900));
+
+  ASSERT_EQ(count_of(NodeEventKind::lost), 1);
+  EXPECT_EQ(events.at(301).kind, NodeEventKind::lost) << "after the 300th emergency";
+  EXPECT_EQ(times.at(301), milliseconds(301)) << "with the first frame after its time";
+}
+
+TEST_F(NodeWatchTest, silent_node_is_lost_by_the_arrival_of_what_waits_behind_a_slow_observer) {
+  show(0x710, "05");
+  handling_time = milliseconds(2);
+  flood(1000, milliseconds(1));
+
+  watch.poll(milliseconds(900));
+
+  ASSERT_EQ(count_of(NodeEventKind::lost), 1);
+  EXPECT_EQ(events.at(301).kind, NodeEventKind::lost) << "as if the observer took no time";
+  EXPECT_EQ(times.at(301), milliseconds(601)) << "which made 2 ms of each";
+}
+
+TEST_F(NodeWatchTest, heartbeat_that_waits_behind_a_flood_is_not_taken_for_silence) {
+  show(0x710, "05");
+  handling_time = milliseconds(2);
+  flood(298, milliseconds(1));
+  bus.set_fault_rule([](const CanFrame& frame) {
+    return std::vector<CanDelivery>{{frame, milliseconds(299)}};
+  });
+  send(0x710, "04");
+  bus.set_fault_rule({});
+
+  for (int polls = 0; polls < 300 && watch.state(16) != NmtState::stopped; ++polls) {
+    watch.poll(milliseconds(1));
+  }
+
+  EXPECT_EQ(times.back(), milliseconds(597)) << "handled long after its time-out";
+  EXPECT_EQ(count_of(NodeEventKind::emergency), 298);
+  EXPECT_EQ(count_of(NodeEventKind::lost), 0);
+}
+
+/// Says of its endpoints what a test wants to hear: losses, and what happens when they are asked
+/// for the time.
+class TellingChannel : public CanChannel {
+ public:
+  explicit TellingChannel(CanChannel& channel) : channel_(&channel) {}
+
+  std::unique_ptr<CanEndpoint> open(const std::vector<CanFilter>& filters) override {
+    return std::make_unique<Endpoint>(*this, channel_->open(filters));
+  }
+
+  std::uint64_t lost = 0;
+  std::function<void()> asked_for_time = [] {};
+
+ private:
+  class Endpoint : public CanEndpoint {
+   public:
+    Endpoint(const TellingChannel& channel, std::unique_ptr<CanEndpoint> endpoint)
+        : channel_(&channel), endpoint_(std::move(endpoint)) {}
+
+    CanStatus send(const CanFrame& frame, nanoseconds patience) override {
+      return endpoint_->send(frame, patience);
+    }
+    CanStatus receive(CanFrame& frame, nanoseconds timeout) override {
+      return endpoint_->receive(frame, timeout);
+    }
+    void note_arrivals() override { endpoint_->note_arrivals(); }
+    CanArrival arrival() const override {
+      channel_->asked_for_time();
+      return {endpoint_->arrival().time, channel_->lost};
+    }
+    std::chrono::steady_clock::time_point now() const override {
+      channel_->asked_for_time();
+      return endpoint_->now();
+    }
+    std::string explain(CanStatus status) const override { return endpoint_->explain(status); }
+
+   private:
+    const TellingChannel* const channel_;
+    const std::unique_ptr<CanEndpoint> endpoint_;
+  };
+
+  CanChannel* const channel_;
+};
+
+/// A watch whose endpoint has lost frames.
+class NodeWatchAfterLossTest : public NodeWatchTest {
+ protected:
+  /// A frame of another node, and the news that some were lost before it.
+  void show_loss() {
+    ++channel.lost;
+    send(0x0FF, "10 81 11 00 00 00 00 00");
+    lossy.poll(milliseconds(0));
+  }
+
+  void beat() {
+    send(0x710, "05");
+    lossy.poll(milliseconds(0));
+  }
+
+  /// When node 0x10 is lost, if it is within a second.
+  std::optional<milliseconds> lost_at() {
+    lossy.poll(milliseconds(1000));
+    return lost_at_;
+  }
+
+  std::optional<milliseconds> lost_at_;
+  TellingChannel channel{bus};
+  NodeWatch lossy{channel, heartbeat_timeout, [this](const NodeEvent& event) {
+                    if (event.kind == NodeEventKind::lost) {
+                      lost_at_ = time();
+                    }
+                  }};
+};
+
+TEST_F(NodeWatchAfterLossTest, node_is_judged_a_whole_timeout_after_the_loss) {
+  beat();
+  pass(milliseconds(200));
+  show_loss();
+
+  EXPECT_EQ(lost_at(), milliseconds(500));
+}
+
+TEST_F(NodeWatchAfterLossTest, further_losses_do_not_put_it_off) {
+  beat();
+  for (int loss = 0; loss < 10; ++loss) {
+    pass(milliseconds(90));
+    show_loss();
+  }
+
+  EXPECT_EQ(lost_at(), milliseconds(450)) << "first loss at 90 ms, told with the frame at 450 ms";
+}
+
+TEST_F(NodeWatchAfterLossTest, heartbeat_ends_the_delay) {
+  beat();
+  pass(milliseconds(100));
+  show_loss();
+  pass(milliseconds(50));
+  beat();
+
+  EXPECT_EQ(lost_at(), milliseconds(450));
+}
+
+TEST_F(NodeWatchAfterLossTest, loss_after_a_heartbeat_counts_anew) {
+  beat();
+  show_loss();
+  pass(milliseconds(100));
+  beat();
+  pass(milliseconds(200));
+  show_loss();
+
+  EXPECT_EQ(lost_at(), milliseconds(600));
+}
+
+TEST_F(NodeWatchAfterLossTest, frame_that_tells_of_the_loss_is_not_judged_against) {
+  beat();
+  pass(milliseconds(400));
+  show_loss();
+
+  EXPECT_EQ(lost_at(), milliseconds(700));
+}
+
+TEST_F(NodeWatchAfterLossTest, loss_with_no_frame_behind_it_counts) {
+  beat();
+  pass(milliseconds(200));
+  ++channel.lost;
+  lossy.poll(milliseconds(0));
+
+  EXPECT_EQ(lost_at(), milliseconds(500));
+}
+
+TEST_F(NodeWatchAfterLossTest, loss_that_shows_at_the_end_of_a_wait_counts) {
+  beat();
+  ++channel.lost;
+
+  EXPECT_EQ(lost_at(), milliseconds(600)) << "the wait ends with the first time-out";
+}
+
+TEST_F(NodeWatchTest, asks_its_endpoint_nothing_with_its_lock_held) {
+  TellingChannel channel(bus);
+  NodeWatch watched(channel, heartbeat_timeout, {});
+  // As handlers on an in-process bus might ask, which run with that bus locked. Kept, as one that
+  // is not answered must not be waited for.
+  std::vector<std::future<std::optional<NmtState>>> questions;
+  bool is_answered = true;
+  channel.asked_for_time = [&] {
+    if (is_answered) {
+      questions.push_back(std::async(std::launch::async, [&] { return watched.state(16); }));
+      is_answered = is_done(questions.back());
+    }
+  };
+  send(0x710, "05");
+
+  watched.poll(2 * heartbeat_timeout);
+
+  EXPECT_TRUE(is_answered);
+  EXPECT_GT(questions.size(), 3U);
+  EXPECT_EQ(watched.state(16), std::nullopt) << "seen, and lost again";
 }
 
 TEST_F(NodeWatchTest, needs_no_observer) {
@@ -393,8 +658,31 @@ TEST_P(WatchedBusTest, state_of_the_bus_is_told_once) {
   ASSERT_EQ(events.size(), 1U);
   EXPECT_EQ(events[0].kind, NodeEventKind::bus);
   EXPECT_EQ(events[0].node_id, 0);
+  EXPECT_EQ(events[0].status, GetParam().status);
   EXPECT_EQ(events[0].text, GetParam().text);
   EXPECT_EQ(time(), milliseconds(100)) << "the poll goes on to its end";
+}
+
+TEST_P(WatchedBusTest, end_of_trouble_is_told_with_the_first_frame) {
+  bus.set_state(GetParam().status);
+  watch.poll(milliseconds(0));
+  bus.set_state(CanStatus::error_passive);
+  watch.poll(milliseconds(0));
+  bus.set_state(CanStatus::ok);
+  watch.poll(milliseconds(0));
+  events.clear();
+
+  show(0x710, "00");
+  show(0x710, "00");
+
+  std::vector<std::string> expected{"node 0x10 has started", "node 0x10 has started"};
+  if (GetParam().status != CanStatus::error_passive) {
+    expected.insert(expected.begin(), "interface vcan0 works");
+    EXPECT_EQ(events[0].kind, NodeEventKind::bus);
+    EXPECT_EQ(events[0].node_id, 0);
+    EXPECT_EQ(events[0].status, CanStatus::ok);
+  }
+  EXPECT_EQ(texts(), expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -408,7 +696,8 @@ INSTANTIATE_TEST_SUITE_P(
         BusStateCase{"down", CanStatus::interface_down,
                      "interface vcan0 is down (ip link set vcan0 up)"},
         BusStateCase{"missing", CanStatus::interface_missing,
-                     "there is no interface vcan0 (ip link add dev vcan0 type vcan)"}),
+                     "there is no interface vcan0 (ip link add dev vcan0 type vcan)"},
+        BusStateCase{"failed", CanStatus::failed, "vcan0 refuses the frame"}),
     [](const testing::TestParamInfo<BusStateCase>& row) { return row.param.name; });
 
 TEST_F(NodeWatchTest, poll_without_time_handles_all_that_has_come) {
@@ -448,7 +737,45 @@ TEST_F(NodeWatchTest, poll_ends_although_frames_keep_coming) {
 
   busy.poll(milliseconds(0));
 
-  EXPECT_GT(events_seen, 100);
+  EXPECT_EQ(events_seen, 4096);
+}
+
+TEST_F(NodeWatchTest, poll_takes_no_frame_once_its_time_has_passed) {
+  handling_time = milliseconds(10);
+  for (int count = 0; count < 100; ++count) {
+    send(0x710, "00");
+  }
+
+  watch.poll(milliseconds(50));
+  EXPECT_EQ(events.size(), 5U);
+  EXPECT_EQ(time(), milliseconds(50));
+
+  watch.poll(milliseconds(1));
+  EXPECT_EQ(events.size(), 6U);
+  EXPECT_EQ(time(), milliseconds(60));
+}
+
+TEST_F(NodeWatchTest, poll_without_time_takes_all_that_came_before_however_long_it_takes) {
+  handling_time = milliseconds(10);
+  for (int count = 0; count < 100; ++count) {
+    send(0x710, "00");
+  }
+
+  watch.poll(milliseconds(0));
+
+  EXPECT_EQ(events.size(), 100U);
+}
+
+TEST_F(NodeWatchTest, poll_without_time_ends_with_the_first_frame_that_came_after_its_begin) {
+  handling_time = milliseconds(1);
+  send(0x710, "00");
+  send(0x710, "00");
+  flood(100, milliseconds(1));
+
+  watch.poll(milliseconds(0));
+
+  EXPECT_EQ(count_of(NodeEventKind::booted), 2);
+  EXPECT_EQ(count_of(NodeEventKind::emergency), 1);
 }
 
 TEST_F(NodeWatchTest, observer_may_ask_for_the_state) {

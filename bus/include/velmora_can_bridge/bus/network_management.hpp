@@ -37,11 +37,14 @@ enum class NodeEventKind : std::uint8_t {
   booted,
   /// A heartbeat showed a state other than the one before, or the first one.
   state_changed,
-  /// No heartbeat for the time given to the watch.
+  /// No heartbeat for the time given to the watch; when frames were lost meanwhile, for that time
+  /// once more.
   lost,
   /// An emergency frame; `data` has it.
   emergency,
-  /// The bus or the interface: bus-off, error-passive, down, missing. `node_id` is 0.
+  /// The bus or the interface, as `status` says: bus-off, error-passive, down, missing, failed;
+  /// `ok`
+  /// with the first frame that is received again. `node_id` is 0.
   bus,
 };
 
@@ -54,11 +57,21 @@ struct NodeEvent {
   std::array<std::uint8_t, 8> data{};
   /// For people, on one line: "node 0x10 is operational".
   std::string text;
+  /// For `bus`: what the interface told. `ok` when it works again after anything else but
+  /// error-passive, which does not stop it.
+  CanStatus status = CanStatus::ok;
 };
 
 /// Watches heartbeats, boot-up messages and emergencies of all nodes.
 ///
 /// Has no thread: somebody calls `poll`, again and again, usually a thread of its own.
+///
+/// Nodes are judged by when their heartbeats came, not by when they were handled: what waits to be
+/// received counts in time, and a bus or an observer that never lets the queue run empty hides no
+/// silence. When more came than the queue holds, heartbeats may be among the lost frames. Each node
+/// is then judged a whole `heartbeat_timeout` after the first loss since it was last heard: further
+/// losses do not put that off, so a silent node is lost after two time-outs at the latest, and a
+/// node of which every heartbeat was lost in that time is, too.
 class NodeWatch {
  public:
   using Observer = std::function<void(const NodeEvent& event)>;
@@ -69,6 +82,10 @@ class NodeWatch {
   NodeWatch(CanChannel& channel, std::chrono::milliseconds heartbeat_timeout, Observer observer);
 
   /// Handles what has come, and waits for more until `timeout` has passed. One thread at a time.
+  ///
+  /// Takes no further frame once `timeout` has passed, however many wait; what the observer does
+  /// with the last one comes on top. With 0 or less it handles what had come before the call, at
+  /// most 4096 frames, and waits for nothing.
   void poll(std::chrono::milliseconds timeout);
 
   /// The state last seen; no value when the node was never heard of or is lost. Any thread.
@@ -79,21 +96,36 @@ class NodeWatch {
   struct Node {
     std::optional<NmtState> state;
     Time seen{};
+    /// When frames were first lost since.
+    std::optional<Time> missed;
     /// A heartbeat has come since it booted: many nodes send none.
     bool beats = false;
+
+    bool is_judged() const { return state && beats; }
+    Time silent_since() const { return missed.value_or(seen); }
   };
 
-  void handle(const CanFrame& frame);
-  void handle_heartbeat(std::uint8_t node_id, const CanFrame& frame);
+  void poll_until(Time end);
+  void take_what_came_by(Time start);
+  CanStatus take_next(Time now, std::chrono::nanoseconds wait);
+  void take(const CanFrame& frame, const CanArrival& arrival);
+  void tell_bus(CanStatus status);
+  void handle_heartbeat(std::uint8_t node_id, const CanFrame& frame, Time came);
   void handle_emergency(std::uint8_t node_id, const CanFrame& frame);
-  void find_lost();
-  std::chrono::nanoseconds wait_limit(Time end) const;
+  void note_losses(std::uint64_t lost, Time shown);
+  void find_lost(Time known);
+  std::chrono::nanoseconds wait_limit(Time now, Time end) const;
 
   const std::chrono::milliseconds heartbeat_timeout_;
   const Observer observer_;
   const std::unique_ptr<CanEndpoint> endpoint_;
 
-  // Guards nodes_. A leaf: the observer runs without it.
+  // These belong to the polling thread: how the latest frame came, and whether the interface has
+  // not worked since the one before.
+  CanArrival last_arrival_;
+  bool is_in_trouble_ = false;
+
+  // Guards nodes_. A leaf: neither the observer nor the endpoint is called with it held.
   mutable std::mutex mutex_;
   std::array<Node, highest_node_id + 1> nodes_;
 };
