@@ -33,7 +33,7 @@ class NmtMaster {
 
 enum class NodeEventKind : std::uint8_t {
   /// The node has started: its objects hold their start values, and images of its RPDOs are out of
-  /// date (`CanOpenNodeController::forget_rpdo_shadows`).
+  /// date. It is not the only sign of that: see `RestartGuard`.
   booted,
   /// A heartbeat showed a state other than the one before, or the first one.
   state_changed,
