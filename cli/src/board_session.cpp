@@ -37,10 +37,11 @@ BoardSession::BoardSession(const CommandLineHost& host, CanChannel& channel, con
             sink(transfer);
           },
           [this](std::uint8_t /*node_id*/) { return bus_.last_error(); }),
-      watch_(channel, milliseconds(0), [this](const NodeEvent& event) { forget_images(event); }) {
+      watch_(channel, milliseconds(0), [this](const NodeEvent& event) { guard_.note(event); }) {
   for (const NodeConfig& config : file.nodes) {
     bus_.set_cob_ids(config.node_id, config.board);
     nodes_.push_back(std::make_unique<Node>(traced_, config));
+    guard_.add(config.node_id, nodes_.back()->controller);
   }
 }
 
@@ -70,17 +71,6 @@ BoardSession::Node& BoardSession::node_of(const std::string& device) {
   return **std::find_if(nodes_.begin(), nodes_.end(), [&](const auto& node) {
     return node->config->board.device_od_map.count(device) != 0;
   });
-}
-
-void BoardSession::forget_images(const NodeEvent& event) {
-  if (event.kind != NodeEventKind::booted) {
-    return;
-  }
-  for (const auto& node : nodes_) {
-    if (node->config->node_id == event.node_id) {
-      node->controller.forget_rpdo_shadows();
-    }
-  }
 }
 
 }  // namespace velmora_can_bridge

@@ -10,6 +10,7 @@
 #include "stoppable_bus.hpp"
 #include "tracing_backend.hpp"
 #include "velmora_can_bridge/bus/network_management.hpp"
+#include "velmora_can_bridge/bus/restart_guard.hpp"
 #include "velmora_can_bridge/can_open_node_controller.hpp"
 #include "velmora_can_bridge/cli/command_line.hpp"
 #include "velmora_can_bridge/config/board_file.hpp"
@@ -21,7 +22,8 @@ const NodeConfig* find_node(const BoardFile& file, const std::string& device);
 
 /// A controller for each node of a board, and what stands behind it.
 ///
-/// A node that has booted since the last operation has its images of RPDOs forgotten.
+/// Before each operation the images of RPDOs are forgotten of nodes that may have restarted since
+/// the last one (`RestartGuard`).
 class BoardSession {
  public:
   /// Host, channel and file outlive this object. `sink` is told of every transfer.
@@ -42,7 +44,6 @@ class BoardSession {
   };
 
   Node& node_of(const std::string& device);
-  void forget_images(const NodeEvent& event);
 
   // How the latest transfer of the operation that runs failed; once one was interrupted, how that
   // one did: the later ones were not begun.
@@ -52,6 +53,7 @@ class BoardSession {
   StoppableBus bus_;
   TracingBackend traced_;
   std::vector<std::unique_ptr<Node>> nodes_;
+  RestartGuard guard_;
   NodeWatch watch_;
 };
 

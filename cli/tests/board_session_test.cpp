@@ -63,6 +63,19 @@ TEST_F(Session, boot_up_of_another_node_forgets_nothing) {
   EXPECT_EQ(lines.size(), 1U);
 }
 
+TEST_F(Session, loads_an_image_again_after_the_interface_was_down) {
+  BoardSession session(host, can0, file, {},
+                       [this](const Transfer& transfer) { lines.push_back(transfer.line); });
+  session.run("lamp", "set_level", {1});
+  can0.set_state(CanStatus::interface_down);
+  can0.set_state(CanStatus::ok);
+  lamp->node.device().set_object_value(0x2000, 2, {7});
+
+  EXPECT_TRUE(session.run("lamp", "set_level", {3}).result.ok);
+
+  EXPECT_EQ(lines.back(), "node 0x10  RPDO 1     <- 03 07") << "the node may have booted meanwhile";
+}
+
 TEST_F(Session, earlier_failure_is_not_reported_again) {
   OperationConfig op;
   op.kind = "sdo_write";
