@@ -37,6 +37,10 @@ class StoppableEndpoint : public CanEndpoint {
     return left > nanoseconds(0) ? inner_->receive(frame, left) : status;
   }
 
+  void note_arrivals() override { inner_->note_arrivals(); }
+
+  CanArrival arrival() const override { return inner_->arrival(); }
+
   bool has_frame() const override { return inner_->has_frame(); }
 
   std::chrono::steady_clock::time_point now() const override { return inner_->now(); }

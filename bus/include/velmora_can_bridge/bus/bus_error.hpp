@@ -50,7 +50,8 @@ struct BusError {
 };
 
 /// Is told of errors. Runs on the thread on which the error showed, on several at once, with locks
-/// of the teller held: it is short, and calls neither a backend nor a controller.
+/// of the teller held: it is short, and calls neither a backend, but for `CanBusBackend::stop`, nor a
+/// controller, but for `forget_rpdo_shadows`.
 using BusObserver = std::function<void(const BusError& error)>;
 
 /// "node 0x10, object 0x2000/1: " or what of it applies, and the reason.
