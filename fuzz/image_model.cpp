@@ -335,7 +335,7 @@ bool ImageModel::load(std::uint8_t rpdo, const Calls& calls, bool best_effort) {
     }
     std::vector<Change> changes;
     Bytes bytes;
-    if (field.mapping->index >= 0x20) {
+    if (field.mapping->index == 0 || field.mapping->index > 7) {
       promise(next < calls.size() && calls[next].kind == Kind::read &&
                   calls[next].index == field.mapping->index &&
                   calls[next].sub_index == field.mapping->sub_index,

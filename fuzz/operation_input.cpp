@@ -23,7 +23,7 @@ constexpr const char* directions[] = {"RPDO", "RPDO", "RPDO", "TPDO", "rpdo", ""
 
 /// Controlwords, modes and targets of the drives, objects of "io", padding.
 constexpr std::uint16_t indices[] = {0x2000, 0x2001, 0x6040, 0x6060, 0x6071, 0x607A,
-                                     0x60FF, 0x7040, 0x7060, 0x0005, 0x001F, 0x0020,
+                                     0x60FF, 0x7040, 0x7060, 0x0005, 0x0007, 0x0010,
                                      0xFFF0, 0x00AF, 0x2100, 0xFFFF};
 constexpr std::uint8_t sub_indices[] = {0, 1, 2, 9, 255};
 constexpr std::uint8_t bit_lengths[] = {8, 16, 32, 24, 64, 0, 1, 7, 9, 15, 48, 255};

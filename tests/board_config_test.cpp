@@ -5,7 +5,7 @@
 namespace velmora_can_bridge {
 namespace {
 
-TEST(BoardConfig, mapping_is_padding_of_no_bits_until_it_is_filled) {
+TEST(BoardConfig, mapping_has_no_bits_until_it_is_filled) {
   const PdoMapping mapping;
   EXPECT_EQ(mapping.index, 0);
   EXPECT_EQ(mapping.sub_index, 0);

@@ -17,8 +17,6 @@ constexpr std::uint16_t last_pdo_cob_id = 0x57F;
 // Bit 7 of a heartbeat belongs to node guarding, which alternates it.
 constexpr std::uint8_t state_mask = 0x7F;
 constexpr unsigned bits_per_byte = 8;
-// Mappings of a lower index are data types: they leave bits of the frame unused (CiA 301).
-constexpr std::uint16_t first_object = 0x0020;
 
 std::string bytes_text(std::size_t count) {
   return std::to_string(count) + (count == 1 ? " byte" : " bytes");
@@ -59,7 +57,7 @@ std::vector<DecodedField> fields_of(const NodeConfig& node, const PdoConfig& pdo
     if (end > frame.length * bits_per_byte) {
       break;
     }
-    if (mapping.index >= first_object && mapping.bit_length > 0) {
+    if (!is_dummy_entry(mapping) && mapping.bit_length > 0) {
       fields.push_back({object_name(&node, mapping.index, mapping.sub_index), mapping.bit_length,
                         bits_of(word, offset, mapping.bit_length)});
     }

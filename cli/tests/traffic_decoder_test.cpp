@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -173,6 +174,26 @@ const std::vector<FrameCase> pdo_cases{
     {"tpdo_of_a_strange_node", 0x1B3, {1}, "node 0x33 (not in the board file)  TPDO 1     01"},
     {"rpdo_of_a_strange_node", 0x233, {}, "node 0x33 (not in the board file)  RPDO 1"},
 };
+
+TEST(TrafficDecoderPadding, is_an_index_from_1_to_7) {
+  const std::map<std::uint16_t, std::string> words{{0x0000, "0x0000/0 = 21 (33)"},
+                                                   {0x0001, "21"},
+                                                   {0x0007, "21"},
+                                                   {0x0008, "0x0008/0 = 21 (33)"},
+                                                   {0x0010, "0x0010/0 = 21 (33)"},
+                                                   {0x001F, "0x001F/0 = 21 (33)"},
+                                                   {0x0020, "0x0020/0 = 21 (33)"}};
+  for (const auto& [index, expected] : words) {
+    SCOPED_TRACE(index);
+    BoardFile file;
+    file.nodes.push_back({});
+    file.nodes.front().node_id = 0x10;
+    file.nodes.front().board.pdos = {{1, "RPDO", 0, {{index, 0, 8, ""}}}};
+    const DecodedFrame decoded = TrafficDecoder(file).decode({0x210, 1, {0x21}});
+    EXPECT_EQ(traffic_text(milliseconds(0), decoded).substr(10),
+              "node 0x10  RPDO 1     " + expected);
+  }
+}
 
 const std::vector<FrameCase> sdo_cases{
     {"read", 0x610, {0x40, 0x41, 0x60, 0, 0, 0, 0, 0}, "node 0x10  SDO        read wheel 0x6041/0"},

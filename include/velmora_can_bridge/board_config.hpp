@@ -20,6 +20,13 @@ struct PdoMapping {
   std::string field;
 };
 
+/// Whether the mapping is a dummy entry: it names one of the data types 0x0001 (BOOLEAN) to 0x0007
+/// (UNSIGNED32) instead of an object, to leave bits of the frame unused (CiA 301, 7.4.8.1). Every
+/// other index is an object, 0x0000 and the data types that no mapping may name included.
+inline bool is_dummy_entry(const PdoMapping& mapping) {
+  return mapping.index >= 0x0001 && mapping.index <= 0x0007;
+}
+
 /// One PDO of the node.
 struct PdoConfig {
   /// PDO number as operations name it, counted from 1.

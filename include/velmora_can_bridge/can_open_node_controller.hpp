@@ -27,7 +27,7 @@ namespace velmora_can_bridge {
 ///   whole byte of the frame. A refused read fails the operation ("RPDO shadow sync failed for ")
 ///   with nothing changed; the next one tries again. With `refresh_shadow` it is loaded before that
 ///   write in any case, never fails, and an object that the node refuses keeps its bytes.
-/// - An answer shorter than its field leaves the rest of it 0. Padding (index below 0x0020) is not
+/// - An answer shorter than its field leaves the rest of it 0. Padding (`is_dummy_entry`) is not
 ///   read and is 0. The frame's length is the sum of the mapped bits, rounded up to bytes, at most
 ///   8. RPDO entries with one number are laid over each other in list order, each from byte 0; the
 ///   longest gives the length.

@@ -94,8 +94,7 @@ std::uint16_t tpdo_cob_id(std::uint8_t node_id, const PdoConfig& tpdo) {
 }
 
 bool carries_object(const PdoMapping& mapping) {
-  constexpr std::uint16_t first_object = 0x0020;
-  return mapping.index >= first_object && mapping.bit_length > 0;
+  return !is_dummy_entry(mapping) && mapping.bit_length > 0;
 }
 
 std::size_t bytes_for_bits(std::size_t bit_length) {

@@ -39,8 +39,7 @@ std::uint16_t rpdo_cob_id(std::uint8_t node_id, const PdoConfig& rpdo);
 /// As `rpdo_cob_id`, but of a TPDO.
 std::uint16_t tpdo_cob_id(std::uint8_t node_id, const PdoConfig& tpdo);
 
-/// Whether the mapping stands for an object: it has bits, and is no dummy entry. Those map a data
-/// type, an index below 0x0020, to leave bits of the frame unused (CiA 301, RPDO mapping).
+/// Whether the mapping stands for an object: it has bits, and is no dummy entry.
 bool carries_object(const PdoMapping& mapping);
 
 /// Bytes that hold that many bits.

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "chosen_seed.hpp"
+#include "node_objects.hpp"
 
 namespace velmora_can_bridge {
 
@@ -93,12 +94,38 @@ INSTANTIATE_TEST_SUITE_P(all, PdoCobIdTest,
                          });
 
 TEST(PdoMappingTest, dummies_and_mappings_without_bits_carry_no_object) {
-  EXPECT_FALSE(carries_object({0x0000, 0, 8, ""}));
-  EXPECT_FALSE(carries_object({0x001F, 0, 8, ""}));
-  EXPECT_TRUE(carries_object({0x0020, 0, 8, ""}));
+  EXPECT_FALSE(carries_object({0x0005, 0, 8, ""}));
   EXPECT_TRUE(carries_object({0xFFFF, 255, 1, ""}));
   EXPECT_FALSE(carries_object({0x2000, 1, 0, ""}));
 }
+
+struct DummyCase {
+  std::string name;
+  std::uint16_t index;
+  bool carries_object;
+};
+
+void PrintTo(const DummyCase& row, std::ostream* out) { *out << row.name; }
+
+class PdoDummyTest : public testing::TestWithParam<DummyCase> {};
+
+TEST_P(PdoDummyTest, is_an_index_from_1_to_7) {
+  const PdoMapping mapping{GetParam().index, 0, 8, ""};
+
+  EXPECT_EQ(carries_object(mapping), GetParam().carries_object);
+  EXPECT_EQ(unpack_frame({mapping}, {0x21}).size(), GetParam().carries_object ? 1U : 0U);
+  EXPECT_EQ(node_objects(5, {{{1, "RPDO", 0, {mapping}}}, {}}).find(mapping.index, 0) != nullptr,
+            GetParam().carries_object);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    all, PdoDummyTest,
+    testing::Values(DummyCase{"index_0", 0x0000, true}, DummyCase{"boolean", 0x0001, false},
+                    DummyCase{"unsigned32", 0x0007, false}, DummyCase{"real32", 0x0008, true},
+                    DummyCase{"mode_of_base_fff0", 0x0010, true},
+                    DummyCase{"last_below_0020", 0x001F, true},
+                    DummyCase{"index_0020", 0x0020, true}),
+    [](const testing::TestParamInfo<DummyCase>& row) { return row.param.name; });
 
 struct LengthCase {
   std::string name;
@@ -199,7 +226,7 @@ Mappings random_mappings(std::mt19937& random) {
   while (room > 0 && random() % 12 != 0) {
     const std::size_t bits = 1 + random() % std::min<std::size_t>(room, 33);
     const bool dummy = random() % 5 == 0;
-    mappings.push_back({static_cast<std::uint16_t>(dummy ? random() % 0x20 : 0x2000),
+    mappings.push_back({static_cast<std::uint16_t>(dummy ? 1 + random() % 7 : 0x2000),
                         static_cast<std::uint8_t>(mappings.size()), static_cast<std::uint8_t>(bits),
                         ""});
     room -= bits;
@@ -211,7 +238,7 @@ std::vector<FieldValue> reference_fields(const Mappings& mappings, const Frame& 
   std::vector<FieldValue> fields;
   std::size_t offset = 0;
   for (const PdoMapping& mapping : mappings) {
-    if (mapping.index >= 0x20) {
+    if (mapping.index == 0x2000) {
       fields.push_back(
           {mapping.index, mapping.sub_index, reference_field(frame, offset, mapping.bit_length)});
     }
@@ -305,7 +332,7 @@ Frame without_unmapped_bits(const Mappings& mappings, const Frame& frame) {
   std::size_t offset = 0;
   for (const PdoMapping& mapping : mappings) {
     for (std::size_t bit = offset; bit < offset + mapping.bit_length; ++bit) {
-      const unsigned mask = mapping.index >= 0x20 ? 1U << (bit % 8) : 0U;
+      const unsigned mask = mapping.index == 0x2000 ? 1U << (bit % 8) : 0U;
       mapped.at(bit / 8) =
           static_cast<std::uint8_t>(mapped.at(bit / 8) | (frame.at(bit / 8) & mask));
     }

@@ -16,9 +16,6 @@ namespace {
 /// Data bytes of a CAN frame.
 inline constexpr std::size_t frame_length = 8;
 
-/// Indices below are data types, which a mapping may name as padding (CiA 301, 7.4.8.1).
-inline constexpr std::uint16_t first_object_index = 0x0020;
-
 /// The whole bytes of the frame that a field owns; `length` is 0 when it owns none. Never reaches
 /// past the frame: `offset` + `length` is at most 8.
 struct FieldPlace {

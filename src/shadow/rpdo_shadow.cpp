@@ -99,7 +99,7 @@ bool CanOpenNodeController::sync_rpdo_shadow_from_device(std::uint8_t rpdo,
       return true;
     }
     std::vector<std::uint8_t> bytes;
-    if (mapping.index >= first_object_index &&
+    if (!is_dummy_entry(mapping) &&
         !backend_->sdo_read(*node_id_, mapping.index, mapping.sub_index, bytes)) {
       return !all_or_nothing;
     }

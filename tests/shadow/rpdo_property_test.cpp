@@ -201,7 +201,7 @@ class Model {
       return true;
     }
     Bytes bytes;
-    if (field.mapping->index >= 0x20) {
+    if (field.mapping->index == 0 || field.mapping->index > 7) {
       const BusCall call =
           expect(RandomBackend::read_text(field.mapping->index, field.mapping->sub_index));
       if (call.outcome == Outcome::refused) {
@@ -339,7 +339,8 @@ std::string random_name(Random& random) {
 }
 
 std::uint16_t random_index(Random& random) {
-  return static_cast<std::uint16_t>(random.pick({0x0005, 0x001F, 0x0020, 0x2000, 0x2001, 0x2002}));
+  return static_cast<std::uint16_t>(
+      random.pick({0x0000, 0x0001, 0x0007, 0x0008, 0x2000, 0x2001, 0x2002}));
 }
 
 BoardConfig random_board(Random& random) {

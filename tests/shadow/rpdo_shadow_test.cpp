@@ -143,7 +143,7 @@ TEST_F(RpdoShadow, field_of_fifteen_bits_owns_one_byte) {
 }
 
 TEST_F(RpdoShadow, dummy_entries_are_0_and_not_read) {
-  map({{0x0005, 0, 8, "low"}, {0x2000, 1, 8, "a"}, {0x001F, 0, 16, "high"}, {0x2000, 2, 8, "b"}});
+  map({{0x0005, 0, 8, "low"}, {0x2000, 1, 8, "a"}, {0x0007, 0, 16, "high"}, {0x2000, 2, 8, "b"}});
   backend.objects = {{{0x2000, 1}, {1}}, {{0x2000, 2}, {2}}};
   EXPECT_EQ(next_send(), (Calls{"read 5 0x2000/1", "read 5 0x2000/2",
                                 "rpdo 5 1 len 5: 00 01 00 00 02 00 00 00"}));
@@ -158,10 +158,34 @@ TEST_F(RpdoShadow, dummy_entry_that_was_written_is_0_again_after_a_load) {
   EXPECT_EQ(last(next_send()), "rpdo 5 1 len 2: 00 00 00 00 00 00 00 00");
 }
 
-TEST_F(RpdoShadow, first_index_after_the_data_types_is_read) {
-  map({{0x0020, 0, 8, "a"}});
-  EXPECT_EQ(next_send(), (Calls{"read 5 0x0020/0", "rpdo 5 1 len 1: 00 00 00 00 00 00 00 00"}));
+struct DummyRow {
+  const char* name;
+  std::uint16_t index;
+  Calls loads;
+};
+
+void PrintTo(const DummyRow& row, std::ostream* out) { *out << row.name; }
+
+class RpdoShadowDummy : public RpdoShadow, public testing::WithParamInterface<DummyRow> {};
+
+TEST_P(RpdoShadowDummy, is_an_index_from_1_to_7) {
+  map({{GetParam().index, 0, 8, "a"}});
+  backend.objects = {{{GetParam().index, 0}, {0x77}}};
+  Calls expected = GetParam().loads;
+  expected.push_back(expected.empty() ? "rpdo 5 1 len 1: 00 00 00 00 00 00 00 00"
+                                      : "rpdo 5 1 len 1: 77 00 00 00 00 00 00 00");
+  EXPECT_EQ(next_send(), expected);
 }
+
+INSTANTIATE_TEST_SUITE_P(Rows, RpdoShadowDummy,
+                         testing::Values(DummyRow{"index_0", 0x0000, {"read 5 0x0000/0"}},
+                                         DummyRow{"boolean", 0x0001, {}},
+                                         DummyRow{"unsigned32", 0x0007, {}},
+                                         DummyRow{"real32", 0x0008, {"read 5 0x0008/0"}},
+                                         DummyRow{"mode_of_base_fff0", 0x0010, {"read 5 0x0010/0"}},
+                                         DummyRow{"last_below_0020", 0x001F, {"read 5 0x001F/0"}},
+                                         DummyRow{"index_0020", 0x0020, {"read 5 0x0020/0"}}),
+                         row_name);
 
 TEST_F(RpdoShadow, rpdo_of_dummies_alone_loads_without_a_read) {
   map({{0x0001, 0, 1, "bit"}, {0x0005, 0, 8, "pad"}});

@@ -77,6 +77,16 @@ TEST_F(WriteOdToShadow, other_sub_indices_of_the_object_are_left_alone) {
   EXPECT_EQ(send_after_mirror(1), Calls{"rpdo 5 1 len 6: 51 52 06 00 61 62 00 00"});
 }
 
+TEST_F(WriteOdToShadow, mode_that_wraps_to_0010_is_an_object_and_no_padding) {
+  board.device_od_map["wheel"] = {"ci402", 0xFFF0, 0};
+  board.pdos = {{1, "RPDO", 0, {{0x0010, 0, 8, ""}, {0x2000, 2, 8, ""}}}};
+  backend.objects[{0x0010, 0}] = {0x77};
+  EXPECT_EQ(next_send(), (Calls{"read 5 0x0010/0", "read 5 0x2000/2",
+                                "rpdo 5 1 len 2: 77 13 00 00 00 00 00 00"}));
+  mirror_mode(3);
+  EXPECT_EQ(next_send(), Calls{"rpdo 5 1 len 2: 03 13 00 00 00 00 00 00"});
+}
+
 TEST_F(WriteOdToShadow, pdos_of_other_directions_are_passed_over) {
   board.pdos = {{1, "TPDO", 0, {{controlword, 0, 16, ""}}},
                 {1, "rpdo", 0, {{controlword, 0, 16, ""}}},

@@ -124,7 +124,7 @@ class SimulatedNode : public CanOpenBackend {
   ///
   /// Writes each mapped object in mapping order, bit by bit as mapped. An object larger than its
   /// mapping is filled up with zeros, of a smaller one the high bytes are dropped. Read-only
-  /// objects and dummy entries (index below 0x0020) are passed over. A frame that is not exactly as
+  /// objects and dummy entries (`is_dummy_entry`) are passed over. A frame that is not exactly as
   /// long as the mapping changes no mapped object: the communication and generic bits of the error
   /// register are set and an emergency is noted, 0x8210 for too few bytes, 0x8220 for too many. An
   /// RPDO that the node does not have and a `length` above 8 are ignored.
