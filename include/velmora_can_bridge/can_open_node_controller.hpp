@@ -46,7 +46,8 @@ namespace velmora_can_bridge {
 /// - Where entries of one number share a frame byte, the later in the list gives it, the zeros of
 ///   padding and of short answers included.
 /// - Bit operations take fields of 8 to 15 bits inside the frame. One at byte 8 or beyond is
-///   refused like one of another length, before any lock or bus call.
+///   refused like one of another length, before any lock or bus call; only "bit_patch" by SDO,
+///   which needs no image, takes it.
 /// - An exception during a load leaves image, length and synced flag as they were.
 ///
 /// Every public member may be called from any thread, from several at once. Operations that write

@@ -5,6 +5,11 @@
 #include "velmora_can_bridge/can_open_node_controller.hpp"
 
 namespace velmora_can_bridge {
+namespace {
+
+constexpr const char* not_single_byte = "bit_patch requires a single-byte RPDO field";
+
+}  // namespace
 
 OperationResult CanOpenNodeController::exec_bit_patch(const OperationConfig& op,
                                                       const std::string& device,
@@ -18,14 +23,16 @@ OperationResult CanOpenNodeController::exec_bit_patch(const OperationConfig& op,
     return failure(rpdo_not_found(rpdo));
   }
   const std::string& name = op.fields.empty() ? op.field : op.fields.front();
-  const std::optional<SingleByteField> field = find_single_byte_field(*board_, *pdo, name);
-  if (!field) {
-    return failure("bit_patch requires a single-byte RPDO field");
-  }
   const std::uint8_t mask = payload[0];
   const std::uint8_t value = payload[1];
   if (op.transport == sdo_transport) {
-    return patch_object(*field->mapping, mask, value);
+    // An object has its byte wherever the field stands in the frame, or behind it.
+    const PdoMapping* const mapping = find_single_byte_mapping(*pdo, name);
+    return mapping != nullptr ? patch_object(*mapping, mask, value) : failure(not_single_byte);
+  }
+  const std::optional<SingleByteField> field = find_single_byte_field(*board_, *pdo, name);
+  if (!field) {
+    return failure(not_single_byte);
   }
   return update_rpdo(
       {rpdo, device, device},

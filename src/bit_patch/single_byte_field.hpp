@@ -18,16 +18,21 @@ struct SingleByteField {
   std::size_t offset;
 };
 
-/// The field when it is mapped in `pdo`, owns exactly one whole byte (8 to 15 bits) and that byte
-/// lies within the frame.
+/// The field's mapping in `pdo` when it has exactly one whole byte (8 to 15 bits), within the frame
+/// or beyond; else null.
+inline const PdoMapping* find_single_byte_mapping(const PdoConfig& pdo, const std::string& name) {
+  const PdoMapping* const mapping = find_mapping_by_field(pdo, name);
+  return mapping != nullptr && byte_length(*mapping) == 1 ? mapping : nullptr;
+}
+
+/// As `find_single_byte_mapping`, but only a field whose byte lies within the frame.
 inline std::optional<SingleByteField> find_single_byte_field(const BoardConfig& board,
                                                              const PdoConfig& pdo,
                                                              const std::string& name) {
-  const PdoMapping* const mapping = find_mapping_by_field(pdo, name);
+  const PdoMapping* const mapping = find_single_byte_mapping(pdo, name);
   const std::optional<std::size_t> offset = field_byte_offset(board, pdo.number, name);
-  const bool single_byte = mapping != nullptr && byte_length(*mapping) == 1;
   const bool in_frame = offset && *offset < frame_length;
-  if (!single_byte || !in_frame) {
+  if (mapping == nullptr || !in_frame) {
     return std::nullopt;
   }
   return SingleByteField{mapping, *offset};

@@ -138,7 +138,7 @@ void PrintTo(const RefusalRow& row, std::ostream* out) { *out << row.name; }
 class BitPatchRefusal : public BitPatch, public testing::WithParamInterface<RefusalRow> {
  protected:
   BitPatchRefusal() {
-    board.pdos[0].mappings.push_back({0x2003, 0, 8, "beyond"});
+    board.pdos[0].mappings.push_back({0x2003, 0, 16, "beyond"});
     board.pdos.push_back({1, "TPDO", 0, {{0x2003, 1, 8, "sent"}}});
     board.pdos.push_back({1, "RPDO", 0, {{0x2003, 2, 8, "late"}}});
     op.pdo_number = GetParam().pdo_number;
@@ -169,10 +169,20 @@ INSTANTIATE_TEST_SUITE_P(
                     RefusalRow{"unknown_field", 1, "x", {1, 1}, not_single},
                     RefusalRow{"empty_field", 1, "", {1, 1}, not_single},
                     RefusalRow{"field_of_sixteen_bits", 1, "word", {1, 1}, not_single},
-                    RefusalRow{"field_beyond_the_frame", 1, "beyond", {1, 1}, not_single},
+                    RefusalRow{"wide_field_beyond_the_frame", 1, "beyond", {1, 1}, not_single},
                     RefusalRow{"field_of_another_direction", 1, "sent", {1, 1}, not_single},
                     RefusalRow{"field_of_a_later_entry", 1, "late", {1, 1}, not_single}),
     row_name);
+
+TEST_F(BitPatch, field_beyond_the_frame_is_refused_before_any_call) {
+  for (const unsigned before : {8U, 9U, 255U}) {
+    SCOPED_TRACE(before);
+    board.pdos[0].mappings.assign(before, {0x2000, 2, 8, "pad"});
+    board.pdos[0].mappings.push_back({0x2003, 7, 8, "flags"});
+    EXPECT_EQ(run({0x0F, 0x05}), failed(not_single));
+  }
+  EXPECT_TRUE(backend.calls.empty());
+}
 
 // --- by SDO ---
 
@@ -185,6 +195,19 @@ class BitPatchBySdo : public BitPatch {
     op.sub_index = 77;
   }
 };
+
+TEST_F(BitPatchBySdo, field_beyond_the_frame_is_patched) {
+  op.field = "flags";
+  backend.objects[{0x2003, 7}] = {0xA0};
+  for (const unsigned before : {7U, 8U, 9U, 255U}) {
+    SCOPED_TRACE(before);
+    board.pdos[0].mappings.assign(before, {0x2000, 2, 8, "pad"});
+    board.pdos[0].mappings.push_back({0x2003, 7, 8, "flags"});
+    backend.calls.clear();
+    EXPECT_EQ(run({0x0F, 0x05}), ok("OK (SDO)"));
+    EXPECT_EQ(backend.calls, (Calls{"read 5 0x2003/7", "write 5 0x2003/7 A5"}));
+  }
+}
 
 TEST_F(BitPatchBySdo, object_without_bytes_is_patched_as_0) {
   backend.answer_read({});

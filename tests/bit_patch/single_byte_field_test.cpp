@@ -17,6 +17,7 @@ TEST(FindSingleByteField, eight_to_fifteen_bits_are_a_single_byte) {
     const BoardConfig board{{{1, "RPDO", 0, {mapping("a", static_cast<std::uint8_t>(bits))}}}, {}};
     const auto field = find_single_byte_field(board, board.pdos[0], "a");
     ASSERT_EQ(field.has_value(), bits >= 8 && bits <= 15);
+    ASSERT_EQ(find_single_byte_mapping(board.pdos[0], "a") != nullptr, field.has_value());
     if (field) {
       ASSERT_EQ(field->mapping, &board.pdos[0].mappings.front());
       ASSERT_EQ(field->offset, 0U);
@@ -31,6 +32,7 @@ TEST(FindSingleByteField, every_byte_of_the_frame_and_none_behind_it) {
     board.pdos[0].mappings.push_back(mapping("a", 8));
     const auto field = find_single_byte_field(board, board.pdos[0], "a");
     ASSERT_EQ(field.has_value(), before < 8);
+    ASSERT_EQ(find_single_byte_mapping(board.pdos[0], "a"), &board.pdos[0].mappings.back());
     if (field) {
       ASSERT_EQ(field->offset, before);
     }
