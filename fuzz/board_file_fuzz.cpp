@@ -7,7 +7,8 @@
 #include "fuzz_input.hpp"
 #include "velmora_can_bridge/can_open_node_controller.hpp"
 #include "velmora_can_bridge/config/board_file.hpp"
-#include "velmora_can_bridge/config/operation_kinds.hpp"
+#include "velmora_can_bridge/config/payload_description.hpp"
+#include "velmora_can_bridge/operation_kinds.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -110,9 +111,8 @@ void use_node(const NodeConfig& node) {
     if (left-- == 0) {
       return;
     }
-    const OperationKind* const kind = find_operation_kind(op.kind);
-    promise(kind != nullptr, "the kind of an operation is known");
-    promise(!kind->describe_payload(op, node.board).empty(), "a payload has a description");
+    promise(find_operation_kind(op.kind) != nullptr, "the kind of an operation is known");
+    promise(!describe_payload(op, node.board).empty(), "a payload has a description");
     use_operation(op, device, controller);
   }
 }

@@ -5,15 +5,10 @@
 #include "json_line.hpp"
 #include "report.hpp"
 #include "table.hpp"
-#include "velmora_can_bridge/config/operation_kinds.hpp"
+#include "velmora_can_bridge/config/payload_description.hpp"
 
 namespace velmora_can_bridge {
 namespace {
-
-std::string payload_text(const OperationConfig& op, const BoardConfig& board) {
-  const OperationKind* const kind = find_operation_kind(op.kind);
-  return kind == nullptr ? "unknown" : kind->describe_payload(op, board);
-}
 
 /// The devices in the order of their names.
 std::map<std::string, DeviceOdEntry> sorted_devices(const BoardConfig& board) {
@@ -30,7 +25,7 @@ void print_text(const CommandLineHost& host, const NodeConfig& node) {
   Table operations;
   operations.add({"operation", "kind", "payload", "label"});
   for (const auto& [name, op] : node.operations) {
-    operations.add({name, op.kind, payload_text(op, node.board), op.label});
+    operations.add({name, op.kind, describe_payload(op, node.board), op.label});
   }
   host.out << "node " << hex_u8(node.node_id) << '\n';
   devices.print(host.out);
@@ -50,7 +45,7 @@ void print_json(const CommandLineHost& host, const NodeConfig& node) {
     print_json_line(host, {{"node_id", node.node_id},
                            {"operation", name},
                            {"kind", op.kind},
-                           {"payload", payload_text(op, node.board)},
+                           {"payload", describe_payload(op, node.board)},
                            {"label", op.label},
                            {"description", op.description}});
   }

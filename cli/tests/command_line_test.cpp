@@ -10,7 +10,7 @@
 #include "command_line_fixture.hpp"
 #include "example_board.hpp"
 #include "velmora_can_bridge/config/board_file.hpp"
-#include "velmora_can_bridge/config/operation_kinds.hpp"
+#include "velmora_can_bridge/operation_kinds.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -204,7 +204,7 @@ TEST_F(CommandLine, demo_runs_every_kind) {
     const std::string operation = nlohmann::json::parse(line)["operation"];
     kinds.insert(example.file->nodes.front().operations.at(operation).kind);
   }
-  for (const OperationKind& row : operation_kinds()) {
+  for (const OperationKind& row : operation_kinds) {
     EXPECT_EQ(kinds.count(std::string(row.kind)), 1U) << row.kind;
   }
 }

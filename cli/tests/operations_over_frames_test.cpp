@@ -12,7 +12,7 @@
 #include "velmora_can_bridge/bus/network_management.hpp"
 #include "velmora_can_bridge/can_open_node_controller.hpp"
 #include "velmora_can_bridge/config/board_file.hpp"
-#include "velmora_can_bridge/config/operation_kinds.hpp"
+#include "velmora_can_bridge/operation_kinds.hpp"
 #include "velmora_can_bridge/simulator/simulated_node.hpp"
 
 namespace velmora_can_bridge {
@@ -98,7 +98,7 @@ TEST_P(OperationsOverFrames, answer_the_same_as_without) {
     }
     let_time_pass();
   }
-  for (const OperationKind& row : operation_kinds()) {
+  for (const OperationKind& row : operation_kinds) {
     EXPECT_EQ(succeeded.count(std::string(row.kind)), 1U) << row.kind << " never succeeds";
   }
   for (const auto& [index, sub_index] : addresses) {

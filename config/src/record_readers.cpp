@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "member_readers.hpp"
-#include "velmora_can_bridge/config/operation_kinds.hpp"
+#include "velmora_can_bridge/operation_kinds.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -36,7 +36,7 @@ void read_kind(const Item& item, string& target) {
     return;
   }
   std::vector<string> kinds;
-  for (const OperationKind& row : operation_kinds()) {
+  for (const OperationKind& row : operation_kinds) {
     kinds.emplace_back(row.kind);
   }
   report_unexpected(item, enumeration(kinds));
@@ -120,10 +120,6 @@ constexpr Member<Op> operation_members[] = {
     {"sdo_channels", optional, read_into<&Op::sdo_channels, read_bytes>},
 };
 
-bool contains(const std::vector<std::string_view>& names, std::string_view name) {
-  return std::find(names.begin(), names.end(), name) != names.end();
-}
-
 bool is_for_every_kind(std::string_view member) {
   return member == "kind" || member == "label" || member == "description" ||
          member == "option_flag";
@@ -141,7 +137,7 @@ void report_missing_members(const Item& item, const OperationKind& kind) {
 void report_unread_members(const Item& item, const OperationKind& kind) {
   for (const YamlEntry& entry : item.value.entries) {
     const bool is_member = find_member(operation_members, entry.key()) != nullptr;
-    if (is_member && !is_for_every_kind(entry.key()) && !contains(kind.members, entry.key())) {
+    if (is_member && !is_for_every_kind(entry.key()) && !kind.members.contains(entry.key())) {
       item.problems.warning(entry.key_value->at, "operation: " + string(kind.kind) +
                                                      " does not read " + quoted(entry.key()));
     }

@@ -7,9 +7,9 @@
 #include <filesystem>
 #include <fstream>
 
-#include "example_board_path.hpp"
 #include "problem_texts.hpp"
-#include "velmora_can_bridge/config/operation_kinds.hpp"
+#include "example_board_path.hpp"
+#include "velmora_can_bridge/operation_kinds.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -182,7 +182,7 @@ TEST_F(ExampleBoard, loads_without_a_problem) {
 
 TEST_F(ExampleBoard, shows_every_kind) {
   ASSERT_TRUE(loaded.file.has_value());
-  for (const OperationKind& row : operation_kinds()) {
+  for (const OperationKind& row : operation_kinds) {
     const auto& operations = loaded.file->nodes.at(0).operations;
     EXPECT_TRUE(std::any_of(operations.begin(), operations.end(), [&](const auto& operation) {
       return operation.second.kind == row.kind;

@@ -1,21 +1,27 @@
 // How tests write down what they expect of a load.
 #pragma once
 
+#include <iterator>
 #include <ostream>
 #include <string>
 #include <vector>
 
 #include "velmora_can_bridge/config/board_file.hpp"
+#include "velmora_can_bridge/operation_kinds.hpp"
 
 namespace velmora_can_bridge {
 
 using Texts = std::vector<std::string>;
 
 /// Every kind, as messages list them.
-inline const std::string all_kinds =
-    "sdo_write, sdo_read, od_io_read, od_io_write, led_write, read_multi, auto_write, pdo_write, "
-    "pdo_patch, bit_patch, pdo_bit_patch, ci402_enable, ci402_disable, ci402_quick_stop, "
-    "ci402_set_mode, ci402_set_target, ci402_ramp, claw_action or pump_duty";
+inline const std::string all_kinds = [] {
+  std::string text;
+  for (const OperationKind& row : operation_kinds) {
+    const bool is_last = &row == std::end(operation_kinds) - 1;
+    text += std::string(text.empty() ? "" : is_last ? " or " : ", ") + std::string(row.kind);
+  }
+  return text;
+}();
 
 /// "line:column: error: message" of each problem; without the place for the file as a whole.
 inline Texts texts_of(const std::vector<Problem>& problems) {

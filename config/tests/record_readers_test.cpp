@@ -7,8 +7,12 @@
 namespace velmora_can_bridge {
 namespace {
 
+using testing::AnyOf;
+using testing::Each;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::SizeIs;
 
 using Bytes = std::vector<std::uint8_t>;
@@ -449,6 +453,18 @@ INSTANTIATE_TEST_SUITE_P(
         node("without_name", "node_id: 1, operations: {'': {kind: sdo_read, index: 1}}",
              {"2:26: error: operations: a name is empty"})),
     RowName());
+
+TEST(OperationKinds, read_members_that_a_board_file_knows) {
+  for (const OperationKind& row : operation_kinds) {
+    SCOPED_TRACE(row.kind);
+    std::string yaml = "nodes: [{node_id: 1, operations: {op: {kind: " + std::string(row.kind);
+    for (const std::string_view member : row.members) {
+      yaml += ", " + std::string(member) + ": 0";
+    }
+    const Texts problems = texts_of(parse_board(yaml + "}}}]").problems);
+    EXPECT_THAT(problems, Each(Not(AnyOf(HasSubstr("unknown key"), HasSubstr("does not read")))));
+  }
+}
 
 }  // namespace
 }  // namespace velmora_can_bridge

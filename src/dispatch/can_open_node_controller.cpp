@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "dispatch/kind_tables.hpp"
 #include "dispatch/results.hpp"
 
 namespace velmora_can_bridge {
@@ -42,6 +43,8 @@ OperationResult CanOpenNodeController::execute_configured_operation(
       {"claw_action", &Self::exec_claw_action},
       {"pump_duty", &Self::exec_pump_duty},
   };
+  static_assert(has_rows_for(rows, operation_kinds), "a kind of operation_kinds has no handler");
+  static_assert(has_rows_for(operation_kinds, rows), "a handler's kind is not in operation_kinds");
 
   for (const Row& row : rows) {
     if (op.kind == row.kind) {

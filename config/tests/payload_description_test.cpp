@@ -1,88 +1,20 @@
-#include "velmora_can_bridge/config/operation_kinds.hpp"
+#include "velmora_can_bridge/config/payload_description.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <set>
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <vector>
 
 #include "problem_texts.hpp"
-#include "support/controller_test.hpp"
+#include "velmora_can_bridge/operation_kinds.hpp"
 
 namespace velmora_can_bridge {
 namespace {
 
-using testing::AnyOf;
-using testing::Each;
-using testing::HasSubstr;
-using testing::IsNull;
-using testing::IsSubsetOf;
-using testing::Not;
-using testing::NotNull;
-using testing::StartsWith;
-
-class EveryKind : public testing::TestWithParam<OperationKind> {};
-
-TEST_P(EveryKind, is_known_to_the_controller) {
-  const std::uint8_t node_id = 5;
-  ScriptedBackend backend;
-  const BoardConfig board;
-  CanOpenNodeController controller(node_id, backend, board);
-  OperationConfig op;
-  op.kind = GetParam().kind;
-  EXPECT_THAT(controller.execute_configured_operation(op, "device", {}).message,
-              Not(StartsWith("Unknown operation kind: ")));
-}
-
-TEST_P(EveryKind, is_found_by_name) {
-  const OperationKind* found = find_operation_kind(GetParam().kind);
-  ASSERT_THAT(found, NotNull());
-  EXPECT_EQ(found->kind, GetParam().kind);
-}
-
-TEST_P(EveryKind, reads_what_it_requires) {
-  EXPECT_THAT(GetParam().required, IsSubsetOf(GetParam().members));
-}
-
-TEST_P(EveryKind, names_members_that_a_board_file_knows) {
-  std::string yaml = "nodes: [{node_id: 1, operations: {op: {kind: " + std::string(GetParam().kind);
-  for (const std::string_view member : GetParam().members) {
-    yaml += ", " + std::string(member) + ": 0";
-  }
-  yaml += "}}}]";
-  const Texts problems = texts_of(parse_board(yaml).problems);
-  EXPECT_THAT(problems, Each(Not(AnyOf(HasSubstr("unknown key"), HasSubstr("does not read")))));
-}
-
-TEST_P(EveryKind, describes_its_payload) { EXPECT_NE(GetParam().describe_payload({}, {}), ""); }
-
-INSTANTIATE_TEST_SUITE_P(of, EveryKind, testing::ValuesIn(operation_kinds()),
-                         [](const auto& row) { return std::string(row.param.kind); });
-
-TEST(OperationKinds, stand_once_each) {
-  std::set<std::string_view> kinds;
-  for (const OperationKind& row : operation_kinds()) {
-    EXPECT_TRUE(kinds.insert(row.kind).second) << row.kind;
-  }
-}
-
-TEST(OperationKinds, are_all_that_the_controller_serves) {
-  std::vector<std::string_view> kinds;
-  for (const OperationKind& row : operation_kinds()) {
-    kinds.push_back(row.kind);
-  }
-  EXPECT_EQ(kinds,
-            (std::vector<std::string_view>{
-                "sdo_write", "sdo_read", "od_io_read", "od_io_write", "led_write", "read_multi",
-                "auto_write", "pdo_write", "pdo_patch", "bit_patch", "pdo_bit_patch",
-                "ci402_enable", "ci402_disable", "ci402_quick_stop", "ci402_set_mode",
-                "ci402_set_target", "ci402_ramp", "claw_action", "pump_duty"}));
-}
-
-TEST(OperationKinds, are_compared_byte_for_byte) {
-  for (const char* kind : {"", "SDO_READ", "sdo_read ", "sdo_rea"}) {
-    EXPECT_THAT(find_operation_kind(kind), IsNull()) << kind;
-  }
-}
+using Bytes = std::vector<std::uint8_t>;
 
 struct PayloadCase {
   std::string name;
@@ -151,17 +83,29 @@ OperationConfig pump_duty(const std::string& transport) {
   return op;
 }
 
+TEST(DescribePayload, has_words_for_every_kind) {
+  for (const OperationKind& row : operation_kinds) {
+    const std::string description = describe_payload(of_kind(std::string(row.kind)), {});
+    EXPECT_NE(description, "") << row.kind;
+    EXPECT_NE(description, "unknown") << row.kind;
+  }
+}
+
+TEST(DescribePayload, has_none_for_another_text) {
+  for (const char* kind : {"", "SDO_READ", "sdo_rea"}) {
+    EXPECT_EQ(describe_payload(of_kind(kind), {}), "unknown") << kind;
+  }
+}
+
 class Payload : public testing::TestWithParam<PayloadCase> {};
 
 TEST_P(Payload, is_described) {
-  const OperationKind* kind = find_operation_kind(GetParam().op.kind);
-  ASSERT_THAT(kind, NotNull());
   const BoardConfig board{
       {{1, "TPDO", 0, {{0x2000, 1, 32, "a"}}},
        {2, "RPDO", 0, {{0x2000, 1, 8, "a"}, {0x2000, 2, 16, "b"}, {0x2000, 3, 4, "c"}}},
        {2, "RPDO", 0, {{0x2100, 2, 32, "d"}}}},
       {}};
-  EXPECT_EQ(kind->describe_payload(GetParam().op, board), GetParam().description);
+  EXPECT_EQ(describe_payload(GetParam().op, board), GetParam().description);
 }
 
 INSTANTIATE_TEST_SUITE_P(

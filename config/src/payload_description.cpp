@@ -1,11 +1,14 @@
-#include "velmora_can_bridge/config/operation_kinds.hpp"
+#include "velmora_can_bridge/config/payload_description.hpp"
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string_view>
+#include <vector>
 
 #include "dispatch/hex_u16.hpp"
+#include "dispatch/kind_tables.hpp"
 #include "dispatch/lookups.hpp"
 #include "sdo/encode_payload.hpp"
 #include "shadow/rpdo_layout.hpp"
@@ -155,64 +158,44 @@ std::string describe_pump_duty(const OperationConfig& op, const BoardConfig& /*b
          describe_channels(op.sdo_channels, "SDO");
 }
 
+struct Row {
+  std::string_view kind;
+  std::string (*describe)(const OperationConfig& op, const BoardConfig& board);
+};
+
+constexpr Row rows[] = {
+    {"sdo_write", describe_sdo_write},
+    {"sdo_read", describe_none},
+    {"od_io_read", describe_od_io_read},
+    {"od_io_write", describe_od_io_write},
+    {"led_write", describe_led_write},
+    {"read_multi", describe_none},
+    {"auto_write", describe_auto_write},
+    {"pdo_write", describe_fields},
+    {"pdo_patch", describe_pdo_patch},
+    {"bit_patch", describe_bit_patch},
+    {"pdo_bit_patch", describe_pdo_bit_patch},
+    {"ci402_enable", describe_none},
+    {"ci402_disable", describe_none},
+    {"ci402_quick_stop", describe_none},
+    {"ci402_set_mode", describe_set_mode},
+    {"ci402_set_target", describe_set_target},
+    {"ci402_ramp", describe_ramp},
+    {"claw_action", describe_none},
+    {"pump_duty", describe_pump_duty},
+};
+static_assert(has_rows_for(rows, operation_kinds), "a kind of operation_kinds has no description");
+static_assert(has_rows_for(operation_kinds, rows), "a described kind is not in operation_kinds");
+
 }  // namespace
 
-const std::vector<OperationKind>& operation_kinds() {
-  // One row a kind, in the order in which the controller compares them.
-  static const std::vector<OperationKind> rows = {
-      {"sdo_write",
-       {"index", "sub_index", "subindex_in_payload", "fixed_data", "default_data", "data_type"},
-       {"index"},
-       describe_sdo_write},
-      {"sdo_read", {"index", "sub_index"}, {"index"}, describe_none},
-      {"od_io_read", {}, {}, describe_od_io_read},
-      {"od_io_write", {"transport"}, {}, describe_od_io_write},
-      {"led_write",
-       {"transport", "index", "pdo_number", "refresh_shadow", "fields", "led_operation"},
-       {"fields", "led_operation"},
-       describe_led_write},
-      {"read_multi", {"index", "sub_indices"}, {"index", "sub_indices"}, describe_none},
-      {"auto_write",
-       {"transport", "index", "sub_index", "data_type", "field", "pdo_number", "refresh_shadow",
-        "fields"},
-       {"index"},
-       describe_auto_write},
-      {"pdo_write",
-       {"transport", "index", "sub_index", "field", "pdo_number", "refresh_shadow", "fields"},
-       {},
-       describe_fields},
-      {"pdo_patch",
-       {"transport", "index", "sub_index", "field", "pdo_number", "refresh_shadow", "fields"},
-       {},
-       describe_pdo_patch},
-      {"bit_patch",
-       {"transport", "index", "field", "pdo_number", "fields"},
-       {},
-       describe_bit_patch},
-      {"pdo_bit_patch",
-       {"transport", "index", "pdo_number", "refresh_shadow", "bit_index", "named", "fields"},
-       {"fields"},
-       describe_pdo_bit_patch},
-      {"ci402_enable", {}, {}, describe_none},
-      {"ci402_disable", {}, {}, describe_none},
-      {"ci402_quick_stop", {}, {}, describe_none},
-      {"ci402_set_mode", {}, {}, describe_set_mode},
-      {"ci402_set_target", {"transport"}, {}, describe_set_target},
-      {"ci402_ramp", {"index_offset"}, {"index_offset"}, describe_ramp},
-      {"claw_action", {"action"}, {"action"}, describe_none},
-      {"pump_duty",
-       {"transport", "index", "pump_pdo_number", "rpdo_channels", "sdo_channels"},
-       {"index"},
-       describe_pump_duty},
-  };
-  return rows;
-}
-
-const OperationKind* find_operation_kind(std::string_view kind) {
-  const std::vector<OperationKind>& rows = operation_kinds();
-  const auto found = std::find_if(rows.begin(), rows.end(),
-                                  [&](const OperationKind& row) { return row.kind == kind; });
-  return found == rows.end() ? nullptr : &*found;
+std::string describe_payload(const OperationConfig& op, const BoardConfig& board) {
+  for (const Row& row : rows) {
+    if (row.kind == op.kind) {
+      return row.describe(op, board);
+    }
+  }
+  return "unknown";
 }
 
 }  // namespace velmora_can_bridge
