@@ -8,7 +8,7 @@
 #include <fstream>
 
 #include "problem_texts.hpp"
-#include "example_board_path.hpp"
+#include "repository_paths.hpp"
 #include "velmora_can_bridge/operation_kinds.hpp"
 
 namespace velmora_can_bridge {

@@ -7,8 +7,8 @@
 #include <random>
 #include <sstream>
 
-#include "example_board_path.hpp"
 #include "problem_texts.hpp"
+#include "repository_paths.hpp"
 #include "text_check.hpp"
 #include "velmora_can_bridge/config/board_file.hpp"
 
