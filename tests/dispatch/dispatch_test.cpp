@@ -3,6 +3,7 @@
 #include <type_traits>
 
 #include "support/controller_test.hpp"
+#include "velmora_can_bridge/operation_kinds.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -112,27 +113,20 @@ TEST_F(Dispatch, each_drive_and_actuator_kind_answers_an_empty_payload_in_its_ow
   }
 }
 
-/// The whole vocabulary.
-const char* const kinds[] = {
-    "sdo_write",        "sdo_read",     "od_io_read",    "od_io_write",      "led_write",
-    "read_multi",       "auto_write",   "pdo_write",     "pdo_patch",        "bit_patch",
-    "pdo_bit_patch",    "ci402_enable", "ci402_disable", "ci402_quick_stop", "ci402_set_mode",
-    "ci402_set_target", "ci402_ramp",   "claw_action",   "pump_duty"};
-static_assert(std::size(kinds) == 19);
-
 bool is_unknown(const OperationResult& result) {
   return result.message.rfind("Unknown operation kind", 0) == 0;
 }
 
 TEST_F(Dispatch, every_kind_is_known) {
-  for (const char* kind : kinds) {
-    op.kind = kind;
-    EXPECT_FALSE(is_unknown(run({1, 2, 3, 4}))) << kind;
+  for (const OperationKind& row : operation_kinds) {
+    op.kind = row.kind;
+    EXPECT_FALSE(is_unknown(run({1, 2, 3, 4}))) << row.kind;
   }
 }
 
 TEST_F(Dispatch, every_kind_is_known_in_its_exact_spelling_alone) {
-  for (const std::string kind : kinds) {
+  for (const OperationKind& row : operation_kinds) {
+    const std::string kind(row.kind);
     std::string upper = kind;
     upper[0] = static_cast<char>(upper[0] - 'a' + 'A');
     std::string blank = kind;
