@@ -1,17 +1,18 @@
 #include "operation_input.hpp"
 
+#include <iterator>
+#include <string_view>
+
+#include "velmora_can_bridge/operation_kinds.hpp"
+
 namespace velmora_can_bridge {
 namespace {
 
 // Appending to a table keeps what the first elements of the seeds mean only while the length does
-// not change: generate the seeds anew after a change.
+// not change: generate the seeds anew after a change. Not so for a new kind, as kinds are counted
+// from behind these texts and the seeds hold no number beyond them.
 
-constexpr const char* kinds[] = {
-    "sdo_read",         "sdo_write",    "read_multi",    "od_io_read",       "od_io_write",
-    "pdo_write",        "pdo_patch",    "auto_write",    "led_write",        "bit_patch",
-    "pdo_bit_patch",    "ci402_enable", "ci402_disable", "ci402_quick_stop", "ci402_set_mode",
-    "ci402_set_target", "ci402_ramp",   "claw_action",   "pump_duty",        "",
-    "SDO_READ",         "ci402"};
+constexpr std::string_view unknown_kinds[] = {"", "SDO_READ", "ci402"};
 
 constexpr const char* names[] = {"a", "b", "c", "d", "e", "f", ""};
 constexpr const char* devices[] = {"drive", "claw", "io", "wrapped", "", "nobody"};
@@ -28,6 +29,12 @@ constexpr std::uint16_t indices[] = {0x2000, 0x2001, 0x6040, 0x6060, 0x6071, 0x6
 constexpr std::uint8_t sub_indices[] = {0, 1, 2, 9, 255};
 constexpr std::uint8_t bit_lengths[] = {8, 16, 32, 24, 64, 0, 1, 7, 9, 15, 48, 255};
 constexpr std::uint8_t pdo_numbers[] = {1, 2, 3, 0, 255};
+
+std::string_view take_kind(FuzzInput& input) {
+  constexpr std::size_t unknown = std::size(unknown_kinds);
+  const std::size_t number = input.byte() % (unknown + std::size(operation_kinds));
+  return number < unknown ? unknown_kinds[number] : operation_kinds[number - unknown].kind;
+}
 
 PdoMapping take_mapping(FuzzInput& input) {
   PdoMapping mapping;
@@ -106,7 +113,7 @@ BoardConfig take_board(FuzzInput& input) {
 
 OperationStep take_step(FuzzInput& input) {
   OperationStep step;
-  step.op.kind = input.pick(kinds);
+  step.op.kind = take_kind(input);
   step.device = input.pick(devices);
   const unsigned flags = input.byte();
   step.forget = is_set(flags, 4);
