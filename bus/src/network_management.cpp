@@ -57,6 +57,7 @@ NodeWatch::NodeWatch(CanChannel& channel, milliseconds heartbeat_timeout, Observ
 }
 
 void NodeWatch::poll(milliseconds timeout) {
+  has_told_losses_ = false;
   const Time start = endpoint_->now();
   if (timeout > milliseconds(0)) {
     poll_until(start + bounded(timeout));
@@ -173,9 +174,19 @@ void NodeWatch::note_losses(std::uint64_t lost, Time shown) {
   if (std::exchange(last_arrival_.lost, lost) == lost) {
     return;
   }
-  const std::lock_guard<std::mutex> lock(mutex_);
-  for (Node& node : nodes_) {
-    node.missed = node.missed.value_or(shown);
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    for (Node& node : nodes_) {
+      node.missed = node.missed.value_or(shown);
+    }
+  }
+  if (!std::exchange(has_told_losses_, true)) {
+    observer_(
+        {NodeEventKind::frames_lost,
+         0,
+         {},
+         {},
+         "frames came faster than they were taken: " + std::to_string(lost) + " lost so far"});
   }
 }
 

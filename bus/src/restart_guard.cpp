@@ -46,6 +46,8 @@ void RestartGuard::add(std::uint8_t node_id, CanOpenNodeController& controller) 
 void RestartGuard::note(const NodeEvent& event) {
   if (event.kind == NodeEventKind::bus) {
     note(event.status);
+  } else if (event.kind == NodeEventKind::frames_lost) {
+    forget(all_nodes);
   } else if (is_node_id(event.node_id) && may_have_restarted(event)) {
     forget(event.node_id);
   }
@@ -101,6 +103,7 @@ bool RestartGuard::may_have_restarted(const NodeEvent& event) {
     }
     case NodeEventKind::emergency:
     case NodeEventKind::bus:
+    case NodeEventKind::frames_lost:
       return false;
   }
   return false;

@@ -359,10 +359,18 @@ class NodeWatchAfterLossTest : public NodeWatchTest {
   }
 
   std::optional<milliseconds> lost_at_;
+  std::vector<std::string> losses_;
+  bool loses_with_each_emergency_ = false;
   TellingChannel channel{bus};
   NodeWatch lossy{channel, heartbeat_timeout, [this](const NodeEvent& event) {
                     if (event.kind == NodeEventKind::lost) {
                       lost_at_ = time();
+                    }
+                    if (event.kind == NodeEventKind::frames_lost) {
+                      losses_.push_back(event.text);
+                    }
+                    if (event.kind == NodeEventKind::emergency && loses_with_each_emergency_) {
+                      ++channel.lost;
                     }
                   }};
 };
@@ -428,6 +436,28 @@ TEST_F(NodeWatchAfterLossTest, loss_that_shows_at_the_end_of_a_wait_counts) {
   ++channel.lost;
 
   EXPECT_EQ(lost_at(), milliseconds(600)) << "the wait ends with the first time-out";
+}
+
+TEST_F(NodeWatchAfterLossTest, losses_are_told_once_in_a_poll) {
+  loses_with_each_emergency_ = true;
+  for (int emergency = 0; emergency < 3; ++emergency) {
+    send(0x0FF, "10 81 11 00 00 00 00 00");
+  }
+  lossy.poll(milliseconds(0));
+
+  EXPECT_EQ(channel.lost, 3U);
+  EXPECT_THAT(losses_, ElementsAre("frames came faster than they were taken: 1 lost so far"));
+}
+
+TEST_F(NodeWatchAfterLossTest, loss_is_told_by_the_poll_that_sees_it) {
+  beat();
+  EXPECT_THAT(losses_, testing::IsEmpty());
+  show_loss();
+  show_loss();
+  beat();
+
+  EXPECT_THAT(losses_, ElementsAre("frames came faster than they were taken: 1 lost so far",
+                                   "frames came faster than they were taken: 2 lost so far"));
 }
 
 TEST_F(NodeWatchTest, asks_its_endpoint_nothing_with_its_lock_held) {

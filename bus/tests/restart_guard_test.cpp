@@ -84,6 +84,12 @@ class RestartGuardTest : public testing::Test {
   RestartGuard guard;
 };
 
+NodeEvent frames_lost() {
+  NodeEvent event;
+  event.kind = NodeEventKind::frames_lost;
+  return event;
+}
+
 using Story = std::function<void(RestartGuard&)>;
 
 struct Row {
@@ -188,6 +194,7 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"works_after_down_with_a_warning_between",
             in_turn(noted(CanStatus::interface_down), noted(CanStatus::error_passive)),
             noted(CanStatus::ok), 0},
+        Row{"frames_lost_by_a_watch", nothing, noted(frames_lost()), 0},
         Row{"event_of_a_watch", nothing, noted(told(CanStatus::bus_off)), 0},
         Row{"works_by_an_event_of_a_watch", noted(told(CanStatus::bus_off)),
             noted(told(CanStatus::ok)), 0}),

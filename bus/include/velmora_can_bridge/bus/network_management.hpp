@@ -42,10 +42,12 @@ enum class NodeEventKind : std::uint8_t {
   lost,
   /// An emergency frame; `data` has it.
   emergency,
-  /// The bus or the interface, as `status` says: bus-off, error-passive, down, missing, failed;
-  /// `ok`
+  /// The bus or the interface, as `status` says: bus-off, error-passive, down, missing, failed; `ok`
   /// with the first frame that is received again. `node_id` is 0.
   bus,
+  /// Frames came faster than they were taken, and some were lost: boot-up messages may be among
+  /// them. Told once in a `poll`. `node_id` is 0.
+  frames_lost,
 };
 
 struct NodeEvent {
@@ -123,6 +125,7 @@ class NodeWatch {
   // These belong to the polling thread: how the latest frame came, and whether the interface has
   // not worked since the one before.
   CanArrival last_arrival_;
+  bool has_told_losses_ = false;
   bool is_in_trouble_ = false;
 
   // Guards nodes_. A leaf: neither the observer nor the endpoint is called with it held.

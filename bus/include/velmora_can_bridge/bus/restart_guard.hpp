@@ -27,8 +27,8 @@ namespace velmora_can_bridge {
 /// - the interface is down or missing, the controller is bus-off, or the system refuses work
 ///   (`CanStatus::failed`); and the bus works again after that. All nodes;
 /// - the node shows pre-operational or stopped, and the last command that was sent to it did not
-/// ask
-///   for that state, or it has shown it since already;
+///   ask for that state, or it has shown it since already;
+/// - the watch has lost frames, a boot-up message perhaps among them. All nodes;
 /// - a command to reset the node or its communication. All nodes, if it went to all.
 ///
 /// To forget needlessly costs one SDO read for each mapped object with the next write.
