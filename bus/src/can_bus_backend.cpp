@@ -47,10 +47,10 @@ struct CanBusBackend::Node {
 };
 
 struct CanBusBackend::Request {
-  std::uint8_t node_id;
-  std::uint16_t index;
-  std::uint8_t sub_index;
-  bool is_read;
+  std::uint8_t node_id = 0;
+  std::uint16_t index = 0;
+  std::uint8_t sub_index = 0;
+  bool is_read = false;
   bool is_urgent = UrgentScope::is_active();
 };
 

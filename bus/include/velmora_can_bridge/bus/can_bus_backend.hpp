@@ -88,7 +88,7 @@ class CanBusBackend : public CanOpenBackend {
   std::optional<BusError> hindrance(const Request& request, const Node& node) const;
   bool is_ahead(std::chrono::steady_clock::time_point time) const;
   BusError silence(const Request& request, const Node& node) const;
-  void follow_silence(Node& node);
+  static void follow_silence(Node& node);
   void wait_out_quarantine(Node& node, TurnQueue::Turn& turn);
   std::unique_ptr<SdoClient> open_client(std::uint8_t node_id);
   void note_state(CanStatus status, const std::string& text);
