@@ -1,10 +1,12 @@
 // The SDO client against a node that answers anything, at any time, any number of times.
 #include <chrono>
+#include <memory>
 
 #include "frame_input.hpp"
 #include "fuzz_input.hpp"
 #include "velmora_can_bridge/bus/in_process_bus.hpp"
 #include "velmora_can_bridge/bus/sdo_client.hpp"
+#include "velmora_can_bridge/urgent_scope.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -16,7 +18,10 @@ constexpr std::uint8_t abort_request = 0x80;
 /// A transfer with an arbitrary object; the promises that hold whatever the node does.
 void run_transfer(FuzzInput& input, SdoClient& client, const CanEndpoint& clock) {
   const auto start = clock.now();
-  const bool reads = (input.byte() & 1U) != 0;
+  const unsigned flags = input.byte();
+  const bool reads = (flags & 1U) != 0;
+  const bool is_urgent = (flags & 2U) != 0;
+  const auto scope = is_urgent ? std::make_unique<UrgentScope>() : nullptr;
   const std::uint16_t index = input.word();
   const std::uint8_t sub_index = input.byte();
   std::vector<std::uint8_t> data;
@@ -27,13 +32,15 @@ void run_transfer(FuzzInput& input, SdoClient& client, const CanEndpoint& clock)
       reads ? client.upload(index, sub_index, data) : client.download(index, sub_index, data);
 
   const SdoTimes times;
-  promise(clock.now() - start <= times.quarantine + times.transfer_timeout,
-          "a transfer ends within quarantine and time-out");
+  const auto quarantine = is_urgent ? std::chrono::milliseconds(0) : times.quarantine;
+  promise(clock.now() - start <= quarantine + times.transfer_timeout,
+          "a transfer ends within quarantine and time-out, an urgent one within its time-out");
   if (failure) {
     promise(!failure->text.empty(), "a failure has a reason");
     promise(failure->kind != BusErrorKind::refused || !failure->outcome_unknown,
             "a refused transfer has a known outcome");
-    promise(!reads || !failure->outcome_unknown, "only downloads have unknown outcomes");
+    promise(!reads || is_urgent || !failure->outcome_unknown,
+            "only downloads and urgent transfers have unknown outcomes");
   }
 }
 
