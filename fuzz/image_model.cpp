@@ -80,6 +80,7 @@ ImageModel::ImageModel(const BoardConfig& board) : board_(&board) {
 void ImageModel::forget() {
   for (auto& [rpdo, image] : images_) {
     image.loaded = false;
+    image.frame.fill(0);
     image.mirrored.clear();
   }
 }

@@ -305,6 +305,15 @@ TEST_F(ImageTurns, mirror_of_disable_goes_before_all_that_wait) {
             Calls{"06 00 13 A1 15 16 17 18"});
 }
 
+TEST_F(ImageTurns, mirror_of_an_enable_that_waits_does_not_undo_that_of_a_later_disable) {
+  EXPECT_EQ(frames_after([&] {
+              start_drive("ci402_enable");
+              start_drive("ci402_disable");
+              start_write(0xA1);
+            }),
+            Calls{"06 00 13 A1 15 16 17 18"});
+}
+
 // --- forgetting ---
 
 TEST_F(LockingTest, forgetting_returns_at_once_while_a_frame_is_sent) {

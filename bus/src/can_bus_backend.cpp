@@ -38,9 +38,8 @@ struct CanBusBackend::Node {
   // by the first wait for the end of a quarantine.
   std::unique_ptr<CanEndpoint> nap;
   // What transfers that do not have the turn know of a silent node: until when nothing is read from
-  // it, long ago when it is not silent; time-outs in a row; and how often it was found silent.
+  // it, long ago when it is not silent; and how often it was found silent.
   std::atomic<Time> silent_until{Time::min()};
-  std::atomic<unsigned> timeouts_in_row{0};
   std::atomic<unsigned> silences{0};
   // COB-ID of each RPDO by its number, 0 for none. Only read while operations run.
   std::array<std::uint16_t, pdo_numbers> rpdo_cob_ids{};
@@ -143,25 +142,28 @@ bool CanBusBackend::transfer(const Request& request, const Transfer& transfer) {
     return report_node_id(request.node_id);
   }
   Node& node = *nodes_.at(request.node_id);
-  const unsigned silences = node.silences;
-  if (const std::optional<BusError> error = hindrance(request, node)) {
-    return report(*error);
-  }
-  TurnQueue::Turn turn = node.turns.take_unless([&] {
-    const bool fell_silent = request.is_read && node.silences != silences;
-    return !request.is_urgent && (stopped_ || fell_silent);
-  });
-  if (!turn) {
-    return report(hindrance(request, node).value_or(silence(request, node)));
+  TurnQueue::Turn turn;
+  while (!turn) {
+    const unsigned silences = node.silences;
+    if (const std::optional<BusError> error = hindrance(request, node)) {
+      return report(*error);
+    }
+    turn = node.turns.take_unless([&] {
+      const bool fell_silent = request.is_read && node.silences != silences;
+      return !request.is_urgent && (stopped_ || fell_silent);
+    });
   }
   if (!node.client) {
     node.client = open_client(request.node_id);
   }
-  while (!request.is_urgent && is_ahead(node.client->quarantine_end())) {
-    if (const std::optional<BusError> error = hindrance(request, node)) {
-      return report(*error);
-    }
+  // Asked again with the turn, and after each wait: much may have happened meanwhile.
+  std::optional<BusError> error = hindrance(request, node);
+  while (!error && !request.is_urgent && time_until(node.client->quarantine_end())) {
     wait_out_quarantine(node, turn);
+    error = hindrance(request, node);
+  }
+  if (error) {
+    return report(*error);
   }
   const SdoClient::Failure failure = transfer(*node.client);
   follow_silence(node);
@@ -174,50 +176,50 @@ std::optional<BusError> CanBusBackend::hindrance(const Request& request, const N
     return {};
   }
   if (stopped_) {
-    BusError error;
-    error.kind = BusErrorKind::stopped;
-    error.node_id = request.node_id;
-    error.index = request.index;
-    error.sub_index = request.sub_index;
-    error.text = "stopped";
-    return error;
+    return not_tried(request, BusErrorKind::stopped, "stopped");
   }
-  if (request.is_read && is_ahead(node.silent_until.load(std::memory_order_relaxed))) {
-    return silence(request, node);
+  if (!request.is_read) {
+    return {};
   }
-  return {};
+  const std::optional<nanoseconds> left = time_until(node.silent_until);
+  if (!left) {
+    return {};
+  }
+  const auto rounded = std::chrono::ceil<milliseconds>(*left);
+  return not_tried(request, BusErrorKind::no_answer,
+                   "no answer to the requests before; the node is asked again in " +
+                       std::to_string(rounded.count()) + " ms");
 }
 
-bool CanBusBackend::is_ahead(std::chrono::steady_clock::time_point time) const {
-  // Long ago, mostly: that is not worth a look at the clock.
-  return time != Time::min() && time > rpdo_endpoint_->now();
-}
-
-BusError CanBusBackend::silence(const Request& request, const Node& node) const {
-  const auto left =
-      std::chrono::ceil<milliseconds>(node.silent_until.load() - rpdo_endpoint_->now());
+BusError CanBusBackend::not_tried(const Request& request, BusErrorKind kind, std::string text) {
   BusError error;
-  error.kind = BusErrorKind::no_answer;
+  error.kind = kind;
   error.node_id = request.node_id;
   error.index = request.index;
   error.sub_index = request.sub_index;
-  error.text = "no answer within " + std::to_string(times_.frame_timeout.count()) + " ms, " +
-               std::to_string(node.timeouts_in_row) +
-               " times in a row; the node is asked again in " +
-               std::to_string(std::max(left, milliseconds(0)).count()) + " ms";
+  error.text = std::move(text);
   return error;
+}
+
+/// How far the time lies ahead; no value when it does not.
+std::optional<nanoseconds> CanBusBackend::time_until(
+    std::chrono::steady_clock::time_point time) const {
+  if (time == Time::min()) {
+    return {};  // long ago, mostly: that is not worth a look at the clock
+  }
+  const nanoseconds left = time - rpdo_endpoint_->now();
+  return left > nanoseconds(0) ? std::make_optional(left) : std::nullopt;
 }
 
 /// Lets those that wait know what a transfer has shown of the node.
 void CanBusBackend::follow_silence(Node& node) {
-  const unsigned timeouts = node.client->timeouts_in_row();
-  const Time until = timeouts < silent_after ? Time::min() : node.client->quarantine_end();
-  if (timeouts == node.timeouts_in_row && until == node.silent_until.load()) {
+  const bool is_silent = node.client->timeouts_in_row() >= silent_after;
+  const Time until = is_silent ? node.client->quarantine_end() : Time::min();
+  if (until == node.silent_until.load()) {
     return;
   }
-  node.timeouts_in_row = timeouts;
   node.silent_until = until;
-  if (until != Time::min()) {
+  if (is_silent) {
     ++node.silences;
     node.turns.look_again();
   }

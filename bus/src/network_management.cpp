@@ -17,6 +17,8 @@ using std::chrono::nanoseconds;
 constexpr milliseconds send_patience{20};
 // A poll without time takes no more frames than this, however many keep coming.
 constexpr int frames_without_time = 4096;
+// Between two events that tell of lost frames.
+constexpr milliseconds loss_interval{100};
 // Bit 7 belongs to node guarding, which alternates it.
 constexpr std::uint8_t state_mask = 0x7F;
 
@@ -57,13 +59,13 @@ NodeWatch::NodeWatch(CanChannel& channel, milliseconds heartbeat_timeout, Observ
 }
 
 void NodeWatch::poll(milliseconds timeout) {
-  has_told_losses_ = false;
   const Time start = endpoint_->now();
   if (timeout > milliseconds(0)) {
     poll_until(start + bounded(timeout));
   } else {
     take_what_came_by(start);
   }
+  tell_losses();
 }
 
 void NodeWatch::poll_until(Time end) {
@@ -180,14 +182,23 @@ void NodeWatch::note_losses(std::uint64_t lost, Time shown) {
       node.missed = node.missed.value_or(shown);
     }
   }
-  if (!std::exchange(has_told_losses_, true)) {
-    observer_(
-        {NodeEventKind::frames_lost,
-         0,
-         {},
-         {},
-         "frames came faster than they were taken: " + std::to_string(lost) + " lost so far"});
+  if (shown >= next_telling_) {
+    next_telling_ = shown + loss_interval;
+    tell_losses();
   }
+}
+
+/// Tells of losses that were not told of yet.
+void NodeWatch::tell_losses() {
+  const std::uint64_t lost = last_arrival_.lost;
+  if (std::exchange(told_losses_, lost) == lost) {
+    return;
+  }
+  observer_({NodeEventKind::frames_lost,
+             0,
+             {},
+             {},
+             "frames came faster than they were taken: " + std::to_string(lost) + " lost so far"});
 }
 
 /// Tells of nodes whose heartbeats have stayed away. Every frame that came up to `known` was taken.
@@ -195,18 +206,8 @@ void NodeWatch::find_lost(Time known) {
   if (heartbeat_timeout_ <= milliseconds(0)) {
     return;
   }
-  std::vector<std::uint8_t> lost;
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    for (std::uint8_t node_id = 1; node_id <= highest_node_id; ++node_id) {
-      Node& node = nodes_.at(node_id);
-      if (node.is_judged() && known - node.silent_since() >= heartbeat_timeout_) {
-        node.state.reset();
-        lost.push_back(node_id);
-      }
-    }
-  }
-  for (const std::uint8_t node_id : lost) {
+  // One after another: when the observer throws, the next poll tells of the others.
+  for (std::uint8_t node_id = next_lost(known); node_id != 0; node_id = next_lost(known)) {
     observer_({NodeEventKind::lost,
                node_id,
                {},
@@ -214,6 +215,19 @@ void NodeWatch::find_lost(Time known) {
                node_text(node_id) + " is lost: no heartbeat for " +
                    std::to_string(heartbeat_timeout_.count()) + " ms"});
   }
+}
+
+/// A node whose heartbeats have stayed away, which has no state from now on; 0 when there is none.
+std::uint8_t NodeWatch::next_lost(Time known) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  for (std::uint8_t node_id = 1; node_id <= highest_node_id; ++node_id) {
+    Node& node = nodes_.at(node_id);
+    if (node.is_judged() && known - node.silent_since() >= heartbeat_timeout_) {
+      node.state.reset();
+      return node_id;
+    }
+  }
+  return 0;
 }
 
 /// How long a receive may wait: until `end`, or until the next node may count as lost.

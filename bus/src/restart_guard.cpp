@@ -68,6 +68,16 @@ void RestartGuard::note(CanStatus bus) {
   }
 }
 
+std::optional<BusError> RestartGuard::send(NmtMaster& master, NmtCommand command,
+                                           std::uint8_t node_id) {
+  note(command, node_id);
+  std::optional<BusError> error = master.send(command, node_id);
+  if (is_reset(command)) {
+    forget(node_id);
+  }
+  return error;
+}
+
 void RestartGuard::note(NmtCommand command, std::uint8_t node_id) {
   {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -86,9 +96,10 @@ bool RestartGuard::may_have_restarted(const NodeEvent& event) {
   Node& node = nodes_.at(event.node_id);
   switch (event.kind) {
     case NodeEventKind::booted:
-      node.is_lost = false;
+      node = {};
       return true;
     case NodeEventKind::lost:
+      node = {};
       node.is_lost = true;
       return true;
     case NodeEventKind::state_changed: {
@@ -110,17 +121,11 @@ bool RestartGuard::may_have_restarted(const NodeEvent& event) {
 }
 
 void RestartGuard::forget(std::uint8_t node_id) {
-  std::vector<CanOpenNodeController*> controllers;
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    for (const Guarded& guarded : guarded_) {
-      if (concerns(node_id, guarded.node_id)) {
-        controllers.push_back(guarded.controller);
-      }
+  const std::lock_guard<std::mutex> lock(mutex_);
+  for (const Guarded& guarded : guarded_) {
+    if (concerns(node_id, guarded.node_id)) {
+      guarded.controller->forget_rpdo_shadows();
     }
-  }
-  for (CanOpenNodeController* const controller : controllers) {
-    controller->forget_rpdo_shadows();
   }
 }
 

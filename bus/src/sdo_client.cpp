@@ -383,7 +383,9 @@ BusError SdoClient::no_answer(const Transfer& transfer, Time end) {
     return lost_bus(transfer, CanStatus::bus_off);
   }
   ++timeouts_in_row_;
-  const bool whole = end == transfer.deadline;
+  // Where both times are over together, one answer is what was waited for.
+  const bool whole = end == transfer.deadline &&
+                     (transfer.in_segments || times_.transfer_timeout < times_.frame_timeout);
   const auto waited = whole ? times_.transfer_timeout : times_.frame_timeout;
   return give_up(
       transfer, SdoAbort::timed_out, BusErrorKind::no_answer,
@@ -391,6 +393,7 @@ BusError SdoClient::no_answer(const Transfer& transfer, Time end) {
 }
 
 BusError SdoClient::lost_bus(const Transfer& transfer, CanStatus status) {
+  timeouts_in_row_ = 0;  // it is the bus that failed
   start_quarantine(transfer);
   BusError error = this->error(transfer, BusErrorKind::bus_fault, endpoint_->explain(status));
   error.status = status;

@@ -39,6 +39,8 @@ using std::chrono::steady_clock;
 constexpr microseconds retry_interval{200};
 // How often a receiver looks whether its interface is back.
 constexpr std::chrono::milliseconds rebind_interval{100};
+// By how much times that were read from two clocks may disagree.
+constexpr std::chrono::milliseconds stamp_tolerance{1};
 // The kernel's time-outs are no finer; 0 would mean for ever.
 constexpr microseconds shortest_timeout{1};
 can_frame to_kernel(const CanFrame& frame) {
@@ -175,6 +177,9 @@ class SocketCanEndpoint : public CanEndpoint {
   bool told_unbound_ = false;
   bool notes_arrivals_ = false;
   CanArrival arrival_;
+  // No frame that is still to be taken came before this: the latest arrival, or the last time at
+  // which nothing waited.
+  steady_clock::time_point not_before_ = steady_clock::now();
 };
 
 CanStatus SocketCanEndpoint::send(const CanFrame& frame, nanoseconds patience) {
@@ -239,6 +244,7 @@ std::optional<CanStatus> SocketCanEndpoint::receive_one(CanFrame& frame, nanosec
   if (waits) {
     set_timeout(timeout);
   }
+  const auto begun = notes_arrivals_ ? steady_clock::now() : steady_clock::time_point();
   can_frame raw{};
   const ssize_t received = take(raw, waits ? 0 : MSG_DONTWAIT);
   if (received < 0) {
@@ -248,6 +254,7 @@ std::optional<CanStatus> SocketCanEndpoint::receive_one(CanFrame& frame, nanosec
     }
     if (notes_arrivals_ && would_block(error)) {
       count_lost_until_now();
+      not_before_ = std::max(not_before_, begun);
     }
     const CanStatus status = would_block(error) ? CanStatus::timed_out : status_of(error);
     told_unbound_ = status == CanStatus::interface_missing;
@@ -291,7 +298,11 @@ void SocketCanEndpoint::note_arrival(msghdr& message) {
       count_lost(value_of<std::uint32_t>(*note));
     }
   }
-  arrival_.time = std::clamp(came, arrival_.time, now);
+  // Long before what is known: the clock of the day was set while the frame waited. Rather too late
+  // than too early, which would make the frame's node look silent.
+  const bool is_plausible = came > not_before_ - stamp_tolerance;
+  arrival_.time = is_plausible ? std::clamp(came, not_before_, now) : now;
+  not_before_ = arrival_.time;
 }
 
 /// The kernel's count has 32 bits and begins again at 0. That of a frame may be older than what was

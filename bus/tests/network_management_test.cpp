@@ -12,6 +12,7 @@
 #include <memory>
 #include <optional>
 #include <ostream>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -438,15 +439,25 @@ TEST_F(NodeWatchAfterLossTest, loss_that_shows_at_the_end_of_a_wait_counts) {
   EXPECT_EQ(lost_at(), milliseconds(600)) << "the wait ends with the first time-out";
 }
 
-TEST_F(NodeWatchAfterLossTest, losses_are_told_once_in_a_poll) {
+TEST_F(NodeWatchAfterLossTest, losses_of_a_moment_are_told_at_once_and_at_the_end_of_the_poll) {
   loses_with_each_emergency_ = true;
-  for (int emergency = 0; emergency < 3; ++emergency) {
+  for (int emergency = 0; emergency < 4; ++emergency) {
     send(0x0FF, "10 81 11 00 00 00 00 00");
   }
   lossy.poll(milliseconds(0));
+  lossy.poll(milliseconds(0));
 
-  EXPECT_EQ(channel.lost, 3U);
-  EXPECT_THAT(losses_, ElementsAre("frames came faster than they were taken: 1 lost so far"));
+  EXPECT_THAT(losses_, ElementsAre("frames came faster than they were taken: 1 lost so far",
+                                   "frames came faster than they were taken: 4 lost so far"));
+}
+
+TEST_F(NodeWatchAfterLossTest, losses_that_go_on_are_told_every_100_ms_of_a_long_poll) {
+  loses_with_each_emergency_ = true;
+  flood(35, milliseconds(10));
+  lossy.poll(milliseconds(1000));
+
+  EXPECT_EQ(channel.lost, 35U);
+  EXPECT_EQ(losses_.size(), 5U) << "after 10, 110, 210 and 310 ms, and at the end";
 }
 
 TEST_F(NodeWatchAfterLossTest, loss_is_told_by_the_poll_that_sees_it) {
@@ -458,6 +469,23 @@ TEST_F(NodeWatchAfterLossTest, loss_is_told_by_the_poll_that_sees_it) {
 
   EXPECT_THAT(losses_, ElementsAre("frames came faster than they were taken: 1 lost so far",
                                    "frames came faster than they were taken: 2 lost so far"));
+}
+
+TEST_F(NodeWatchTest, observer_that_throws_loses_the_news_of_no_other_node) {
+  int told = 0;
+  NodeWatch throwing(bus, heartbeat_timeout, [&](const NodeEvent& event) {
+    if (event.kind == NodeEventKind::lost && ++told == 1) {
+      throw std::runtime_error("of the observer");
+    }
+  });
+  send(0x705, "05");
+  send(0x706, "05");
+  throwing.poll(milliseconds(0));
+  EXPECT_THROW(throwing.poll(milliseconds(1000)), std::runtime_error);
+  EXPECT_EQ(told, 1);
+
+  throwing.poll(milliseconds(1));
+  EXPECT_EQ(told, 2);
 }
 
 TEST_F(NodeWatchTest, asks_its_endpoint_nothing_with_its_lock_held) {

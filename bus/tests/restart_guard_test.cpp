@@ -175,6 +175,9 @@ INSTANTIATE_TEST_SUITE_P(
             in_turn(commanded(NmtCommand::enter_pre_operational, 5),
                     in_turn(noted(shows_pre_operational), noted(shows_operational))),
             noted(shows_pre_operational), 5},
+        Row{"pre_operational_after_a_command_before_a_boot_up",
+            in_turn(commanded(NmtCommand::enter_pre_operational, 5), noted(booted(5))),
+            noted(shows_pre_operational), 5},
         Row{"pre_operational_after_our_reset", commanded(NmtCommand::reset_node, 5),
             noted(shows_pre_operational), 5}),
     row_name);
@@ -285,6 +288,53 @@ TEST_F(RestartGuardTest, node_that_boots_while_the_interface_is_down_is_noticed_
   node->send(frame_of(0x705, "05"), milliseconds(0));
   watch.poll(milliseconds(0));
   EXPECT_THAT(reloaded(), ElementsAre("first", "second", "other")) << "nothing else has changed";
+}
+
+// --- sending commands ---
+
+/// A bus on which node 5 shows at once the state that a command asks for.
+class SendingGuardTest : public RestartGuardTest {
+ protected:
+  InProcessBus bus{BusTime::simulated, "can0"};
+  NodeWatch watch{bus, milliseconds(0), [this](const NodeEvent& event) { guard.note(event); }};
+  std::vector<CanFrame> commands;
+  std::unique_ptr<CanEndpoint> node =
+      bus.open({{0x000}}, [this](const CanFrame& frame, std::vector<CanFrame>& answers) {
+        commands.push_back(frame);
+        answers.push_back(frame_of(0x705, frame.data[0] == 0x80 ? "7F" : "05"));
+      });
+  NmtMaster master{bus};
+};
+
+TEST_F(SendingGuardTest, state_that_a_command_asked_for_is_no_reason_though_it_is_shown_at_once) {
+  guard.send(master, NmtCommand::start, five);
+  EXPECT_EQ(guard.send(master, NmtCommand::enter_pre_operational, five), std::nullopt);
+  watch.poll(milliseconds(0));
+
+  EXPECT_THAT(reloaded(), IsEmpty());
+  EXPECT_THAT(commands, ElementsAre(frame_of(0, "01 05"), frame_of(0, "80 05")));
+}
+
+TEST_F(SendingGuardTest, images_that_were_loaded_while_a_reset_was_sent_are_forgotten) {
+  bool loads = true;
+  bus.set_fault_rule([&](const CanFrame& frame) -> std::vector<CanDelivery> {
+    if (loads) {
+      reloaded();
+      loads = false;
+    }
+    return {{frame}};
+  });
+  EXPECT_EQ(guard.send(master, NmtCommand::reset_node, five), std::nullopt);
+
+  EXPECT_FALSE(loads);
+  EXPECT_THAT(reloaded(), ElementsAre("first", "second"));
+}
+
+TEST_F(SendingGuardTest, command_that_cannot_be_sent_says_why) {
+  bus.set_state(CanStatus::interface_down);
+  const std::optional<BusError> error = guard.send(master, NmtCommand::start, five);
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->kind, BusErrorKind::bus_fault);
 }
 
 TEST_F(RestartGuardTest, may_be_told_from_several_threads) {

@@ -112,6 +112,15 @@ TEST_P(LateAnswerTest, gives_the_transfer_no_more_time) {
   EXPECT_EQ(time(), milliseconds(1000));
 }
 
+TEST_P(LateAnswerTest, that_comes_at_the_last_moment_ends_the_transfer) {
+  node.answer_with({{GetParam().late, milliseconds(1000)}, ""});
+  EXPECT_TRUE(upload(0x2000));
+  const SdoClient::Failure failure = download_urgently(0x6040);
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->kind, BusErrorKind::no_answer);
+  EXPECT_EQ(time(), milliseconds(1000));
+}
+
 INSTANTIATE_TEST_SUITE_P(of, LateAnswerTest,
                          testing::Values(LateRow{"another_command", "4F 40 60 01 11 00 00 00"},
                                          LateRow{"another_object", "60 00 20 01 00 00 00 00"},
@@ -207,7 +216,61 @@ TEST_F(UrgentTransferTest, that_timed_out_itself_makes_the_next_one_uncertain) {
   EXPECT_EQ(download_urgently(0x6840), std::nullopt) << "of another drive";
 }
 
+/// Two transfers are given up, of which the second differs from the first in one thing.
+struct PairRow {
+  const char* name;
+  std::uint8_t sub_index;
+  bool reads;
+};
+
+void PrintTo(const PairRow& row, std::ostream* out) { *out << row.name; }
+
+class PairGivenUpTest : public UrgentTransferTest, public testing::WithParamInterface<PairRow> {};
+
+TEST_P(PairGivenUpTest, leaves_an_answer_like_that_to_the_second_uncertain) {
+  node.answer_with(
+      {"", "", GetParam().reads ? "4F 40 60 01 00 00 00 00" : "60 40 60 02 00 00 00 00"});
+  const UrgentScope scope;
+  const auto second = [this] {
+    return GetParam().reads ? client.upload(0x6040, 1, data)
+                            : client.download(0x6040, GetParam().sub_index, {2, 0});
+  };
+  EXPECT_TRUE(download(0x6040));
+  EXPECT_TRUE(second());
+  const SdoClient::Failure failure = second();
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->kind, BusErrorKind::bad_answer);
+}
+
+INSTANTIATE_TEST_SUITE_P(by, PairGivenUpTest,
+                         testing::Values(PairRow{"sub_index", 2, false},
+                                         PairRow{"direction", 1, true}),
+                         [](const auto& row) { return std::string(row.param.name); });
+
 // --- segments, whose answers name no object ---
+
+TEST_F(UrgentTransferTest, both_stages_of_one_transfer_that_was_given_up_are_remembered) {
+  node.answer_with(
+      {"", "41 00 20 01 0A 00 00 00", "", "41 00 30 01 08 00 00 00", "00 11 22 33 44 55 66 77"});
+  const UrgentScope scope;
+  EXPECT_TRUE(upload(0x2000)) << "before its segments";
+  EXPECT_TRUE(upload(0x2000)) << "uncertain";
+  node.answer_with({"41 00 30 01 08 00 00 00", ""});
+  EXPECT_TRUE(upload(0x3000)) << "in its segments";
+  node.answer_with({"41 00 31 01 08 00 00 00", "00 11 22 33 44 55 66 77"});
+  const SdoClient::Failure failure = upload(0x3100);
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->kind, BusErrorKind::bad_answer);
+}
+
+TEST_F(UrgentTransferTest, abort_of_another_object_between_segments_is_thrown_away) {
+  node.answer_with({{"80 00 20 01 00 00 02 06", milliseconds(600)},
+                    {"41 00 30 01 07 00 00 00", milliseconds(0)},
+                    {"01 11 22 33 44 55 66 77", milliseconds(200)}});
+  EXPECT_TRUE(upload(0x2000));
+  EXPECT_EQ(upload_urgently(0x3000), std::nullopt);
+  EXPECT_EQ(data.size(), 7U);
+}
 
 TEST_F(UrgentTransferTest, segments_after_lost_ones_of_the_same_direction_are_uncertain) {
   node.answer_with(
@@ -250,6 +313,38 @@ TEST_F(UrgentTransferTest, late_answer_that_is_thrown_away_begins_the_count_anew
   upload(0x2000);
   upload(0x2000);
   EXPECT_EQ(client.timeouts_in_row(), 1U);
+}
+
+TEST_F(UrgentTransferTest, answer_that_takes_its_time_begins_the_count_anew) {
+  node.answer_with({"", {"4F 00 20 01 11 00 00 00", milliseconds(100)}, ""});
+  upload(0x2000);
+  upload(0x2000);
+  upload(0x2000);
+  EXPECT_EQ(client.timeouts_in_row(), 1U);
+}
+
+TEST_F(UrgentTransferTest, controller_that_has_left_the_bus_makes_no_node_silent) {
+  upload(0x2000);
+  bus.set_state(CanStatus::bus_off);
+  upload(0x2000);
+  upload(0x2000);
+  EXPECT_EQ(client.timeouts_in_row(), 0U);
+}
+
+TEST_F(UrgentTransferTest, that_is_uncertain_begins_a_quarantine_for_its_own_answer) {
+  node.answer_with({"", {"60 40 60 01 00 00 00 00", milliseconds(100)}});
+  download(0x6040, {15, 0});
+  EXPECT_TRUE(download_urgently(0x6040));
+  EXPECT_EQ(client.quarantine_end().time_since_epoch(), milliseconds(1100));
+}
+
+TEST_F(UrgentTransferTest, given_up_again_extends_the_quarantine_that_ends_last) {
+  upload(0x2000);
+  download_urgently(0x6040);
+  download_urgently(0x6840);
+  download_urgently(0x6040);
+  EXPECT_EQ(time(), milliseconds(2000));
+  EXPECT_EQ(client.quarantine_end().time_since_epoch(), milliseconds(2500));
 }
 
 TEST_F(UrgentTransferTest, quarantine_ends_with_that_of_the_last_transfer_given_up) {

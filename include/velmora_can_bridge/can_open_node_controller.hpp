@@ -104,7 +104,8 @@ class CanOpenNodeController {
   /// set; 0, no mode assigned, when none was.
   std::uint8_t motor_mode(const std::string& device) const;
 
-  /// Makes the next operation on each RPDO load its image from the node afresh.
+  /// Makes the next operation on each RPDO load its image from the node afresh, as if it were the
+  /// first: nothing of the old image is left.
   ///
   /// To be called when the node may have rebooted or was reset: its objects then hold their start
   /// values, and an image from before would bring the old ones back with the next partial write.
@@ -228,7 +229,8 @@ class CanOpenNodeController {
   // The following runs without `shadow_mutex_` and takes it.
 
   /// Repeats in the images what an SDO write has brought to `index`, sub-index 0: in every RPDO
-  /// that maps it. Synced flags and lengths do not change.
+  /// that maps it. Synced flags and lengths do not change. Nothing is repeated when a later call
+  /// for the object, an urgent one, was faster.
   void write_od_to_shadow(std::uint16_t index, const std::vector<std::uint8_t>& bytes);
 
   const std::uint8_t* node_id_;
@@ -242,15 +244,18 @@ class CanOpenNodeController {
   std::unordered_map<std::uint8_t, bool> rpdo_shadow_synced_;
   // Which bytes of each image were mirrored since it was last forgotten: bit n stands for byte n.
   std::unordered_map<std::uint8_t, std::uint8_t> rpdo_shadow_mirrored_;
+  // Mirrors begun so far, and the latest one of each object that has reached the images.
+  std::atomic<std::uint64_t> mirrors_begun_{0};
+  std::unordered_map<std::uint16_t, std::uint64_t> latest_mirrors_;
   // Calls of forget_rpdo_shadows so far, and how many of them the images have followed.
   std::atomic<std::uint32_t> forgets_asked_{0};
   std::uint32_t forgets_followed_ = 0;
   // The mode of operation last set, by device name.
   std::unordered_map<std::string, std::uint8_t> motor_modes_;
-  // Guards the shadow maps and forgets_followed_. Held across the load, the change and the delivery
-  // of an image, so that two writes of one RPDO cannot interleave and what is sent is what was just
-  // assembled. SDO transfers that belong to no RPDO write never wait for it, unless they follow a
-  // mirror.
+  // Guards the shadow maps, latest_mirrors_ and forgets_followed_. Held across the load, the change
+  // and the delivery of an image, so that two writes of one RPDO cannot interleave and what is sent
+  // is what was just assembled. SDO transfers that belong to no RPDO write never wait for it,
+  // unless they follow a mirror.
   std::mutex shadow_mutex_;
   // Gives the turns on shadow_mutex_, which is locked in lock_images alone.
   TurnQueue image_turns_{shadow_mutex_};

@@ -67,7 +67,7 @@ class TurnQueue {
   std::mutex queue_mutex_;
   // In the order of their turns: urgent ones first.
   std::vector<Waiter*> waiters_;
-  // One of them is about to lock the mutex. Only one at a time, or the system would choose.
+  // One of them is about to lock the mutex. Only one at a time: another would wake in vain.
   bool is_locking_ = false;
 };
 

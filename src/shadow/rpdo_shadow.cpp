@@ -38,7 +38,7 @@ std::uint8_t reached_bytes(FieldPlace place, const std::vector<std::uint8_t>& by
 /// Gives `image` the bytes of `from` that `marks` selects.
 void copy_marked(Image& image, const Image& from, std::uint8_t marks) {
   for (std::size_t position = 0; position < image.size(); ++position) {
-    if ((marks >> position & 1U) != 0) {
+    if ((unsigned{marks} >> position & 1U) != 0) {
       image[position] = from[position];
     }
   }
@@ -65,6 +65,10 @@ TurnQueue::Turn CanOpenNodeController::lock_images() {
     forgets_followed_ = asked;
     for (auto& [rpdo, synced] : rpdo_shadow_synced_) {
       synced = false;
+    }
+    // A refresh keeps the bytes of objects that the node refuses: none from before the restart.
+    for (auto& [rpdo, image] : rpdo_shadow_) {
+      image.fill(0);
     }
     rpdo_shadow_mirrored_.clear();
   }
@@ -136,7 +140,14 @@ OperationResult CanOpenNodeController::deliver_rpdo_shadow(std::uint8_t rpdo,
 
 void CanOpenNodeController::write_od_to_shadow(std::uint16_t index,
                                                const std::vector<std::uint8_t>& bytes) {
+  const std::uint64_t number = ++mirrors_begun_;
   const TurnQueue::Turn turn = lock_images();
+  // An urgent mirror may have overtaken this one: what was written later stays.
+  std::uint64_t& latest = latest_mirrors_[index];
+  if (number < latest) {
+    return;
+  }
+  latest = number;
   for (const PdoConfig& pdo : board_->pdos) {
     if (pdo.direction != rpdo_direction) {
       continue;

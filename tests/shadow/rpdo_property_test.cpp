@@ -134,6 +134,7 @@ class Model {
   void forget() {
     for (auto& [rpdo, image] : images_) {
       image.synced = false;
+      image.frame.fill(0);
     }
   }
 

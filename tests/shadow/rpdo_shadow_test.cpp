@@ -60,7 +60,7 @@ class RpdoShadow : public ShadowTest {
     board.pdos.push_back({1, "RPDO", 0, std::move(mappings)});
   }
 
-  /// Leaves an image of EE bytes that the next operation loads anew.
+  /// Leaves an image of EE bytes, which a refresh loads anew.
   void spoil_image() {
     const auto objects = backend.objects;
     for (const PdoConfig& pdo : board.pdos) {
@@ -69,7 +69,7 @@ class RpdoShadow : public ShadowTest {
       }
     }
     next_send();
-    controller.forget_rpdo_shadows();
+    backend.calls.clear();
     backend.objects = objects;
   }
 };
@@ -96,7 +96,11 @@ TEST_F(RpdoShadow, answer_that_is_too_short_leaves_the_rest_of_its_field_0) {
   backend.objects[{0x2000, 1}] = {0xA1};
   backend.objects[{0x2000, 2}] = {};
   backend.objects[{0x2002, 0}] = {0xD1, 0xD2, 0xD3};
-  EXPECT_EQ(next_send(), loaded_then({"rpdo 5 1 len 8: A1 00 00 14 D1 D2 D3 00"}));
+  op.kind = "pdo_patch";
+  op.fields = {"word"};
+  op.refresh_shadow = 1;
+  EXPECT_EQ(run({}), ok("OK"));
+  EXPECT_EQ(backend.calls, loaded_then({"rpdo 5 1 len 8: A1 00 00 14 D1 D2 D3 00"}));
 }
 
 TEST_F(RpdoShadow, answer_that_is_too_long_reaches_no_neighbour) {
@@ -292,26 +296,20 @@ TEST_F(RpdoShadow, refused_object_of_a_later_entry_ends_the_load) {
 // --- a load that fails: all or nothing ---
 
 TEST_F(RpdoShadow, refused_load_leaves_the_image_as_it_was) {
-  next_send();
-  controller.forget_rpdo_shadows();
-  set_node(restarted);
   op.field = "byte";
   backend.serve(2);
   backend.refuse();
   EXPECT_EQ(run({0x99}), failed("RPDO shadow sync failed for device"));
   EXPECT_EQ(backend.calls, (Calls{"read 5 0x2000/1", "read 5 0x2000/2", "read 5 0x2001/0"}));
-  EXPECT_EQ(unsynced_send(), sent(start));
+  EXPECT_EQ(unsynced_send(), sent({}));
 }
 
 TEST_F(RpdoShadow, load_that_throws_leaves_the_image_as_it_was) {
-  next_send();
-  controller.forget_rpdo_shadows();
-  set_node(restarted);
   op.field = "byte";
   backend.serve(2);
   backend.raise_exception();
   EXPECT_THROW(run({0x99}), BusException);
-  EXPECT_EQ(unsynced_send(), sent(start));
+  EXPECT_EQ(unsynced_send(), sent({}));
 }
 
 TEST_F(RpdoShadow, operation_after_a_refused_load_loads_again_from_the_first_object) {
@@ -484,10 +482,10 @@ TEST_F(TwoRpdos, forget_makes_the_next_operation_on_each_load_afresh) {
   EXPECT_EQ(next_send(1), Calls{"rpdo 5 1 len 1: 71 00 00 00 00 00 00 00"});
 }
 
-TEST_F(RpdoShadow, forget_keeps_the_image) {
+TEST_F(RpdoShadow, forget_leaves_nothing_of_the_image_to_a_refresh_that_the_node_refuses) {
   next_send();
   controller.forget_rpdo_shadows();
-  EXPECT_EQ(unsynced_send(), sent(start));
+  EXPECT_EQ(unsynced_send(), sent({}));
 }
 
 TEST_F(RpdoShadow, forget_before_any_operation_changes_nothing) {

@@ -35,8 +35,8 @@ struct BusError {
   /// The object of an SDO transfer, else 0.
   std::uint16_t index = 0;
   std::uint8_t sub_index = 0;
-  /// The SDO abort code: the node's for `refused`, the one that was sent to it for `no_answer` and
-  /// `bad_answer`, else 0.
+  /// The SDO abort code: the node's for `refused`, for `no_answer`, `bad_answer` and `stopped` the
+  /// one that was sent to it, if one was; else 0.
   std::uint32_t abort_code = 0;
   /// A download was complete on its way when it failed: whether the node has carried it out is not
   /// known. Also set where an answer may be that to an earlier request (`UrgentScope`). Never set
@@ -50,8 +50,8 @@ struct BusError {
 };
 
 /// Is told of errors. Runs on the thread on which the error showed, on several at once, with locks
-/// of the teller held: it is short, and calls neither a backend, but for `CanBusBackend::stop`, nor a
-/// controller, but for `forget_rpdo_shadows`.
+/// of the teller held: it is short, and calls neither a backend, but for `CanBusBackend::stop`, nor
+/// a controller, but for `forget_rpdo_shadows`.
 using BusObserver = std::function<void(const BusError& error)>;
 
 /// "node 0x10, object 0x2000/1: " or what of it applies, and the reason.

@@ -86,8 +86,9 @@ class CanBusBackend : public CanOpenBackend {
   template <typename Transfer>
   bool transfer(const Request& request, const Transfer& transfer);
   std::optional<BusError> hindrance(const Request& request, const Node& node) const;
-  bool is_ahead(std::chrono::steady_clock::time_point time) const;
-  BusError silence(const Request& request, const Node& node) const;
+  static BusError not_tried(const Request& request, BusErrorKind kind, std::string text);
+  std::optional<std::chrono::nanoseconds> time_until(
+      std::chrono::steady_clock::time_point time) const;
   static void follow_silence(Node& node);
   void wait_out_quarantine(Node& node, TurnQueue::Turn& turn);
   std::unique_ptr<SdoClient> open_client(std::uint8_t node_id);

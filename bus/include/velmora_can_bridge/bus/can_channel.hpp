@@ -82,7 +82,7 @@ class CanEndpoint {
   /// may take a heartbeat for silence that waits behind other frames.
   virtual CanArrival arrival() const { return {now(), 0}; }
 
-  /// The time by which this endpoint's time-outs run.
+  /// The time by which this endpoint's time-outs run. Any thread.
   virtual std::chrono::steady_clock::time_point now() const = 0;
 
   /// What is known of the interface now: `ok`, `interface_down`, `interface_missing` or `bus_off`.

@@ -42,11 +42,14 @@ enum class NodeEventKind : std::uint8_t {
   lost,
   /// An emergency frame; `data` has it.
   emergency,
-  /// The bus or the interface, as `status` says: bus-off, error-passive, down, missing, failed; `ok`
+  /// The bus or the interface, as `status` says: bus-off, error-passive, down, missing, failed;
+  /// `ok`
   /// with the first frame that is received again. `node_id` is 0.
   bus,
   /// Frames came faster than they were taken, and some were lost: boot-up messages may be among
-  /// them. Told once in a `poll`. `node_id` is 0.
+  /// them. Told at once, then every 100 ms while more are lost, and at the end of a `poll`.
+  /// `node_id`
+  /// is 0.
   frames_lost,
 };
 
@@ -115,7 +118,9 @@ class NodeWatch {
   void handle_heartbeat(std::uint8_t node_id, const CanFrame& frame, Time came);
   void handle_emergency(std::uint8_t node_id, const CanFrame& frame);
   void note_losses(std::uint64_t lost, Time shown);
+  void tell_losses();
   void find_lost(Time known);
+  std::uint8_t next_lost(Time known);
   std::chrono::nanoseconds wait_limit(Time now, Time end) const;
 
   const std::chrono::milliseconds heartbeat_timeout_;
@@ -125,7 +130,9 @@ class NodeWatch {
   // These belong to the polling thread: how the latest frame came, and whether the interface has
   // not worked since the one before.
   CanArrival last_arrival_;
-  bool has_told_losses_ = false;
+  // The losses that the observer was told of, and when it is told of further ones.
+  std::uint64_t told_losses_ = 0;
+  Time next_telling_ = Time::min();
   bool is_in_trouble_ = false;
 
   // Guards nodes_. A leaf: neither the observer nor the endpoint is called with it held.

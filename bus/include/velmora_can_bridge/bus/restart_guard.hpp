@@ -35,11 +35,11 @@ namespace velmora_can_bridge {
 ///
 /// Nothing is forgotten that nobody tells: feed it the events of a `NodeWatch` with a heartbeat
 /// time-out, the errors of the bus and every NMT command. Safe to call from any thread, and from
-/// any observer: it holds its lock for one look at its own records and calls nothing with it held.
+/// any observer. But for `add` nothing here throws.
 class RestartGuard {
  public:
   /// Guards the images of `controller`, which belongs to the node `node_id`, 1 to 127, and outlives
-  /// this object. A node may have several.
+  /// the last call of any other member. A node may have several.
   void add(std::uint8_t node_id, CanOpenNodeController& controller);
 
   /// What a `NodeWatch` has told, events of the bus included.
@@ -49,7 +49,11 @@ class RestartGuard {
   /// works again.
   void note(CanStatus bus);
 
-  /// What `NmtMaster::send` has sent: to one node, or with 0 to all.
+  /// Sends `command` as `NmtMaster::send` does, and notes it: before, so that no state which the
+  /// node shows at once is taken for one that nobody asked for; and a reset again when it was sent.
+  std::optional<BusError> send(NmtMaster& master, NmtCommand command, std::uint8_t node_id);
+
+  /// A command that goes another way to one node, or with 0 to all: to be told before it is sent.
   void note(NmtCommand command, std::uint8_t node_id);
 
  private:
@@ -58,7 +62,7 @@ class RestartGuard {
     CanOpenNodeController* controller;
   };
   struct Node {
-    // What the last command to it asked for, until it has shown it.
+    // What the last command to it asked for, until it has shown it, or has restarted.
     std::optional<NmtState> asked;
     bool is_lost = false;
   };
@@ -66,7 +70,7 @@ class RestartGuard {
   bool may_have_restarted(const NodeEvent& event);
   void forget(std::uint8_t node_id);
 
-  // Guards all below. A leaf: controllers are called without it.
+  // Guards all below. A leaf: of controllers only what takes no lock is called with it held.
   std::mutex mutex_;
   std::vector<Guarded> guarded_;
   std::array<Node, highest_node_id + 1> nodes_;

@@ -25,7 +25,8 @@ struct SdoTimes {
   /// For a transfer of several segments as a whole.
   std::chrono::milliseconds transfer_timeout{5000};
   /// After a time-out or a bad answer, counted from it: answers that come late are thrown away
-  /// until then, and the next transfer with that node begins only then, unless it is urgent.
+  /// until then, and the next transfer with that node begins only then, unless it is urgent. With 0
+  /// late answers are taken for others, and no node counts as silent.
   std::chrono::milliseconds quarantine{500};
   /// For room in a full transmit queue.
   std::chrono::milliseconds send_patience{20};
@@ -78,7 +79,8 @@ class SdoClient {
   /// When the quarantine ends, by the time of the channel; long ago when there is none.
   Time quarantine_end() const;
 
-  /// How often in a row the node has not answered in time, with nothing from it between.
+  /// How often in a row the node has not answered in time, with nothing from it and no fault of the
+  /// bus between.
   unsigned timeouts_in_row() const { return timeouts_in_row_; }
 
  private:
