@@ -117,6 +117,13 @@ void rpdo_latency(benchmark::State& state) {
 }
 BENCHMARK(rpdo_latency)->Name("latency/rpdo beside silent nodes")->Arg(0)->Arg(4)->UseManualTime();
 
+BoardConfig with_drive() {
+  BoardConfig board = one_rpdo();
+  board.pdos.push_back({2, "RPDO", 0, {{0x2200, 1, 8, "red"}, {0x2200, 2, 8, "green"}}});
+  board.device_od_map = {{"wheel", {"ci402", 0x6040, 0}}};
+  return board;
+}
+
 /// A node with a drive and an LED, which answers SDO requests after a millisecond.
 class SlowNode {
  public:
@@ -133,13 +140,6 @@ class SlowNode {
   }
 
  private:
-  static BoardConfig with_drive() {
-    BoardConfig board = one_rpdo();
-    board.pdos.push_back({2, "RPDO", 0, {{0x2200, 1, 8, "red"}, {0x2200, 2, 8, "green"}}});
-    board.device_od_map = {{"wheel", {"ci402", 0x6040, 0}}};
-    return board;
-  }
-
   InProcessBus bus_;
   const BoardConfig board_ = with_drive();
   SimulatedBusNode node_{node_id, board_};

@@ -290,7 +290,7 @@ SdoClient::Time SdoClient::answer_end(Transfer& transfer, Time now) const {
   return std::min(now + times_.frame_timeout, transfer.deadline);
 }
 
-SdoClient::Failure SdoClient::receive_until(Transfer& transfer, Time now, Time end,
+SdoClient::Failure SdoClient::receive_until(const Transfer& transfer, Time now, Time end,
                                             CanFrame& answer) {
   if (now > transfer.deadline) {
     // However many answers are there already: a node that never ends a transfer must not hold it.

@@ -24,6 +24,17 @@ class WriteOdToShadow : public ShadowTest {
     backend.calls.clear();
   }
 
+  /// Sends the RPDO as the node holds it; the calls of that.
+  Calls refresh() {
+    OperationConfig refreshing;
+    refreshing.kind = "pdo_patch";
+    refreshing.pdo_number = 1;
+    refreshing.fields = {"word"};
+    refreshing.refresh_shadow = 1;
+    controller.execute_configured_operation(refreshing, "", {});
+    return backend.calls;
+  }
+
   /// Loads the RPDO's image, mirrors the controlword and answers the calls of the next send.
   Calls send_after_mirror(std::uint8_t rpdo) {
     next_send(rpdo);
@@ -228,13 +239,7 @@ TEST_F(WriteOdToShadow, load_that_throws_leaves_the_mirrored_bytes_marked) {
 
 TEST_F(WriteOdToShadow, refresh_as_the_first_load_takes_what_the_node_holds) {
   mirror_controlword();
-  OperationConfig refreshing;
-  refreshing.kind = "pdo_patch";
-  refreshing.pdo_number = 1;
-  refreshing.fields = {"word"};
-  refreshing.refresh_shadow = 1;
-  controller.execute_configured_operation(refreshing, "", {});
-  EXPECT_EQ(last(backend.calls), sent(start));
+  EXPECT_EQ(last(refresh()), sent(start));
 }
 
 TEST_F(WriteOdToShadow, after_enable_and_quick_stop_a_fresh_image_carries_enable_operation) {
@@ -261,13 +266,7 @@ TEST_F(WriteOdToShadow, image_that_is_not_loaded_keeps_the_bytes_until_a_load_su
 TEST_F(WriteOdToShadow, refresh_brings_back_what_the_node_holds) {
   next_send();
   mirror_controlword();
-  OperationConfig refreshing;
-  refreshing.kind = "pdo_patch";
-  refreshing.pdo_number = 1;
-  refreshing.fields = {"word"};
-  refreshing.refresh_shadow = 1;
-  controller.execute_configured_operation(refreshing, "", {});
-  EXPECT_EQ(last(backend.calls), sent(start));
+  EXPECT_EQ(last(refresh()), sent(start));
 }
 
 TEST_F(WriteOdToShadow, makes_no_bus_call) {

@@ -20,12 +20,12 @@ class BlockedThread {
   /// Comes back when the thread sleeps in a wait. The action must run into one.
   template <typename Action>
   explicit BlockedThread(Action action)
-      : result_(std::async(std::launch::async, [this, action = std::move(action)] {
-          thread_id_ = ::gettid();
-          return action();
-        })) {
-    is_blocked_ = comes_true([this] { return sleeps(); });
-  }
+      : result_(std::async(std::launch::async,
+                           [this, action = std::move(action)] {
+                             thread_id_ = ::gettid();
+                             return action();
+                           })),
+        is_blocked_(comes_true([this] { return sleeps(); })) {}
 
   /// False when the thread never came to its wait.
   bool is_blocked() const { return is_blocked_; }
@@ -55,8 +55,8 @@ class BlockedThread {
   }
 
   std::atomic<int> thread_id_{0};
-  bool is_blocked_ = false;
   std::future<Result> result_;
+  const bool is_blocked_;
 };
 
 }  // namespace velmora_can_bridge

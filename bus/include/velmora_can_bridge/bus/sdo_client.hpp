@@ -122,7 +122,7 @@ class SdoClient {
                    CanFrame& answer);
   Failure await(Transfer& transfer, CanFrame& answer);
   Failure await_in_quarantine(Transfer& transfer, std::uint8_t expected, CanFrame& answer);
-  Failure receive_until(Transfer& transfer, Time now, Time end, CanFrame& answer);
+  Failure receive_until(const Transfer& transfer, Time now, Time end, CanFrame& answer);
   Time answer_end(Transfer& transfer, Time now) const;
   static bool is_for(const Transfer& transfer, const CanFrame& answer);
   static bool can_be_answer(const Transfer& transfer, std::uint8_t expected,
