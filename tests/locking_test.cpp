@@ -1,4 +1,5 @@
 // Which drive and actuator operations wait for whom.
+#include <atomic>
 #include <functional>
 #include <future>
 #include <memory>
@@ -231,11 +232,14 @@ class ImageTurns : public LockingTest {
     threads.push_back(std::make_unique<Waiting>([this, drive, payload] {
       return controller.execute_configured_operation(drive, "wheel", payload);
     }));
+    // What the thread has noted in the backend is there for the next one.
+    EXPECT_GT(calls_noted, 0);
   }
 
   /// The frames of RPDO 1 that leave after a frame of RPDO 2, during which `start_all` starts them.
   Calls frames_after(std::function<void()> start_all) {
     backend.during_call = [this, start_all = std::move(start_all)](const std::string& call) {
+      ++calls_noted;
       if (is_send(call) && !std::exchange(has_begun, true)) {
         start_all();
       }
@@ -259,6 +263,8 @@ class ImageTurns : public LockingTest {
     return frames;
   }
 
+  // Raised by each call when the backend has noted it.
+  std::atomic<int> calls_noted{0};
   // Changed with the images locked.
   bool has_begun = false;
   std::vector<std::unique_ptr<Waiting>> threads;
