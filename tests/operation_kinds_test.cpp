@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -74,6 +75,15 @@ TEST(HasRowsFor, is_false_when_any_kind_is_missing) {
   for (const auto& rows : missing) {
     EXPECT_FALSE(has_rows_for(rows, three_kinds));
   }
+}
+
+TEST(MemberNames, made_at_run_time_hold_the_names_in_their_order) {
+  const std::string first = "index";
+  const MemberNames names{first, "fields"};
+  EXPECT_EQ(std::vector<std::string_view>(names.begin(), names.end()),
+            (std::vector<std::string_view>{"index", "fields"}));
+  EXPECT_TRUE(names.contains("fields"));
+  EXPECT_FALSE(names.contains("field"));
 }
 
 }  // namespace
