@@ -11,10 +11,12 @@ bool is_one_of(const std::string& text, const std::set<std::string>& texts) {
   return texts.count(text) != 0;
 }
 
-/// The failures that come with fields already changed in the image, and nothing sent.
+/// The failures that come when the image was loaded, perhaps without a read, and nothing was sent:
+/// fields before the one that failed are changed in it.
 bool tells_of_a_partial_write(const std::string& message) {
   return message.rfind("payload too short for field ", 0) == 0 ||
-         message.rfind("RPDO field not found: ", 0) == 0;
+         message.rfind("RPDO field not found: ", 0) == 0 ||
+         message.rfind("RPDO mapping not found for ", 0) == 0;
 }
 
 std::size_t count_leading_reads(const std::vector<BusCall>& calls) {
