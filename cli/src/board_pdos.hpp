@@ -9,7 +9,6 @@
 #include "velmora_can_bridge/bus/cob_id.hpp"
 
 namespace velmora_can_bridge {
-namespace {
 
 inline bool is_rpdo(const PdoConfig& pdo) { return pdo.direction == rpdo_direction; }
 
@@ -27,5 +26,4 @@ inline std::uint16_t cob_id_of(std::uint8_t node_id, const PdoConfig& pdo) {
                       : predefined_tpdo_cob_id(node_id, pdo.number);
 }
 
-}  // namespace
 }  // namespace velmora_can_bridge

@@ -8,7 +8,6 @@
 #include "velmora_can_bridge/cli/command_line.hpp"
 
 namespace velmora_can_bridge {
-namespace {
 
 /// The interface of that name, as the host gives access to it. Never null.
 inline std::unique_ptr<CanChannel> interface_channel(const CommandLineHost& host,
@@ -21,5 +20,4 @@ inline bool is_interrupted(const CommandLineHost& host) {
   return host.interrupted != nullptr && host.interrupted->load();
 }
 
-}  // namespace
 }  // namespace velmora_can_bridge

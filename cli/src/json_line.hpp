@@ -6,12 +6,10 @@
 #include "velmora_can_bridge/cli/command_line.hpp"
 
 namespace velmora_can_bridge {
-namespace {
 
 /// Bytes that are no UTF-8 (names come from files and arguments) are replaced, not refused.
 inline void print_json_line(const CommandLineHost& host, const nlohmann::ordered_json& line) {
   host.out << line.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << '\n';
 }
 
-}  // namespace
 }  // namespace velmora_can_bridge
