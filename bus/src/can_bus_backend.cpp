@@ -112,15 +112,8 @@ bool CanBusBackend::send_rpdo(std::uint8_t node_id, std::uint8_t rpdo,
   }
   std::copy_n(data.begin(), length, frame.data.begin());
   const CanStatus status = rpdo_endpoint_->send(frame, bounded(times_.send_patience));
-  if (status == CanStatus::ok) {
-    return true;
-  }
-  BusError error;
-  error.kind = BusErrorKind::bus_fault;
-  error.node_id = node_id;
-  error.status = status;
-  error.text = rpdo_endpoint_->explain(status);
-  return report(error);
+  return status == CanStatus::ok ||
+         report(node_id, BusErrorKind::bus_fault, rpdo_endpoint_->explain(status), status);
 }
 
 void CanBusBackend::stop() {
@@ -271,10 +264,12 @@ bool CanBusBackend::report(const BusError& error) {
   return false;
 }
 
-bool CanBusBackend::report(std::uint8_t node_id, BusErrorKind kind, std::string text) {
+bool CanBusBackend::report(std::uint8_t node_id, BusErrorKind kind, std::string text,
+                           CanStatus status) {
   BusError error;
   error.kind = kind;
   error.node_id = node_id;
+  error.status = status;
   error.text = std::move(text);
   return report(error);
 }

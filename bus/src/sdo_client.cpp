@@ -53,6 +53,11 @@ SdoTimes bounded_times(const SdoTimes& times) {
           bounded(times.send_patience)};
 }
 
+/// "answered", or the abort that the answer is.
+std::string answer_text(const CanFrame& answer) {
+  return sdo_command(answer) == sdo_abort_command ? sdo_abort_line(sdo_number(answer)) : "answered";
+}
+
 std::string byte_count(std::size_t count) {
   return std::to_string(count) + (count == 1 ? " byte" : " bytes");
 }
@@ -353,17 +358,15 @@ BusError SdoClient::unknown_command(const Transfer& transfer, const CanFrame& an
 }
 
 BusError SdoClient::wrong_object(const Transfer& transfer, const CanFrame& answer) {
-  const std::string what =
-      sdo_command(answer) == sdo_abort_command ? sdo_abort_line(sdo_number(answer)) : "answered";
   return bad_answer(transfer, SdoAbort::general_error,
-                    what + ", for object " + object_text(sdo_index(answer), sdo_sub_index(answer)));
+                    answer_text(answer) + ", for object " +
+                        object_text(sdo_index(answer), sdo_sub_index(answer)));
 }
 
 BusError SdoClient::uncertain(const Transfer& transfer, const CanFrame& answer) {
-  const std::string what =
-      sdo_command(answer) == sdo_abort_command ? sdo_abort_line(sdo_number(answer)) : "answered";
-  BusError error = this->error(transfer, BusErrorKind::bad_answer,
-                               what + ", perhaps to the request before that timed out");
+  BusError error =
+      this->error(transfer, BusErrorKind::bad_answer,
+                  answer_text(answer) + ", perhaps to the request before that timed out");
   error.outcome_unknown = true;
   if (!transfer.completes_download) {
     error.abort_code = static_cast<std::uint32_t>(SdoAbort::general_error);
@@ -395,15 +398,17 @@ BusError SdoClient::no_answer(const Transfer& transfer, Time end) {
 BusError SdoClient::lost_bus(const Transfer& transfer, CanStatus status) {
   timeouts_in_row_ = 0;  // it is the bus that failed
   start_quarantine(transfer);
-  BusError error = this->error(transfer, BusErrorKind::bus_fault, endpoint_->explain(status));
-  error.status = status;
-  return error;
+  return bus_fault(transfer, status);
 }
 
 BusError SdoClient::not_sent(const Transfer& transfer, CanStatus status) const {
   Transfer unsent = transfer;
   unsent.completes_download = false;
-  BusError error = this->error(unsent, BusErrorKind::bus_fault, endpoint_->explain(status));
+  return bus_fault(unsent, status);
+}
+
+BusError SdoClient::bus_fault(const Transfer& transfer, CanStatus status) const {
+  BusError error = this->error(transfer, BusErrorKind::bus_fault, endpoint_->explain(status));
   error.status = status;
   return error;
 }

@@ -285,8 +285,7 @@ ssize_t SocketCanEndpoint::take(can_frame& raw, int flags) {
   return received;
 }
 
-/// The clock of the day may have been set while the frame waited: then its stamp says nothing, but
-/// that it came between the frame before and now.
+/// The clock of the day may have been set while the frame waited: then its stamp says nothing.
 void SocketCanEndpoint::note_arrival(msghdr& message) {
   const auto now = steady_clock::now();
   auto came = now;
@@ -298,8 +297,7 @@ void SocketCanEndpoint::note_arrival(msghdr& message) {
       count_lost(value_of<std::uint32_t>(*note));
     }
   }
-  // Long before what is known: the clock of the day was set while the frame waited. Rather too late
-  // than too early, which would make the frame's node look silent.
+  // Rather too late than too early, which would make the frame's node look silent.
   const bool is_plausible = came > not_before_ - stamp_tolerance;
   arrival_.time = is_plausible ? std::clamp(came, not_before_, now) : now;
   not_before_ = arrival_.time;

@@ -94,7 +94,8 @@ class CanBusBackend : public CanOpenBackend {
   std::unique_ptr<SdoClient> open_client(std::uint8_t node_id);
   void note_state(CanStatus status, const std::string& text);
   bool report(const BusError& error);
-  bool report(std::uint8_t node_id, BusErrorKind kind, std::string text);
+  bool report(std::uint8_t node_id, BusErrorKind kind, std::string text,
+              CanStatus status = CanStatus::ok);
   bool report_node_id(std::uint8_t node_id);
 
   CanChannel* const channel_;

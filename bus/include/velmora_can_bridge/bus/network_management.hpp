@@ -42,14 +42,12 @@ enum class NodeEventKind : std::uint8_t {
   lost,
   /// An emergency frame; `data` has it.
   emergency,
-  /// The bus or the interface, as `status` says: bus-off, error-passive, down, missing, failed;
-  /// `ok`
-  /// with the first frame that is received again. `node_id` is 0.
+  /// The bus or the interface, as `status` says: bus-off, error-passive, down, missing or failed,
+  /// and with the first frame that is received again `ok`. `node_id` is 0.
   bus,
   /// Frames came faster than they were taken, and some were lost: boot-up messages may be among
-  /// them. Told at once, then every 100 ms while more are lost, and at the end of a `poll`.
-  /// `node_id`
-  /// is 0.
+  /// them. Told at once, then every 100 ms while more are lost, and at the end of a `poll`. The
+  /// `node_id` is 0.
   frames_lost,
 };
 

@@ -137,6 +137,7 @@ class SdoClient {
   BusError no_answer(const Transfer& transfer, Time end);
   BusError lost_bus(const Transfer& transfer, CanStatus status);
   BusError not_sent(const Transfer& transfer, CanStatus status) const;
+  BusError bus_fault(const Transfer& transfer, CanStatus status) const;
   BusError give_up(const Transfer& transfer, SdoAbort abort, BusErrorKind kind,
                    const std::string& reason);
   void send_abort(const Transfer& transfer, SdoAbort abort);
