@@ -35,7 +35,8 @@ namespace velmora_can_bridge {
 ///
 /// Nothing is forgotten that nobody tells: feed it the events of a `NodeWatch` with a heartbeat
 /// time-out, the errors of the bus and every NMT command. Safe to call from any thread, and from
-/// any observer. But for `add` nothing here throws.
+/// any observer. But for `add` and `send`, which need memory,
+/// nothing here throws.
 class RestartGuard {
  public:
   /// Guards the images of `controller`, which belongs to the node `node_id`, 1 to 127, and outlives
