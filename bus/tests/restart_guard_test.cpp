@@ -6,6 +6,8 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <thread>
@@ -306,10 +308,46 @@ class SendingGuardTest : public RestartGuardTest {
   NmtMaster master{bus};
 };
 
+/// Its sends come back when a watch has handled what the nodes have sent in answer.
+class WatchedChannel : public CanChannel {
+ public:
+  WatchedChannel(CanChannel& channel, NodeWatch& watch) : channel_(&channel), watch_(&watch) {}
+
+  std::unique_ptr<CanEndpoint> open(const std::vector<CanFilter>& filters) override {
+    return std::make_unique<Endpoint>(channel_->open(filters), *watch_);
+  }
+
+ private:
+  class Endpoint : public CanEndpoint {
+   public:
+    Endpoint(std::unique_ptr<CanEndpoint> inner, NodeWatch& watch)
+        : inner_(std::move(inner)), watch_(&watch) {}
+
+    CanStatus send(const CanFrame& frame, std::chrono::nanoseconds patience) override {
+      const CanStatus status = inner_->send(frame, patience);
+      watch_->poll(milliseconds(0));
+      return status;
+    }
+    CanStatus receive(CanFrame& frame, std::chrono::nanoseconds timeout) override {
+      return inner_->receive(frame, timeout);
+    }
+    std::chrono::steady_clock::time_point now() const override { return inner_->now(); }
+    std::string explain(CanStatus status) const override { return inner_->explain(status); }
+
+   private:
+    const std::unique_ptr<CanEndpoint> inner_;
+    NodeWatch* const watch_;
+  };
+
+  CanChannel* const channel_;
+  NodeWatch* const watch_;
+};
+
 TEST_F(SendingGuardTest, state_that_a_command_asked_for_is_no_reason_though_it_is_shown_at_once) {
-  guard.send(master, NmtCommand::start, five);
-  EXPECT_EQ(guard.send(master, NmtCommand::enter_pre_operational, five), std::nullopt);
-  watch.poll(milliseconds(0));
+  WatchedChannel watched(bus, watch);
+  NmtMaster at_once(watched);
+  guard.send(at_once, NmtCommand::start, five);
+  EXPECT_EQ(guard.send(at_once, NmtCommand::enter_pre_operational, five), std::nullopt);
 
   EXPECT_THAT(reloaded(), IsEmpty());
   EXPECT_THAT(commands, ElementsAre(frame_of(0, "01 05"), frame_of(0, "80 05")));
