@@ -41,8 +41,6 @@ SdoContent block_content() {
   return content;
 }
 
-bool is_whole(const CanFrame& frame) { return frame.length == sdo_frame_length; }
-
 SdoContent incomplete(const CanFrame& frame) {
   return odd(std::to_string(frame.length) + (frame.length == 1 ? " byte" : " bytes") +
              ", an SDO frame has 8");
@@ -51,7 +49,7 @@ SdoContent incomplete(const CanFrame& frame) {
 bool is_expedited(const CanFrame& frame) { return (frame.data[0] & sdo_expedited_bit) != 0; }
 
 std::vector<std::uint8_t> expedited_bytes(const CanFrame& frame) {
-  const auto* const first = frame.data.begin() + sdo_expedited_bytes;
+  const auto* const first = frame.data.begin() + sdo_object_bytes;
   return {first, first + sdo_expedited_size(frame)};
 }
 
@@ -68,7 +66,7 @@ std::vector<std::uint8_t> segment_bytes(const CanFrame& frame) {
 }  // namespace
 
 SdoContent SdoTraffic::request(const CanFrame& frame) {
-  if (!is_whole(frame)) {
+  if (frame.length < sdo_request_length(frame)) {
     return incomplete(frame);
   }
   if (follow_block(frame, Block::upload)) {
@@ -95,7 +93,7 @@ SdoContent SdoTraffic::request(const CanFrame& frame) {
 }
 
 SdoContent SdoTraffic::answer(const CanFrame& frame) {
-  if (!is_whole(frame)) {
+  if (frame.length < sdo_answer_length(frame)) {
     return incomplete(frame);
   }
   if (follow_block(frame, Block::download)) {

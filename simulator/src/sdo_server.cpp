@@ -26,7 +26,7 @@ SdoServer::SdoServer(std::uint8_t node_id, UploadFunction upload, DownloadFuncti
     : node_id_(node_id), upload_(std::move(upload)), download_(std::move(download)) {}
 
 std::optional<CanFrame> SdoServer::answer(const CanFrame& request) {
-  if (request.length != sdo_frame_length) {
+  if (request.length < sdo_request_length(request) || request.length > sdo_frame_length) {
     return std::nullopt;
   }
   return (this->*event_of(request))(request);
@@ -104,7 +104,7 @@ SdoServer::Answer SdoServer::initiate_download(const CanFrame& request) {
   if (!has(request, sdo_expedited_bit)) {
     return begin_download(at, is_sized ? std::make_optional(sdo_number(request)) : std::nullopt);
   }
-  const auto* const begin = request.data.data() + sdo_expedited_bytes;
+  const auto* const begin = request.data.data() + sdo_object_bytes;
   bytes_.assign(begin, begin + sdo_expedited_size(request));
   const std::optional<SdoAbort> abort =
       is_sized ? download_(at.index, at.sub_index, bytes_) : download_as_much_as_fits(at);

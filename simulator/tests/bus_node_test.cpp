@@ -394,11 +394,13 @@ TEST_F(BusNodeTest, refused_transfers_are_aborted) {
               ElementsAre(abort_frame(0x585, {0x6041, 0}, SdoAbort::write_of_read_only)));
 }
 
-TEST_F(BusNodeTest, requests_of_another_length_are_ignored) {
+TEST_F(BusNodeTest, short_requests_are_answered_when_they_hold_all_that_they_tell) {
   boot();
   CanFrame request = read_device_type;
-  request.length = 7;
-
+  const std::vector<CanFrame> answers = receive(request);
+  request.length = 4;
+  EXPECT_EQ(receive(request), answers);
+  request.length = 3;
   EXPECT_THAT(receive(request), IsEmpty());
 }
 

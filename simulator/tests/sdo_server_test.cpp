@@ -564,7 +564,7 @@ TEST_F(SdoServerTest, new_download_replaces_the_one_under_way) {
 
 // Frames that are no requests
 
-TEST_F(SdoServerTest, frames_of_other_lengths_are_ignored) {
+TEST_F(SdoServerTest, aborts_of_other_lengths_are_ignored) {
   object.send(request(0x20, place));
   for (unsigned length = 0; length <= 255; ++length) {
     if (length == 8) {
@@ -575,6 +575,89 @@ TEST_F(SdoServerTest, frames_of_other_lengths_are_ignored) {
     EXPECT_EQ(object.send(frame), std::nullopt) << length;
   }
   EXPECT_EQ(object.send(segment(request_id, 0x0D, {1})), answer(0x20)) << "the transfer goes on";
+}
+
+TEST_F(SdoServerTest, frames_longer_than_8_bytes_are_ignored) {
+  for (const unsigned command : {0x00U, 0x20U, 0x22U, 0x40U, 0x60U, 0xE0U}) {
+    CanFrame frame = request(command, place);
+    frame.length = 9;
+    EXPECT_EQ(object.send(frame), std::nullopt) << command;
+  }
+}
+
+/// A request of fewer than 8 bytes, as some clients send them.
+struct ShortRequestCase {
+  std::string name;
+  unsigned command;
+  /// The fewest bytes that hold it, and bytes after the multiplexer.
+  std::uint8_t length;
+  std::uint32_t number;
+  /// Written by it.
+  std::vector<Bytes> written;
+  unsigned answer;
+};
+
+void PrintTo(const ShortRequestCase& row, std::ostream* out) { *out << row.name; }
+
+class ShortRequestTest : public SdoServerTest,
+                         public testing::WithParamInterface<ShortRequestCase> {
+ protected:
+  CanFrame cut(std::uint8_t length) {
+    CanFrame frame = request(row.command, place, row.number);
+    frame.length = length;
+    std::fill(frame.data.begin() + length, frame.data.end(), std::uint8_t{0});
+    return frame;
+  }
+
+  const ShortRequestCase& row = GetParam();
+};
+
+TEST_P(ShortRequestTest, is_taken_when_it_holds_all_that_it_tells) {
+  object.uploaded = Bytes{0xAA};
+  const std::optional<CanFrame> sent = object.send(cut(row.length));
+  ASSERT_TRUE(sent);
+  EXPECT_EQ(sent->data[0], row.answer);
+  EXPECT_EQ(sent->length, 8) << "answers have 8 all the same";
+  EXPECT_EQ(object.written, row.written);
+}
+
+TEST_P(ShortRequestTest, is_ignored_with_a_byte_less) {
+  EXPECT_EQ(object.send(cut(static_cast<std::uint8_t>(row.length - 1))), std::nullopt);
+  EXPECT_THAT(object.asked, testing::IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    all, ShortRequestTest,
+    testing::Values(ShortRequestCase{"upload", 0x40, 4, 0, {}, 0x4F},
+                    ShortRequestCase{"expedited_1", 0x2F, 5, 0x11, {{0x11}}, 0x60},
+                    ShortRequestCase{"expedited_3", 0x27, 7, 0x332211, {{0x11, 0x22, 0x33}}, 0x60},
+                    ShortRequestCase{"begin_of_segments_without_size", 0x20, 4, 0, {}, 0x60},
+                    ShortRequestCase{"begin_of_segments_with_size", 0x21, 8, 7, {}, 0x60}),
+    [](const auto& param) { return param.param.name; });
+
+TEST_F(SdoServerTest, short_expedited_download_without_size_brings_the_bytes_that_came) {
+  CanFrame frame = request(0x22, place, 0x2211);
+  frame.length = 6;
+  EXPECT_EQ(object.send(frame), answer(0x60, place));
+  EXPECT_THAT(object.written, testing::ElementsAre(Bytes{0x11, 0x22}));
+}
+
+TEST_F(SdoServerTest, short_segments_are_taken) {
+  object.send(request(0x21, place, 3));
+  CanFrame frame = segment(request_id, 0x09, {1, 2, 3});
+  frame.length = 3;
+  EXPECT_EQ(object.send(frame), std::nullopt) << "a byte less than it tells";
+  frame.length = 4;
+  EXPECT_EQ(object.send(frame), answer(0x20));
+  EXPECT_THAT(object.written, testing::ElementsAre(Bytes{1, 2, 3}));
+}
+
+TEST_F(SdoServerTest, short_requests_for_segments_are_answered) {
+  object.uploaded = counting_bytes(5);
+  object.send(request(0x40, place));
+  CanFrame frame = segment(request_id, 0x60, {});
+  frame.length = 1;
+  EXPECT_EQ(object.send(frame), segment(answer_id, 0x05, counting_bytes(5)));
 }
 
 TEST_F(SdoServerTest, any_frames_get_a_sound_answer) {

@@ -1,6 +1,7 @@
 /// Frames of SDO transfers (CiA 301, 7.2.4.3): commands, multiplexer and bits of their first bytes.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -32,6 +33,8 @@ inline constexpr std::uint8_t sdo_expedited_bit = 0x02;
 /// Of the first request or answer: the size is told.
 inline constexpr std::uint8_t sdo_size_bit = 0x01;
 
+/// First byte and multiplexer, where a frame names an object.
+inline constexpr std::size_t sdo_object_bytes = 4;
 inline constexpr std::size_t sdo_expedited_bytes = 4;
 inline constexpr std::size_t sdo_segment_bytes = 7;
 
@@ -79,15 +82,62 @@ inline std::uint32_t sdo_number_of(const std::vector<std::uint8_t>& bytes) {
   return number;
 }
 
-/// Bytes of an expedited answer or request; those that tell no size have all four.
+/// Bytes of an expedited answer or request. One that tells no size has all four, or as many as its
+/// frame has.
 inline std::size_t sdo_expedited_size(const CanFrame& frame) {
-  const bool has_size = (frame.data[0] & sdo_size_bit) != 0;
-  return has_size ? sdo_expedited_bytes - ((frame.data[0] >> 2U) & 0x03U) : sdo_expedited_bytes;
+  if ((frame.data[0] & sdo_size_bit) != 0) {
+    return sdo_expedited_bytes - ((frame.data[0] >> 2U) & 0x03U);
+  }
+  return std::clamp<std::size_t>(frame.length, sdo_object_bytes, sdo_frame_length) -
+         sdo_object_bytes;
 }
 
 /// Data bytes of a segment.
 inline std::size_t sdo_segment_size(const CanFrame& frame) {
   return sdo_segment_bytes - ((frame.data[0] >> 1U) & 0x07U);
+}
+
+/// The fewest bytes that can hold a first request or answer with the size or value that it tells.
+inline std::size_t sdo_initiate_length(const CanFrame& frame) {
+  const bool has_size = (frame.data[0] & sdo_size_bit) != 0;
+  if (!has_size) {
+    return sdo_object_bytes;
+  }
+  const bool is_expedited = (frame.data[0] & sdo_expedited_bit) != 0;
+  return is_expedited ? sdo_object_bytes + sdo_expedited_size(frame) : sdo_frame_length;
+}
+
+/// The fewest bytes that can hold what the answer tells. All SDO frames have 8 (CiA 301, 7.2.4.3);
+/// some devices leave those out that mean nothing.
+inline std::size_t sdo_answer_length(const CanFrame& answer) {
+  switch (sdo_command(answer)) {
+    case sdo_upload_answer:
+      return sdo_initiate_length(answer);
+    case sdo_download_answer:
+      return sdo_object_bytes;
+    case sdo_upload_segment_answer:
+      return 1 + sdo_segment_size(answer);
+    case sdo_download_segment_answer:
+      return 1;
+    default:
+      return sdo_frame_length;
+  }
+}
+
+/// As `sdo_answer_length`, of a request.
+inline std::size_t sdo_request_length(const CanFrame& request) {
+  switch (sdo_command(request)) {
+    case sdo_download_request:
+      return sdo_initiate_length(request);
+    case sdo_upload_request:
+      return sdo_object_bytes;
+    case sdo_download_segment_request:
+      return 1 + sdo_segment_size(request);
+    case sdo_upload_segment_request:
+      return 1;
+    default:
+      return sdo_frame_length;
+  }
 }
 
 }  // namespace velmora_can_bridge

@@ -39,13 +39,15 @@ class SdoServer {
 
   /// Takes a request and returns the answer, with the COB-ID 0x580 + node id.
   ///
-  /// No value when nothing is to be answered: the client aborted, or the frame does not have the 8
-  /// bytes of a request. The request's COB-ID is not looked at.
+  /// No value when nothing is to be answered: the client aborted, or the frame does not hold all
+  /// that it tells. Requests of fewer than 8 bytes that do are answered as others are; an abort has
+  /// 8. The request's COB-ID is not looked at.
   ///
   /// - Uploads of 1 to 4 bytes are expedited. Others go in segments of 7 bytes with their size
   ///   indicated, none at all as one empty last segment.
-  /// - An expedited download without its size brings as many of its 4 bytes as the object takes:
-  ///   when the object refuses them with `value_too_long`, fewer are tried.
+  /// - An expedited download without its size brings as many of its 4 bytes, or of those that its
+  ///   frame has, as the object takes: when the object refuses them with `value_too_long`, fewer
+  ///   are tried.
   /// - A segmented download reaches its object when its last segment has come. Objects therefore
   ///   refuse in the answer to the last segment, a size above `download_limit` at the beginning.
   ///   More or fewer bytes than indicated are aborted with `wrong_length`.
