@@ -123,6 +123,36 @@ void CanBusBackend::stop() {
   }
 }
 
+std::vector<std::uint8_t> CanBusBackend::await_late_answers() {
+  const std::unique_ptr<CanEndpoint> nap = channel_->open({});
+  for (;;) {
+    std::vector<std::uint8_t> awaited;
+    Time end = Time::min();
+    for (std::uint8_t node_id = 1; node_id <= highest_node_id; ++node_id) {
+      const Time node_end = take_late_answers(*nodes_.at(node_id));
+      if (node_end > nap->now()) {
+        awaited.push_back(node_id);
+        end = std::max(end, node_end);
+      }
+    }
+    if (awaited.empty() || stopped_) {
+      return awaited;
+    }
+    CanFrame none;
+    nap->receive(none, std::min<nanoseconds>(end - nap->now(), longest_nap));
+  }
+}
+
+/// Until when more of them may come from the node.
+Time CanBusBackend::take_late_answers(Node& node) {
+  const TurnQueue::Turn turn = node.turns.take();
+  if (!node.client) {
+    return Time::min();
+  }
+  node.client->take_late_answers();
+  return node.client->late_answers_end();
+}
+
 std::optional<BusError> CanBusBackend::last_error(std::uint8_t node_id) const {
   const std::lock_guard<std::mutex> lock(errors_mutex_);
   return last_errors_.at(is_node_id(node_id) ? node_id : 0);
@@ -153,6 +183,7 @@ bool CanBusBackend::transfer(const Request& request, const Transfer& transfer) {
   std::optional<BusError> error = hindrance(request, node);
   while (!error && !request.is_urgent && time_until(node.client->quarantine_end())) {
     wait_out_quarantine(node, turn);
+    node.client->take_late_answers();  // they may put off the end
     error = hindrance(request, node);
   }
   if (error) {
@@ -235,21 +266,7 @@ void CanBusBackend::wait_out_quarantine(Node& node, TurnQueue::Turn& turn) {
 }
 
 std::unique_ptr<SdoClient> CanBusBackend::open_client(std::uint8_t node_id) {
-  return std::make_unique<SdoClient>(
-      *channel_, node_id, times_,
-      [this](CanStatus status, const std::string& text) { note_state(status, text); }, &stopped_);
-}
-
-/// A state of the bus that showed during a transfer and did not end it.
-void CanBusBackend::note_state(CanStatus status, const std::string& text) {
-  if (observer_) {
-    BusError warning;
-    warning.kind =
-        status == CanStatus::error_passive ? BusErrorKind::bus_warning : BusErrorKind::bus_fault;
-    warning.status = status;
-    warning.text = text;
-    observer_(warning);
-  }
+  return std::make_unique<SdoClient>(*channel_, node_id, times_, observer_, &stopped_);
 }
 
 /// Always false, for the caller to return.

@@ -13,10 +13,15 @@
 namespace velmora_can_bridge {
 namespace {
 
+using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 
-// More than a socket keeps for its reader.
-constexpr int stale_frame_limit = 4096;
+// More than any queue keeps for its reader, that of an `InProcessBus` included.
+constexpr int stale_frame_limit = 1 << 18;
+// The longest quarantine that late answers bring about.
+constexpr milliseconds longest_learned_quarantine{5000};
+// As many answers in time end it.
+constexpr unsigned answers_until_trusted = 100;
 
 std::uint16_t own_cob_id(std::uint16_t function, std::uint8_t node_id) {
   return static_cast<std::uint16_t>(function + node_id);
@@ -62,20 +67,57 @@ std::string byte_count(std::size_t count) {
   return std::to_string(count) + (count == 1 ? " byte" : " bytes");
 }
 
+bool is_abort(const CanFrame& answer) { return sdo_command(answer) == sdo_abort_command; }
+
+/// Whether the answer is one to a request for a segment, or with one: these name no object.
+bool is_of_segment(const CanFrame& answer) {
+  return sdo_command(answer) == sdo_upload_segment_answer ||
+         sdo_command(answer) == sdo_download_segment_answer;
+}
+
+bool is_of_first_request(const CanFrame& answer) {
+  return sdo_command(answer) == sdo_upload_answer || sdo_command(answer) == sdo_download_answer;
+}
+
+/// Servers that know of no transfer, or of no object, abort like this.
+bool is_abort_of_no_object(const CanFrame& answer) {
+  return is_abort(answer) && sdo_index(answer) == 0 && sdo_sub_index(answer) == 0;
+}
+
+/// What a frame is that somebody else has asked for.
+std::string others_text(const CanFrame& frame) {
+  if (is_of_segment(frame)) {
+    return "an answer to a segment that was not asked for";
+  }
+  return (is_abort(frame) ? "an abort" : "an answer") + std::string(" about object ") +
+         object_text(sdo_index(frame), sdo_sub_index(frame));
+}
+
+/// What two clients do to each other most often.
+bool hints_at_another_client(std::uint32_t abort_code) {
+  return abort_code == static_cast<std::uint32_t>(SdoAbort::unknown_command) ||
+         abort_code == static_cast<std::uint32_t>(SdoAbort::toggle_not_alternated);
+}
+
+const char* const another_client_hint = "; perhaps another SDO client is talking to the node";
+
 }  // namespace
 
 SdoClient::SdoClient(CanChannel& channel, std::uint8_t node_id, SdoTimes times,
-                     StatusObserver observer, const std::atomic<bool>* stopped)
+                     BusObserver observer, const std::atomic<bool>* stopped)
     : node_id_(node_id),
       times_(bounded_times(times)),
-      observer_(observer ? std::move(observer)
-                         : [](CanStatus /*status*/, const std::string& /*text*/) {}),
+      observer_(observer ? std::move(observer) : [](const BusError& /*error*/) {}),
       endpoint_(channel.open({{own_cob_id(sdo_answer_cob_id, node_id)}})),
-      stopped_(stopped) {}
+      stopped_(stopped),
+      quarantine_(times_.quarantine) {}
 
 SdoClient::Failure SdoClient::upload(std::uint16_t index, std::uint8_t sub_index,
                                      std::vector<std::uint8_t>& data) {
-  Transfer transfer = begin(Direction::upload, index, sub_index);
+  Transfer transfer;
+  if (Failure failure = begin(transfer, Direction::upload, index, sub_index)) {
+    return failure;
+  }
   CanFrame answer;
   if (Failure failure = initiate(transfer, sdo_upload_request, 0, sdo_upload_answer, answer)) {
     return failure;
@@ -83,7 +125,7 @@ SdoClient::Failure SdoClient::upload(std::uint16_t index, std::uint8_t sub_index
   if ((answer.data[0] & sdo_expedited_bit) == 0) {
     return upload_segments(transfer, answer, data);
   }
-  append(data, answer, sdo_frame_length - sdo_expedited_bytes, sdo_expedited_size(answer));
+  append(data, answer, sdo_object_bytes, sdo_expedited_size(answer));
   return {};
 }
 
@@ -118,7 +160,10 @@ SdoClient::Failure SdoClient::upload_segments(Transfer& transfer, const CanFrame
 
 SdoClient::Failure SdoClient::download(std::uint16_t index, std::uint8_t sub_index,
                                        const std::vector<std::uint8_t>& data) {
-  Transfer transfer = begin(Direction::download, index, sub_index);
+  Transfer transfer;
+  if (Failure failure = begin(transfer, Direction::download, index, sub_index)) {
+    return failure;
+  }
   const bool expedited = !data.empty() && data.size() <= sdo_expedited_bytes;
   return expedited ? download_expedited(transfer, data) : download_segments(transfer, data);
 }
@@ -158,50 +203,75 @@ SdoClient::Failure SdoClient::download_segments(Transfer& transfer,
 SdoClient::Time SdoClient::quarantine_end() const {
   Time end = Time::min();
   for (const GivenUp& given_up : given_up_) {
-    end = std::max(end, given_up.until);
+    end = std::max(end, quarantine_end(given_up));
   }
   return end;
 }
 
-SdoClient::Transfer SdoClient::begin(Direction direction, std::uint16_t index,
-                                     std::uint8_t sub_index) {
-  drop_late_answers(!UrgentScope::is_active());
-  Transfer transfer;
+SdoClient::Time SdoClient::quarantine_end(const GivenUp& given_up) const {
+  return given_up.since + (given_up.is_answered ? times_.quarantine : quarantine_);
+}
+
+SdoClient::Time SdoClient::late_answers_end() const {
+  Time end = Time::min();
+  for (const GivenUp& given_up : given_up_) {
+    if (given_up.timed_out && !given_up.is_answered) {
+      end = std::max(end, quarantine_end(given_up));
+    }
+  }
+  return end;
+}
+
+void SdoClient::take_late_answers() { static_cast<void>(drop_late_answers(false)); }
+
+SdoClient::Failure SdoClient::begin(Transfer& transfer, Direction direction, std::uint16_t index,
+                                    std::uint8_t sub_index) {
   transfer.direction = direction;
   transfer.index = index;
   transfer.sub_index = sub_index;
-  transfer.in_quarantine = !given_up_.empty();
-  return transfer;
+  if (!drop_late_answers(!UrgentScope::is_active())) {
+    return error(transfer, BusErrorKind::bad_answer,
+                 "sends answers that nobody asked for faster than they can be thrown away; "
+                 "nothing was requested");
+  }
+  if (!given_up_.empty()) {
+    transfer.begun = endpoint_->now();
+    forget_given_up(transfer.begun);
+    transfer.in_quarantine = quarantine_end() > transfer.begun;
+  }
+  return {};
 }
 
 /// Nothing that came before the request can be its answer: late answers to a transfer that was
-/// given up, and frames that came twice.
-void SdoClient::drop_late_answers(bool waits) {
-  const Time end = waits ? quarantine_end() : Time::min();
+/// given up, those to other clients, and frames that came twice. False: there is no end to them.
+bool SdoClient::drop_late_answers(bool waits) {
   CanFrame late;
   for (int dropped = 0; dropped < stale_frame_limit; ++dropped) {
+    // Looked up again each time, as a late answer may put it off.
+    const Time end = waits ? quarantine_end() : Time::min();
     const nanoseconds left = end == Time::min() ? nanoseconds(0) : end - endpoint_->now();
     const CanStatus status = endpoint_->receive(late, std::max(left, nanoseconds(0)));
     if (status == CanStatus::timed_out) {
-      break;
+      return true;
     }
     if (status == CanStatus::ok) {
       timeouts_in_row_ = 0;
+      note_late(late);
     } else {
-      observer_(status, endpoint_->explain(status));
+      note_status(status);
     }
   }
-  forget_given_up();
+  return false;
 }
 
-void SdoClient::forget_given_up() {
-  if (given_up_.empty()) {
-    return;
-  }
-  const Time now = endpoint_->now();
-  given_up_.erase(std::remove_if(given_up_.begin(), given_up_.end(),
-                                 [&](const GivenUp& given_up) { return given_up.until <= now; }),
-                  given_up_.end());
+/// Those in quarantine are kept, and those whose late answer would tell how long one has to be.
+void SdoClient::forget_given_up(Time now) {
+  const auto memory = std::max(longest_learned_quarantine, times_.quarantine);
+  const auto is_over = [&](const GivenUp& given_up) {
+    const bool can_teach = given_up.timed_out && !given_up.is_answered;
+    return quarantine_end(given_up) <= now && !(can_teach && now < given_up.since + memory);
+  };
+  given_up_.erase(std::remove_if(given_up_.begin(), given_up_.end(), is_over), given_up_.end());
 }
 
 /// The first request of a transfer, with four bytes of value or size, and its answer.
@@ -214,10 +284,7 @@ SdoClient::Failure SdoClient::initiate(Transfer& transfer, std::uint8_t command,
   if (Failure failure = exchange(transfer, request, expected, answer)) {
     return failure;
   }
-  if (sdo_command(answer) != expected) {
-    return unknown_command(transfer, answer);
-  }
-  return is_for(transfer, answer) ? Failure() : wrong_object(transfer, answer);
+  return sdo_command(answer) == expected ? Failure() : unknown_command(transfer, answer);
 }
 
 /// A further request of a transfer and its answer.
@@ -234,133 +301,213 @@ SdoClient::Failure SdoClient::segment(Transfer& transfer, const CanFrame& reques
     return unknown_command(transfer, answer);
   }
   if (((answer.data[0] ^ request.data[0]) & sdo_toggle_bit) != 0) {
-    return bad_answer(transfer, SdoAbort::toggle_not_alternated, "answered a segment out of turn");
+    return bad_answer(transfer, SdoAbort::toggle_not_alternated,
+                      std::string("answered a segment out of turn") + another_client_hint);
   }
   return {};
 }
 
-/// Sends a request and waits for its answer, which is no abort and has the length of an answer.
+/// Sends a request and waits for its answer, which is no abort and holds all that it tells.
 SdoClient::Failure SdoClient::exchange(Transfer& transfer, const CanFrame& request,
                                        std::uint8_t expected, CanFrame& answer) {
   const CanStatus sent = endpoint_->send(request, times_.send_patience);
   if (sent != CanStatus::ok) {
     return not_sent(transfer, sent);
   }
-  if (Failure failure = transfer.in_quarantine ? await_in_quarantine(transfer, expected, answer)
-                                               : await(transfer, answer)) {
+  if (Failure failure = await(transfer, expected, answer)) {
     return failure;
   }
-  if (answer.length != sdo_frame_length) {
+  if (transfer.in_quarantine && can_be_late(transfer, answer)) {
+    return uncertain(transfer, answer);
+  }
+  if (answer.length < sdo_answer_length(answer)) {
     return bad_answer(transfer, SdoAbort::unknown_command,
-                      "answered with " + byte_count(answer.length) + " instead of 8");
+                      "answered with " + byte_count(answer.length) + ", too few for the command " +
+                          hex_u8(answer.data[0]));
   }
-  if (sdo_command(answer) != sdo_abort_command) {
-    return {};
-  }
-  return is_for(transfer, answer) ? refused(transfer, answer) : wrong_object(transfer, answer);
+  note_in_time(answer);
+  return is_abort(answer) ? Failure(refused(transfer, answer)) : Failure();
 }
 
-SdoClient::Failure SdoClient::await(Transfer& transfer, CanFrame& answer) {
+/// Waits for an answer to the request under way, and passes over those to others.
+SdoClient::Failure SdoClient::await(Transfer& transfer, std::uint8_t expected, CanFrame& answer) {
   // An answer that came at once, and mostly is all, is not worth a look at the clock.
   if (!transfer.in_segments && endpoint_->has_frame() &&
       endpoint_->receive(answer, nanoseconds(0)) == CanStatus::ok) {
     timeouts_in_row_ = 0;
-    return {};
+    if (!is_for_another(transfer, expected, answer)) {
+      return {};
+    }
+    pass_over(transfer, answer);
   }
-  const Time now = endpoint_->now();
-  return receive_until(transfer, now, answer_end(transfer, now), answer);
-}
-
-/// As `await`, but passes over what belongs to another transfer.
-SdoClient::Failure SdoClient::await_in_quarantine(Transfer& transfer, std::uint8_t expected,
-                                                  CanFrame& answer) {
   Time now = endpoint_->now();
-  const Time end = answer_end(transfer, now);
+  const Wait wait = wait_for_answer(transfer, now);
   do {
-    if (Failure failure = receive_until(transfer, now, end, answer)) {
+    if (Failure failure = receive_until(transfer, now, wait, answer)) {
       return failure;
     }
-    if (can_be_answer(transfer, expected, answer)) {
-      return can_be_late(transfer, answer) ? uncertain(transfer, answer) : Failure();
+    if (!is_for_another(transfer, expected, answer)) {
+      return {};
     }
+    pass_over(transfer, answer);
     now = endpoint_->now();
-  } while (now < end);
-  return no_answer(transfer, end);
+  } while (now < wait.end);
+  return no_answer(transfer, wait.ends_transfer);
 }
 
 /// Until when the next answer is waited for.
-SdoClient::Time SdoClient::answer_end(Transfer& transfer, Time now) const {
+SdoClient::Wait SdoClient::wait_for_answer(Transfer& transfer, Time now) const {
   // Counted from the first request, or when that was answered at once, from the next.
   transfer.deadline = std::min(transfer.deadline, now + times_.transfer_timeout);
-  return std::min(now + times_.frame_timeout, transfer.deadline);
+  const Time end = now + times_.frame_timeout;
+  return {std::min(end, transfer.deadline), transfer.deadline < end};
 }
 
-SdoClient::Failure SdoClient::receive_until(const Transfer& transfer, Time now, Time end,
+SdoClient::Failure SdoClient::receive_until(const Transfer& transfer, Time now, const Wait& wait,
                                             CanFrame& answer) {
   if (now > transfer.deadline) {
     // However many answers are there already: a node that never ends a transfer must not hold it.
-    return no_answer(transfer, end);
+    return no_answer(transfer, true);
   }
-  CanStatus status = endpoint_->receive(answer, std::max<nanoseconds>(end - now, nanoseconds(0)));
+  const auto left = [&](Time time) {
+    return std::max<nanoseconds>(wait.end - time, nanoseconds(0));
+  };
+  CanStatus status = endpoint_->receive(answer, left(now));
   while (status == CanStatus::error_passive) {
-    observer_(status, endpoint_->explain(status));
-    status =
-        endpoint_->receive(answer, std::max<nanoseconds>(end - endpoint_->now(), nanoseconds(0)));
+    note_status(status);
+    status = endpoint_->receive(answer, left(endpoint_->now()));
   }
   if (status == CanStatus::ok) {
     timeouts_in_row_ = 0;
     return {};
   }
-  return status == CanStatus::timed_out ? no_answer(transfer, end) : lost_bus(transfer, status);
+  return status == CanStatus::timed_out ? no_answer(transfer, wait.ends_transfer)
+                                        : lost_bus(transfer, status);
 }
 
 bool SdoClient::is_for(const Transfer& transfer, const CanFrame& answer) {
   return sdo_index(answer) == transfer.index && sdo_sub_index(answer) == transfer.sub_index;
 }
 
-/// Whether a frame that came in a quarantine can answer the request at all. Answers to segments
-/// name no object.
-bool SdoClient::can_be_answer(const Transfer& transfer, std::uint8_t expected,
-                              const CanFrame& answer) {
-  if (answer.length != sdo_frame_length) {
-    return false;
-  }
-  const bool is_abort = sdo_command(answer) == sdo_abort_command;
-  const bool names_object = is_abort || !transfer.in_segments;
-  return (is_abort || sdo_command(answer) == expected) &&
-         (!names_object || is_for(transfer, answer));
-}
-
-/// Whether such a frame can as well be the late answer to a transfer that was given up.
-bool SdoClient::can_be_late(const Transfer& transfer, const CanFrame& answer) const {
-  if (sdo_command(answer) == sdo_abort_command) {
+/// Whether the frame is the answer to the request of another client, or to an earlier one. In a
+/// quarantine all that breaks the protocol counts as such, too.
+bool SdoClient::is_for_another(const Transfer& transfer, std::uint8_t expected,
+                               const CanFrame& answer) {
+  const bool is_sound = answer.length >= sdo_answer_length(answer) &&
+                        (is_abort(answer) || sdo_command(answer) == expected);
+  if (transfer.in_quarantine && !is_sound) {
     return true;
   }
-  return std::any_of(given_up_.begin(), given_up_.end(), [&](const GivenUp& given_up) {
-    const Transfer& other = given_up.transfer;
-    const bool matches = transfer.in_segments ? other.in_segments : is_for(other, answer);
-    return matches && other.direction == transfer.direction;
+  if (is_abort_of_no_object(answer)) {
+    return false;
+  }
+  if (is_of_segment(answer)) {
+    return !transfer.in_segments;
+  }
+  if (transfer.in_segments && is_of_first_request(answer)) {
+    return true;
+  }
+  const bool names_object = answer.length >= sdo_object_bytes;
+  return names_object && (is_abort(answer) || !transfer.in_segments) && !is_for(transfer, answer);
+}
+
+/// Whether the frame can be the answer that the transfer was waiting for.
+bool SdoClient::can_answer(const Transfer& transfer, const CanFrame& frame) {
+  if (frame.length < sdo_answer_length(frame)) {
+    return false;
+  }
+  if (is_abort(frame)) {
+    return is_abort_of_no_object(frame) || is_for(transfer, frame);
+  }
+  const bool is_upload = transfer.direction == Direction::upload;
+  if (transfer.in_segments) {
+    return sdo_command(frame) ==
+           (is_upload ? sdo_upload_segment_answer : sdo_download_segment_answer);
+  }
+  return sdo_command(frame) == (is_upload ? sdo_upload_answer : sdo_download_answer) &&
+         is_for(transfer, frame);
+}
+
+/// Whether an answer can as well be the late one to a transfer that is in quarantine.
+bool SdoClient::can_be_late(const Transfer& transfer, const CanFrame& answer) const {
+  return is_abort(answer) ||
+         std::any_of(given_up_.begin(), given_up_.end(), [&](const GivenUp& given_up) {
+           return quarantine_end(given_up) > transfer.begun &&
+                  can_answer(given_up.transfer, answer);
+         });
+}
+
+void SdoClient::pass_over(Transfer& transfer, const CanFrame& answer) {
+  transfer.others_answer = answer;
+  note_late(answer);
+}
+
+/// Looks whether a frame that is thrown away is the late answer to a request that timed out, and
+/// remembers how late.
+void SdoClient::note_late(const CanFrame& frame) {
+  const auto asked = std::find_if(given_up_.begin(), given_up_.end(), [&](const GivenUp& given_up) {
+    return given_up.timed_out && !given_up.is_answered && can_answer(given_up.transfer, frame);
   });
+  if (asked == given_up_.end()) {
+    return;
+  }
+  asked->is_answered = true;
+  const auto late = std::chrono::ceil<milliseconds>(endpoint_->arrival().time - asked->since);
+  Transfer transfer = asked->transfer;
+  const bool is_done = transfer.completes_download && !is_abort(frame);
+  transfer.completes_download = false;
+  transfer.others_answer.reset();
+  BusError error =
+      this->error(transfer, BusErrorKind::late_answer,
+                  answer_text(frame) + " " + std::to_string(late.count()) +
+                      " ms after the time-out" + (is_done ? ": the node has taken the value" : ""));
+  error.abort_code = is_abort(frame) ? sdo_number(frame) : 0;
+  error.lateness = std::max(late, milliseconds(0));
+  in_time_ = 0;
+  quarantine_ = std::max(quarantine_, std::min(error.lateness, longest_learned_quarantine));
+  observer_(error);
+}
+
+void SdoClient::note_in_time(const CanFrame& answer) {
+  if (quarantine_ > times_.quarantine && ++in_time_ == answers_until_trusted) {
+    quarantine_ = times_.quarantine;
+  }
+  if (answer.length < sdo_frame_length && !told_short_answer_) {
+    told_short_answer_ = true;
+    BusError error;
+    error.kind = BusErrorKind::short_answer;
+    error.node_id = node_id_;
+    error.text = "answers with " + byte_count(answer.length) +
+                 " instead of 8: against the standard, but they hold all that is needed";
+    observer_(error);
+  }
+}
+
+/// A state of the bus that showed and did not end a transfer.
+void SdoClient::note_status(CanStatus status) {
+  BusError error;
+  error.kind =
+      status == CanStatus::error_passive ? BusErrorKind::bus_warning : BusErrorKind::bus_fault;
+  error.status = status;
+  error.text = endpoint_->explain(status);
+  observer_(error);
 }
 
 BusError SdoClient::refused(const Transfer& transfer, const CanFrame& answer) const {
   const std::uint32_t code = sdo_number(answer);
   Transfer undone = transfer;
   undone.completes_download = false;
-  BusError error = this->error(undone, BusErrorKind::refused, sdo_abort_line(code));
+  BusError error = this->error(
+      undone, BusErrorKind::refused,
+      sdo_abort_line(code) + (hints_at_another_client(code) ? another_client_hint : ""));
   error.abort_code = code;
   return error;
 }
 
 BusError SdoClient::unknown_command(const Transfer& transfer, const CanFrame& answer) {
   return bad_answer(transfer, SdoAbort::unknown_command,
-                    "answered with the command " + hex_u8(answer.data[0]));
-}
-
-BusError SdoClient::wrong_object(const Transfer& transfer, const CanFrame& answer) {
-  return bad_answer(transfer, SdoAbort::general_error,
-                    answer_text(answer) + ", for object " +
-                        object_text(sdo_index(answer), sdo_sub_index(answer)));
+                    "answered with the command " + hex_u8(answer.data[0]) +
+                        (transfer.in_segments ? another_client_hint : ""));
 }
 
 BusError SdoClient::uncertain(const Transfer& transfer, const CanFrame& answer) {
@@ -369,10 +516,9 @@ BusError SdoClient::uncertain(const Transfer& transfer, const CanFrame& answer) 
                   answer_text(answer) + ", perhaps to the request before that timed out");
   error.outcome_unknown = true;
   if (!transfer.completes_download) {
-    error.abort_code = static_cast<std::uint32_t>(SdoAbort::general_error);
-    send_abort(transfer, SdoAbort::general_error);
+    error.abort_code = send_abort(transfer, SdoAbort::general_error);
   }
-  start_quarantine(transfer);
+  start_quarantine(transfer, error.kind);
   return error;
 }
 
@@ -381,23 +527,20 @@ BusError SdoClient::bad_answer(const Transfer& transfer, SdoAbort abort,
   return give_up(transfer, abort, BusErrorKind::bad_answer, reason);
 }
 
-BusError SdoClient::no_answer(const Transfer& transfer, Time end) {
+BusError SdoClient::no_answer(const Transfer& transfer, bool of_whole_transfer) {
   if (endpoint_->state() == CanStatus::bus_off) {
     return lost_bus(transfer, CanStatus::bus_off);
   }
   ++timeouts_in_row_;
-  // Where both times are over together, one answer is what was waited for.
-  const bool whole = end == transfer.deadline &&
-                     (transfer.in_segments || times_.transfer_timeout < times_.frame_timeout);
-  const auto waited = whole ? times_.transfer_timeout : times_.frame_timeout;
-  return give_up(
-      transfer, SdoAbort::timed_out, BusErrorKind::no_answer,
-      (whole ? "not done within " : "no answer within ") + std::to_string(waited.count()) + " ms");
+  const auto waited = of_whole_transfer ? times_.transfer_timeout : times_.frame_timeout;
+  return give_up(transfer, SdoAbort::timed_out, BusErrorKind::no_answer,
+                 (of_whole_transfer ? "not done within " : "no answer within ") +
+                     std::to_string(waited.count()) + " ms");
 }
 
 BusError SdoClient::lost_bus(const Transfer& transfer, CanStatus status) {
   timeouts_in_row_ = 0;  // it is the bus that failed
-  start_quarantine(transfer);
+  start_quarantine(transfer, BusErrorKind::bus_fault);
   return bus_fault(transfer, status);
 }
 
@@ -417,32 +560,34 @@ BusError SdoClient::bus_fault(const Transfer& transfer, CanStatus status) const 
 BusError SdoClient::give_up(const Transfer& transfer, SdoAbort abort, BusErrorKind kind,
                             const std::string& reason) {
   BusError error = this->error(transfer, kind, reason);
-  error.abort_code = static_cast<std::uint32_t>(abort);
-  send_abort(transfer, abort);
-  start_quarantine(transfer);
+  error.abort_code = send_abort(transfer, abort);
+  start_quarantine(transfer, kind);
   return error;
 }
 
-void SdoClient::send_abort(const Transfer& transfer, SdoAbort abort) {
+/// Returns the code, 0 when nothing was to be sent.
+std::uint32_t SdoClient::send_abort(const Transfer& transfer, SdoAbort abort) {
+  if (transfer.others_answer) {
+    return 0;  // it would end the transfer of the other client
+  }
+  const auto code = static_cast<std::uint32_t>(abort);
   CanFrame frame = sdo_frame(own_cob_id(sdo_request_cob_id, node_id_), sdo_abort_command,
                              transfer.index, transfer.sub_index);
-  set_sdo_number(frame, static_cast<std::uint32_t>(abort));
+  set_sdo_number(frame, code);
   // The transfer has failed anyway; a node that misses the abort drops it with the next request.
   static_cast<void>(endpoint_->send(frame, nanoseconds(0)));
+  return code;
 }
 
-void SdoClient::start_quarantine(const Transfer& transfer) {
-  const auto same = std::find_if(given_up_.begin(), given_up_.end(), [&](const GivenUp& given_up) {
-    const Transfer& other = given_up.transfer;
-    return other.direction == transfer.direction && other.index == transfer.index &&
-           other.sub_index == transfer.sub_index && other.in_segments == transfer.in_segments;
-  });
-  const Time until = endpoint_->now() + times_.quarantine;
-  if (same != given_up_.end()) {
-    same->until = until;
-  } else {
-    given_up_.push_back({transfer, until});
+void SdoClient::start_quarantine(const Transfer& transfer, BusErrorKind kind) {
+  if (times_.quarantine == milliseconds(0)) {
+    return;
   }
+  const bool timed_out = kind == BusErrorKind::no_answer;
+  if (timed_out && !std::exchange(notes_arrivals_, true)) {
+    endpoint_->note_arrivals();
+  }
+  given_up_.push_back({transfer, endpoint_->now(), timed_out, false});
 }
 
 BusError SdoClient::error(const Transfer& transfer, BusErrorKind kind, std::string reason) const {
@@ -453,6 +598,10 @@ BusError SdoClient::error(const Transfer& transfer, BusErrorKind kind, std::stri
   error.sub_index = transfer.sub_index;
   error.outcome_unknown = transfer.completes_download;
   error.text = std::move(reason);
+  if (transfer.others_answer && kind != BusErrorKind::refused) {
+    error.text += "; meanwhile came " + others_text(*transfer.others_answer) +
+                  ", that of another SDO client or a late one";
+  }
   if (error.outcome_unknown) {
     error.text += "; whether the node has taken the value is unknown";
   }

@@ -501,5 +501,106 @@ TEST_F(BackendTurnsTest, after_a_stop_only_urgent_transfers_and_rpdos_go) {
   expect_done(*urgent);
 }
 
+// --- late answers that a program waits for before it ends ---
+
+class AwaitLateAnswersTest : public testing::Test {
+ protected:
+  /// Answers of nodes come so late.
+  void delay_answers(milliseconds delay) {
+    bus.set_fault_rule([delay](const CanFrame& frame) -> std::vector<CanDelivery> {
+      return {{frame, frame.id < 0x600 ? delay : milliseconds(0)}};
+    });
+  }
+  bool read(std::uint8_t node_id) {
+    Bytes data;
+    return backend.sdo_read(node_id, 0x2000, 1, data);
+  }
+  milliseconds time() const {
+    return std::chrono::duration_cast<milliseconds>(bystander->now().time_since_epoch());
+  }
+  std::unique_ptr<CanEndpoint> answering(std::uint16_t node_id) {
+    return bus.open({{static_cast<std::uint16_t>(0x600 + node_id)}},
+                    [node_id](const CanFrame& request, std::vector<CanFrame>& answers) {
+                      if (request.data[0] == 0x40) {
+                        answers.push_back(frame_of(static_cast<std::uint16_t>(0x580 + node_id),
+                                                   "4F 00 20 01 11 00 00 00"));
+                      }
+                    });
+  }
+
+  InProcessBus bus{BusTime::simulated};
+  std::unique_ptr<CanEndpoint> bystander = bus.open({});
+  std::vector<BusError> told;
+  CanBusBackend backend{bus, {}, [this](const BusError& error) {
+                          if (error.kind == BusErrorKind::late_answer) {
+                            told.push_back(error);
+                          }
+                        }};
+};
+
+TEST_F(AwaitLateAnswersTest, is_over_at_once_when_nothing_timed_out) {
+  EXPECT_THAT(backend.await_late_answers(), IsEmpty());
+  EXPECT_EQ(time(), milliseconds(0));
+}
+
+TEST_F(AwaitLateAnswersTest, takes_the_quarantines_of_all_nodes_together) {
+  read(5);
+  read(6);
+  read(7);
+  EXPECT_EQ(time(), milliseconds(1500));
+  EXPECT_THAT(backend.await_late_answers(), IsEmpty());
+  EXPECT_EQ(time(), milliseconds(2000));
+}
+
+TEST_F(AwaitLateAnswersTest, is_over_when_the_last_one_is_there) {
+  const auto first = answering(5);
+  const auto second = answering(6);
+  delay_answers(milliseconds(600));
+  read(5);
+  read(6);
+  EXPECT_THAT(backend.await_late_answers(), IsEmpty());
+  ASSERT_EQ(told.size(), 2U);
+  EXPECT_EQ(told[0].node_id, 5);
+  EXPECT_EQ(told[0].lateness, milliseconds(100));
+  EXPECT_EQ(told[1].node_id, 6);
+  EXPECT_EQ(told[1].lateness, milliseconds(100));
+  EXPECT_LE(time(), milliseconds(1110));
+}
+
+TEST_F(AwaitLateAnswersTest, ends_with_a_stop_and_names_the_nodes) {
+  read(5);
+  read(6);
+  backend.stop();
+  EXPECT_THAT(backend.await_late_answers(), ElementsAre(6)) << "the quarantine of 5 is over";
+  EXPECT_EQ(time(), milliseconds(1000));
+}
+
+TEST_F(AwaitLateAnswersTest, waits_for_the_longer_quarantine_that_a_late_answer_has_shown) {
+  const auto node = answering(5);
+  delay_answers(milliseconds(900));
+  SdoTimes times;
+  times.quarantine = milliseconds(100);
+  CanBusBackend hasty(bus, times);
+  Bytes data;
+  hasty.sdo_read(5, 0x2000, 1, data);  // answered at 900 ms
+  hasty.sdo_read(5, 0x2000, 2, data);  // from 600 to 1100 ms: sees that answer
+  EXPECT_THAT(hasty.await_late_answers(), IsEmpty());
+  EXPECT_EQ(time(), milliseconds(1500)) << "400 ms after the time-out";
+}
+
+TEST_F(AwaitLateAnswersTest, lateness_seen_puts_off_the_next_transfer_without_its_turn) {
+  const auto node = answering(5);
+  delay_answers(milliseconds(900));
+  SdoTimes times;
+  times.quarantine = milliseconds(100);
+  CanBusBackend hasty(bus, times);
+  Bytes data;
+  hasty.sdo_read(5, 0x2000, 1, data);  // answered at 900 ms
+  hasty.sdo_read(5, 0x2000, 2, data);  // from 600 to 1100 ms
+  delay_answers(milliseconds(0));
+  EXPECT_TRUE(hasty.sdo_read(5, 0x2000, 1, data));
+  EXPECT_EQ(time(), milliseconds(1500));
+}
+
 }  // namespace
 }  // namespace velmora_can_bridge

@@ -72,7 +72,7 @@ class SdoClientTest : public testing::Test {
   }
 
   void use_times(const SdoTimes& times) {
-    client = std::make_unique<SdoClient>(channel, node_id, times, note_status);
+    client = std::make_unique<SdoClient>(channel, node_id, times, note);
   }
 
   milliseconds time() const {
@@ -84,11 +84,17 @@ class SdoClientTest : public testing::Test {
   ScriptedNode node{bus, node_id};
   std::unique_ptr<CanEndpoint> bystander = bus.open({});
   std::vector<CanStatus> statuses;
-  SdoClient::StatusObserver note_status = [this](CanStatus status, const std::string& /*text*/) {
-    statuses.push_back(status);
+  // Of the node, not of the bus.
+  std::vector<BusError> told;
+  BusObserver note = [this](const BusError& error) {
+    if (error.node_id == 0) {
+      statuses.push_back(error.status);
+    } else {
+      told.push_back(error);
+    }
   };
   std::unique_ptr<SdoClient> client =
-      std::make_unique<SdoClient>(channel, node_id, SdoTimes(), note_status);
+      std::make_unique<SdoClient>(channel, node_id, SdoTimes(), note);
   Bytes data;
 };
 
@@ -348,6 +354,7 @@ TEST_P(SdoFailureTest, next_transfer_succeeds_after_the_quarantine) {
   EXPECT_EQ(time(), GetParam().next);
 }
 
+const std::string another_client = "; perhaps another SDO client is talking to the node";
 const std::string unknown = "; whether the node has taken the value is unknown";
 
 INSTANTIATE_TEST_SUITE_P(
@@ -417,7 +424,7 @@ INSTANTIATE_TEST_SUITE_P(
                                 BusErrorKind::bad_answer,
                                 0x05030000,
                                 false,
-                                "answered a segment out of turn"},
+                                "answered a segment out of turn" + another_client},
                     FailureCase{
                         "second_upload_segment",
                         {},
@@ -427,7 +434,7 @@ INSTANTIATE_TEST_SUITE_P(
                         BusErrorKind::bad_answer,
                         0x05030000,
                         false,
-                        "answered a segment out of turn"},
+                        "answered a segment out of turn" + another_client},
                     FailureCase{"first_download_segment",
                                 counting_bytes(8),
                                 {confirmed, second_taken},
@@ -436,7 +443,7 @@ INSTANTIATE_TEST_SUITE_P(
                                 BusErrorKind::bad_answer,
                                 0x05030000,
                                 false,
-                                "answered a segment out of turn"},
+                                "answered a segment out of turn" + another_client},
                     FailureCase{"last_download_segment",
                                 counting_bytes(8),
                                 {confirmed, first_taken, first_taken},
@@ -445,77 +452,7 @@ INSTANTIATE_TEST_SUITE_P(
                                 BusErrorKind::bad_answer,
                                 0x05030000,
                                 true,
-                                "answered a segment out of turn" + unknown}),
-    [](const testing::TestParamInfo<FailureCase>& row) { return row.param.name; });
-
-INSTANTIATE_TEST_SUITE_P(
-    another_object, SdoFailureTest,
-    testing::Values(FailureCase{"index_low",
-                                {},
-                                {"43 01 20 01 11 22 33 44"},
-                                {upload_request, "80 00 20 01 00 00 00 08"},
-                                BusErrorKind::bad_answer,
-                                0x08000000,
-                                false,
-                                "answered, for object 0x2001/1"},
-                    FailureCase{"index_high",
-                                {},
-                                {"43 00 21 01 11 22 33 44"},
-                                {upload_request, "80 00 20 01 00 00 00 08"},
-                                BusErrorKind::bad_answer,
-                                0x08000000,
-                                false,
-                                "answered, for object 0x2100/1"},
-                    FailureCase{"sub_index",
-                                {},
-                                {"43 00 20 00 11 22 33 44"},
-                                {upload_request, "80 00 20 01 00 00 00 08"},
-                                BusErrorKind::bad_answer,
-                                0x08000000,
-                                false,
-                                "answered, for object 0x2000/0"},
-                    FailureCase{"segmented_upload",
-                                {},
-                                {"41 00 20 02 05 00 00 00"},
-                                {upload_request, "80 00 20 01 00 00 00 08"},
-                                BusErrorKind::bad_answer,
-                                0x08000000,
-                                false,
-                                "answered, for object 0x2000/2"},
-                    FailureCase{"expedited_download",
-                                counting_bytes(1),
-                                {"60 00 20 02 00 00 00 00"},
-                                {"2F 00 20 01 01 00 00 00", "80 00 20 01 00 00 00 08"},
-                                BusErrorKind::bad_answer,
-                                0x08000000,
-                                true,
-                                "answered, for object 0x2000/2" + unknown},
-                    FailureCase{"segmented_download",
-                                counting_bytes(5),
-                                {"60 00 20 02 00 00 00 00"},
-                                {"21 00 20 01 05 00 00 00", "80 00 20 01 00 00 00 08"},
-                                BusErrorKind::bad_answer,
-                                0x08000000,
-                                false,
-                                "answered, for object 0x2000/2"},
-                    FailureCase{"abort",
-                                {},
-                                {"80 00 20 02 00 00 02 06"},
-                                {upload_request, "80 00 20 01 00 00 00 08"},
-                                BusErrorKind::bad_answer,
-                                0x08000000,
-                                false,
-                                "abort 0x06020000, no object at this index, for object 0x2000/2"},
-                    FailureCase{"abort_of_a_segment",
-                                counting_bytes(5),
-                                {confirmed, "80 01 20 01 00 00 02 06"},
-                                {"21 00 20 01 05 00 00 00", "05 01 02 03 04 05 00 00",
-                                 "80 00 20 01 00 00 00 08"},
-                                BusErrorKind::bad_answer,
-                                0x08000000,
-                                true,
-                                "abort 0x06020000, no object at this index, for object 0x2001/1" +
-                                    unknown}),
+                                "answered a segment out of turn" + another_client + unknown}),
     [](const testing::TestParamInfo<FailureCase>& row) { return row.param.name; });
 
 INSTANTIATE_TEST_SUITE_P(
@@ -543,7 +480,7 @@ INSTANTIATE_TEST_SUITE_P(
                                 BusErrorKind::bad_answer,
                                 0x05040001,
                                 false,
-                                "answered with the command 0x20"},
+                                "answered with the command 0x20" + another_client},
                     FailureCase{"expedited_download",
                                 counting_bytes(1),
                                 {"43 00 20 01 00 00 00 00"},
@@ -554,42 +491,66 @@ INSTANTIATE_TEST_SUITE_P(
                                 "answered with the command 0x43" + unknown},
                     FailureCase{"segmented_download",
                                 counting_bytes(5),
-                                {"20 00 20 01 00 00 00 00"},
+                                {"41 00 20 01 00 00 00 00"},
                                 {"21 00 20 01 05 00 00 00", "80 00 20 01 01 00 04 05"},
                                 BusErrorKind::bad_answer,
                                 0x05040001,
                                 false,
-                                "answered with the command 0x20"},
+                                "answered with the command 0x41"},
                     FailureCase{"first_download_segment",
                                 counting_bytes(8),
-                                {confirmed, confirmed},
+                                {confirmed, "A2 00 20 01 00 00 00 00"},
                                 {"21 00 20 01 08 00 00 00", "00 01 02 03 04 05 06 07",
                                  "80 00 20 01 01 00 04 05"},
                                 BusErrorKind::bad_answer,
                                 0x05040001,
                                 false,
-                                "answered with the command 0x60"},
+                                "answered with the command 0xA2" + another_client},
                     FailureCase{"last_download_segment",
                                 counting_bytes(5),
-                                {confirmed, confirmed},
+                                {confirmed, "00 00 20 01 00 00 00 00"},
                                 {"21 00 20 01 05 00 00 00", "05 01 02 03 04 05 00 00",
                                  "80 00 20 01 01 00 04 05"},
                                 BusErrorKind::bad_answer,
                                 0x05040001,
                                 true,
-                                "answered with the command 0x60" + unknown}),
+                                "answered with the command 0x00" + another_client + unknown}),
     [](const testing::TestParamInfo<FailureCase>& row) { return row.param.name; });
 
 INSTANTIATE_TEST_SUITE_P(
-    frame_of_wrong_length, SdoFailureTest,
-    testing::Values(FailureCase{"upload_7",
+    too_few_bytes, SdoFailureTest,
+    testing::Values(FailureCase{"expedited_upload_of_4_bytes",
                                 {},
                                 {"43 00 20 01 11 22 33"},
                                 {upload_request, "80 00 20 01 01 00 04 05"},
                                 BusErrorKind::bad_answer,
                                 0x05040001,
                                 false,
-                                "answered with 7 bytes instead of 8"},
+                                "answered with 7 bytes, too few for the command 0x43"},
+                    FailureCase{"expedited_upload_of_1_byte",
+                                {},
+                                {"4F 00 20 01"},
+                                {upload_request, "80 00 20 01 01 00 04 05"},
+                                BusErrorKind::bad_answer,
+                                0x05040001,
+                                false,
+                                "answered with 4 bytes, too few for the command 0x4F"},
+                    FailureCase{"upload_without_object",
+                                {},
+                                {"42 00 20"},
+                                {upload_request, "80 00 20 01 01 00 04 05"},
+                                BusErrorKind::bad_answer,
+                                0x05040001,
+                                false,
+                                "answered with 3 bytes, too few for the command 0x42"},
+                    FailureCase{"announced_size",
+                                {},
+                                {"41 00 20 01 08 00 00"},
+                                {upload_request, "80 00 20 01 01 00 04 05"},
+                                BusErrorKind::bad_answer,
+                                0x05040001,
+                                false,
+                                "answered with 7 bytes, too few for the command 0x41"},
                     FailureCase{"abort_1",
                                 {},
                                 {"80"},
@@ -597,7 +558,7 @@ INSTANTIATE_TEST_SUITE_P(
                                 BusErrorKind::bad_answer,
                                 0x05040001,
                                 false,
-                                "answered with 1 byte instead of 8"},
+                                "answered with 1 byte, too few for the command 0x80"},
                     FailureCase{"abort_7",
                                 counting_bytes(1),
                                 {"80 00 20 01 00 00 02"},
@@ -605,24 +566,31 @@ INSTANTIATE_TEST_SUITE_P(
                                 BusErrorKind::bad_answer,
                                 0x05040001,
                                 true,
-                                "answered with 7 bytes instead of 8" + unknown},
-                    FailureCase{"upload_segment_4",
+                                "answered with 7 bytes, too few for the command 0x80" + unknown},
+                    FailureCase{"confirmation_3",
+                                counting_bytes(1),
+                                {"60 00 20"},
+                                {"2F 00 20 01 01 00 00 00", "80 00 20 01 01 00 04 05"},
+                                BusErrorKind::bad_answer,
+                                0x05040001,
+                                true,
+                                "answered with 3 bytes, too few for the command 0x60" + unknown},
+                    FailureCase{"upload_segment_7",
                                 {},
-                                {"41 00 20 01 0F 00 00 00", "00 01 02 03"},
+                                {"41 00 20 01 0F 00 00 00", "00 01 02 03 04 05 06"},
                                 {upload_request, first_segment, "80 00 20 01 01 00 04 05"},
                                 BusErrorKind::bad_answer,
                                 0x05040001,
                                 false,
-                                "answered with 4 bytes instead of 8"},
-                    FailureCase{"last_download_segment_1",
-                                counting_bytes(5),
-                                {confirmed, "20"},
-                                {"21 00 20 01 05 00 00 00", "05 01 02 03 04 05 00 00",
-                                 "80 00 20 01 01 00 04 05"},
+                                "answered with 7 bytes, too few for the command 0x00"},
+                    FailureCase{"last_upload_segment_3",
+                                {},
+                                {"41 00 20 01 03 00 00 00", "09 01 02"},
+                                {upload_request, first_segment, "80 00 20 01 01 00 04 05"},
                                 BusErrorKind::bad_answer,
                                 0x05040001,
-                                true,
-                                "answered with 1 byte instead of 8" + unknown}),
+                                false,
+                                "answered with 3 bytes, too few for the command 0x09"}),
     [](const testing::TestParamInfo<FailureCase>& row) { return row.param.name; });
 
 INSTANTIATE_TEST_SUITE_P(
@@ -806,6 +774,28 @@ TEST_F(SdoClientTest, whole_transfer_has_its_timeout_when_the_first_answer_came_
   EXPECT_EQ(time(), milliseconds(1000));
 }
 
+TEST_F(SdoClientTest, one_answer_that_took_all_the_time_of_the_transfer_is_no_answer) {
+  use_times({milliseconds(5000), milliseconds(5000), milliseconds(100), milliseconds(0)});
+  node.answer_with({"41 00 20 01 1C 00 00 00"});
+
+  const SdoClient::Failure failure = upload();
+
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->text, "no answer within 5000 ms");
+  EXPECT_EQ(time(), milliseconds(5000));
+}
+
+TEST_F(SdoClientTest, last_answer_that_was_given_less_than_its_time_is_not_done) {
+  use_times({milliseconds(5000), milliseconds(5000), milliseconds(100), milliseconds(0)});
+  node.answer_with({{"41 00 20 01 1C 00 00 00", milliseconds(1)}});
+
+  const SdoClient::Failure failure = upload();
+
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->text, "not done within 5000 ms");
+  EXPECT_EQ(time(), milliseconds(5000));
+}
+
 TEST_F(SdoClientTest, times_given_are_those_that_are_waited) {
   use_times({milliseconds(70), milliseconds(5000), milliseconds(300), milliseconds(0)});
 
@@ -887,20 +877,6 @@ TEST_F(SdoClientTest, frame_that_nobody_asked_for_is_not_an_answer) {
   EXPECT_FALSE(upload());
 
   EXPECT_THAT(data, ElementsAre(held_before, 0x22));
-}
-
-TEST_F(SdoClientTest, late_answer_about_another_object_gives_no_data) {
-  node.answer_with({{"4F 00 30 00 11 00 00 00", milliseconds(1100)},
-                    {"4F 00 20 01 22 00 00 00", milliseconds(200)}});
-  Bytes other;
-  EXPECT_TRUE(client->upload(0x3000, 0, other));
-
-  const SdoClient::Failure failure = upload();  // begins at 1000 ms
-
-  ASSERT_TRUE(failure);
-  EXPECT_EQ(failure->kind, BusErrorKind::bad_answer);
-  EXPECT_EQ(failure->text, "answered, for object 0x3000/0");
-  EXPECT_THAT(data, ElementsAre(held_before));
 }
 
 /// A step of a transfer at which the bus fails.

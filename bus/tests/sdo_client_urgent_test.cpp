@@ -129,7 +129,7 @@ INSTANTIATE_TEST_SUITE_P(of, LateAnswerTest,
                                          LateRow{"a_download_segment", "30 00 00 00 00 00 00 00"},
                                          LateRow{"an_abort_of_another_object",
                                                  "80 00 20 01 00 00 02 06"},
-                                         LateRow{"too_few_bytes", "60 40 60 01"}),
+                                         LateRow{"too_few_bytes", "60 40 60"}),
                          [](const auto& row) { return std::string(row.param.name); });
 
 TEST_F(UrgentTransferTest, ends_in_time_however_many_frames_of_others_come) {

@@ -1,6 +1,7 @@
 /// What went wrong on a bus.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -20,12 +21,24 @@ enum class BusErrorKind : std::uint8_t {
   bus_fault,
   /// The bus works, but badly: the controller is error-passive. No transfer failed by it.
   bus_warning,
+  /// An answer came after its request had timed out, and was thrown away. No transfer failed by it:
+  /// that one had failed before.
+  late_answer,
+  /// The node answers with fewer than 8 bytes. They held all that the answer tells and were taken.
+  /// Told once for each node.
+  short_answer,
   /// What was asked for cannot be put on a bus: a node id out of range, an RPDO without a COB-ID.
   not_configured,
   /// The backend was told to stop (`CanBusBackend::stop`) before the transfer began, or between two
   /// of its segments.
   stopped,
 };
+
+/// Whether errors of this kind only tell of something: no call failed by them.
+inline bool ends_no_call(BusErrorKind kind) {
+  return kind == BusErrorKind::bus_warning || kind == BusErrorKind::late_answer ||
+         kind == BusErrorKind::short_answer;
+}
 
 /// One failure with everything that is known of it.
 struct BusError {
@@ -35,13 +48,15 @@ struct BusError {
   /// The object of an SDO transfer, else 0.
   std::uint16_t index = 0;
   std::uint8_t sub_index = 0;
-  /// The SDO abort code: the node's for `refused`, for `no_answer`, `bad_answer` and `stopped` the
-  /// one that was sent to it, if one was; else 0.
+  /// The SDO abort code: the node's for `refused` and for a `late_answer` that is one, for
+  /// `no_answer`, `bad_answer` and `stopped` the one that was sent to it, if one was; else 0.
   std::uint32_t abort_code = 0;
   /// A download was complete on its way when it failed: whether the node has carried it out is not
   /// known. Also set where an answer may be that to an earlier request (`UrgentScope`). Never set
   /// with `refused`.
   bool outcome_unknown = false;
+  /// Of `late_answer`: how long after the time-out it came, rounded up.
+  std::chrono::milliseconds lateness{0};
   /// What the interface told, of `bus_fault` and `bus_warning`; else `ok`.
   CanStatus status = CanStatus::ok;
   /// The reason for people, on one line: abort code and its words, the time that was waited, or the

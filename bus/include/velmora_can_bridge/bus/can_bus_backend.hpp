@@ -34,7 +34,8 @@ namespace velmora_can_bridge {
 /// turn; writes wait, urgent transfers are sent.
 ///
 /// Nothing is retried and nothing is sent twice. Every call that returns false leaves its reason
-/// in `last_error` and tells the observer.
+/// in `last_error` and tells the observer, who is also told what ends no call: `bus_warning`,
+/// `late_answer`, `short_answer`.
 class CanBusBackend : public CanOpenBackend {
  public:
   /// `channel` outlives the backend. `observer` may be empty.
@@ -75,6 +76,16 @@ class CanBusBackend : public CanOpenBackend {
   /// stop. Returns at once; any thread, also the observer's.
   void stop();
 
+  /// For a program that ends: listens until the late answer of every request that timed out is
+  /// there or its quarantine is over, for all nodes at once. What comes is told to the observer as
+  /// `late_answer`. Without this, a program that is started next and asks for the same object takes
+  /// that answer for its own.
+  ///
+  /// Returns the node ids whose late answers are still to come because `stop` has ended the wait;
+  /// none otherwise. Takes at most the longest quarantine, 10 ms more, and the transfers that other
+  /// threads begin meanwhile. Any thread, but not the observer's.
+  std::vector<std::uint8_t> await_late_answers();
+
   /// What last failed with the node, on any thread; no value when nothing has. Later successes do
   /// not clear it. For a node id other than 1 to 127 the answer is that of all such ids together.
   std::optional<BusError> last_error(std::uint8_t node_id) const;
@@ -90,9 +101,9 @@ class CanBusBackend : public CanOpenBackend {
   std::optional<std::chrono::nanoseconds> time_until(
       std::chrono::steady_clock::time_point time) const;
   static void follow_silence(Node& node);
+  std::chrono::steady_clock::time_point take_late_answers(Node& node);
   void wait_out_quarantine(Node& node, TurnQueue::Turn& turn);
   std::unique_ptr<SdoClient> open_client(std::uint8_t node_id);
-  void note_state(CanStatus status, const std::string& text);
   bool report(const BusError& error);
   bool report(std::uint8_t node_id, BusErrorKind kind, std::string text,
               CanStatus status = CanStatus::ok);
