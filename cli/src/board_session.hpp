@@ -34,6 +34,9 @@ class BoardSession {
   OperationReport run(const std::string& device, const std::string& operation,
                       const std::vector<std::uint8_t>& payload);
 
+  /// Before the program ends: as `StoppableBus::await_late_answers`.
+  void await_late_answers() { bus_.await_late_answers(); }
+
  private:
   struct Node {
     Node(CanOpenBackend& backend, const NodeConfig& node_config)

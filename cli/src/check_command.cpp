@@ -96,6 +96,7 @@ CheckedNodes compare_nodes(const CommandLineHost& host, const BoardFile& file,
   for (const NodeConfig& node : file.nodes) {
     nodes.push_back({&node, compare_with_device(node, bus)});
   }
+  bus.await_late_answers();
   return nodes;
 }
 

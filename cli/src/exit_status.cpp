@@ -33,6 +33,8 @@ ExitStatus exit_status_of(const BusError& error) {
       return ExitStatus::interrupted;
     case BusErrorKind::refused:
     case BusErrorKind::bus_warning:
+    case BusErrorKind::late_answer:
+    case BusErrorKind::short_answer:
       return ExitStatus::operation_failed;
   }
   return ExitStatus::operation_failed;

@@ -54,7 +54,7 @@ void print_failure(const CommandLineHost& host, const std::string& message,
 
 BusObserver warning_printer(const CommandLineHost& host) {
   return [&host](const BusError& error) {
-    if (error.kind == BusErrorKind::bus_warning) {
+    if (ends_no_call(error.kind)) {
       print_diagnostic(host, bus_error_text(error));
     }
   };

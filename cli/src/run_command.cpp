@@ -94,6 +94,7 @@ ExitStatus run_command(const CommandLineHost& host, const RunArguments& argument
     print_diagnostic(host, "failed on the way: " + report.remark);
   }
   (arguments.json ? print_result_json : print_result)(host, report);
+  session.await_late_answers();
   return bus->finish(report.status);
 }
 

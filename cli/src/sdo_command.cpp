@@ -114,6 +114,7 @@ ExitStatus execute(const CommandLineHost& host, const SdoArguments& arguments,
   } else {
     print_text(host, transfer, reads);
   }
+  backend.await_late_answers();
   return bus->finish(status);
 }
 

@@ -72,10 +72,22 @@ bool StoppableBus::ask(const Question& question, const Call& call) {
   return false;
 }
 
+void StoppableBus::await_late_answers() {
+  is_ending_ = true;
+  if (is_interrupted(*host_)) {
+    bus_.stop();
+  }
+  for (const std::uint8_t node_id : bus_.await_late_answers()) {
+    print_diagnostic(*host_, "interrupted; not listening for the late answer of node " +
+                                 hex_u8(node_id) +
+                                 ": a command that follows at once may take it for its own");
+  }
+}
+
 /// Inside a receive of the question, which waits `left` longer at most.
 void StoppableBus::stop(nanoseconds left) {
   bus_.stop();
-  if (has_said_ || (question_.is_sent && left == nanoseconds(0))) {
+  if (is_ending_ || has_said_ || (question_.is_sent && left == nanoseconds(0))) {
     // There is nothing to wait for, or that was said.
     return;
   }

@@ -38,6 +38,10 @@ class StoppableBus : public CanOpenBackend {
   bool send_rpdo(std::uint8_t node_id, std::uint8_t rpdo, const std::array<std::uint8_t, 8>& data,
                  std::uint8_t length) override;
 
+  /// Before the program ends: `CanBusBackend::await_late_answers`. An interruption ends the wait,
+  /// and a diagnostic then says which nodes may still answer.
+  void await_late_answers();
+
   /// Why the latest call that failed did so. When the interruption came before it or during it, the
   /// kind is `stopped`, and the text is "interrupted" with the reason of the bus behind it, where
   /// there is one.
@@ -63,6 +67,8 @@ class StoppableBus : public CanOpenBackend {
   // The latest one.
   Question question_;
   BusError last_error_;
+  // No call follows.
+  bool is_ending_ = false;
   bool has_said_ = false;
 };
 

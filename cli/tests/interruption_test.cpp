@@ -88,15 +88,18 @@ class Interruption : public CommandLine {
   std::chrono::steady_clock::time_point start;
 };
 
-constexpr const char* waits_for_level =
+const std::string waits_for_level =
     "velmora-can-bridge: interrupted; waiting for the answer of node 0x10 about object 0x2000/1, "
     "at most 400 ms\n";
+const std::string not_listening =
+    "velmora-can-bridge: interrupted; not listening for the late answer of node 0x10: a command "
+    "that follows at once may take it for its own\n";
 
 TEST_F(Interruption, of_a_refresh_at_a_silent_node_lets_one_transfer_end_and_sends_no_rpdo) {
   interrupt_after(milliseconds(100));
   EXPECT_EQ(run({"run", "--bus", "can0", path, "lamp", "set_level", "01"}),
             ExitStatus::interrupted);
-  EXPECT_EQ(err, waits_for_level);
+  EXPECT_EQ(err, waits_for_level + not_listening);
   EXPECT_EQ(out, "failed: RPDO send failed (interrupted; no answer within 500 ms)\n");
   EXPECT_THAT(frames(), ElementsAre("610#4000200100000000", "610#8000200100000405"));
   EXPECT_EQ(elapsed(), milliseconds(500));
@@ -106,7 +109,7 @@ TEST_F(Interruption, of_a_quarantine_ends_at_once) {
   interrupt_after(milliseconds(700));
   EXPECT_EQ(run({"run", "--bus", "can0", path, "lamp", "set_level", "01"}),
             ExitStatus::interrupted);
-  EXPECT_EQ(err, "velmora-can-bridge: interrupted\n");
+  EXPECT_EQ(err, "velmora-can-bridge: interrupted\n" + not_listening);
   EXPECT_EQ(out, "failed: RPDO send failed (interrupted)\n");
   EXPECT_THAT(frames(), ElementsAre("610#4000200100000000", "610#8000200100000405"));
   EXPECT_LE(elapsed(), milliseconds(720));
@@ -125,7 +128,7 @@ TEST_F(Interruption, of_run_has_status_and_reason_in_json) {
 TEST_F(Interruption, of_a_read_at_a_silent_node_lets_it_end) {
   interrupt_after(milliseconds(100));
   EXPECT_EQ(run({"sdo", "read", "0x10", "0x2000", "1", "--bus", "can0"}), ExitStatus::interrupted);
-  EXPECT_EQ(err, waits_for_level);
+  EXPECT_EQ(err, waits_for_level + not_listening);
   EXPECT_EQ(out,
             "failed: SDO read of 0x2000/1 on node 0x10 (interrupted; no answer within 500 ms)\n");
   EXPECT_THAT(frames(), ElementsAre("610#4000200100000000", "610#8000200100000405"));
@@ -136,7 +139,7 @@ TEST_F(Interruption, of_a_write_at_a_silent_node_tells_that_the_outcome_is_unkno
   interrupt_after(milliseconds(100));
   EXPECT_EQ(run({"sdo", "write", "0x10", "0x2000", "1", "01", "--bus", "can0"}),
             ExitStatus::interrupted);
-  EXPECT_EQ(err, waits_for_level);
+  EXPECT_EQ(err, waits_for_level + not_listening);
   EXPECT_EQ(out,
             "failed: SDO write of 0x2000/1 on node 0x10 (interrupted; no answer within 500 ms; "
             "whether the node has taken the value is unknown)\n");
@@ -159,7 +162,8 @@ TEST_F(Interruption, of_a_check_at_a_silent_node_lets_one_transfer_end) {
   EXPECT_EQ(run({"check", path, "--bus", "can0"}), ExitStatus::interrupted);
   EXPECT_EQ(err,
             "velmora-can-bridge: interrupted; waiting for the answer of node 0x10 about object "
-            "0x1400/1, at most 400 ms\n");
+            "0x1400/1, at most 400 ms\n" +
+                not_listening);
   EXPECT_THAT(out, EndsWith("node 0x10: 0 differences in 1 PDO, not all compared\n"
                             "  not compared: RPDO 1 and all that follows: 0x1400/1: interrupted; "
                             "no answer within 500 ms\n"
@@ -168,6 +172,15 @@ TEST_F(Interruption, of_a_check_at_a_silent_node_lets_one_transfer_end) {
                             "interrupted\n"));
   EXPECT_THAT(frames(), ElementsAre("610#4000140100000000", "610#8000140100000405"));
   EXPECT_EQ(elapsed(), milliseconds(500));
+}
+
+TEST_F(Interruption, while_listening_for_a_late_answer_ends_it_and_says_so) {
+  interrupt_after(milliseconds(700));
+  EXPECT_EQ(run({"sdo", "write", "0x10", "0x2000", "1", "01", "--bus", "can0"}),
+            ExitStatus::no_answer)
+      << "the transfer had failed before";
+  EXPECT_EQ(err, not_listening);
+  EXPECT_LE(elapsed(), milliseconds(730));
 }
 
 TEST_F(Interruption, before_the_first_transfer_sends_nothing) {

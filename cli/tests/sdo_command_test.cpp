@@ -5,6 +5,8 @@
 namespace velmora_can_bridge {
 namespace {
 
+using std::chrono::milliseconds;
+
 class Sdo : public CommandLine {
  protected:
   Sdo() { plug_in(); }
@@ -53,6 +55,74 @@ TEST_F(Sdo, failure_has_its_reason_and_exit_status) {
   EXPECT_EQ(out,
             "failed: SDO write of 0x5000/0 on node 0x23 (no answer within 7 ms; whether the node "
             "has taken the value is unknown)\n");
+}
+
+/// A node 0x22 that answers so much later than it is asked.
+class LateSdo : public Sdo {
+ protected:
+  LateSdo() { node.node.device().add_object(0x2000, 3, object_of({7})); }
+
+  void answer_after(milliseconds delay) {
+    can0.set_fault_rule([delay](const CanFrame& frame) {
+      return std::vector<CanDelivery>{{frame, frame.id == 0x5A2 ? delay : milliseconds(0)}};
+    });
+  }
+
+  milliseconds time() const {
+    return std::chrono::duration_cast<milliseconds>(bystander->now().time_since_epoch());
+  }
+
+  const std::unique_ptr<CanEndpoint> bystander = can0.open({});
+};
+
+TEST_F(LateSdo, late_answer_is_not_taken_by_the_program_that_is_started_next) {
+  answer_after(milliseconds(800));
+  EXPECT_EQ(run({"sdo", "read", "0x22", "0x2000", "3", "--bus", "can0"}), ExitStatus::no_answer);
+  node.node.device().add_object(0x2000, 3, object_of({8}));
+  answer_after(milliseconds(100));
+  EXPECT_EQ(run({"sdo", "read", "0x22", "0x2000", "3", "--bus", "can0"}), ExitStatus::success);
+  EXPECT_EQ(out, "data: 08\nunsigned: 8\n");
+}
+
+TEST_F(LateSdo, late_answer_is_told_and_ends_the_listening) {
+  answer_after(milliseconds(703));
+  EXPECT_EQ(run({"sdo", "write", "0x22", "0x2000", "3", "09", "--bus", "can0"}),
+            ExitStatus::no_answer);
+  EXPECT_EQ(out,
+            "failed: SDO write of 0x2000/3 on node 0x22 (no answer within 500 ms; whether the node "
+            "has taken the value is unknown)\n");
+  EXPECT_EQ(err,
+            "velmora-can-bridge: node 0x22, object 0x2000/3: answered 203 ms after the time-out: "
+            "the node has taken the value\n");
+  EXPECT_LE(time(), milliseconds(713));
+}
+
+TEST_F(LateSdo, without_a_late_answer_the_listening_ends_with_the_quarantine) {
+  EXPECT_EQ(run({"sdo", "read", "0x23", "0x2000", "3", "--bus", "can0", "--timeout", "70"}),
+            ExitStatus::no_answer);
+  EXPECT_EQ(err, "");
+  EXPECT_EQ(time(), milliseconds(140));
+}
+
+TEST_F(LateSdo, after_a_refusal_nothing_is_listened_for) {
+  EXPECT_EQ(run({"sdo", "read", "0x22", "0x5000", "3", "--bus", "can0"}),
+            ExitStatus::operation_failed);
+  EXPECT_EQ(time(), milliseconds(0));
+}
+
+TEST_F(LateSdo, run_and_check_listen_too) {
+  EXPECT_EQ(run({"run", "--bus", "can0", board, "wheel", "set_acceleration", "u32:5"}),
+            ExitStatus::no_answer);
+  EXPECT_EQ(time(), milliseconds(1000));
+  const std::string with_pdo = write_file("pdo.yaml", R"(
+nodes:
+  - node_id: 0x10
+    pdos: [{number: 1, direction: RPDO, mappings: [{index: 0x2000, bit_length: 8}]}]
+  - node_id: 0x11
+    pdos: [{number: 1, direction: RPDO, mappings: [{index: 0x2000, bit_length: 8}]}]
+)");
+  EXPECT_EQ(run({"check", with_pdo, "--bus", "can0"}), ExitStatus::no_answer);
+  EXPECT_EQ(time(), milliseconds(2500)) << "two time-outs, and once listening for both nodes";
 }
 
 TEST_F(Sdo, prints_json) {
