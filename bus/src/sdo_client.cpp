@@ -99,7 +99,10 @@ bool hints_at_another_client(std::uint32_t abort_code) {
          abort_code == static_cast<std::uint32_t>(SdoAbort::toggle_not_alternated);
 }
 
-const char* const another_client_hint = "; perhaps another SDO client is talking to the node";
+/// For the text of what two clients do to each other, where no answer to the other was seen.
+std::string another_client_hint(bool is_seen) {
+  return is_seen ? "" : "; perhaps another SDO client is talking to the node";
+}
 
 }  // namespace
 
@@ -301,8 +304,9 @@ SdoClient::Failure SdoClient::segment(Transfer& transfer, const CanFrame& reques
     return unknown_command(transfer, answer);
   }
   if (((answer.data[0] ^ request.data[0]) & sdo_toggle_bit) != 0) {
-    return bad_answer(transfer, SdoAbort::toggle_not_alternated,
-                      std::string("answered a segment out of turn") + another_client_hint);
+    return bad_answer(
+        transfer, SdoAbort::toggle_not_alternated,
+        "answered a segment out of turn" + another_client_hint(transfer.others_answer.has_value()));
   }
   return {};
 }
@@ -457,10 +461,10 @@ void SdoClient::note_late(const CanFrame& frame) {
   const bool is_done = transfer.completes_download && !is_abort(frame);
   transfer.completes_download = false;
   transfer.others_answer.reset();
-  BusError error =
-      this->error(transfer, BusErrorKind::late_answer,
-                  answer_text(frame) + " " + std::to_string(late.count()) +
-                      " ms after the time-out" + (is_done ? ": the node has taken the value" : ""));
+  BusError error = this->error(transfer, BusErrorKind::late_answer,
+                               answer_text(frame) + (is_abort(frame) ? ", " : " ") +
+                                   std::to_string(late.count()) + " ms after the time-out" +
+                                   (is_done ? ": the node has taken the value" : ""));
   error.abort_code = is_abort(frame) ? sdo_number(frame) : 0;
   error.lateness = std::max(late, milliseconds(0));
   in_time_ = 0;
@@ -499,15 +503,16 @@ BusError SdoClient::refused(const Transfer& transfer, const CanFrame& answer) co
   undone.completes_download = false;
   BusError error = this->error(
       undone, BusErrorKind::refused,
-      sdo_abort_line(code) + (hints_at_another_client(code) ? another_client_hint : ""));
+      sdo_abort_line(code) + (hints_at_another_client(code) ? another_client_hint(false) : ""));
   error.abort_code = code;
   return error;
 }
 
 BusError SdoClient::unknown_command(const Transfer& transfer, const CanFrame& answer) {
-  return bad_answer(transfer, SdoAbort::unknown_command,
-                    "answered with the command " + hex_u8(answer.data[0]) +
-                        (transfer.in_segments ? another_client_hint : ""));
+  return bad_answer(
+      transfer, SdoAbort::unknown_command,
+      "answered with the command " + hex_u8(answer.data[0]) +
+          another_client_hint(!transfer.in_segments || transfer.others_answer.has_value()));
 }
 
 BusError SdoClient::uncertain(const Transfer& transfer, const CanFrame& answer) {

@@ -114,7 +114,7 @@ TEST_F(LateAnswersTest, abort_is_told_with_its_code) {
   EXPECT_EQ(upload(0x3000), std::nullopt);
   ASSERT_THAT(told, SizeIs(1));
   EXPECT_EQ(told[0].abort_code, 0x06020000U);
-  EXPECT_EQ(told[0].text, "abort 0x06020000, no object at this index 100 ms after the time-out");
+  EXPECT_EQ(told[0].text, "abort 0x06020000, no object at this index, 100 ms after the time-out");
 }
 
 TEST_F(LateAnswersTest, answer_to_a_segment_is_told_of_the_transfer_that_awaited_one) {

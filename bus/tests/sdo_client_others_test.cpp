@@ -223,7 +223,7 @@ TEST_F(SdoOthersTest, no_abort_ends_the_transfer_of_another_client_when_ours_fai
   ASSERT_TRUE(failure);
   EXPECT_EQ(failure->kind, BusErrorKind::bad_answer);
   EXPECT_EQ(failure->abort_code, 0U);
-  EXPECT_THAT(failure->text, HasSubstr("out of turn"));
+  EXPECT_THAT(failure->text, HasSubstr("out of turn; meanwhile"));
   EXPECT_THAT(failure->text, HasSubstr("about object 0x3000/0, that of another SDO client"));
   EXPECT_THAT(aborts(), IsEmpty());
 }
