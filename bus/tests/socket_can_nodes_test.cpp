@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
@@ -102,6 +103,31 @@ TEST_F(SocketCanNodesTest, node_that_is_not_there_does_not_answer) {
   ASSERT_TRUE(hasty.last_error(7));
   EXPECT_EQ(hasty.last_error(7)->kind, BusErrorKind::no_answer);
   EXPECT_TRUE(hasty.last_error(7)->outcome_unknown);
+}
+
+TEST_F(SocketCanNodesTest, lateness_of_an_answer_is_told_by_the_kernels_time_stamp) {
+  std::vector<BusError> told;
+  CanBusBackend hasty(channel, {milliseconds(20), milliseconds(20), milliseconds(1)},
+                      [&](const BusError& error) { told.push_back(error); });
+  const auto listener = channel.open({{0x587}});
+  listener->note_arrivals();
+  const auto begun = listener->now();
+  EXPECT_FALSE(hasty.sdo_read(7, word, 0, data));
+  const auto node = channel.open({});
+  CanFrame answer{0x587, 8, {0x4B, 0x00, 0x30, 0x00, 1, 2}};
+  ASSERT_EQ(node->send(answer, milliseconds(1000)), CanStatus::ok);
+  ASSERT_EQ(listener->receive(answer, milliseconds(10000)), CanStatus::ok);
+  std::this_thread::sleep_for(milliseconds(500));  // as long it lies in the client's socket
+
+  EXPECT_FALSE(hasty.sdo_read(7, text, 0, data));
+
+  ASSERT_FALSE(told.empty());
+  const auto late = std::find_if(told.begin(), told.end(), [](const BusError& error) {
+    return error.kind == BusErrorKind::late_answer;
+  });
+  ASSERT_NE(late, told.end());
+  EXPECT_EQ(late->index, word);
+  EXPECT_LE(late->lateness, listener->arrival().time - begun + milliseconds(10));
 }
 
 TEST_F(SocketCanNodesTest, nodes_are_served_side_by_side) {

@@ -73,6 +73,7 @@ bool StoppableBus::ask(const Question& question, const Call& call) {
 }
 
 void StoppableBus::await_late_answers() {
+  host_->out.flush();  // the result need not wait for this
   is_ending_ = true;
   if (is_interrupted(*host_)) {
     bus_.stop();
