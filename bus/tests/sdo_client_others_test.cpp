@@ -76,7 +76,7 @@ void PrintTo(const OthersRow& row, std::ostream* out) { *out << row.name; }
 
 class SdoOthersAnswerTest : public SdoOthersTest, public testing::WithParamInterface<OthersRow> {
  protected:
-  std::vector<std::vector<SpokenFrame>> script(std::vector<SpokenFrame> last) const {
+  static std::vector<std::vector<SpokenFrame>> script(std::vector<SpokenFrame> last) {
     std::vector<std::vector<SpokenFrame>> script = GetParam().before;
     script.push_back(std::move(last));
     return script;

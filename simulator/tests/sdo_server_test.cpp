@@ -602,7 +602,7 @@ void PrintTo(const ShortRequestCase& row, std::ostream* out) { *out << row.name;
 class ShortRequestTest : public SdoServerTest,
                          public testing::WithParamInterface<ShortRequestCase> {
  protected:
-  CanFrame cut(std::uint8_t length) {
+  CanFrame cut(std::uint8_t length) const {
     CanFrame frame = request(row.command, place, row.number);
     frame.length = length;
     std::fill(frame.data.begin() + length, frame.data.end(), std::uint8_t{0});

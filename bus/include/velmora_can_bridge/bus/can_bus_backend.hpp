@@ -101,7 +101,7 @@ class CanBusBackend : public CanOpenBackend {
   std::optional<std::chrono::nanoseconds> time_until(
       std::chrono::steady_clock::time_point time) const;
   static void follow_silence(Node& node);
-  std::chrono::steady_clock::time_point take_late_answers(Node& node);
+  static std::chrono::steady_clock::time_point take_late_answers(Node& node);
   void wait_out_quarantine(Node& node, TurnQueue::Turn& turn);
   std::unique_ptr<SdoClient> open_client(std::uint8_t node_id);
   bool report(const BusError& error);

@@ -134,18 +134,18 @@ class SdoClient {
   /// A transfer whose answer may come late.
   struct GivenUp {
     Transfer transfer;
-    Time since;
+    Time since = Time::min();
     /// Its request timed out: its answer is late by the time since then.
-    bool timed_out;
+    bool timed_out = false;
     /// The late answer has come.
-    bool is_answered;
+    bool is_answered = false;
   };
 
   /// For one answer.
   struct Wait {
-    Time end;
+    Time end = Time::min();
     /// It is the time of the whole transfer that ends then.
-    bool ends_transfer;
+    bool ends_transfer = false;
   };
 
   Failure begin(Transfer& transfer, Direction direction, std::uint16_t index,
