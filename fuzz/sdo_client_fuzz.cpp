@@ -32,7 +32,8 @@ void run_transfer(FuzzInput& input, SdoClient& client, const CanEndpoint& clock)
       reads ? client.upload(index, sub_index, data) : client.download(index, sub_index, data);
 
   const SdoTimes times;
-  const auto quarantine = is_urgent ? std::chrono::milliseconds(0) : times.quarantine;
+  // As late answers may make it.
+  const auto quarantine = std::chrono::milliseconds(is_urgent ? 0 : 5000);
   promise(clock.now() - start <= quarantine + times.transfer_timeout,
           "a transfer ends within quarantine and time-out, an urgent one within its time-out");
   if (failure) {
@@ -62,7 +63,10 @@ void run(FuzzInput input) {
     const bool late = frame.id == answer_cob_id && (answered & 7U) == 0;
     return {{frame, std::chrono::milliseconds(late ? 600 : 0)}};
   });
-  SdoClient client(bus, node_id, {}, {});
+  SdoClient client(bus, node_id, {}, [](const BusError& error) {
+    promise(ends_no_call(error.kind), "the observer is told of what ends no transfer");
+    promise(!error.text.empty(), "what it is told has a text");
+  });
   const auto clock = bus.open({});
   for (int transfers = 0; transfers < 4 && !input.empty(); ++transfers) {
     run_transfer(input, client, *clock);
