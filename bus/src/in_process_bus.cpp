@@ -264,10 +264,13 @@ void InProcessBus::transmit(const Sent& sent) {
   if (state_ == CanStatus::bus_off) {
     return;
   }
+  in_flight_.clear();
   route(sent);
   route_in_flight();
 }
 
+/// Whoever calls it has emptied `in_flight_` before what has filled it: an exception of a handler
+/// or of the rule leaves frames there, which never come.
 void InProcessBus::route_in_flight() {
   // Grows while it is walked, by the answers of handlers.
   // NOLINTNEXTLINE(modernize-loop-convert): a range would not see it grow
@@ -275,7 +278,6 @@ void InProcessBus::route_in_flight() {
     const Sent sent = in_flight_[position];
     route(sent);
   }
-  in_flight_.clear();
 }
 
 void InProcessBus::route(const Sent& sent) {
@@ -312,6 +314,7 @@ void InProcessBus::deliver_due() {
   while (!delayed_.empty() && delayed_.begin()->first <= current_time()) {
     const Sent sent = delayed_.begin()->second;
     delayed_.erase(delayed_.begin());
+    in_flight_.clear();
     deliver(sent);
     route_in_flight();
   }

@@ -9,6 +9,7 @@
 #include <future>
 #include <memory>
 #include <ostream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -340,6 +341,81 @@ TEST_F(InProcessBusTest, late_frame_of_a_closed_endpoint_still_comes) {
 
   EXPECT_EQ(receiver->receive(frame, milliseconds(50)), CanStatus::ok);
   EXPECT_THAT(received(*another), ElementsAre(first));
+}
+
+TEST_F(InProcessBusTest, exception_of_the_rule_leaves_no_frame_that_comes_with_the_next) {
+  const auto node = bus.open({{0x101}}, [](const CanFrame& /*request*/, Frames& answers) {
+    answers = {second, third};
+  });
+  bus.set_fault_rule([](const CanFrame& sent) {
+    return sent == third ? throw std::runtime_error("rule") : Deliveries{{sent}};
+  });
+  EXPECT_THROW(send(first), std::runtime_error);
+  EXPECT_THAT(received(*receiver), ElementsAre(first, second));
+
+  EXPECT_EQ(send(CanFrame{0x104, 1, {4}}), CanStatus::ok);
+  EXPECT_THAT(received(*receiver), ElementsAre(CanFrame{0x104, 1, {4}}));
+  EXPECT_THAT(received(*sender), ElementsAre(second));
+}
+
+TEST_F(InProcessBusTest, exception_of_a_handler_leaves_no_frame_that_comes_with_the_next) {
+  const auto node = bus.open(
+      {{0x101}}, [](const CanFrame& /*request*/, Frames& answers) { answers.push_back(second); });
+  int failures = 1;
+  const auto broken = bus.open({{0x101}}, [&](const CanFrame& /*request*/, Frames& answers) {
+    answers.push_back(third);
+    if (failures-- > 0) {
+      throw std::runtime_error("handler");
+    }
+  });
+  EXPECT_THROW(send(first), std::runtime_error);
+  EXPECT_THAT(received(*receiver), ElementsAre(first));
+
+  EXPECT_EQ(send(first), CanStatus::ok);
+  EXPECT_THAT(received(*receiver), ElementsAre(first, second, third));
+}
+
+TEST_F(InProcessBusTest, late_frame_whose_handler_throws_is_gone_and_the_other_late_ones_come) {
+  int calls = 0;
+  const auto node = bus.open({{0x101}, {0x102}}, [&](const CanFrame& request, Frames& answers) {
+    ++calls;
+    answers.push_back({0x104, 1, request.data});
+    if (request == first) {
+      throw std::runtime_error("handler");
+    }
+  });
+  bus.set_fault_rule([](const CanFrame& sent) {
+    const auto delay = sent == first ? milliseconds(10) : milliseconds(20);
+    return Deliveries{{sent, sent.id == 0x104 ? milliseconds(0) : delay}};
+  });
+  send(first);
+  send(second);
+  send(third);
+
+  EXPECT_THROW(sender->receive(frame, milliseconds(10)), std::runtime_error);
+  EXPECT_THAT(received(*receiver), ElementsAre(first));
+  EXPECT_EQ(sender->receive(frame, milliseconds(20)), CanStatus::ok);
+  EXPECT_EQ(frame, (CanFrame{0x104, 1, second.data}));
+  EXPECT_THAT(received(*receiver), ElementsAre(second, frame, third));
+  EXPECT_EQ(calls, 2);
+}
+
+TEST_F(InProcessBusTest,
+       late_frame_that_throws_leaves_no_answer_that_comes_with_the_next_late_one) {
+  const auto node = bus.open(
+      {{0x101}}, [](const CanFrame& /*request*/, Frames& answers) { answers.push_back(third); });
+  const auto broken = bus.open({{0x101}}, [](const CanFrame& /*request*/, Frames& /*answers*/) {
+    throw std::runtime_error("handler");
+  });
+  bus.set_fault_rule([](const CanFrame& sent) {
+    return Deliveries{{sent, milliseconds(sent == first ? 10 : 20)}};
+  });
+  send(first);
+  send(second);
+
+  EXPECT_THROW(receiver->receive(frame, milliseconds(10)), std::runtime_error);
+  EXPECT_EQ(sender->receive(frame, milliseconds(50)), CanStatus::timed_out);
+  EXPECT_THAT(received(*receiver), ElementsAre(first, second));
 }
 
 TEST_F(InProcessBusTest, without_a_rule_all_are_delivered_again) {

@@ -40,6 +40,11 @@ struct CanDelivery {
 ///
 /// Faults for tests: a rule decides for each frame what is delivered in its place, and the
 /// interface can fail as a real one does. Safe to call from any thread.
+///
+/// An exception of a handler or of the rule passes through the `send` or `receive` that has run it.
+/// The frame that it was about, and what was to follow from that frame, do not come any more, but
+/// for endpoints that have them already; frames that are delayed come at their times. The bus works
+/// on.
 class InProcessBus : public CanChannel {
  public:
   /// Is given a frame that passed the endpoint's filters, and appends the frames that it sends in
