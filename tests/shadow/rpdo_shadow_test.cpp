@@ -375,6 +375,27 @@ TEST_F(RpdoShadow, refresh_marks_the_image_synced_even_when_the_node_refused) {
   EXPECT_EQ(next_send(), Calls{"rpdo 5 1 len 8: 00 00 99 00 00 00 00 00"});
 }
 
+TEST_F(RpdoShadow, refresh_from_a_node_that_never_answered_leaves_zeros_that_count_as_loaded) {
+  op.refresh_shadow = 1;
+  op.field = "byte";
+  for (int read = 0; read < 4; ++read) {
+    backend.refuse();
+  }
+  EXPECT_EQ(run({0x99}), ok("OK")) << "nobody is told";
+  backend.calls.clear();
+
+  op.refresh_shadow = 0;
+  op.field = "flags";
+  EXPECT_EQ(run({0x77}), ok("OK"));
+  EXPECT_EQ(backend.calls, Calls{"rpdo 5 1 len 8: 00 00 99 77 00 00 00 00"}) << "nothing is read";
+  op.refresh_shadow = 1;
+  op.field = "byte";
+  backend.calls.clear();
+  EXPECT_EQ(run({0x99}), ok("OK"));
+  EXPECT_EQ(backend.calls, loaded_then({"rpdo 5 1 len 8: 11 12 99 14 15 16 17 18"}))
+      << "until it is loaded again";
+}
+
 TEST_F(RpdoShadow, refresh_that_throws_does_not_mark_the_image_synced) {
   op.refresh_shadow = 1;
   op.field = "byte";
