@@ -46,7 +46,7 @@ struct OperationKind {
 };
 
 /// All kinds, each once: those that `CanOpenNodeController::execute_configured_operation` knows. A
-/// new one comes last.
+/// new one comes last. The controller tries them in another order, that of its own table.
 inline constexpr OperationKind operation_kinds[] = {
     {"sdo_write",
      {"index", "sub_index", "subindex_in_payload", "fixed_data", "default_data", "data_type"},

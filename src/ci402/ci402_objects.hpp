@@ -17,7 +17,7 @@ enum class Ci402Object : std::uint16_t {
   target_velocity = 0xBF,     ///< 0x60FF
 };
 
-/// Ci402Controlword values (CiA 402, device control commands).
+/// What operations write to the controlword (CiA 402, device control commands).
 enum class Ci402Controlword : std::uint16_t {
   quick_stop = 0x0002,
   shutdown = 0x0006,
