@@ -8,15 +8,20 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <sstream>
 #include <utility>
 
+#include "flow_depth.hpp"
 #include "text_check.hpp"
 
 namespace velmora_can_bridge {
 namespace {
 
 constexpr std::size_t heaviest_document = longest_file;
+// The parser's own bound on nesting, which it applies too late to what stands in brackets.
+constexpr std::size_t deepest_flow = 500;
+constexpr const char* too_deep = "nested too deeply";
 
 Position to_position(const YAML::Mark& mark) {
   if (mark.is_null()) {
@@ -187,12 +192,38 @@ Position within(const std::string& text, Position at) {
   return {at.line, std::min(at.column, text.size() - line_start + 1)};
 }
 
+/// Where the parser refuses the text as nested too deeply; no value when it does not, for whatever
+/// other reason.
+std::optional<Position> too_deep_place(const std::string& text) {
+  std::istringstream input(text);
+  ProblemList unused;
+  try {
+    read_document(input, unused);
+  } catch (const YAML::DeepRecursion& deep) {
+    return to_position(deep.mark);
+  } catch (const YAML::Exception& /*failure*/) {
+    // The text was cut.
+  }
+  return {};
+}
+
+/// Where a text is nested too deeply in brackets. The parser is given the text up to there and
+/// decides, so that none is refused that it would read.
+std::optional<Position> find_too_deep_flow(const std::string& text) {
+  const std::optional<std::size_t> end = find_deep_flow(text, deepest_flow);
+  return end ? too_deep_place(text.substr(0, *end)) : std::nullopt;
+}
+
 YamlTree read_first_document(const std::string& text, ProblemList& problems) {
+  if (const std::optional<Position> place = find_too_deep_flow(text)) {
+    problems.error(*place, too_deep);
+    return {};
+  }
   std::istringstream input(text);
   try {
     return read_document(input, problems);
   } catch (const YAML::DeepRecursion& deep) {
-    problems.error(to_position(deep.mark), "nested too deeply");
+    problems.error(to_position(deep.mark), too_deep);
   } catch (const YAML::Exception& failure) {
     problems.error(within(text, to_position(failure.mark)), printable(failure.msg));
   }

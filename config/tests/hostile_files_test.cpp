@@ -1,11 +1,16 @@
 // Files that are made to crash, hang or exhaust whoever reads them.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <iterator>
+#include <ostream>
 #include <random>
 #include <sstream>
+#include <string>
 
 #include "problem_texts.hpp"
 #include "repository_paths.hpp"
@@ -78,6 +83,63 @@ INSTANTIATE_TEST_SUITE_P(
                         "': {}}}" + repeated(", *n", 3000) + "]",
                     {"error: aliases repeat so much that the file is larger than 2000000 bytes"}}),
     RowName());
+
+/// How many KiB the process's memory grows by, at its peak, while it reads the text.
+long growth_while_reading(const std::string& text) {
+  const auto peak = [] {
+    rusage usage{};
+    ::getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
+  };
+  const long before = peak();
+  parse_board(text);
+  return peak() - before;
+}
+
+struct NestingCase {
+  std::string name;
+  std::string repeated;
+};
+
+void PrintTo(const NestingCase& row, std::ostream* out) { *out << row.name; }
+
+class HostileNesting : public testing::TestWithParam<NestingCase> {};
+
+TEST_P(HostileNesting, of_two_megabytes_is_refused_in_twenty_times_their_memory) {
+  const std::string& level = GetParam().repeated;
+  const std::string text = repeated(level, longest_file / level.size());
+  // In a process of its own, whose peak is that of this reading alone.
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::_exit(growth_while_reading(text) < static_cast<long>(20 * longest_file / 1024) ? 0 : 1);
+  }
+  int status = -1;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  const LoadedBoard loaded = parse_board(text);
+  ASSERT_THAT(loaded.problems, SizeIs(1));
+  EXPECT_THAT(loaded.problems[0].message, "nested too deeply");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    of, HostileNesting,
+    testing::Values(NestingCase{"lists", "["}, NestingCase{"maps", "{"},
+                    NestingCase{"maps_with_keys", "{a: "}, NestingCase{"both", "[{a: "},
+                    NestingCase{"lists_behind_texts", "[\"]\","},
+                    NestingCase{"lists_behind_lists", "[[],"}, NestingCase{"lines", "[\n"},
+                    NestingCase{"lines_with_comments", "[#]\n"}, NestingCase{"block_lists", "- "},
+                    NestingCase{"block_keys", "? "}),
+    RowName());
+
+TEST(HostileFiles, may_hold_brackets_in_texts_and_comments) {
+  const std::string brackets(3000, '[');
+  const LoadedBoard loaded = parse_board(
+      "# " + brackets + "\nnodes:\n- node_id: 1\n  operations:\n    a:\n      label: '" + brackets +
+      "'\n      description: |\n        " + brackets +
+      "\n      kind: sdo_read\n      index: 1\n    " + "b: {kind: sdo_read, index: 1, label: \"" +
+      brackets + "\", # " + brackets + "\n        description: x}\n");
+  EXPECT_THAT(texts_of(loaded.problems), IsEmpty());
+}
 
 TEST(HostileFiles, may_hold_a_label_of_a_megabyte) {
   const LoadedBoard loaded =
