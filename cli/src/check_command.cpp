@@ -46,9 +46,9 @@ std::string counted(std::size_t number, const std::string& noun) {
 void print_file_text(const CommandLineHost& host, const std::string& path,
                      const LoadedBoard& loaded, const Counts& counts) {
   for (const Problem& problem : loaded.problems) {
-    host.err << problem_text(path, problem) << '\n';
+    host.err << printable(problem_text(path, problem)) << '\n';
   }
-  host.out << path << ": ";
+  host.out << printable(path) << ": ";
   if (loaded.file) {
     host.out << counted(counts.nodes, "node") << ", " << counted(counts.devices, "device") << ", "
              << counted(counts.pdos, "PDO") << ", " << counted(counts.operations, "operation")

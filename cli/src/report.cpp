@@ -67,7 +67,7 @@ void print_diagnostic(const CommandLineHost& host, const std::string& text) {
 std::optional<BoardFile> load_board(const CommandLineHost& host, const std::string& path) {
   LoadedBoard loaded = load_board_file(path);
   for (const Problem& problem : loaded.problems) {
-    host.err << problem_text(path, problem) << '\n';
+    host.err << printable(problem_text(path, problem)) << '\n';
   }
   return std::move(loaded.file);
 }

@@ -7,6 +7,7 @@
 #include "dispatch/hex_u16.hpp"
 #include "exit_status.hpp"
 #include "interface_channel.hpp"
+#include "printable.hpp"
 #include "report.hpp"
 #include "velmora_can_bridge/simulator/simulated_node_server.hpp"
 
@@ -121,7 +122,7 @@ ExitStatus simulate_command(const CommandLineHost& host, const SimulateArguments
   if (const ExitStatus status = simulation.start(); status != ExitStatus::success) {
     return bus->finish(status);
   }
-  host.out << "simulating " << node_ids_text(*file) << " on " << arguments.bus.bus
+  host.out << "simulating " << node_ids_text(*file) << " on " << printable(arguments.bus.bus)
            << "; pre-operational until nmt start; Ctrl-C ends it" << std::endl;
   return bus->finish(simulation.run(std::chrono::seconds(arguments.seconds)));
 }

@@ -101,6 +101,51 @@ TEST_F(CommandLine, broken_board_file_is_bad_input_for_every_command) {
   }
 }
 
+/// The text holds nothing that a terminal obeys or hides, but line ends.
+void expect_visible(const std::string& text) {
+  EXPECT_THAT(text, testing::Not(testing::AnyOf(HasSubstr("\u009B"), HasSubstr("\u202E"),
+                                                HasSubstr("\x1B"), HasSubstr("\u2028"))));
+}
+
+TEST_F(CommandLine, hidden_characters_of_files_and_arguments_reach_no_terminal) {
+  const std::string hidden = "\u009B31m\u202E\u2028";
+  const std::string path =
+      write_file("hidden\x1B.yaml",
+                 "nodes:\n- node_id: 1\n  device_od_map: {\"" + hidden +
+                     "\": {profile: x, base_index: 0x2000}}\n" + "  operations: {\"" + hidden +
+                     "\": {kind: sdo_read, index: 0x1000, label: \"" + hidden + "\"}}\n");
+  const std::string broken = write_file("broken" + hidden, "nodes: [\"" + hidden + "\"]\n");
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"operations", path},
+        {"operations", path, "--json"},
+        {"check", path},
+        {"check", broken},
+        {"check", broken, "--json"},
+        {"operations", broken},
+        {"run", path, hidden, hidden, "--transfers"},
+        {"run", path, hidden, hidden, "--json"},
+        {"run", path, "x" + hidden, "x"},
+        {"run", path, hidden, hidden, "--bus", hidden, "--transfers"},
+        {"run", path, hidden, hidden, "--bus", hidden, "--json"},
+        {"run", path, hidden, hidden, hidden},
+        {"simulate", path, "--bus", hidden},
+        {"nmt", hidden, "all", "--bus", "can0"},
+        {hidden}}) {
+    SCOPED_TRACE(testing::PrintToString(arguments));
+    run(arguments);
+    EXPECT_NE(out + err, "");
+    expect_visible(out);
+    expect_visible(err);
+  }
+}
+
+TEST_F(CommandLine, json_holds_hidden_characters_as_escapes) {
+  const std::string path = write_file("hidden\u009B31m\u202E.yaml", board_text);
+  run({"check", path, "--json"});
+  EXPECT_THAT(out, HasSubstr("hidden\\u009B31m\\u202E.yaml"));
+  EXPECT_EQ(nlohmann::json::parse(out)["file"], path);
+}
+
 TEST_F(CommandLine, missing_board_file_is_one_line) {
   EXPECT_EQ(run({"operations", "/nowhere/board.yaml"}), ExitStatus::bad_input);
   EXPECT_THAT(err, StartsWith("/nowhere/board.yaml: error: "));

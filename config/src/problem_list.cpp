@@ -1,10 +1,11 @@
 #include "problem_list.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <tuple>
 #include <utility>
 
-#include "dispatch/hex_u16.hpp"
+#include "dispatch/visible_text.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -24,18 +25,20 @@ std::size_t printed_length(std::string_view text) {
   return length;
 }
 
-std::string escaped(char character) {
-  const auto byte = static_cast<unsigned char>(character);
-  if (character == '"' || character == '\\') {
-    return {'\\', character};
+/// What ends a quoted text, or would look like an escape in it.
+std::string with_quotes_escaped(std::string_view text) {
+  std::string escaped;
+  for (const char character : text) {
+    if (character == '"' || character == '\\') {
+      escaped += '\\';
+    }
+    escaped += character;
   }
-  if (character == '\n') {
-    return "\\n";
-  }
-  if (byte < 0x20U || byte == 0x7FU) {
-    return "\\x" + hex_u8(byte).substr(2);
-  }
-  return {character};
+  return escaped;
+}
+
+std::string escaped_in_problem(std::uint32_t code_point) {
+  return code_point == '\n' ? "\\n" : escaped_code_point(code_point);
 }
 
 bool stands_before(const Problem& left, const Problem& right) {
@@ -50,10 +53,8 @@ std::size_t missing(std::size_t count) {
 
 std::string printable(std::string_view text) {
   const std::size_t length = printed_length(text);
-  std::string printed;
-  for (const char character : text.substr(0, length)) {
-    printed += escaped(character);
-  }
+  const std::string printed = with_hidden_escaped(with_quotes_escaped(text.substr(0, length)),
+                                                  escaped_in_problem, escaped_byte);
   return length < text.size() ? printed + "..." : printed;
 }
 

@@ -4,51 +4,16 @@
 #include <string>
 
 #include "dispatch/hex_u16.hpp"
+#include "dispatch/visible_text.hpp"
 
 namespace velmora_can_bridge {
 namespace {
 
-/// The well-formed characters whose first byte is `first` to `last`: the range of their second
-/// byte, and how many bytes they have. RFC 3629, section 4.
-struct CharacterForm {
-  unsigned char first;
-  unsigned char last;
-  unsigned char second_low;
-  unsigned char second_high;
-  std::size_t length;
-};
-
-constexpr CharacterForm character_forms[] = {
-    {'\t', '\n', 0x00, 0x00, 1}, {'\r', '\r', 0x00, 0x00, 1}, {0x20, 0x7E, 0x00, 0x00, 1},
-    {0xC2, 0xDF, 0x80, 0xBF, 2}, {0xE0, 0xE0, 0xA0, 0xBF, 3}, {0xE1, 0xEC, 0x80, 0xBF, 3},
-    {0xED, 0xED, 0x80, 0x9F, 3}, {0xEE, 0xEF, 0x80, 0xBF, 3}, {0xF0, 0xF0, 0x90, 0xBF, 4},
-    {0xF1, 0xF3, 0x80, 0xBF, 4}, {0xF4, 0xF4, 0x80, 0x8F, 4},
-};
-
-bool is_between(char character, unsigned char low, unsigned char high) {
-  const auto byte = static_cast<unsigned char>(character);
-  return low <= byte && byte <= high;
-}
-
-bool is_form(std::string_view character, const CharacterForm& form) {
-  if (character.size() != form.length) {
-    return false;
-  }
-  if (form.length > 1 && !is_between(character[1], form.second_low, form.second_high)) {
-    return false;
-  }
-  return std::all_of(character.begin() + 1, character.end(),
-                     [](char next) { return is_between(next, 0x80, 0xBF); });
-}
-
-/// Bytes of the allowed character at `offset`; 0 when there is none.
-std::size_t character_length(std::string_view text, std::size_t offset) {
-  for (const CharacterForm& form : character_forms) {
-    if (is_between(text[offset], form.first, form.last)) {
-      return is_form(text.substr(offset, form.length), form) ? form.length : 0;
-    }
-  }
-  return 0;
+/// Bytes of the allowed character with which `text` begins; 0 when there is none.
+std::size_t allowed_length(std::string_view text) {
+  const bool is_control = is_between(text[0], 0x00, 0x1F) || text[0] == '\x7F';
+  const bool is_space = is_between(text[0], '\t', '\n') || text[0] == '\r';
+  return is_control && !is_space ? 0 : character_length(text);
 }
 
 Position position_of(std::string_view text, std::size_t offset) {
@@ -77,7 +42,7 @@ bool check_text(std::string_view text, ProblemList& problems) {
   }
   std::size_t offset = 0;
   while (offset < text.size()) {
-    const std::size_t length = character_length(text, offset);
+    const std::size_t length = allowed_length(text.substr(offset));
     if (length == 0) {
       problems.error(position_of(text, offset), message_about(text[offset]));
       return false;
