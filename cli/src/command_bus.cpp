@@ -1,30 +1,12 @@
 #include "command_bus.hpp"
 
 #include <algorithm>
-#include <cerrno>
-#include <filesystem>
-#include <fstream>
-#include <system_error>
 #include <utility>
 
 #include "interface_channel.hpp"
 #include "report.hpp"
 
 namespace velmora_can_bridge {
-
-namespace {
-
-/// A mistyped command line must not cost the user a board file.
-bool holds_something_else(const std::string& path) {
-  std::error_code error;
-  if (!std::filesystem::is_regular_file(path, error)) {
-    return false;
-  }
-  std::ifstream file(path);
-  return file.peek() != '(' && !file.eof();
-}
-
-}  // namespace
 
 SdoTimes sdo_times(const BusArguments& arguments) {
   SdoTimes times;
@@ -53,15 +35,9 @@ bool CommandBus::is_ready(const BoardFile* board) {
     return false;
   }
   if (!arguments_.trace.empty()) {
-    if (holds_something_else(arguments_.trace)) {
-      print_diagnostic(*host_, arguments_.trace + " is not overwritten: it is no log of frames");
-      return false;
-    }
-    errno = 0;
     log_ = std::make_unique<FrameLog>(arguments_.trace, arguments_.bus);
-    if (!log_->is_complete()) {
-      print_diagnostic(*host_, "cannot write " + arguments_.trace + ": " +
-                                   std::generic_category().message(errno));
+    if (!log_->problem().empty()) {
+      print_diagnostic(*host_, log_->problem());
       return false;
     }
   }

@@ -42,7 +42,11 @@ void add_json(CLI::App& command, bool& json) {
 
 void add_bus(CLI::App& command, BusArguments& bus) {
   command.add_option("--bus", bus.bus, bus_help);
-  command.add_option("--trace", bus.trace, "write every frame to this file, as candump -L does");
+  command.add_option("--trace", bus.trace, "write every frame to this file, as candump -L does")
+      ->check([](const std::string& file) {
+        return file.empty() || file == "-" ? "\"" + file + "\" names no file for the frames"
+                                           : std::string();
+      });
   command.footer(footer);
 }
 
@@ -138,6 +142,20 @@ void add_commands(CLI::App& app, Arguments& arguments) {
   add_json(demo, arguments.json);
 }
 
+/// The arguments in the order in which the parser takes them, the last first. It would take the one
+/// behind "--trace=" for the name of the file.
+std::vector<std::string> parser_arguments(const std::vector<std::string>& arguments) {
+  std::vector<std::string> reversed;
+  for (auto argument = arguments.rbegin(); argument != arguments.rend(); ++argument) {
+    if (*argument == "--trace=") {
+      reversed.insert(reversed.end(), {"", "--trace"});
+    } else {
+      reversed.push_back(*argument);
+    }
+  }
+  return reversed;
+}
+
 ExitStatus execute(const CommandLineHost& host, const CLI::App& app, const Arguments& arguments) {
   if (app.got_subcommand("run")) {
     return run_command(host, arguments.run);
@@ -176,7 +194,7 @@ ExitStatus run_command_line(const std::vector<std::string>& arguments,
   app.footer(footer);
   add_commands(app, parsed);
   try {
-    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    app.parse(parser_arguments(arguments));
   } catch (const CLI::Success& asked) {
     app.exit(asked, host.out, host.err);  // --help or --version
     return ExitStatus::success;

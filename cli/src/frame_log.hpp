@@ -2,7 +2,6 @@
 #pragma once
 
 #include <chrono>
-#include <fstream>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -16,8 +15,18 @@ class FrameLog {
  public:
   using Time = std::chrono::steady_clock::time_point;
 
-  /// Empties the file at `path` or makes it; `interface` stands in every line.
+  /// Makes the file at `path`, or empties it when it is a regular file, no link, and holds nothing
+  /// but such a log; `interface` stands in every line. `problem` tells when that cannot be done.
   FrameLog(const std::string& path, std::string interface);
+  ~FrameLog();
+  FrameLog(const FrameLog&) = delete;
+  FrameLog(FrameLog&&) = delete;
+  FrameLog& operator=(const FrameLog&) = delete;
+  FrameLog& operator=(FrameLog&&) = delete;
+
+  /// Why there is no file to write to, which was left as it was then; names it. Empty when there is
+  /// one.
+  const std::string& problem() const { return problem_; }
 
   /// Appends a line, which is in the file at once. `time` counts from the first frame's, which gets
   /// the time of day.
@@ -27,11 +36,18 @@ class FrameLog {
   bool is_complete();
 
  private:
+  std::string open(const std::string& path);
+  void append(const std::string& text);
+
   const std::string interface_;
+  // Written by the constructor alone.
+  std::string problem_;
 
   // Guards everything below.
   std::mutex mutex_;
-  std::ofstream file_;
+  // Negative when there is no file.
+  int file_ = -1;
+  bool is_complete_ = false;
   // What added to an endpoint's time gives the time since the epoch.
   std::optional<std::chrono::microseconds> epoch_offset_;
 };

@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -30,10 +31,24 @@ void end_on_signals() {
   sigaction(SIGTERM, &action, nullptr);
 }
 
+/// Opens what of the standard streams was closed, so that no file or socket of the program gets its
+/// number and with it what is printed. Reading and writing fail as they do when it is closed.
+void occupy_standard_streams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): how POSIX declares it
+    if (fcntl(stream, F_GETFD) == -1) {
+      // The lowest free number. A folder is there always, and can be neither read nor written.
+      // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): how POSIX declares it
+      open("/", O_RDONLY | O_DIRECTORY);
+    }
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   try {
+    occupy_standard_streams();
     end_on_signals();
     const bool live = isatty(STDOUT_FILENO) == 1;
     // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing has started a thread yet

@@ -1,4 +1,9 @@
 #include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <csignal>
+#include <iterator>
 
 #include "command_line_fixture.hpp"
 
@@ -31,6 +36,11 @@ class RunOnBus : public CommandLine {
   ExitStatus run_lamp(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), {"run", "--bus", "can0", path, "lamp"});
     return run(arguments);
+  }
+
+  static std::string text_of(const std::string& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
   }
 
   std::string path;
@@ -122,12 +132,99 @@ TEST_F(RunOnBus, trace_that_cannot_be_written_keeps_everything_from_the_bus) {
   EXPECT_EQ(listener->receive(frame, std::chrono::nanoseconds(0)), CanStatus::timed_out);
 }
 
+/// While it lives files cannot grow, as on a full disk.
+class FullDisk {
+ public:
+  FullDisk() {
+    ::getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit none{0, before_.rlim_max};
+    std::signal(SIGXFSZ, SIG_IGN);
+    ::setrlimit(RLIMIT_FSIZE, &none);
+  }
+  FullDisk(const FullDisk&) = delete;
+  FullDisk(FullDisk&&) = delete;
+  FullDisk& operator=(const FullDisk&) = delete;
+  FullDisk& operator=(FullDisk&&) = delete;
+  ~FullDisk() {
+    ::setrlimit(RLIMIT_FSIZE, &before_);
+    std::signal(SIGXFSZ, SIG_DFL);
+  }
+
+ private:
+  rlimit before_{};
+};
+
 TEST_F(RunOnBus, full_disk_under_the_trace_is_a_failure) {
   NodeOnBus lamp(can0, 0x10);
   lamp.node.device().add_object(0x2000, 1, object_of({0x34, 0x12}));
-  EXPECT_EQ(run_lamp({"--trace", "/dev/full", "read_level"}), ExitStatus::operation_failed);
+  const std::string log = (folder / "frames.log").string();
+  {
+    const FullDisk disk;
+    EXPECT_EQ(run_lamp({"--trace", log, "read_level"}), ExitStatus::operation_failed);
+  }
   EXPECT_THAT(out, StartsWith("ok: OK\n"));
-  EXPECT_EQ(err, "velmora-can-bridge: cannot write all of /dev/full\n");
+  EXPECT_EQ(err, "velmora-can-bridge: cannot write all of " + log + "\n");
+}
+
+TEST_F(RunOnBus, trace_leaves_a_file_alone_that_only_begins_like_a_log) {
+  const std::string line = "(1700000000.000000) can0 000#0100\n";
+  for (const std::string& content :
+       {std::string("(just a remark)\n"), line + "and a remark\n", line + "\n" + line,
+        line + std::string(10'000, '('), line + "(1700000000.000000) can0 00000000#0100\n"}) {
+    SCOPED_TRACE(content.substr(0, 100));
+    const std::string log = write_file("notes", content);
+    EXPECT_EQ(run_lamp({"--trace", log, "read_level"}), ExitStatus::bad_input);
+    EXPECT_EQ(err, "velmora-can-bridge: " + log + " is not overwritten: it is no log of frames\n");
+    EXPECT_EQ(text_of(log), content);
+  }
+}
+
+TEST_F(RunOnBus, trace_overwrites_a_long_log) {
+  NodeOnBus lamp(can0, 0x10);
+  lamp.node.device().add_object(0x2000, 1, object_of({0x34, 0x12}));
+  std::string content;
+  while (content.size() < 10'000) {
+    content += "(1700000000.000000) can0 601#4000100000000000\n";
+  }
+  const std::string log = write_file("frames.log", content);
+  EXPECT_EQ(run_lamp({"--trace", log, "read_level"}), ExitStatus::success);
+  EXPECT_LT(text_of(log).size(), 200U);
+}
+
+TEST_F(RunOnBus, trace_follows_no_link) {
+  const std::string target = write_file("target", "");
+  const std::string link = (folder / "link").string();
+  for (const std::string& to : {target, (folder / "nothing").string()}) {
+    std::filesystem::create_symlink(to, link);
+    EXPECT_EQ(run_lamp({"--trace", link, "read_level"}), ExitStatus::bad_input);
+    EXPECT_EQ(err, "velmora-can-bridge: " + link + " is not overwritten: it is a link\n");
+    std::filesystem::remove(link);
+  }
+  EXPECT_EQ(text_of(target), "");
+  EXPECT_FALSE(std::filesystem::exists(folder / "nothing"));
+}
+
+TEST_F(RunOnBus, trace_goes_to_no_device_pipe_or_folder) {
+  const std::string pipe = (folder / "pipe").string();
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  for (const std::string& file : {std::string("/dev/null"), pipe, folder.string()}) {
+    EXPECT_EQ(run_lamp({"--trace", file, "read_level"}), ExitStatus::bad_input);
+    EXPECT_EQ(err, "velmora-can-bridge: " + file + " is not overwritten: it is no regular file\n");
+  }
+}
+
+TEST_F(RunOnBus, trace_needs_the_name_of_a_file) {
+  for (const std::string& file : {std::string(), std::string("-")}) {
+    for (const std::vector<std::string>& trace :
+         {std::vector<std::string>{"--trace", file}, {"--trace=" + file}}) {
+      SCOPED_TRACE(testing::PrintToString(trace));
+      std::vector<std::string> arguments = trace;
+      arguments.emplace_back("read_level");
+      EXPECT_EQ(run_lamp(arguments), ExitStatus::bad_input);
+      EXPECT_THAT(err, StartsWith("velmora-can-bridge: --trace: "));
+    }
+  }
+  EXPECT_FALSE(std::filesystem::exists("-"));
 }
 
 TEST_F(RunOnBus, trace_overwrites_logs_only) {

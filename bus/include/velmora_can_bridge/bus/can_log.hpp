@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <string>
+#include <string_view>
 
 #include "velmora_can_bridge/bus/can_frame.hpp"
 
@@ -12,5 +13,9 @@ namespace velmora_can_bridge {
 /// which canplayer replays and protocol analysers read. `time` counts from the epoch.
 std::string can_log_line(std::chrono::microseconds time, const std::string& interface,
                          const CanFrame& frame);
+
+/// Whether `line` is one that `can_log_line` may have written: a time, an interface, and a data
+/// frame with an 11-bit identifier.
+bool is_can_log_line(std::string_view line);
 
 }  // namespace velmora_can_bridge
