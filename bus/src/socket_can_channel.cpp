@@ -111,17 +111,22 @@ nanoseconds age_of(const timespec& time) {
 
 bool would_block(int error) { return error == EAGAIN || error == EWOULDBLOCK || error == ENOBUFS; }
 
-/// One raw socket, which keeps its number for life: when the interface goes away, it is bound
-/// again to the one that comes back.
+/// A question about the interface; no value when no interface can have that name.
+std::optional<ifreq> request_about(const std::string& interface) {
+  ifreq request{};
+  if (interface.empty() || interface.size() >= sizeof request.ifr_name) {
+    return {};
+  }
+  interface.copy(std::begin(request.ifr_name), interface.size());
+  return request;
+}
+
+/// One raw socket, which keeps its number for life once there is a descriptor for it: when the
+/// interface goes away, it is bound again to the one that comes back.
 class SocketCanEndpoint : public CanEndpoint {
  public:
   SocketCanEndpoint(std::string interface, const std::vector<CanFilter>& filters)
-      : interface_(std::move(interface)),
-        filters_(to_kernel(filters)),
-        socket_(::socket(PF_CAN, SOCK_RAW | SOCK_CLOEXEC, CAN_RAW)) {
-    if (socket_ < 0) {
-      system_error_ = errno;
-    }
+      : interface_(std::move(interface)), filters_(to_kernel(filters)) {
     bind_if_needed();
   }
 
@@ -151,7 +156,10 @@ class SocketCanEndpoint : public CanEndpoint {
 
  private:
   CanStatus bind_if_needed();
+  CanStatus open_and_bind();
+  CanStatus open_socket();
   CanStatus bind_socket();
+  void note_arrivals_on_socket();
   CanStatus try_send(const can_frame& raw);
   CanStatus send_when_there_is_room(const can_frame& raw, nanoseconds patience);
   std::optional<CanStatus> receive_one(CanFrame& frame, nanoseconds timeout);
@@ -166,16 +174,19 @@ class SocketCanEndpoint : public CanEndpoint {
 
   const std::string interface_;
   const std::vector<can_filter> filters_;
-  const int socket_;
+  // Negative until it could be opened; never changed from then on.
+  std::atomic<int> socket_{-1};
   std::atomic<int> system_error_{0};
   std::atomic<bool> is_bound_{false};
-  // Held while the socket is bound, so that two threads do not do it at once.
+  std::atomic<bool> notes_arrivals_{false};
+  // Held while the socket is opened and bound, so that two threads do not do it at once. Guards the
+  // next.
   std::mutex bind_mutex_;
+  bool wants_arrivals_ = false;
   // The rest belongs to the receiving thread.
   nanoseconds kernel_timeout_{0};
-  // That there is no interface was told.
-  bool told_unbound_ = false;
-  bool notes_arrivals_ = false;
+  // What was told last of an interface that cannot be used; ok for nothing.
+  CanStatus told_unbound_ = CanStatus::ok;
   CanArrival arrival_;
   // No frame that is still to be taken came before this: the latest arrival, or the last time at
   // which nothing waited.
@@ -239,7 +250,7 @@ std::optional<CanStatus> SocketCanEndpoint::receive_one(CanFrame& frame, nanosec
   if (bound != CanStatus::ok) {
     return wait_for_interface(bound, timeout);
   }
-  told_unbound_ = false;
+  told_unbound_ = CanStatus::ok;
   const bool waits = timeout > nanoseconds(0);
   if (waits) {
     set_timeout(timeout);
@@ -257,7 +268,7 @@ std::optional<CanStatus> SocketCanEndpoint::receive_one(CanFrame& frame, nanosec
       not_before_ = std::max(not_before_, begun);
     }
     const CanStatus status = would_block(error) ? CanStatus::timed_out : status_of(error);
-    told_unbound_ = status == CanStatus::interface_missing;
+    told_unbound_ = status == CanStatus::interface_missing ? status : CanStatus::ok;
     return status;
   }
   if ((raw.can_id & CAN_ERR_FLAG) != 0) {
@@ -321,15 +332,23 @@ void SocketCanEndpoint::count_lost_until_now() {
 }
 
 void SocketCanEndpoint::note_arrivals() {
+  const std::lock_guard<std::mutex> lock(bind_mutex_);
+  wants_arrivals_ = true;
+  if (socket_ >= 0) {
+    note_arrivals_on_socket();
+  }
+}
+
+void SocketCanEndpoint::note_arrivals_on_socket() {
   const int on = 1;
   notes_arrivals_ = ::setsockopt(socket_, SOL_SOCKET, SO_TIMESTAMPNS, &on, sizeof on) == 0 &&
                     ::setsockopt(socket_, SOL_SOCKET, SO_RXQ_OVFL, &on, sizeof on) == 0;
 }
 
-/// Tells once that there is no interface, then looks now and again whether it is back.
+/// Tells once why the interface cannot be used, then looks now and again whether it can.
 std::optional<CanStatus> SocketCanEndpoint::wait_for_interface(CanStatus status,
                                                                nanoseconds timeout) {
-  if (!std::exchange(told_unbound_, true)) {
+  if (std::exchange(told_unbound_, status) != status) {
     return status;
   }
   if (timeout <= nanoseconds(0)) {
@@ -341,14 +360,17 @@ std::optional<CanStatus> SocketCanEndpoint::wait_for_interface(CanStatus status,
 
 /// A controller that leaves the bus loses its carrier, and with it the mark that it runs.
 CanStatus SocketCanEndpoint::state() const {
-  ifreq request{};
-  interface_.copy(std::begin(request.ifr_name), sizeof request.ifr_name - 1);
+  const int socket = socket_;
+  if (socket < 0) {
+    return CanStatus::ok;  // without a socket nobody can be asked
+  }
+  std::optional<ifreq> request = request_about(interface_);
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): the only way to ask for it
-  if (::ioctl(socket_, SIOCGIFFLAGS, &request) != 0) {
+  if (!request || ::ioctl(socket, SIOCGIFFLAGS, &*request) != 0) {
     return CanStatus::interface_missing;
   }
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-union-access): how the kernel answers
-  const auto flags = static_cast<unsigned>(request.ifr_flags);
+  const auto flags = static_cast<unsigned>(request->ifr_flags);
   if ((flags & IFF_UP) == 0) {
     return CanStatus::interface_down;
   }
@@ -360,19 +382,38 @@ CanStatus SocketCanEndpoint::bind_if_needed() {
     return CanStatus::ok;
   }
   const std::lock_guard<std::mutex> lock(bind_mutex_);
-  return is_bound_ ? CanStatus::ok : bind_socket();
+  return is_bound_ ? CanStatus::ok : open_and_bind();
+}
+
+CanStatus SocketCanEndpoint::open_and_bind() {
+  const CanStatus opened = socket_ < 0 ? open_socket() : CanStatus::ok;
+  return opened == CanStatus::ok ? bind_socket() : opened;
+}
+
+/// Fails when there is no descriptor left, which may be otherwise the next time.
+CanStatus SocketCanEndpoint::open_socket() {
+  const int opened = ::socket(PF_CAN, SOCK_RAW | SOCK_CLOEXEC, CAN_RAW);
+  if (opened < 0) {
+    return failed(errno);
+  }
+  socket_ = opened;
+  if (wants_arrivals_) {
+    note_arrivals_on_socket();
+  }
+  return CanStatus::ok;
 }
 
 CanStatus SocketCanEndpoint::bind_socket() {
-  if (socket_ < 0) {
-    return CanStatus::failed;
+  std::optional<ifreq> request = request_about(interface_);
+  // Asked on this very socket, as any other way takes a descriptor more.
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): the only way to ask for it
+  if (!request || ::ioctl(socket_, SIOCGIFINDEX, &*request) != 0) {
+    return CanStatus::interface_missing;
   }
   sockaddr_can address{};
   address.can_family = AF_CAN;
-  address.can_ifindex = static_cast<int>(::if_nametoindex(interface_.c_str()));
-  if (address.can_ifindex == 0) {
-    return CanStatus::interface_missing;
-  }
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-union-access): how the kernel answers
+  address.can_ifindex = request->ifr_ifindex;
   const can_err_mask_t errors = filters_.empty() ? 0 : CAN_ERR_BUSOFF | CAN_ERR_CRTL;
   const auto filter_bytes = static_cast<socklen_t>(filters_.size() * sizeof(can_filter));
   const bool done =

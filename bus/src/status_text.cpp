@@ -1,5 +1,7 @@
 #include "status_text.hpp"
 
+#include <sys/resource.h>
+
 #include <cerrno>
 #include <system_error>
 
@@ -24,11 +26,23 @@ std::string missing_text(const std::string& interface) {
   return "there is no interface " + interface + " (" + help + ")";
 }
 
+std::string too_many_files_text(const std::string& interface) {
+  rlimit limit{};
+  ::getrlimit(RLIMIT_NOFILE, &limit);
+  return "interface " + interface + " cannot be used: this program has too many open files, its " +
+         "limit is " + std::to_string(limit.rlim_cur) + " (ulimit -n shows and raises it)";
+}
+
 std::string failed_text(const std::string& interface, int system_error) {
   switch (system_error) {
     case EAFNOSUPPORT:
     case EPROTONOSUPPORT:
       return "this kernel has no SocketCAN, so there is no interface " + interface;
+    case EMFILE:
+      return too_many_files_text(interface);
+    case ENFILE:
+      return "interface " + interface + " cannot be used: all programs together have too many " +
+             "open files (sysctl fs.file-max shows and raises the limit)";
     case ENODEV:
       return "interface " + interface + " is no CAN interface";
     default:

@@ -21,6 +21,7 @@
 #include <thread>
 #include <vector>
 
+#include "no_descriptors.hpp"
 #include "socket_can_interface.hpp"
 #include "support/patience.hpp"
 #include "test_frames.hpp"
@@ -130,6 +131,35 @@ TEST_F(SocketCanChannelTest, frames_that_find_the_queue_full_are_counted) {
   send_mark();
   EXPECT_EQ(receive(), CanStatus::ok);
   EXPECT_EQ(receiver->arrival().lost, sent - received) << "told with the next frame";
+}
+
+TEST_F(SocketCanChannelTest, endpoint_opened_without_descriptors_has_its_filters_afterwards) {
+  {
+    const NoDescriptors lack;
+    receiver = channel.open({{0x124}});
+    EXPECT_EQ(receiver->receive(frame, nanoseconds(0)), CanStatus::failed);
+  }
+  EXPECT_EQ(receiver->receive(frame, nanoseconds(0)), CanStatus::timed_out);
+  send_mark();
+  ASSERT_EQ(sender->send({0x124, 1, {3}}, nanoseconds(0)), CanStatus::ok);
+
+  EXPECT_EQ(receive(), CanStatus::ok);
+  EXPECT_EQ(frame, (CanFrame{0x124, 1, {3}}));
+}
+
+TEST_F(SocketCanChannelTest, arrivals_asked_for_without_descriptors_are_noted_afterwards) {
+  {
+    const NoDescriptors lack;
+    receiver = channel.open(everything);
+    receiver->note_arrivals();
+  }
+  EXPECT_EQ(receiver->receive(frame, nanoseconds(0)), CanStatus::timed_out);
+  send_mark();
+  std::this_thread::sleep_for(milliseconds(20));
+  const auto before = receiver->now() - milliseconds(10);
+
+  ASSERT_EQ(receive(), CanStatus::ok);
+  EXPECT_LT(receiver->arrival().time, before) << "when it came, not when it was taken";
 }
 
 TEST_F(SocketCanChannelTest, arrivals_are_noted_beside_error_frames) {

@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "no_descriptors.hpp"
 #include "socket_can_interface.hpp"
 #include "support/patience.hpp"
 #include "velmora_can_bridge/bus/can_bus_backend.hpp"
@@ -72,6 +73,16 @@ class SocketCanNodesTest : public testing::Test {
   CanBusBackend backend{channel, {milliseconds(10000), milliseconds(60000)}};
   Bytes data;
 };
+
+TEST_F(SocketCanNodesTest, backend_whose_first_transfer_lacked_descriptors_works_afterwards) {
+  {
+    const NoDescriptors lack;
+    EXPECT_FALSE(backend.sdo_read(5, word, 0, data));
+    EXPECT_THAT(error_text(5), testing::HasSubstr("too many open files"));
+  }
+  EXPECT_TRUE(backend.sdo_read(5, word, 0, data)) << error_text(5);
+  EXPECT_EQ(data, (Bytes{1, 2}));
+}
 
 TEST_F(SocketCanNodesTest, objects_of_every_length_are_written_and_read_back) {
   for (const std::size_t length : {0U, 1U, 4U, 5U, 7U, 8U, 14U, 15U, 1000U}) {

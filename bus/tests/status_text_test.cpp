@@ -1,6 +1,7 @@
 #include "status_text.hpp"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <cerrno>
 #include <ostream>
@@ -16,6 +17,12 @@ struct StatusCase {
   int system_error;
   std::string text;
 };
+
+std::string open_file_limit() {
+  rlimit limit{};
+  ::getrlimit(RLIMIT_NOFILE, &limit);
+  return std::to_string(limit.rlim_cur);
+}
 
 void PrintTo(const StatusCase& row, std::ostream* out) { *out << row.name; }
 
@@ -55,6 +62,13 @@ INSTANTIATE_TEST_SUITE_P(
                    "this kernel has no SocketCAN, so there is no interface can0"},
         StatusCase{"no_raw_sockets", CanStatus::failed, "can0", EPROTONOSUPPORT,
                    "this kernel has no SocketCAN, so there is no interface can0"},
+        StatusCase{"no_descriptor_for_this_program", CanStatus::failed, "can0", EMFILE,
+                   "interface can0 cannot be used: this program has too many open files, its "
+                   "limit is " +
+                       open_file_limit() + " (ulimit -n shows and raises it)"},
+        StatusCase{"no_descriptor_in_the_system", CanStatus::failed, "can0", ENFILE,
+                   "interface can0 cannot be used: all programs together have too many open files "
+                   "(sysctl fs.file-max shows and raises the limit)"},
         StatusCase{"no_can_interface", CanStatus::failed, "lo", ENODEV,
                    "interface lo is no CAN interface"},
         StatusCase{"any_other_error", CanStatus::failed, "can0", EPERM,
