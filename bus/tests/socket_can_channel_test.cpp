@@ -134,6 +134,7 @@ TEST_F(SocketCanChannelTest, frames_that_find_the_queue_full_are_counted) {
 }
 
 TEST_F(SocketCanChannelTest, endpoint_opened_without_descriptors_has_its_filters_afterwards) {
+  receiver.reset();
   {
     const NoDescriptors lack;
     receiver = channel.open({{0x124}});
@@ -148,10 +149,12 @@ TEST_F(SocketCanChannelTest, endpoint_opened_without_descriptors_has_its_filters
 }
 
 TEST_F(SocketCanChannelTest, arrivals_asked_for_without_descriptors_are_noted_afterwards) {
+  receiver.reset();
   {
     const NoDescriptors lack;
     receiver = channel.open(everything);
     receiver->note_arrivals();
+    EXPECT_EQ(receiver->receive(frame, nanoseconds(0)), CanStatus::failed);
   }
   EXPECT_EQ(receiver->receive(frame, nanoseconds(0)), CanStatus::timed_out);
   send_mark();

@@ -19,8 +19,8 @@ namespace velmora_can_bridge {
 ///
 /// An interface that goes down and comes back, or is taken away and plugged in again, is picked up
 /// by the endpoints that are open. So is a socket that could not be opened because the process, or
-/// the system, has too many open files: sends and the first receive answer `failed`, and each use of
-/// the endpoint tries again. `state` knows nothing of the interface meanwhile, and says `ok`.
+/// the system, has too many open files: sends and the first receive answer `failed`, and each use
+/// of the endpoint tries again. `state` knows nothing of the interface meanwhile, and says `ok`.
 class SocketCanChannel : public CanChannel {
  public:
   /// Opens nothing yet. `interface` is its name.
