@@ -76,7 +76,6 @@ std::string hindrance(const std::string& path, const struct stat& status) {
 FrameLog::FrameLog(const std::string& path, std::string interface)
     : interface_(std::move(interface)) {
   problem_ = open(path);
-  is_complete_ = problem_.empty();
 }
 
 FrameLog::~FrameLog() {
@@ -95,8 +94,8 @@ std::string FrameLog::open(const std::string& path) {
     }
   }
   constexpr mode_t everybody = 0666;
-  // Another file may have come there since. NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg):
-  // POSIX
+  // Another file may come there meanwhile, so its kind is asked again.
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): how POSIX declares it
   file_ = ::open(path.c_str(),
                  O_RDWR | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC,
                  everybody);
@@ -110,7 +109,11 @@ std::string FrameLog::open(const std::string& path) {
   if (!is_log(file_)) {
     return not_overwritten(path, "it is no log of frames");
   }
-  return ::ftruncate(file_, 0) == 0 ? "" : cannot_write(path);
+  if (::ftruncate(file_, 0) != 0) {
+    return cannot_write(path);
+  }
+  is_complete_ = true;
+  return {};
 }
 
 void FrameLog::write(const CanFrame& frame, Time time) {
