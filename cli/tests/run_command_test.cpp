@@ -138,7 +138,7 @@ class FullDisk {
   FullDisk() {
     ::getrlimit(RLIMIT_FSIZE, &before_);
     const rlimit none{0, before_.rlim_max};
-    std::signal(SIGXFSZ, SIG_IGN);
+    handler_ = std::signal(SIGXFSZ, SIG_IGN);
     ::setrlimit(RLIMIT_FSIZE, &none);
   }
   FullDisk(const FullDisk&) = delete;
@@ -147,11 +147,12 @@ class FullDisk {
   FullDisk& operator=(FullDisk&&) = delete;
   ~FullDisk() {
     ::setrlimit(RLIMIT_FSIZE, &before_);
-    std::signal(SIGXFSZ, SIG_DFL);
+    EXPECT_NE(std::signal(SIGXFSZ, handler_), SIG_ERR);
   }
 
  private:
   rlimit before_{};
+  void (*handler_)(int) = SIG_DFL;
 };
 
 TEST_F(RunOnBus, full_disk_under_the_trace_is_a_failure) {
@@ -169,8 +170,9 @@ TEST_F(RunOnBus, full_disk_under_the_trace_is_a_failure) {
 TEST_F(RunOnBus, trace_leaves_a_file_alone_that_only_begins_like_a_log) {
   const std::string line = "(1700000000.000000) can0 000#0100\n";
   for (const std::string& content :
-       {std::string("(just a remark)\n"), line + "and a remark\n", line + "\n" + line,
-        line + std::string(10'000, '('), line + "(1700000000.000000) can0 00000000#0100\n"}) {
+       {std::string("(just a remark)\n"), line + "and a remark\n",
+        std::string(line).append("\n").append(line), line + std::string(10'000, '('),
+        line + "(1700000000.000000) can0 00000000#0100\n"}) {
     SCOPED_TRACE(content.substr(0, 100));
     const std::string log = write_file("notes", content);
     EXPECT_EQ(run_lamp({"--trace", log, "read_level"}), ExitStatus::bad_input);
