@@ -12,7 +12,6 @@
 #include <sstream>
 #include <utility>
 
-#include "flow_depth.hpp"
 #include "text_check.hpp"
 
 namespace velmora_can_bridge {
@@ -207,11 +206,26 @@ std::optional<Position> too_deep_place(const std::string& text) {
   return {};
 }
 
-/// Where a text is nested too deeply in brackets. The parser is given the text up to there and
-/// decides, so that none is refused that it would read.
+/// Where a text is nested too deeply in brackets; no value when it is not.
+///
+/// The parser keeps all of a bracket until the text behind it shows whether it is a key, two
+/// hundred bytes for each one inside, and applies its bound on nesting after that. So it is first
+/// given the text up to some bracket, of twice as many each time, and decides: none is refused that
+/// it would read.
 std::optional<Position> find_too_deep_flow(const std::string& text) {
-  const std::optional<std::size_t> end = find_deep_flow(text, deepest_flow);
-  return end ? too_deep_place(text.substr(0, *end)) : std::nullopt;
+  std::size_t brackets = 0;
+  std::size_t next_look = deepest_flow + 1;
+  for (std::size_t position = 0; position < text.size(); ++position) {
+    const bool opens = text[position] == '[' || text[position] == '{';
+    if (!opens || ++brackets < next_look) {
+      continue;
+    }
+    if (const std::optional<Position> place = too_deep_place(text.substr(0, position + 1))) {
+      return place;
+    }
+    next_look *= 2;
+  }
+  return {};
 }
 
 YamlTree read_first_document(const std::string& text, ProblemList& problems) {
