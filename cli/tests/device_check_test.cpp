@@ -81,7 +81,7 @@ class Device {
 };
 
 TEST(DeviceCheck, finds_nothing_where_all_is_equal) {
-  const std::vector<PdoConfig> pdos{rpdo(1, {controlword, velocity}), rpdo(5, {red}, 0x211),
+  const std::vector<PdoConfig> pdos{rpdo(1, {controlword, velocity}), rpdo(5, {red}, 0x690),
                                     rpdo(6, {red}), tpdo(1, {dummy, red}), tpdo(2, {})};
   const DeviceComparison comparison = Device(pdos).compare(pdos);
   EXPECT_THAT(comparison.differences, IsEmpty());
@@ -117,9 +117,9 @@ const std::vector<DifferenceCase> difference_cases{
      {{"TPDO 2", "COB-ID", "0x0290", "0x0333"}}},
     {"cob_id_only_on_the_device",
      {rpdo(6, {red})},
-     {rpdo(6, {red}, 0x211)},
-     {{"RPDO 6", "COB-ID", "none", "0x0211"}}},
-    {"disabled", {rpdo(6, {red}, 0x211)}, {rpdo(6, {red})}, {{"RPDO 6", "enabled", "yes", "no"}}},
+     {rpdo(6, {red}, 0x690)},
+     {{"RPDO 6", "COB-ID", "none", "0x0690"}}},
+    {"disabled", {rpdo(6, {red}, 0x690)}, {rpdo(6, {red})}, {{"RPDO 6", "enabled", "yes", "no"}}},
     {"absent",
      {rpdo(1, {red}), rpdo(2, {red})},
      {rpdo(2, {red})},
@@ -189,25 +189,25 @@ TEST(DeviceCheck, reads_the_bits_beside_the_cob_id) {
     std::vector<Difference> differences;
   };
   const std::vector<Case> cases{
-      {"no remote frames", 0x211, 0x40000211, {}},
-      {"extended", 0x211, 0x20000211, {{"RPDO 6", "COB-ID", "0x0211", "0x00000211 (29 bits)"}}},
+      {"no remote frames", 0x690, 0x40000690, {}},
+      {"extended", 0x690, 0x20000690, {{"RPDO 6", "COB-ID", "0x0690", "0x00000690 (29 bits)"}}},
       {"long identifier",
-       0x211,
+       0x690,
        0x32345678,
-       {{"RPDO 6", "COB-ID", "0x0211", "0x12345678 (29 bits)"}}},
-      {"bits that an 11-bit identifier does not have", 0x211, 0x00000A11, {}},
-      {"disabled with its identifier", 0x211, 0x80000211, {{"RPDO 6", "enabled", "yes", "no"}}},
+       {{"RPDO 6", "COB-ID", "0x0690", "0x12345678 (29 bits)"}}},
+      {"bits that an 11-bit identifier does not have", 0x690, 0x00000E90, {}},
+      {"disabled with its identifier", 0x690, 0x80000690, {{"RPDO 6", "enabled", "yes", "no"}}},
       {"disabled with another",
-       0x211,
+       0x690,
        0xC0000300,
-       {{"RPDO 6", "enabled", "yes", "no"}, {"RPDO 6", "COB-ID", "0x0211", "0x0300"}}},
-      {"disabled without", 0x211, 0x80000000, {{"RPDO 6", "enabled", "yes", "no"}}},
-      {"enabled without", 0x211, 0x00000000, {{"RPDO 6", "COB-ID", "0x0211", "none"}}},
+       {{"RPDO 6", "enabled", "yes", "no"}, {"RPDO 6", "COB-ID", "0x0690", "0x0300"}}},
+      {"disabled without", 0x690, 0x80000000, {{"RPDO 6", "enabled", "yes", "no"}}},
+      {"enabled without", 0x690, 0x00000000, {{"RPDO 6", "COB-ID", "0x0690", "none"}}},
       {"none in the file, disabled", 0, 0x80000300, {}},
       {"none in the file, enabled", 0, 0x00000300, {{"RPDO 6", "COB-ID", "none", "0x0300"}}},
   };
   for (const Case& row : cases) {
-    Device device({rpdo(6, {red}, 0x211)});
+    Device device({rpdo(6, {red}, 0x690)});
     device.set(0x1405, 1, u32(row.device));
     EXPECT_EQ(device.compare({rpdo(6, {red}, row.file)}).differences, row.differences) << row.name;
   }
