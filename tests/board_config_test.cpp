@@ -19,6 +19,8 @@ TEST(BoardConfig, pdo_has_no_number_and_no_cob_id_until_it_is_filled) {
   EXPECT_EQ(pdo.direction, "");
   EXPECT_EQ(pdo.cob_id, 0);
   EXPECT_TRUE(pdo.mappings.empty());
+  EXPECT_EQ(pdo.transmission, std::nullopt);
+  EXPECT_FALSE(pdo.shared_cob_id);
 }
 
 TEST(BoardConfig, device_entry_names_no_object_until_it_is_filled) {

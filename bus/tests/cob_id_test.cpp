@@ -14,21 +14,6 @@ TEST(CobIdTest, node_ids_are_1_to_127) {
   }
 }
 
-TEST(CobIdTest, predefined_connection_set_has_four_pdos_each_way) {
-  EXPECT_EQ(predefined_tpdo_cob_id(5, 1), 0x185);
-  EXPECT_EQ(predefined_rpdo_cob_id(5, 1), 0x205);
-  EXPECT_EQ(predefined_tpdo_cob_id(5, 2), 0x285);
-  EXPECT_EQ(predefined_rpdo_cob_id(5, 2), 0x305);
-  EXPECT_EQ(predefined_tpdo_cob_id(5, 3), 0x385);
-  EXPECT_EQ(predefined_rpdo_cob_id(5, 3), 0x405);
-  EXPECT_EQ(predefined_tpdo_cob_id(5, 4), 0x485);
-  EXPECT_EQ(predefined_rpdo_cob_id(127, 4), 0x57F);
-  for (unsigned number = 5; number <= 256; ++number) {  // 256 is 0 again
-    EXPECT_EQ(predefined_tpdo_cob_id(5, static_cast<std::uint8_t>(number)), 0) << number;
-    EXPECT_EQ(predefined_rpdo_cob_id(5, static_cast<std::uint8_t>(number)), 0) << number;
-  }
-}
-
 TEST(CobIdTest, no_two_functions_of_any_nodes_share_an_identifier) {
   std::set<std::uint16_t> seen = {nmt_cob_id};
   const auto is_new = [&](unsigned id) {

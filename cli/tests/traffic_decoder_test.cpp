@@ -35,11 +35,11 @@ nodes:
           - {index: 0x60FF, bit_length: 32, field: velocity}
           - {index: 0x0005, bit_length: 8}
           - {index: 0x2000, sub_index: 1, bit_length: 8, field: red}
-      - {number: 5, direction: RPDO, cob_id: 0x211, mappings: [{index: 0x2300, bit_length: 64}]}
+      - {number: 5, direction: RPDO, cob_id: 0x690, mappings: [{index: 0x2300, bit_length: 64}]}
       - {number: 6, direction: RPDO, mappings: [{index: 0x2301, bit_length: 8}]}
       - {number: 2, direction: TPDO, cob_id: 0x300, mappings: [
          {index: 0x2001, bit_length: 1}, {index: 0x2002, bit_length: 7}, {index: 0x6077, bit_length: 12}]}
-      - {number: 1, direction: TPDO, mappings: [{index: 0x6041, bit_length: 16}]}
+      - {number: 1, direction: TPDO, shared_cob_id: true, mappings: [{index: 0x6041, bit_length: 16}]}
     operations:
       read_identity: {kind: read_multi, index: 0x1018, sub_indices: [1, 2]}
       read_vendor: {kind: sdo_read, index: 0x1018, sub_index: 1}
@@ -48,7 +48,7 @@ nodes:
       set_pump: {kind: pump_duty, index: 0x2200, pump_pdo_number: 5, rpdo_channels: [1], sdo_channels: [3]}
   - node_id: 0x11
     pdos:
-      - {number: 2, direction: RPDO, cob_id: 0x190, mappings: [{index: 0x2000, bit_length: 8}]}
+      - {number: 2, direction: RPDO, cob_id: 0x190, shared_cob_id: true, mappings: [{index: 0x2000, bit_length: 8}]}
 )";
 
 class TrafficDecoderTest : public testing::Test {
@@ -151,7 +151,7 @@ const std::vector<FrameCase> pdo_cases{
      "node 0x10  RPDO 1     wheel 0x60FF/0 (velocity) = 01 00 00 00 (1), "
      "led 0x2000/1 (red) = 02 (2) (7 bytes, the mapping needs 6)"},
     {"rpdo_with_its_own_cob_id_of_64_bits",
-     0x211,
+     0x690,
      {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF},
      "node 0x10  RPDO 5     0x2300/0 = FF FF FF FF FF FF FF FF (18446744073709551615)"},
     {"tpdo_with_bits",

@@ -1,5 +1,6 @@
 #include "board_checks.hpp"
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <set>
@@ -7,6 +8,10 @@
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "dispatch/hex_u16.hpp"
+#include "dispatch/lookups.hpp"
+#include "member_readers.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -160,15 +165,97 @@ void check_layout(const YamlValue& pdo, const PdoConfig& config, ProblemList& pr
   }
 }
 
-void check_pdos(const YamlValue& node, const BoardConfig& board, ProblemList& problems) {
-  const std::vector<const YamlValue*>& pdos = elements_at(node, "pdos");
+/// CiA 301, 7.5.2.35: the types that ask for remote frames are those of TPDOs alone.
+void check_transmission(const YamlValue& pdo, const PdoConfig& config, ProblemList& problems) {
+  const std::uint8_t type = config.transmission.value_or(0);
+  const bool asks_for_remote_frames = type == 252 || type == 253;
+  if (asks_for_remote_frames && config.direction == rpdo_direction) {
+    report_unexpected({"transmission", member_or_record(pdo, "transmission"), problems},
+                      "0 to 240, 254 or 255 for an RPDO");
+  }
+}
+
+/// Reports PDOs that have the COB-ID of an earlier one, unless all of them say that they share it.
+class CobIdCheck {
+ public:
+  explicit CobIdCheck(ProblemList& problems) : problems_(&problems) {}
+
+  void add(std::uint8_t node_id, const YamlValue& source, const PdoConfig& pdo) {
+    const std::uint16_t cob_id = known_cob_id(node_id, source, pdo);
+    if (cob_id == 0) {
+      return;
+    }
+    const Use use{node_id, &pdo, member_or_record(source, "cob_id").at};
+    const bool is_shared = may_be_shared(source, pdo);
+    const Uses& rivals = is_shared ? unshared_uses_ : uses_;
+    if (const auto rival = rivals.find(cob_id); rival != rivals.end()) {
+      report_clash(cob_id, rival->second, use);
+    }
+    uses_.emplace(cob_id, use);
+    if (!is_shared) {
+      unshared_uses_.emplace(cob_id, use);
+    }
+  }
+
+ private:
+  struct Use {
+    std::uint8_t node_id;
+    const PdoConfig* pdo;
+    Position at;
+  };
+  /// The first one of each COB-ID.
+  using Uses = std::map<std::uint16_t, Use>;
+
+  /// 0 when the PDO has none, or what gives it could not be read.
+  static std::uint16_t known_cob_id(std::uint8_t node_id, const YamlValue& source,
+                                    const PdoConfig& pdo) {
+    const bool is_unreadable = pdo.cob_id == 0 && source.find("cob_id") != nullptr;
+    const bool has_name = node_id != 0 && pdo.number != 0 && !pdo.direction.empty();
+    return has_name && !is_unreadable ? cob_id_of(node_id, pdo) : std::uint16_t{0};
+  }
+
+  static bool may_be_shared(const YamlValue& source, const PdoConfig& pdo) {
+    const YamlValue* member = source.find("shared_cob_id");
+    ProblemList reported_before{};
+    return pdo.shared_cob_id ||
+           (member != nullptr && !flag_of({"shared_cob_id", *member, reported_before}));
+  }
+
+  /// A node or a PDO that stands twice is a mistake of its own.
+  static bool is_same_pdo(const Use& one, const Use& other) {
+    return one.node_id == other.node_id && one.pdo->direction == other.pdo->direction &&
+           one.pdo->number == other.pdo->number;
+  }
+
+  void report_clash(std::uint16_t cob_id, const Use& earlier, const Use& later) {
+    if (is_same_pdo(earlier, later)) {
+      return;
+    }
+    problems_->error(
+        later.at, "COB-ID " + hex_u16(cob_id) + " is that of " + earlier.pdo->direction + " " +
+                      std::to_string(earlier.pdo->number) + " of node " + hex_u8(earlier.node_id) +
+                      " in line " + std::to_string(earlier.at.line) +
+                      ", too; if that is meant, all PDOs that have it say "
+                      "shared_cob_id: true");
+  }
+
+  Uses uses_;
+  Uses unshared_uses_;
+  ProblemList* const problems_;
+};
+
+void check_pdos(const YamlValue& source, const NodeConfig& node, CobIdCheck& cob_ids,
+                ProblemList& problems) {
+  const std::vector<const YamlValue*>& pdos = elements_at(source, "pdos");
   FirstUses<std::pair<std::string_view, std::uint8_t>> uses;
   for (std::size_t position = 0; position < pdos.size(); ++position) {
-    const PdoConfig& config = board.pdos[position];
+    const PdoConfig& config = node.board.pdos[position];
     if (config.number != 0 && !config.direction.empty()) {
       uses.add({config.direction, config.number}, member_or_record(*pdos[position], "number").at,
                config.direction + " " + std::to_string(config.number) + " of this node", problems);
     }
+    check_transmission(*pdos[position], config, problems);
+    cob_ids.add(node.node_id, *pdos[position], config);
     check_field_names(*pdos[position], config, problems);
     check_layout(*pdos[position], config, problems);
   }
@@ -238,6 +325,7 @@ void check_board(const YamlValue& root, const BoardFile& board, ProblemList& pro
   const std::vector<const YamlValue*>& nodes = elements_at(root, "nodes");
   FirstUses<std::uint8_t> node_ids;
   FirstUses<std::string_view> devices;
+  CobIdCheck cob_ids(problems);
   for (std::size_t position = 0; position < nodes.size(); ++position) {
     const YamlValue& source = *nodes[position];
     const NodeConfig& node = board.nodes[position];
@@ -248,7 +336,7 @@ void check_board(const YamlValue& root, const BoardFile& board, ProblemList& pro
     for (const YamlEntry& entry : entries_at(source, "device_od_map")) {
       devices.add(entry.key(), entry.key_value->at, "device " + quoted(entry.key()), problems);
     }
-    check_pdos(source, node.board, problems);
+    check_pdos(source, node, cob_ids, problems);
     check_operations(source, node, problems);
   }
 }

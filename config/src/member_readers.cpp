@@ -117,18 +117,27 @@ std::string enumeration(const std::vector<std::string>& texts) {
   return joined;
 }
 
-std::optional<std::uint64_t> number_between(const Item& item, std::uint64_t low,
-                                            std::uint64_t high) {
+std::optional<std::uint64_t> number_among(const Item& item, const std::vector<NumberRange>& ranges,
+                                          const std::string& expectation) {
   const YamlValue& value = item.value;
   if (value.type == YamlType::scalar && !value.is_text && !has_leading_zero(value.text)) {
     const std::optional<std::uint64_t> number = parse_number(value.text);
-    if (number && low <= *number && *number <= high) {
+    const bool is_allowed =
+        number && std::any_of(ranges.begin(), ranges.end(), [&](const NumberRange& range) {
+          return range.low <= *number && *number <= range.high;
+        });
+    if (is_allowed) {
       return number;
     }
   }
-  report_unexpected(item, "a number from " + limit_text(low) + " to " + limit_text(high),
-                    number_hint(value));
+  report_unexpected(item, expectation, number_hint(value));
   return std::nullopt;
+}
+
+std::optional<std::uint64_t> number_between(const Item& item, std::uint64_t low,
+                                            std::uint64_t high) {
+  return number_among(item, {{low, high}},
+                      "a number from " + limit_text(low) + " to " + limit_text(high));
 }
 
 std::optional<std::string> text_of(const Item& item) {
@@ -163,21 +172,21 @@ void report_unknown_key(const Item& record, const YamlEntry& entry,
                                                  quoted(entry.key()) + suggestion);
 }
 
-void read_flag(const Item& item, std::uint8_t& target) {
+std::optional<bool> flag_of(const Item& item) {
   struct Row {
     std::string_view text;
-    std::uint8_t flag;
+    bool flag;
   };
-  static constexpr Row rows[] = {{"true", 1}, {"false", 0}, {"1", 1}, {"0", 0}};
+  static constexpr Row rows[] = {{"true", true}, {"false", false}, {"1", true}, {"0", false}};
   if (item.value.type == YamlType::scalar && !item.value.is_text) {
     for (const Row& row : rows) {
       if (item.value.text == row.text) {
-        target = row.flag;
-        return;
+        return row.flag;
       }
     }
   }
   report_unexpected(item, "true, false, 1 or 0");
+  return std::nullopt;
 }
 
 void read_text(const Item& item, std::string& target) {

@@ -46,13 +46,26 @@ std::string_view nearest_name(std::string_view name,
 /// "a, b or c".
 std::string enumeration(const std::vector<std::string>& texts);
 
-/// The number, decimal without leading zeros or hexadecimal after "0x", from `low` to `high`.
-/// Else reports it.
+/// Numbers from `low` to `high`, both among them.
+struct NumberRange {
+  std::uint64_t low = 0;
+  std::uint64_t high = 0;
+};
+
+/// The number, decimal without leading zeros or hexadecimal after "0x", when it lies in one of
+/// `ranges`. Else reports it, with `expectation`.
+std::optional<std::uint64_t> number_among(const Item& item, const std::vector<NumberRange>& ranges,
+                                          const std::string& expectation);
+
+/// As `number_among`, from `low` to `high`.
 std::optional<std::uint64_t> number_between(const Item& item, std::uint64_t low,
                                             std::uint64_t high);
 
 /// The text of any scalar. Else reports it.
 std::optional<std::string> text_of(const Item& item);
+
+/// What true, false, 1 or 0 says. Else reports it.
+std::optional<bool> flag_of(const Item& item);
 
 /// True when the value is a list. Else reports it.
 bool is_list(const Item& item);
@@ -72,8 +85,12 @@ void read_number(const Item& item, Number& target) {
   }
 }
 
-/// true, false, 1 or 0.
-void read_flag(const Item& item, std::uint8_t& target);
+template <typename Flag>
+void read_flag(const Item& item, Flag& target) {
+  if (const std::optional<bool> flag = flag_of(item)) {
+    target = Flag{*flag};
+  }
+}
 
 void read_text(const Item& item, std::string& target);
 

@@ -59,23 +59,28 @@ void read_mapping(const Item& item, PdoMapping& mapping) {
 /// The identifiers that CiA 301 (7.3.5) leaves to PDOs: not those of NMT, SYNC, emergencies, SDO
 /// and heartbeats, nor the restricted ones.
 void read_cob_id(const Item& item, uint16_t& target) {
-  const std::optional<uint64_t> number = number_between(item, 0, 0xFFFF);
-  if (!number) {
-    return;
+  if (const auto number =
+          number_among(item, {{0x181, 0x57F}, {0x680, 0x6DF}},
+                       "an identifier that PDOs may have, 0x181 to 0x57F or 0x680 to 0x6DF")) {
+    target = static_cast<uint16_t>(*number);
   }
-  const bool is_free =
-      (*number >= 0x181 && *number <= 0x57F) || (*number >= 0x680 && *number <= 0x6DF);
-  if (!is_free) {
-    report_unexpected(item, "an identifier that PDOs may have, 0x181 to 0x57F or 0x680 to 0x6DF");
-    return;
+}
+
+/// Those of either direction; which an RPDO may have is judged where its direction is known.
+void read_transmission(const Item& item, std::optional<uint8_t>& target) {
+  if (const auto number =
+          number_among(item, {{0, 240}, {252, 255}},
+                       "a transmission type, 0 to 240, 254 or 255, for a TPDO also 252 or 253")) {
+    target = static_cast<uint8_t>(*number);
   }
-  target = static_cast<uint16_t>(*number);
 }
 
 constexpr Member<PdoConfig> pdo_members[] = {
     {"number", required, read_into<&PdoConfig::number, read_number<uint8_t, 1>>},
     {"direction", required, read_into<&PdoConfig::direction, read_choice<directions>>},
     {"cob_id", optional, read_into<&PdoConfig::cob_id, read_cob_id>},
+    {"transmission", optional, read_into<&PdoConfig::transmission, read_transmission>},
+    {"shared_cob_id", optional, read_into<&PdoConfig::shared_cob_id, read_flag>},
     {"mappings", required, read_into<&PdoConfig::mappings, read_list<PdoMapping, read_mapping>>},
 };
 

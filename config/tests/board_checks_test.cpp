@@ -118,6 +118,121 @@ INSTANTIATE_TEST_SUITE_P(
              {"7:32: error: bit_length: expected a number from 1 to 64, found \"x\""})),
     RowName());
 
+std::string clash(const std::string& place, const std::string& cob_id, const std::string& earlier) {
+  return place + ": error: COB-ID " + cob_id + " is that of " + earlier +
+         ", too; if that is meant, all PDOs that have it say shared_cob_id: true";
+}
+
+/// A node 0x10 with these PDOs in line 2 and on, then the rest.
+ProblemCase two_nodes(const std::string& name, const std::string& pdos_of_the_first,
+                      const std::string& pdos_of_the_second, const Texts& problems) {
+  return {name,
+          "nodes:\n- {node_id: 0x10, pdos: [" + pdos_of_the_first +
+              "]}\n- {node_id: 0x11, pdos: [" + pdos_of_the_second + "]}\n",
+          problems};
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    cob_ids, BoardProblems,
+    testing::Values(
+        pdos("cob_id_twice_in_a_node",
+             "    - {number: 1, direction: RPDO, cob_id: 0x690, mappings: []}\n"
+             "    - {number: 2, direction: RPDO, mappings: []}\n"
+             "    - {number: 7, direction: TPDO, cob_id: 0x690, mappings: []}\n",
+             {clash("6:44", "0x0690", "RPDO 1 of node 0x01 in line 4")}),
+        pdos("cob_id_that_is_the_predefined_one_of_a_later_pdo",
+             "    - {number: 5, direction: RPDO, cob_id: 0x201, mappings: []}\n"
+             "    - {number: 1, direction: RPDO, mappings: []}\n",
+             {clash("5:7", "0x0201", "RPDO 5 of node 0x01 in line 4")}),
+        pdos("cob_id_of_a_predefined_tpdo",
+             "    - {number: 4, direction: TPDO, mappings: []}\n"
+             "    - {number: 1, direction: RPDO, cob_id: 0x481, mappings: []}\n",
+             {clash("5:44", "0x0481", "TPDO 4 of node 0x01 in line 4")}),
+        pdos("pdos_without_any_cob_id",
+             "    - {number: 5, direction: RPDO, mappings: []}\n"
+             "    - {number: 6, direction: RPDO, mappings: []}\n"
+             "    - {number: 5, direction: TPDO, mappings: []}\n",
+             {}),
+        two_nodes("cob_id_in_two_nodes",
+                  "{number: 5, direction: RPDO, cob_id: 0x211, mappings: []}",
+                  "{number: 1, direction: RPDO, mappings: []}",
+                  {clash("3:26", "0x0211", "RPDO 5 of node 0x10 in line 2")}),
+        two_nodes("tpdo_that_another_node_takes", "{number: 1, direction: TPDO, mappings: []}",
+                  "{number: 1, direction: RPDO, cob_id: 0x190, mappings: []}",
+                  {clash("3:63", "0x0190", "TPDO 1 of node 0x10 in line 2")}),
+        two_nodes("cob_id_that_all_share",
+                  "{number: 1, direction: TPDO, shared_cob_id: true, mappings: []}",
+                  "{number: 1, direction: RPDO, cob_id: 0x190, shared_cob_id: true, mappings: []},"
+                  "{number: 2, direction: RPDO, cob_id: 0x190, shared_cob_id: 1, mappings: []}",
+                  {}),
+        two_nodes("cob_id_that_the_first_shares",
+                  "{number: 1, direction: RPDO, cob_id: 0x690, shared_cob_id: true, mappings: []}",
+                  "{number: 1, direction: RPDO, cob_id: 0x690, shared_cob_id: false, mappings: []}",
+                  {clash("3:63", "0x0690", "RPDO 1 of node 0x10 in line 2")}),
+        two_nodes("cob_id_that_the_second_shares",
+                  "{number: 1, direction: RPDO, cob_id: 0x690, mappings: []}",
+                  "{number: 1, direction: RPDO, cob_id: 0x690, shared_cob_id: true, mappings: []}",
+                  {clash("3:63", "0x0690", "RPDO 1 of node 0x10 in line 2")}),
+        pdos(
+            "cob_id_that_one_of_many_does_not_share",
+            "    - {number: 1, direction: RPDO, cob_id: 0x690, shared_cob_id: true, mappings: []}\n"
+            "    - {number: 2, direction: RPDO, cob_id: 0x690, shared_cob_id: true, mappings: []}\n"
+            "    - {number: 3, direction: RPDO, cob_id: 0x690, mappings: []}\n"
+            "    - {number: 4, direction: RPDO, cob_id: 0x690, shared_cob_id: true, mappings: "
+            "[]}\n",
+            {clash("6:44", "0x0690", "RPDO 1 of node 0x01 in line 4"),
+             clash("7:44", "0x0690", "RPDO 3 of node 0x01 in line 6")}),
+        pdos("shared_cob_id_that_nobody_else_has",
+             "    - {number: 1, direction: RPDO, shared_cob_id: true, mappings: []}\n", {})),
+    RowName());
+
+INSTANTIATE_TEST_SUITE_P(
+    cob_ids_in_doubt, BoardProblems,
+    testing::Values(
+        two_nodes("unreadable_cob_id", "{number: 1, direction: RPDO, cob_id: x, mappings: []}",
+                  "{number: 9, direction: RPDO, cob_id: 0x210, mappings: []}",
+                  {"2:63: error: cob_id: expected an identifier that PDOs may have, 0x181 to 0x57F "
+                   "or 0x680 to 0x6DF, found \"x\""}),
+        two_nodes("unreadable_share",
+                  "{number: 1, direction: RPDO, cob_id: 0x690, shared_cob_id: x, mappings: []}",
+                  "{number: 1, direction: RPDO, cob_id: 0x690, shared_cob_id: 1, mappings: []}",
+                  {"2:85: error: shared_cob_id: expected true, false, 1 or 0, found \"x\""}),
+        two_nodes("unreadable_direction", "{number: 1, direction: x, cob_id: 0x690, mappings: []}",
+                  "{number: 1, direction: RPDO, cob_id: 0x690, mappings: []}",
+                  {"2:49: error: direction: expected \"RPDO\" or \"TPDO\", found \"x\""}),
+        ProblemCase{"pdos_of_a_node_that_stands_twice",
+                    "nodes:\n"
+                    "- {node_id: 1, pdos: [{number: 1, direction: RPDO, mappings: []}]}\n"
+                    "- {node_id: 1, pdos: [{number: 1, direction: RPDO, mappings: []}]}\n",
+                    {"3:13: error: node_id 1 stands twice, first in line 2"}},
+        ProblemCase{
+            "pdos_of_a_node_without_a_readable_id",
+            "nodes:\n"
+            "- {node_id: 1, pdos: [{number: 1, direction: RPDO, mappings: []}]}\n"
+            "- {node_id: 0, pdos: [{number: 1, direction: RPDO, cob_id: 0x201, mappings: []}]}\n",
+            {"3:13: error: node_id: expected a number from 1 to 127, found \"0\""}}),
+    RowName());
+
+INSTANTIATE_TEST_SUITE_P(
+    transmissions, BoardProblems,
+    testing::Values(
+        pdos("transmissions_of_either_direction",
+             "    - {number: 1, direction: RPDO, transmission: 0, mappings: []}\n"
+             "    - {number: 2, direction: RPDO, transmission: 240, mappings: []}\n"
+             "    - {number: 3, direction: RPDO, transmission: 254, mappings: []}\n"
+             "    - {number: 4, direction: RPDO, transmission: 255, mappings: []}\n"
+             "    - {number: 1, direction: TPDO, transmission: 252, mappings: []}\n"
+             "    - {number: 2, direction: TPDO, transmission: 253, mappings: []}\n",
+             {}),
+        pdos("transmissions_of_tpdos_alone",
+             "    - {number: 1, direction: RPDO, transmission: 252, mappings: []}\n"
+             "    - {transmission: 0xFD, number: 2, direction: RPDO, mappings: []}\n",
+             {"4:50: error: transmission: expected 0 to 240, 254 or 255 for an RPDO, found "
+              "\"252\"",
+              "5:22: error: transmission: expected 0 to 240, 254 or 255 for an RPDO, found "
+              "\"0xFD\""})),
+    RowName());
+
 /// RPDO 1 with the fields a and b, RPDO 2 with c, TPDO 3 with d; the operation's keys in line 9.
 ProblemCase reference(const std::string& name, const std::string& keys, const Texts& problems) {
   return {name,

@@ -35,7 +35,7 @@ nodes:
         mappings:
           - {index: 0x2000, sub_index: 1, bit_length: 8, field: red}
           - {index: 0x2001, bit_length: 16, field: green}
-      - {number: 255, direction: TPDO, cob_id: 0x185, mappings: []}
+      - {number: 255, direction: TPDO, cob_id: 0x185, transmission: 240, shared_cob_id: true, mappings: []}
     operations:
       everything:
         kind: sdo_write
@@ -98,6 +98,10 @@ TEST_F(LoadedNode, has_its_pdos_in_order) {
   EXPECT_EQ(pdos[0].cob_id, 0);
   EXPECT_EQ(pdos[1].direction, "TPDO");
   EXPECT_EQ(pdos[1].cob_id, 0x185);
+  EXPECT_EQ(pdos[0].transmission, std::nullopt);
+  EXPECT_EQ(pdos[1].transmission, 240);
+  EXPECT_FALSE(pdos[0].shared_cob_id);
+  EXPECT_TRUE(pdos[1].shared_cob_id);
   EXPECT_THAT(pdos[1].mappings, IsEmpty());
 }
 
@@ -342,44 +346,61 @@ std::string cob_id_problem(const std::string& found) {
          found;
 }
 
+std::string transmission_problem(const std::string& found) {
+  return "3:43: error: transmission: expected a transmission type, 0 to 240, 254 or 255, for a "
+         "TPDO also 252 or 253, found " +
+         found;
+}
+
 INSTANTIATE_TEST_SUITE_P(
     pdo, MemberProblems,
-    testing::Values(pdo("rpdo", "number: 1, direction: RPDO, mappings: []", {}),
-                    pdo("tpdo", "number: 255, direction: 'TPDO', mappings: []", {}),
-                    pdo("empty", "",
-                        {"2:20: error: pdo: missing key \"number\"",
-                         "2:20: error: pdo: missing key \"direction\"",
-                         "2:20: error: pdo: missing key \"mappings\""}),
-                    pdo("number_zero", "number: 0, direction: RPDO, mappings: []",
-                        {"3:9: error: number: expected a number from 1 to 255, found \"0\""}),
-                    pdo("number_too_large", "number: 256, direction: RPDO, mappings: []",
-                        {"3:9: error: number: expected a number from 1 to 255, found \"256\""}),
-                    pdo("cob_ids_at_the_ends_of_their_ranges",
-                        "number: 1, direction: RPDO, cob_id: 0x181, mappings: []\n"
-                        "}, {number: 2, direction: RPDO, cob_id: 0x57F, mappings: []\n"
-                        "}, {number: 3, direction: RPDO, cob_id: 0x680, mappings: []\n"
-                        "}, {number: 4, direction: TPDO, cob_id: 0x6DF, mappings: []",
-                        {}),
-                    pdo("cob_id_below", "number: 1, direction: RPDO, cob_id: 0x180, mappings: []",
-                        {cob_id_problem("\"0x180\"")}),
-                    pdo("cob_id_of_sdo_answers",
-                        "number: 1, direction: RPDO, cob_id: 0x580, mappings: []",
-                        {cob_id_problem("\"0x580\"")}),
-                    pdo("cob_id_of_sdo_requests",
-                        "number: 1, direction: RPDO, cob_id: 0x67F, mappings: []",
-                        {cob_id_problem("\"0x67F\"")}),
-                    pdo("cob_id_above", "number: 1, direction: RPDO, cob_id: 0x6E0, mappings: []",
-                        {cob_id_problem("\"0x6E0\"")}),
-                    pdo("cob_id_zero", "number: 1, direction: RPDO, cob_id: 0, mappings: []",
-                        {cob_id_problem("\"0\"")}),
-                    pdo("cob_id_as_text", "number: 1, direction: RPDO, cob_id: x, mappings: []",
-                        {"3:37: error: cob_id: expected a number from 0 to 0xFFFF, found \"x\""}),
-                    pdo("direction", "number: 1, direction: rpdo, mappings: []",
-                        {"3:23: error: direction: expected \"RPDO\" or \"TPDO\", found \"rpdo\""}),
-                    pdo("direction_as_list", "number: 1, direction: [RPDO], mappings: []",
-                        {"3:23: error: direction: expected \"RPDO\" or \"TPDO\", found a list"}),
-                    pdo("mappings", "number: 1, direction: RPDO, mappings: {}",
-                        {"3:39: error: mappings: expected a list, found a map"})),
+    testing::Values(
+        pdo("rpdo", "number: 1, direction: RPDO, mappings: []", {}),
+        pdo("tpdo", "number: 255, direction: 'TPDO', mappings: []", {}),
+        pdo("empty", "",
+            {"2:20: error: pdo: missing key \"number\"",
+             "2:20: error: pdo: missing key \"direction\"",
+             "2:20: error: pdo: missing key \"mappings\""}),
+        pdo("number_zero", "number: 0, direction: RPDO, mappings: []",
+            {"3:9: error: number: expected a number from 1 to 255, found \"0\""}),
+        pdo("number_too_large", "number: 256, direction: RPDO, mappings: []",
+            {"3:9: error: number: expected a number from 1 to 255, found \"256\""}),
+        pdo("cob_ids_at_the_ends_of_their_ranges",
+            "number: 1, direction: RPDO, cob_id: 0x181, mappings: []\n"
+            "}, {number: 2, direction: RPDO, cob_id: 0x57F, mappings: []\n"
+            "}, {number: 3, direction: RPDO, cob_id: 0x680, mappings: []\n"
+            "}, {number: 4, direction: TPDO, cob_id: 0x6DF, mappings: []",
+            {}),
+        pdo("cob_id_below", "number: 1, direction: RPDO, cob_id: 0x180, mappings: []",
+            {cob_id_problem("\"0x180\"")}),
+        pdo("cob_id_of_sdo_answers", "number: 1, direction: RPDO, cob_id: 0x580, mappings: []",
+            {cob_id_problem("\"0x580\"")}),
+        pdo("cob_id_of_sdo_requests", "number: 1, direction: RPDO, cob_id: 0x67F, mappings: []",
+            {cob_id_problem("\"0x67F\"")}),
+        pdo("cob_id_above", "number: 1, direction: RPDO, cob_id: 0x6E0, mappings: []",
+            {cob_id_problem("\"0x6E0\"")}),
+        pdo("cob_id_zero", "number: 1, direction: RPDO, cob_id: 0, mappings: []",
+            {cob_id_problem("\"0\"")}),
+        pdo("cob_id_as_text", "number: 1, direction: RPDO, cob_id: x, mappings: []",
+            {cob_id_problem("\"x\"")}),
+        pdo("transmission_between_the_types",
+            "number: 1, direction: RPDO, transmission: 241, mappings: []",
+            {transmission_problem("\"241\"")}),
+        pdo("transmission_reserved", "number: 1, direction: TPDO, transmission: 251, mappings: []",
+            {transmission_problem("\"251\"")}),
+        pdo("transmission_too_large", "number: 1, direction: TPDO, transmission: 256, mappings: []",
+            {transmission_problem("\"256\"")}),
+        pdo("transmission_as_text", "number: 1, direction: TPDO, transmission: sync, mappings: []",
+            {transmission_problem("\"sync\"")}),
+        pdo("shared_cob_id", "number: 1, direction: TPDO, shared_cob_id: 2, mappings: []",
+            {"3:44: error: shared_cob_id: expected true, false, 1 or 0, found "
+             "\"2\""}),
+        pdo("direction", "number: 1, direction: rpdo, mappings: []",
+            {"3:23: error: direction: expected \"RPDO\" or \"TPDO\", found \"rpdo\""}),
+        pdo("direction_as_list", "number: 1, direction: [RPDO], mappings: []",
+            {"3:23: error: direction: expected \"RPDO\" or \"TPDO\", found a list"}),
+        pdo("mappings", "number: 1, direction: RPDO, mappings: {}",
+            {"3:39: error: mappings: expected a list, found a map"})),
     RowName());
 
 INSTANTIATE_TEST_SUITE_P(

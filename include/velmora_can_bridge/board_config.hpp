@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -39,6 +40,13 @@ struct PdoConfig {
   std::uint16_t cob_id = 0;
   /// The mapped fields in frame order, the first at byte 0; 64 bits in all at most.
   std::vector<PdoMapping> mappings;
+  /// Transmission type that the node has the PDO configured with (CiA 301, 7.5.2.35 and 7.5.2.37):
+  /// 0 to 240 wait for the SYNC, 252 and 253, of TPDOs alone, for a remote frame, 254 and 255 go at
+  /// once. No value: not known. For checks of a node; neither controller nor backends read it.
+  std::optional<std::uint8_t> transmission = std::nullopt;
+  /// Other PDOs have the same COB-ID on purpose, such as one frame that several nodes take. For
+  /// checks of a board; neither controller nor backends read it.
+  bool shared_cob_id = false;
 };
 
 /// Where one named device sits in the node's object dictionary.

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "velmora_can_bridge/board_config.hpp"
+#include "velmora_can_bridge/predefined_cob_id.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -23,6 +24,15 @@ inline constexpr std::string_view sdo_transport = "sdo";
 
 inline bool is_pdo(const PdoConfig& pdo, std::uint8_t number, std::string_view direction) {
   return pdo.number == number && pdo.direction == direction;
+}
+
+/// The COB-ID of the node's PDO: its own, else the predefined one; 0 when it has neither.
+inline std::uint16_t cob_id_of(std::uint8_t node_id, const PdoConfig& pdo) {
+  if (pdo.cob_id != 0) {
+    return pdo.cob_id;
+  }
+  return pdo.direction == rpdo_direction ? predefined_rpdo_cob_id(node_id, pdo.number)
+                                         : predefined_tpdo_cob_id(node_id, pdo.number);
 }
 
 /// Whole bytes that the mapping occupies in the frame: its bit length divided by 8, rounded down.

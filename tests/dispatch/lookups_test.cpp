@@ -47,6 +47,14 @@ TEST(FindPdo, no_match_is_null) {
   EXPECT_EQ(find_pdo(BoardConfig{}, 1, "RPDO"), nullptr);
 }
 
+TEST(CobIdOf, is_the_one_of_the_pdo_else_the_predefined_one) {
+  EXPECT_EQ(cob_id_of(5, {1, "RPDO", 0x690, {}}), 0x690);
+  EXPECT_EQ(cob_id_of(5, {1, "RPDO", 0, {}}), 0x205);
+  EXPECT_EQ(cob_id_of(5, {1, "TPDO", 0, {}}), 0x185);
+  EXPECT_EQ(cob_id_of(5, {5, "RPDO", 0, {}}), 0);
+  EXPECT_EQ(cob_id_of(5, {5, "TPDO", 0, {}}), 0);
+}
+
 TEST(FindMappingByField, first_of_that_exact_name_wins) {
   const PdoConfig pdo{1, "RPDO", 0, {mapping("A", 8), mapping("a", 8), mapping("a", 16)}};
   EXPECT_EQ(find_mapping_by_field(pdo, "a"), &pdo.mappings[1]);

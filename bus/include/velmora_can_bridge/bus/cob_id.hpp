@@ -1,7 +1,9 @@
-/// COB-IDs of the predefined connection set (CiA 301, 7.3.3).
+/// COB-IDs of the predefined connection set (CiA 301, 7.3.3), those of PDOs included.
 #pragma once
 
 #include <cstdint>
+
+#include "velmora_can_bridge/predefined_cob_id.hpp"
 
 namespace velmora_can_bridge {
 
@@ -23,17 +25,5 @@ inline constexpr std::uint16_t heartbeat_cob_id = 0x700;
 
 /// Selects the function of a COB-ID, without the node id.
 inline constexpr std::uint16_t function_mask = 0x780;
-
-/// The predefined COB-ID of RPDO `number` of a node; 0 for a number other than 1 to 4.
-inline constexpr std::uint16_t predefined_rpdo_cob_id(std::uint8_t node_id, std::uint8_t number) {
-  return number >= 1 && number <= 4 ? static_cast<std::uint16_t>(0x100 + 0x100 * number + node_id)
-                                    : std::uint16_t{0};
-}
-
-/// The predefined COB-ID of TPDO `number` of a node; 0 for a number other than 1 to 4.
-inline constexpr std::uint16_t predefined_tpdo_cob_id(std::uint8_t node_id, std::uint8_t number) {
-  return number >= 1 && number <= 4 ? static_cast<std::uint16_t>(0x080 + 0x100 * number + node_id)
-                                    : std::uint16_t{0};
-}
 
 }  // namespace velmora_can_bridge
