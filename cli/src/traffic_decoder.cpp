@@ -10,7 +10,6 @@
 namespace velmora_can_bridge {
 namespace {
 
-constexpr std::uint16_t sync_cob_id = 0x080;
 constexpr std::uint16_t time_cob_id = 0x100;
 constexpr std::uint16_t first_pdo_cob_id = 0x180;
 constexpr std::uint16_t last_pdo_cob_id = 0x57F;

@@ -17,6 +17,9 @@ inline constexpr bool is_node_id(std::uint8_t node_id) {
 /// NMT commands, to all nodes.
 inline constexpr std::uint16_t nmt_cob_id = 0x000;
 
+/// The SYNC, unless object 0x1005 of the nodes says another one.
+inline constexpr std::uint16_t sync_cob_id = 0x080;
+
 /// First COB-ID of each function; a node's own is this plus its node id.
 inline constexpr std::uint16_t emergency_cob_id = 0x080;
 inline constexpr std::uint16_t sdo_answer_cob_id = 0x580;

@@ -1,0 +1,23 @@
+#include "velmora_can_bridge/bus/sync_producer.hpp"
+
+#include <string>
+
+#include "can_frame_checks.hpp"
+#include "dispatch/hex_u16.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+std::string refusal_of(std::uint16_t cob_id) {
+  return cob_id >= 1 && cob_id <= highest_can_id
+             ? ""
+             : "COB-ID " + hex_u16(cob_id) + " of the SYNC is not one of 0x0001 to 0x07FF";
+}
+
+}  // namespace
+
+SyncProducer::SyncProducer(CanChannel& channel, std::chrono::milliseconds period,
+                           std::uint16_t cob_id)
+    : PeriodicProducer(channel, {cob_id, 0, {}}, period, refusal_of(cob_id)) {}
+
+}  // namespace velmora_can_bridge
