@@ -8,6 +8,7 @@
 #include "json_line.hpp"
 #include "printable.hpp"
 #include "report.hpp"
+#include "sync_check.hpp"
 #include "table.hpp"
 
 namespace velmora_can_bridge {
@@ -92,9 +93,15 @@ using CheckedNodes = std::vector<CheckedNode>;
 CheckedNodes compare_nodes(const CommandLineHost& host, const BoardFile& file,
                            CanChannel& channel) {
   StoppableBus bus(host, channel);
+  SyncCheck syncs(host, channel);
   CheckedNodes nodes;
   for (const NodeConfig& node : file.nodes) {
     nodes.push_back({&node, compare_with_device(node, bus)});
+    syncs.begin(nodes.back().comparison);
+  }
+  syncs.listen();
+  for (CheckedNode& checked : nodes) {
+    syncs.judge(checked.comparison);
   }
   bus.await_late_answers();
   return nodes;
@@ -117,6 +124,9 @@ void print_node(const CommandLineHost& host, const CheckedNode& checked) {
   }
   for (const Gap& gap : comparison.gaps) {
     host.out << "  not compared: " << gap.what << ": " << printable(gap.reason) << '\n';
+  }
+  for (const std::string& warning : comparison.warnings) {
+    host.out << "  warning: " << warning << '\n';
   }
   for (const std::string& note : comparison.notes) {
     host.out << "  note: " << note << '\n';
@@ -172,6 +182,9 @@ void print_node_json(const CommandLineHost& host, const CheckedNode& checked) {
     print_json_line(host,
                     {{"node_id", node_id}, {"not_compared", gap.what}, {"reason", gap.reason}});
   }
+  for (const std::string& warning : comparison.warnings) {
+    print_json_line(host, {{"node_id", node_id}, {"warning", warning}});
+  }
   for (const std::string& note : comparison.notes) {
     print_json_line(host, {{"node_id", node_id}, {"note", note}});
   }
@@ -180,7 +193,8 @@ void print_node_json(const CommandLineHost& host, const CheckedNode& checked) {
                          {"code", exit_status_word(status_of(comparison))},
                          {"pdos", checked.node->board.pdos.size()},
                          {"differences", comparison.differences.size()},
-                         {"not_compared", comparison.gaps.size()}});
+                         {"not_compared", comparison.gaps.size()},
+                         {"warnings", comparison.warnings.size()}});
 }
 
 void print_json(const CommandLineHost& host, const CheckedNodes& nodes) {

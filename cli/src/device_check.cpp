@@ -1,12 +1,14 @@
 #include "device_check.hpp"
 
 #include <algorithm>
+#include <optional>
 #include <tuple>
 #include <utility>
 #include <variant>
 
 #include "board_pdos.hpp"
 #include "dispatch/hex_u16.hpp"
+#include "velmora_can_bridge/bus/cob_id.hpp"
 #include "velmora_can_bridge/bus/sdo_abort.hpp"
 
 namespace velmora_can_bridge {
@@ -15,12 +17,13 @@ namespace {
 using Mappings = std::vector<PdoMapping>;
 
 constexpr std::uint32_t disabled_bit = 0x80000000;
-constexpr std::uint32_t extended_bit = 0x20000000;
 constexpr std::uint32_t extended_mask = 0x1FFFFFFF;
 constexpr std::uint32_t base_mask = 0x7FF;
 // A frame has no more bits; higher counts mark multiplexed PDOs, which have no mapping to read.
 constexpr std::uint32_t most_mappings = 64;
 constexpr std::uint8_t scanned_numbers = 8;
+// CiA 301, 7.5.2.35: higher types go without a SYNC.
+constexpr std::uint32_t highest_synchronous_type = 240;
 
 struct ReadFailure {
   BusError error;
@@ -109,12 +112,10 @@ class Reader {
   StoppableBus* const bus_;
 };
 
-std::string cob_id_text(std::uint32_t cob_id) {
-  if ((cob_id & extended_bit) != 0) {
-    return hex_u32(cob_id & extended_mask) + " (29 bits)";
-  }
-  const std::uint32_t base = cob_id & base_mask;
-  return base == 0 ? "none" : hex_u16(static_cast<std::uint16_t>(base));
+/// The COB-ID without the bits beside it, but for the one that marks 29 bits.
+std::uint32_t identifier_of(std::uint32_t cob_id) {
+  const bool is_extended = (cob_id & extended_bit) != 0;
+  return cob_id & (is_extended ? extended_bit | extended_mask : base_mask);
 }
 
 std::string length_text(const PdoMapping& mapping) {
@@ -159,8 +160,7 @@ class PdoComparison {
 
   void cob_ids(std::uint16_t file, std::uint32_t device) {
     const bool is_disabled = (device & disabled_bit) != 0;
-    const bool is_extended = (device & extended_bit) != 0;
-    const std::uint32_t id = device & (is_extended ? extended_bit | extended_mask : base_mask);
+    const std::uint32_t id = identifier_of(device);
     const bool has_none = is_disabled && id == 0;
     if (file == 0 && is_disabled) {
       return;
@@ -170,6 +170,13 @@ class PdoComparison {
     }
     if (id != file && !has_none) {
       add("COB-ID", cob_id_text(file), cob_id_text(id));
+    }
+  }
+
+  /// The device may have none.
+  void transmissions(std::uint8_t file, std::optional<std::uint32_t> device) {
+    if (device != file) {
+      add("transmission", std::to_string(file), device ? std::to_string(*device) : "none");
     }
   }
 
@@ -223,7 +230,7 @@ class NodeComparison {
   NodeComparison(const NodeConfig& node, const Reader& reader) : node_(&node), reader_(&reader) {}
 
   DeviceComparison run() {
-    if (compare_all()) {
+    if (compare_all() && find_sync()) {
       search_all();
     }
     return std::move(result_);
@@ -269,8 +276,71 @@ class NodeComparison {
     if (const auto* const failure = std::get_if<ReadFailure>(&cob_id)) {
       return absent_or(*failure, comparison);
     }
-    comparison.cob_ids(cob_id_of(node_->node_id, pdo), std::get<std::uint32_t>(cob_id));
+    const std::uint32_t device_cob_id = std::get<std::uint32_t>(cob_id);
+    comparison.cob_ids(cob_id_of(node_->node_id, pdo), device_cob_id);
+    const bool is_enabled = (device_cob_id & disabled_bit) == 0;
+    if (pdo.transmission || (is_rpdo(pdo) && is_enabled)) {
+      if (Failure failure =
+              compare_transmission(pdo, records.communication, is_enabled, comparison)) {
+        return failure;
+      }
+    }
     return compare_mapping(pdo, records.mapping, comparison);
+  }
+
+  Failure compare_transmission(const PdoConfig& pdo, std::uint16_t record, bool is_enabled,
+                               PdoComparison& comparison) {
+    const std::string name = pdo_text(is_rpdo(pdo), pdo.number);
+    const auto read = reader_->number(record, 2, 1);
+    if (const auto* const failure = std::get_if<ReadFailure>(&read)) {
+      return miss_transmission(name, pdo, *failure, comparison);
+    }
+    const std::uint32_t type = std::get<std::uint32_t>(read);
+    if (pdo.transmission) {
+      comparison.transmissions(*pdo.transmission, type);
+    }
+    if (is_rpdo(pdo) && is_enabled && type <= highest_synchronous_type) {
+      result_.synchronous_rpdos.push_back(name);
+    }
+    return {};
+  }
+
+  /// The failure, where it is one: the file may have nothing to compare.
+  Failure miss_transmission(const std::string& name, const PdoConfig& pdo,
+                            const ReadFailure& failure, PdoComparison& comparison) {
+    if (!goes_on(failure)) {
+      return failure;
+    }
+    if (!pdo.transmission) {
+      result_.notes.push_back("it is not known whether " + name +
+                              " waits for a SYNC: " + failure.reason);
+      return {};
+    }
+    if (!is_absent(failure)) {
+      return failure;
+    }
+    comparison.transmissions(*pdo.transmission, std::nullopt);
+    return {};
+  }
+
+  /// Where synchronous RPDOs find their SYNC. False when the node cannot be asked any more.
+  bool find_sync() {
+    if (result_.synchronous_rpdos.empty()) {
+      return true;
+    }
+    const auto cob_id = reader_->number(0x1005, 0, 4);
+    if (const auto* const read = std::get_if<std::uint32_t>(&cob_id)) {
+      result_.sync_cob_id = identifier_of(*read);
+      return true;
+    }
+    const auto& failure = std::get<ReadFailure>(cob_id);
+    if (is_absent(failure)) {
+      result_.sync_cob_id = sync_cob_id;
+      return true;
+    }
+    const bool ends = !goes_on(failure);
+    add_gap(ends ? "SYNC and all that follows" : "SYNC", failure);
+    return !ends;
   }
 
   Failure compare_mapping(const PdoConfig& pdo, std::uint16_t record, PdoComparison& comparison) {
@@ -337,6 +407,14 @@ class NodeComparison {
 };
 
 }  // namespace
+
+std::string cob_id_text(std::uint32_t cob_id) {
+  if ((cob_id & extended_bit) != 0) {
+    return hex_u32(cob_id & extended_mask) + " (29 bits)";
+  }
+  const std::uint32_t base = cob_id & base_mask;
+  return base == 0 ? "none" : hex_u16(static_cast<std::uint16_t>(base));
+}
 
 DeviceComparison compare_with_device(const NodeConfig& node, StoppableBus& bus) {
   const Reader reader(node.node_id, bus);

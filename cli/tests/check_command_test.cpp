@@ -2,6 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -78,6 +81,12 @@ class CheckCommand : public testing::Test {
     }
   }
 
+  /// Gives an RPDO of one of the nodes transmission type 1.
+  void make_synchronous(std::size_t node, std::uint16_t communication_record) {
+    nodes.at(node)->device().add_object(communication_record, 2,
+                                        {ObjectAccess::read_only, {1}, false, 0});
+  }
+
   ExitStatus check(const std::vector<std::string>& more = {"--bus", "can7"}) {
     std::vector<std::string> arguments{"check", board};
     arguments.insert(arguments.end(), more.begin(), more.end());
@@ -142,7 +151,8 @@ TEST_F(CheckCommand, prints_json_line_by_line) {
           R"({"node_id":16,"pdo":"TPDO 1","what":"position 1: object","file":"0x2001/0",)"
           R"("device":"0x2002/0"})"
           "\n"
-          R"({"node_id":16,"ok":false,"code":"failed","pdos":2,"differences":2,"not_compared":0})"
+          R"({"node_id":16,"ok":false,"code":"failed","pdos":2,"differences":2,"not_compared":0,)"
+          R"("warnings":0})"
           "\n"
           R"({"node_id":17,"pdo":"RPDO 2","what":"PDO","file":"there",)"
           R"("device":"not on the device"})"
@@ -150,7 +160,8 @@ TEST_F(CheckCommand, prints_json_line_by_line) {
           R"({"node_id":17,"note":"RPDO 3 is enabled on the device (COB-ID 0x0411), the board )"
           R"(file does not hold it"})"
           "\n"
-          R"({"node_id":17,"ok":false,"code":"failed","pdos":1,"differences":1,"not_compared":0})"
+          R"({"node_id":17,"ok":false,"code":"failed","pdos":1,"differences":1,"not_compared":0,)"
+          R"("warnings":0})"
           "\n"));
 }
 
@@ -160,6 +171,87 @@ TEST_F(CheckCommand, notes_alone_are_no_difference) {
                                      {ObjectAccess::read_only, {0x33, 3, 0, 0}, false, 0});
   EXPECT_EQ(check(), ExitStatus::success);
   EXPECT_THAT(out, HasSubstr("node 0x10: 2 PDOs match\n  note: RPDO 2 is enabled"));
+}
+
+TEST_F(CheckCommand, warns_when_no_sync_comes) {
+  attach(board_text);
+  make_synchronous(0, 0x1400);
+  EXPECT_EQ(check(), ExitStatus::success);
+  EXPECT_EQ(out, file_line +
+                     "node 0x10: 2 PDOs match\n"
+                     "  warning: no SYNC came within 1 s (COB-ID 0x0080), so nothing moves by RPDO "
+                     "1\n"
+                     "node 0x11: 1 PDO matches\n");
+}
+
+TEST_F(CheckCommand, prints_warnings_as_json) {
+  attach(board_text);
+  make_synchronous(0, 0x1400);
+  EXPECT_EQ(check({"--json", "--bus", "can7"}), ExitStatus::success);
+  EXPECT_THAT(out, HasSubstr(R"({"node_id":16,"warning":"no SYNC came within 1 s (COB-ID 0x0080), )"
+                             R"(so nothing moves by RPDO 1"})"
+                             "\n"
+                             R"({"node_id":16,"ok":true,"code":"done","pdos":2,"differences":0,)"
+                             R"("not_compared":0,"warnings":1})"
+                             "\n"));
+}
+
+TEST_F(CheckCommand, says_nothing_of_a_sync_that_comes) {
+  attach(board_text);
+  make_synchronous(0, 0x1400);
+  // Sent with each answer of the other node, and half a second on its way.
+  const auto producer =
+      bus.open({{0x591}}, [](const CanFrame& /*frame*/, std::vector<CanFrame>& answers) {
+        answers.push_back({0x080, 0, {}});
+      });
+  bus.set_fault_rule([](const CanFrame& frame) {
+    const std::chrono::milliseconds delay(frame.id == 0x080 ? 500 : 0);
+    return std::vector<CanDelivery>{{frame, delay}};
+  });
+  EXPECT_EQ(check(), ExitStatus::success);
+  EXPECT_EQ(out, file_line + "node 0x10: 2 PDOs match\nnode 0x11: 1 PDO matches\n");
+}
+
+TEST_F(CheckCommand, does_not_wait_where_no_rpdo_is_synchronous) {
+  attach(board_text);
+  nodes.front()->device().add_object(0x1800, 2, {ObjectAccess::read_only, {1}, false, 0});
+  const auto clock = bus.open({});
+  const auto start = clock->now();
+  EXPECT_EQ(check(), ExitStatus::success);
+  EXPECT_EQ(clock->now(), start);
+}
+
+TEST_F(CheckCommand, lists_a_difference_beside_a_warning) {
+  attach(board_text);
+  make_synchronous(0, 0x1400);
+  std::string text = board_text;
+  text.replace(text.find("direction: RPDO"), 15, "direction: RPDO, transmission: 255");
+  std::ofstream(board) << text;
+  EXPECT_EQ(check(), ExitStatus::operation_failed);
+  EXPECT_THAT(out, HasSubstr("node 0x10: 1 difference in 2 PDOs\n  warning: no SYNC"));
+  EXPECT_THAT(out, EndsWith("  0x10  RPDO 1  transmission  255   1\n"));
+}
+
+TEST_F(CheckCommand, interruption_ends_the_wait_for_a_sync) {
+  attach(board_text);
+  make_synchronous(1, 0x1401);
+  // Follows the answers of the node by a third of a second, in which all has been read.
+  const CanFrame late{0x123, 0, {}};
+  const auto sender = bus.open(
+      {{0x591}},
+      [&](const CanFrame& /*frame*/, std::vector<CanFrame>& answers) { answers.push_back(late); });
+  const auto user = bus.open(
+      {{late.id}},
+      [&](const CanFrame& /*frame*/, std::vector<CanFrame>& /*answers*/) { interrupted = true; });
+  bus.set_fault_rule([&](const CanFrame& frame) {
+    const std::chrono::milliseconds delay(frame.id == late.id ? 300 : 0);
+    return std::vector<CanDelivery>{{frame, delay}};
+  });
+  EXPECT_EQ(check(), ExitStatus::interrupted);
+  EXPECT_EQ(out, file_line +
+                     "node 0x10: 2 PDOs match\n"
+                     "node 0x11: 0 differences in 1 PDO, not all compared\n"
+                     "  not compared: SYNC: interrupted\n");
 }
 
 TEST_F(CheckCommand, tells_which_node_does_not_answer) {
@@ -188,7 +280,8 @@ TEST_F(CheckCommand, prints_what_was_not_compared_as_json) {
   std::getline(lines, line);
   EXPECT_EQ(
       line,
-      R"({"node_id":16,"ok":false,"code":"no_answer","pdos":2,"differences":0,"not_compared":1})");
+      R"({"node_id":16,"ok":false,"code":"no_answer","pdos":2,"differences":0,"not_compared":1,)"
+      R"("warnings":0})");
 }
 
 TEST_F(CheckCommand, tells_that_the_bus_does_not_work) {

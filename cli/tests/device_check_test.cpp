@@ -5,10 +5,12 @@
 
 #include <atomic>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <sstream>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "exit_status.hpp"
@@ -43,6 +45,11 @@ PdoConfig rpdo(std::uint8_t number, std::vector<PdoMapping> mappings, std::uint1
 
 PdoConfig tpdo(std::uint8_t number, std::vector<PdoMapping> mappings, std::uint16_t cob_id = 0) {
   return {number, "TPDO", cob_id, std::move(mappings)};
+}
+
+PdoConfig with_transmission(PdoConfig pdo, std::uint8_t type) {
+  pdo.transmission = type;
+  return pdo;
 }
 
 std::vector<std::uint8_t> u32(std::uint32_t value) {
@@ -213,6 +220,142 @@ TEST(DeviceCheck, reads_the_bits_beside_the_cob_id) {
   }
 }
 
+TEST(DeviceCheck, compares_transmission_types_where_the_file_has_them) {
+  struct Case {
+    std::string name;
+    std::optional<std::uint8_t> file;
+    std::uint8_t device;
+    std::vector<std::string> differing;
+  };
+  const std::vector<Case> cases{
+      {"none in the file", std::nullopt, 1, {}},
+      {"the same", 240, 240, {}},
+      {"0 is one, too", 0, 255, {"0", "255"}},
+      {"others", 254, 255, {"254", "255"}},
+  };
+  for (const Case& row : cases) {
+    for (const bool is_rpdo : {true, false}) {
+      Device device({rpdo(3, {red}), tpdo(3, {red})});
+      device.set(is_rpdo ? 0x1402 : 0x1802, 2, {row.device});
+      PdoConfig pdo = is_rpdo ? rpdo(3, {red}) : tpdo(3, {red});
+      pdo.transmission = row.file;
+      const DeviceComparison comparison = device.compare({pdo});
+      std::vector<Difference> expected;
+      if (!row.differing.empty()) {
+        expected.push_back(
+            {is_rpdo ? "RPDO 3" : "TPDO 3", "transmission", row.differing[0], row.differing[1]});
+      }
+      EXPECT_EQ(comparison.differences, expected) << row.name;
+      EXPECT_THAT(comparison.gaps, IsEmpty()) << row.name;
+    }
+  }
+}
+
+TEST(DeviceCheck, compares_the_transmission_type_of_a_disabled_pdo) {
+  Device device({rpdo(6, {red})});
+  EXPECT_THAT(device.compare({with_transmission(rpdo(6, {red}), 1)}).differences,
+              ElementsAre(Difference{"RPDO 6", "transmission", "1", "255"}));
+}
+
+TEST(DeviceCheck, finds_a_transmission_type_only_in_the_file) {
+  Device device({rpdo(1, {red})});
+  device.bus.set_fault_rule([](const CanFrame& frame) {
+    const bool tells =
+        frame.id == 0x590 && frame.data[1] == 0x00 && frame.data[2] == 0x14 && frame.data[3] == 2;
+    const CanFrame abort{0x590, 8, {0x80, 0x00, 0x14, 2, 0x11, 0x00, 0x09, 0x06}};
+    return std::vector<CanDelivery>{{tells ? abort : frame}};
+  });
+  const DeviceComparison comparison = device.compare({with_transmission(rpdo(1, {red}), 1)});
+  EXPECT_THAT(comparison.differences,
+              ElementsAre(Difference{"RPDO 1", "transmission", "1", "none"}));
+  EXPECT_THAT(comparison.gaps, IsEmpty());
+}
+
+TEST(DeviceCheck, notes_an_rpdo_whose_transmission_type_the_node_does_not_tell) {
+  Device device({rpdo(1, {red})});
+  device.node.device().add_object(0x1400, 2, {ObjectAccess::write_only, {1}, false, 0});
+  const DeviceComparison comparison = device.compare({rpdo(1, {red})});
+  EXPECT_THAT(comparison.differences, IsEmpty());
+  EXPECT_THAT(comparison.gaps, IsEmpty());
+  EXPECT_THAT(comparison.notes,
+              ElementsAre("it is not known whether RPDO 1 waits for a SYNC: 0x1400/2: abort "
+                          "0x06010001, the object can only be written"));
+}
+
+TEST(DeviceCheck, leaves_out_a_transmission_type_that_the_node_refuses) {
+  Device device({rpdo(1, {red})});
+  device.node.device().add_object(0x1400, 2, {ObjectAccess::write_only, {1}, false, 0});
+  const DeviceComparison comparison = device.compare({with_transmission(rpdo(1, {red}), 1)});
+  EXPECT_THAT(comparison.differences, IsEmpty());
+  ASSERT_THAT(comparison.gaps, SizeIs(1));
+  EXPECT_EQ(comparison.gaps[0].what, "RPDO 1");
+  EXPECT_EQ(comparison.gaps[0].reason,
+            "0x1400/2: abort 0x06010001, the object can only be written");
+}
+
+TEST(DeviceCheck, tells_synchronous_rpdos_with_their_sync) {
+  Device device({rpdo(1, {red}), rpdo(2, {red}), rpdo(3, {red}), rpdo(4, {red}),
+                 rpdo(5, {red}, 0x690), rpdo(6, {red}), tpdo(1, {red})});
+  const std::vector<std::pair<std::uint16_t, std::uint8_t>> types{
+      {0x1400, 0},   {0x1401, 240}, {0x1402, 254}, {0x1403, 241},
+      {0x1404, 255}, {0x1405, 1},   {0x1800, 1}};
+  for (const auto& [index, type] : types) {
+    device.set(index, 2, {type});
+  }
+  const DeviceComparison comparison =
+      device.compare({rpdo(1, {red}), rpdo(2, {red}), rpdo(3, {red}), rpdo(4, {red}),
+                      rpdo(5, {red}, 0x690), rpdo(6, {red}), tpdo(1, {red})});
+  EXPECT_THAT(comparison.differences, IsEmpty());
+  EXPECT_THAT(comparison.synchronous_rpdos, ElementsAre("RPDO 1", "RPDO 2"));
+  EXPECT_EQ(comparison.sync_cob_id, 0x80U);
+}
+
+TEST(DeviceCheck, asks_for_no_sync_where_no_rpdo_waits_for_it) {
+  Device device({rpdo(1, {red})});
+  device.set(0x1005, 0, u32(0x81));
+  EXPECT_EQ(device.compare({rpdo(1, {red})}).sync_cob_id, std::nullopt);
+}
+
+TEST(DeviceCheck, reads_the_cob_id_of_the_sync) {
+  struct Case {
+    std::uint32_t object;
+    std::uint32_t cob_id;
+  };
+  for (const Case& row : {Case{0x80, 0x80}, Case{0x40000123, 0x123}, Case{0xC0000880, 0x80},
+                          Case{0x20000080, 0x20000080}, Case{0x72345678, 0x32345678}, Case{0, 0}}) {
+    Device device({rpdo(1, {red})});
+    device.set(0x1400, 2, {1});
+    device.set(0x1005, 0, u32(row.object));
+    EXPECT_EQ(device.compare({rpdo(1, {red})}).sync_cob_id, row.cob_id) << row.object;
+  }
+}
+
+TEST(DeviceCheck, leaves_out_a_sync_that_the_node_refuses_to_tell) {
+  Device device({rpdo(1, {red}), rpdo(3, {red})});
+  device.set(0x1400, 2, {1});
+  device.node.device().add_object(0x1005, 0, {ObjectAccess::write_only, u32(0x80), false, 0});
+  const DeviceComparison comparison = device.compare({rpdo(1, {red})});
+  ASSERT_THAT(comparison.gaps, SizeIs(1));
+  EXPECT_EQ(comparison.gaps[0].what, "SYNC");
+  EXPECT_EQ(comparison.gaps[0].reason,
+            "0x1005/0: abort 0x06010001, the object can only be written");
+  EXPECT_EQ(comparison.sync_cob_id, std::nullopt);
+  EXPECT_THAT(comparison.notes, SizeIs(1));
+}
+
+TEST(DeviceCheck, ends_at_a_sync_that_the_node_does_not_answer) {
+  Device device({rpdo(1, {red})});
+  device.set(0x1400, 2, {1});
+  device.bus.set_fault_rule([](const CanFrame& frame) {
+    const bool asks = frame.id == 0x610 && frame.data[1] == 0x05 && frame.data[2] == 0x10;
+    return asks ? std::vector<CanDelivery>{} : std::vector<CanDelivery>{{frame}};
+  });
+  const DeviceComparison comparison = device.compare({rpdo(1, {red})});
+  ASSERT_THAT(comparison.gaps, SizeIs(1));
+  EXPECT_EQ(comparison.gaps[0].what, "SYNC and all that follows");
+  EXPECT_EQ(comparison.sync_cob_id, std::nullopt);
+}
+
 TEST(DeviceCheck, does_not_read_the_mapping_of_a_multiplexed_pdo) {
   Device device({rpdo(1, {red})});
   device.set(0x1600, 0, {254});
@@ -348,7 +491,7 @@ TEST(DeviceCheck, ends_when_interrupted) {
   EXPECT_THAT(comparison.differences,
               ElementsAre(Difference{"RPDO 1", "COB-ID", "0x0222", "0x0210"}));
   ASSERT_THAT(comparison.gaps, SizeIs(1));
-  EXPECT_EQ(comparison.gaps[0].reason, "0x1600/0: interrupted");
+  EXPECT_EQ(comparison.gaps[0].reason, "0x1400/2: interrupted");
   EXPECT_EQ(exit_status_of(comparison.gaps[0].error), ExitStatus::interrupted);
 }
 
