@@ -215,8 +215,7 @@ ExitStatus check_command(const CommandLineHost& host, const CheckArguments& argu
   if (!arguments.bus) {
     return ExitStatus::success;
   }
-  if (*arguments.bus == simulated_bus) {
-    print_diagnostic(host, "name a CAN interface (--bus can0): nothing is simulated here");
+  if (!is_interface(host, *arguments.bus)) {
     return ExitStatus::bad_input;
   }
   const std::unique_ptr<CanChannel> channel = interface_channel(host, *arguments.bus);

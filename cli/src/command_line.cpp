@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <limits>
 
 #include "commands.hpp"
 #include "report.hpp"
@@ -28,6 +29,8 @@ struct Arguments {
   SdoArguments sdo;
   CheckArguments check;
   WatchArguments watch;
+  SyncArguments sync;
+  HeartbeatArguments heartbeat;
   std::string board;
   bool json = false;
 };
@@ -127,6 +130,32 @@ void add_watch(CLI::App& app, WatchArguments& watch) {
   add_json(command, watch.json);
 }
 
+void add_producer(CLI::App& command, std::string& bus, std::uint32_t& period) {
+  command.add_option("--bus", bus, "the CAN interface, such as can0")->required();
+  command.add_option("--period", period, "milliseconds between two frames")
+      ->required()
+      ->check(CLI::Range(1U, 3600000U));
+}
+
+void add_sync(CLI::App& app, SyncArguments& sync) {
+  CLI::App& command = *app.add_subcommand("sync", "Send the SYNC, for which synchronous PDOs wait");
+  add_producer(command, sync.bus, sync.period);
+  command.add_option("--count", sync.count, "end after so many frames")
+      ->check(CLI::Range(1U, std::numeric_limits<std::uint32_t>::max()));
+  add_json(command, sync.json);
+  command.footer(footer);
+}
+
+void add_heartbeat(CLI::App& app, HeartbeatArguments& heartbeat) {
+  CLI::App& command = *app.add_subcommand(
+      "heartbeat", "Send a heartbeat of the host, so that nodes notice when it ends");
+  command.add_option("--node", heartbeat.node, "the node id of the host, which no node has")
+      ->required();
+  add_producer(command, heartbeat.bus, heartbeat.period);
+  add_json(command, heartbeat.json);
+  command.footer(footer);
+}
+
 void add_commands(CLI::App& app, Arguments& arguments) {
   add_run(app, arguments.run);
   add_simulate(app, arguments.simulate);
@@ -138,6 +167,8 @@ void add_commands(CLI::App& app, Arguments& arguments) {
   add_json(operations, arguments.json);
   add_check(app, arguments.check);
   add_watch(app, arguments.watch);
+  add_sync(app, arguments.sync);
+  add_heartbeat(app, arguments.heartbeat);
   CLI::App& demo = *app.add_subcommand("demo", "Run a tour over the example board");
   add_json(demo, arguments.json);
 }
@@ -178,6 +209,12 @@ ExitStatus execute(const CommandLineHost& host, const CLI::App& app, const Argum
   }
   if (app.got_subcommand("watch")) {
     return watch_command(host, arguments.watch);
+  }
+  if (app.got_subcommand("sync")) {
+    return sync_command(host, arguments.sync);
+  }
+  if (app.got_subcommand("heartbeat")) {
+    return heartbeat_command(host, arguments.heartbeat);
   }
   return demo_command(host, arguments.json);
 }

@@ -82,6 +82,32 @@ struct WatchArguments {
 /// Shows what passes on a bus, decoded by a board file.
 ExitStatus watch_command(const CommandLineHost& host, const WatchArguments& arguments);
 
+struct SyncArguments {
+  /// The CAN interface.
+  std::string bus;
+  /// Milliseconds, 1 or more.
+  std::uint32_t period = 0;
+  /// How many frames; no value: until the program is interrupted.
+  std::optional<std::uint32_t> count;
+  bool json = false;
+};
+
+/// Sends the SYNC until it is interrupted.
+ExitStatus sync_command(const CommandLineHost& host, const SyncArguments& arguments);
+
+struct HeartbeatArguments {
+  /// The CAN interface.
+  std::string bus;
+  /// The node id of the host.
+  std::string node;
+  /// Milliseconds, 1 or more.
+  std::uint32_t period = 0;
+  bool json = false;
+};
+
+/// Sends a heartbeat of the host until it is interrupted.
+ExitStatus heartbeat_command(const CommandLineHost& host, const HeartbeatArguments& arguments);
+
 struct CheckArguments {
   std::string board;
   /// The CAN interface of the devices; no value: the file alone is checked.

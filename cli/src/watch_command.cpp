@@ -132,8 +132,7 @@ ExitStatus watch_command(const CommandLineHost& host, const WatchArguments& argu
   if (!file) {
     return ExitStatus::bad_input;
   }
-  if (arguments.bus == simulated_bus) {
-    print_diagnostic(host, "name a CAN interface (--bus can0): nothing is simulated here");
+  if (!is_interface(host, arguments.bus)) {
     return ExitStatus::bad_input;
   }
   const std::unique_ptr<CanChannel> channel = interface_channel(host, arguments.bus);

@@ -1,0 +1,25 @@
+#include "commands.hpp"
+#include "dispatch/hex_u16.hpp"
+#include "interface_channel.hpp"
+#include "number_argument.hpp"
+#include "producer_loop.hpp"
+#include "velmora_can_bridge/bus/cob_id.hpp"
+#include "velmora_can_bridge/bus/heartbeat_producer.hpp"
+
+namespace velmora_can_bridge {
+
+ExitStatus heartbeat_command(const CommandLineHost& host, const HeartbeatArguments& arguments) {
+  const std::optional<std::uint32_t> node =
+      read_number(host, "node id", arguments.node, 1, highest_node_id);
+  if (!node || !is_interface(host, arguments.bus)) {
+    return ExitStatus::bad_input;
+  }
+  const std::unique_ptr<CanChannel> channel = interface_channel(host, arguments.bus);
+  const auto node_id = static_cast<std::uint8_t>(*node);
+  HeartbeatProducer producer(*channel, node_id, std::chrono::milliseconds(arguments.period));
+  const std::string what = "the heartbeat of node " + hex_u8(node_id) + " on " + arguments.bus +
+                           " every " + std::to_string(arguments.period) + " ms";
+  return ProducerLoop(host, *channel, producer, {what, std::nullopt, arguments.json}).run();
+}
+
+}  // namespace velmora_can_bridge
