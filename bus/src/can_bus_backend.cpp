@@ -125,6 +125,8 @@ void CanBusBackend::stop() {
 
 std::vector<std::uint8_t> CanBusBackend::await_late_answers() {
   const std::unique_ptr<CanEndpoint> nap = channel_->open({});
+  // Other threads may bring about quarantines without end.
+  const Time last = nap->now() + SdoClient::longest_quarantine(times_);
   for (;;) {
     std::vector<std::uint8_t> awaited;
     Time end = Time::min();
@@ -135,16 +137,17 @@ std::vector<std::uint8_t> CanBusBackend::await_late_answers() {
         end = std::max(end, node_end);
       }
     }
-    if (awaited.empty() || stopped_) {
+    if (awaited.empty() || stopped_ || nap->now() >= last) {
       return awaited;
     }
     CanFrame none;
-    nap->receive(none, std::min<nanoseconds>(end - nap->now(), longest_nap));
+    nap->receive(none, std::min<nanoseconds>(std::min(end, last) - nap->now(), longest_nap));
   }
 }
 
 /// Until when more of them may come from the node.
 Time CanBusBackend::take_late_answers(Node& node) {
+  const UrgentScope scope;  // behind the transfer under way, and before those that wait
   const TurnQueue::Turn turn = node.turns.take();
   if (!node.client) {
     return Time::min();

@@ -86,8 +86,11 @@ bool is_abort_of_no_object(const CanFrame& answer) {
 
 /// What a frame is that somebody else has asked for.
 std::string others_text(const CanFrame& frame) {
-  if (is_of_segment(frame)) {
+  if (frame.length != 0 && is_of_segment(frame)) {
     return "an answer to a segment that was not asked for";
+  }
+  if (frame.length < sdo_object_bytes) {
+    return "a frame of " + byte_count(frame.length);
   }
   return (is_abort(frame) ? "an abort" : "an answer") + std::string(" about object ") +
          object_text(sdo_index(frame), sdo_sub_index(frame));
@@ -212,17 +215,22 @@ SdoClient::Time SdoClient::quarantine_end() const {
 }
 
 SdoClient::Time SdoClient::quarantine_end(const GivenUp& given_up) const {
-  return given_up.since + (given_up.is_answered ? times_.quarantine : quarantine_);
+  const bool may_be_late = given_up.reason == Reason::timed_out && !given_up.is_answered;
+  return given_up.since + (may_be_late ? quarantine_ : times_.quarantine);
 }
 
 SdoClient::Time SdoClient::late_answers_end() const {
   Time end = Time::min();
   for (const GivenUp& given_up : given_up_) {
-    if (given_up.timed_out && !given_up.is_answered) {
+    if (given_up.reason != Reason::wrong_answer && !given_up.is_answered) {
       end = std::max(end, quarantine_end(given_up));
     }
   }
   return end;
+}
+
+milliseconds SdoClient::longest_quarantine(const SdoTimes& times) {
+  return std::max(longest_learned_quarantine, bounded(times.quarantine));
 }
 
 void SdoClient::take_late_answers() { static_cast<void>(drop_late_answers(false)); }
@@ -241,6 +249,7 @@ SdoClient::Failure SdoClient::begin(Transfer& transfer, Direction direction, std
     transfer.begun = endpoint_->now();
     forget_given_up(transfer.begun);
     transfer.in_quarantine = quarantine_end() > transfer.begun;
+    note_repetition(transfer);
   }
   return {};
 }
@@ -269,10 +278,10 @@ bool SdoClient::drop_late_answers(bool waits) {
 
 /// Those in quarantine are kept, and those whose late answer would tell how long one has to be.
 void SdoClient::forget_given_up(Time now) {
-  const auto memory = std::max(longest_learned_quarantine, times_.quarantine);
   const auto is_over = [&](const GivenUp& given_up) {
-    const bool can_teach = given_up.timed_out && !given_up.is_answered;
-    return quarantine_end(given_up) <= now && !(can_teach && now < given_up.since + memory);
+    const bool can_teach =
+        !given_up.is_answered && now < given_up.since + longest_learned_quarantine;
+    return quarantine_end(given_up) <= now && !can_teach;
   };
   given_up_.erase(std::remove_if(given_up_.begin(), given_up_.end(), is_over), given_up_.end());
 }
@@ -321,6 +330,7 @@ SdoClient::Failure SdoClient::exchange(Transfer& transfer, const CanFrame& reque
   if (Failure failure = await(transfer, expected, answer)) {
     return failure;
   }
+  note_answer(answer);
   if (transfer.in_quarantine && can_be_late(transfer, answer)) {
     return uncertain(transfer, answer);
   }
@@ -346,7 +356,8 @@ SdoClient::Failure SdoClient::await(Transfer& transfer, std::uint8_t expected, C
   }
   Time now = endpoint_->now();
   const Wait wait = wait_for_answer(transfer, now);
-  do {
+  for (;;) {
+    // When the time is over what has come is still taken: the answer may stand behind others.
     if (Failure failure = receive_until(transfer, now, wait, answer)) {
       return failure;
     }
@@ -355,8 +366,7 @@ SdoClient::Failure SdoClient::await(Transfer& transfer, std::uint8_t expected, C
     }
     pass_over(transfer, answer);
     now = endpoint_->now();
-  } while (now < wait.end);
-  return no_answer(transfer, wait.ends_transfer);
+  }
 }
 
 /// Until when the next answer is waited for.
@@ -396,13 +406,13 @@ bool SdoClient::is_for(const Transfer& transfer, const CanFrame& answer) {
 /// Whether the frame is the answer to the request of another client, or to an earlier one. In a
 /// quarantine all that breaks the protocol counts as such, too.
 bool SdoClient::is_for_another(const Transfer& transfer, std::uint8_t expected,
-                               const CanFrame& answer) {
+                               const CanFrame& answer) const {
   const bool is_sound = answer.length >= sdo_answer_length(answer) &&
                         (is_abort(answer) || sdo_command(answer) == expected);
   if (transfer.in_quarantine && !is_sound) {
     return true;
   }
-  if (is_abort_of_no_object(answer)) {
+  if (answer.length == 0 || is_abort_of_no_object(answer)) {
     return false;
   }
   if (is_of_segment(answer)) {
@@ -411,8 +421,25 @@ bool SdoClient::is_for_another(const Transfer& transfer, std::uint8_t expected,
   if (transfer.in_segments && is_of_first_request(answer)) {
     return true;
   }
-  const bool names_object = answer.length >= sdo_object_bytes;
-  return names_object && (is_abort(answer) || !transfer.in_segments) && !is_for(transfer, answer);
+  if (answer.length < sdo_object_bytes || (transfer.in_segments && !is_abort(answer))) {
+    return false;  // it names no object
+  }
+  const bool is_late =
+      sdo_command(answer) != expected && !is_abort(answer) &&
+      std::any_of(given_up_.begin(), given_up_.end(),
+                  [&](const GivenUp& given_up) { return is_due(given_up, answer); });
+  return is_late || !is_for(transfer, answer);
+}
+
+bool SdoClient::asks_for_the_same(const Transfer& left, const Transfer& right) {
+  return left.direction == right.direction && left.index == right.index &&
+         left.sub_index == right.sub_index && left.in_segments == right.in_segments;
+}
+
+/// Whether the frame can be the late answer to a request that timed out.
+bool SdoClient::is_due(const GivenUp& given_up, const CanFrame& frame) {
+  return given_up.reason == Reason::timed_out && !given_up.is_answered &&
+         can_answer(given_up.transfer, frame);
 }
 
 /// Whether the frame can be the answer that the transfer was waiting for.
@@ -450,26 +477,62 @@ void SdoClient::pass_over(Transfer& transfer, const CanFrame& answer) {
 /// remembers how late.
 void SdoClient::note_late(const CanFrame& frame) {
   const auto asked = std::find_if(given_up_.begin(), given_up_.end(), [&](const GivenUp& given_up) {
-    return given_up.timed_out && !given_up.is_answered && can_answer(given_up.transfer, frame);
+    return given_up.reason != Reason::wrong_answer && !given_up.is_answered &&
+           can_answer(given_up.transfer, frame);
   });
   if (asked == given_up_.end()) {
     return;
   }
   asked->is_answered = true;
-  const auto late = std::chrono::ceil<milliseconds>(endpoint_->arrival().time - asked->since);
-  Transfer transfer = asked->transfer;
-  const bool is_done = transfer.completes_download && !is_abort(frame);
+  if (asked->reason == Reason::timed_out) {
+    tell_late(*asked, frame, endpoint_->arrival().time);
+  }
+}
+
+void SdoClient::tell_late(const GivenUp& asked, const CanFrame& frame, Time came) {
+  const bool is_doubtful = asked.perhaps_answered != Time::min();
+  const auto late =
+      std::chrono::ceil<milliseconds>((is_doubtful ? asked.perhaps_answered : came) - asked.since);
+  Transfer transfer = asked.transfer;
+  const bool is_done = transfer.completes_download && !is_abort(frame) && !asked.is_repeated &&
+                       came <= quarantine_end(asked);
   transfer.completes_download = false;
   transfer.others_answer.reset();
-  BusError error = this->error(transfer, BusErrorKind::late_answer,
-                               answer_text(frame) + (is_abort(frame) ? ", " : " ") +
-                                   std::to_string(late.count()) + " ms after the time-out" +
-                                   (is_done ? ": the node has taken the value" : ""));
-  error.abort_code = is_abort(frame) ? sdo_number(frame) : 0;
+  BusError error = this->error(transfer, BusErrorKind::late_answer, "");
   error.lateness = std::max(late, milliseconds(0));
+  const std::string after = std::to_string(error.lateness.count()) + " ms after the time-out";
+  if (is_doubtful) {
+    error.text =
+        "perhaps answered " + after + ", and that taken for the answer to the next request";
+  } else {
+    error.text = answer_text(frame) + (is_abort(frame) ? ", " : " ") + after +
+                 (is_done ? ": the node has taken the value" : "");
+    error.abort_code = is_abort(frame) ? sdo_number(frame) : 0;
+  }
   in_time_ = 0;
   quarantine_ = std::max(quarantine_, std::min(error.lateness, longest_learned_quarantine));
   observer_(error);
+}
+
+/// From now on an answer to it can be one to the new request.
+void SdoClient::note_repetition(const Transfer& transfer) {
+  for (GivenUp& given_up : given_up_) {
+    const Transfer& other = given_up.transfer;
+    const bool is_same_object =
+        other.index == transfer.index && other.sub_index == transfer.sub_index;
+    given_up.is_repeated =
+        given_up.is_repeated || (is_same_object && other.direction == transfer.direction);
+  }
+}
+
+/// The answer is taken for that to the transfer under way, and may be a late one all the same.
+void SdoClient::note_answer(const CanFrame& answer) {
+  const auto asked = std::find_if(given_up_.begin(), given_up_.end(), [&](const GivenUp& given_up) {
+    return is_due(given_up, answer) && given_up.perhaps_answered == Time::min();
+  });
+  if (asked != given_up_.end()) {
+    asked->perhaps_answered = endpoint_->arrival().time;
+  }
 }
 
 void SdoClient::note_in_time(const CanFrame& answer) {
@@ -509,10 +572,9 @@ BusError SdoClient::refused(const Transfer& transfer, const CanFrame& answer) co
 }
 
 BusError SdoClient::unknown_command(const Transfer& transfer, const CanFrame& answer) {
-  return bad_answer(
-      transfer, SdoAbort::unknown_command,
-      "answered with the command " + hex_u8(answer.data[0]) +
-          another_client_hint(!transfer.in_segments || transfer.others_answer.has_value()));
+  return bad_answer(transfer, SdoAbort::unknown_command,
+                    "answered with the command " + hex_u8(answer.data[0]) +
+                        another_client_hint(transfer.others_answer.has_value()));
 }
 
 BusError SdoClient::uncertain(const Transfer& transfer, const CanFrame& answer) {
@@ -523,7 +585,7 @@ BusError SdoClient::uncertain(const Transfer& transfer, const CanFrame& answer) 
   if (!transfer.completes_download) {
     error.abort_code = send_abort(transfer, SdoAbort::general_error);
   }
-  start_quarantine(transfer, error.kind);
+  start_quarantine(transfer, Reason::uncertain);
   return error;
 }
 
@@ -545,7 +607,7 @@ BusError SdoClient::no_answer(const Transfer& transfer, bool of_whole_transfer) 
 
 BusError SdoClient::lost_bus(const Transfer& transfer, CanStatus status) {
   timeouts_in_row_ = 0;  // it is the bus that failed
-  start_quarantine(transfer, BusErrorKind::bus_fault);
+  start_quarantine(transfer, Reason::wrong_answer);
   return bus_fault(transfer, status);
 }
 
@@ -566,7 +628,8 @@ BusError SdoClient::give_up(const Transfer& transfer, SdoAbort abort, BusErrorKi
                             const std::string& reason) {
   BusError error = this->error(transfer, kind, reason);
   error.abort_code = send_abort(transfer, abort);
-  start_quarantine(transfer, kind);
+  start_quarantine(transfer,
+                   kind == BusErrorKind::no_answer ? Reason::timed_out : Reason::wrong_answer);
   return error;
 }
 
@@ -584,15 +647,26 @@ std::uint32_t SdoClient::send_abort(const Transfer& transfer, SdoAbort abort) {
   return code;
 }
 
-void SdoClient::start_quarantine(const Transfer& transfer, BusErrorKind kind) {
+void SdoClient::start_quarantine(const Transfer& transfer, Reason reason) {
   if (times_.quarantine == milliseconds(0)) {
     return;
   }
-  const bool timed_out = kind == BusErrorKind::no_answer;
-  if (timed_out && !std::exchange(notes_arrivals_, true)) {
+  if (reason == Reason::timed_out && !std::exchange(notes_arrivals_, true)) {
     endpoint_->note_arrivals();
   }
-  given_up_.push_back({transfer, endpoint_->now(), timed_out, false});
+  const GivenUp given_up{transfer, reason, endpoint_->now()};
+  const auto is_same = [&](const GivenUp& other) {
+    return other.reason == reason && !other.is_answered &&
+           asks_for_the_same(other.transfer, transfer);
+  };
+  // The first one and the latest of the same are kept, so that repetitions take no memory.
+  const auto first = std::find_if(given_up_.begin(), given_up_.end(), is_same);
+  const auto second =
+      first == given_up_.end() ? first : std::find_if(first + 1, given_up_.end(), is_same);
+  if (second != given_up_.end()) {
+    given_up_.erase(second);
+  }
+  given_up_.push_back(given_up);
 }
 
 BusError SdoClient::error(const Transfer& transfer, BusErrorKind kind, std::string reason) const {

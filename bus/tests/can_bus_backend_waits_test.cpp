@@ -4,11 +4,14 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "scripted_node.hpp"
@@ -588,18 +591,83 @@ TEST_F(AwaitLateAnswersTest, waits_for_the_longer_quarantine_that_a_late_answer_
   EXPECT_EQ(time(), milliseconds(1500)) << "400 ms after the time-out";
 }
 
-TEST_F(AwaitLateAnswersTest, lateness_seen_puts_off_the_next_transfer_without_its_turn) {
+/// Adds up how long receives with a filter were to wait: those of SDO clients.
+class WaitSum : public CanChannel {
+ public:
+  explicit WaitSum(CanChannel& channel) : channel_(&channel) {}
+
+  std::unique_ptr<CanEndpoint> open(const std::vector<CanFilter>& filters) override {
+    if (filters.empty()) {
+      return channel_->open(filters);
+    }
+    return std::make_unique<Endpoint>(channel_->open(filters), sum);
+  }
+
+  nanoseconds sum{0};
+
+ private:
+  class Endpoint : public CanEndpoint {
+   public:
+    Endpoint(std::unique_ptr<CanEndpoint> endpoint, nanoseconds& sum)
+        : endpoint_(std::move(endpoint)), sum_(&sum) {}
+
+    CanStatus send(const CanFrame& frame, nanoseconds patience) override {
+      return endpoint_->send(frame, patience);
+    }
+    CanStatus receive(CanFrame& frame, nanoseconds timeout) override {
+      *sum_ += timeout;
+      return endpoint_->receive(frame, timeout);
+    }
+    void note_arrivals() override { endpoint_->note_arrivals(); }
+    CanArrival arrival() const override { return endpoint_->arrival(); }
+    std::chrono::steady_clock::time_point now() const override { return endpoint_->now(); }
+    std::string explain(CanStatus status) const override { return endpoint_->explain(status); }
+
+   private:
+    const std::unique_ptr<CanEndpoint> endpoint_;
+    nanoseconds* const sum_;
+  };
+
+  CanChannel* const channel_;
+};
+
+TEST_F(AwaitLateAnswersTest,
+       quarantine_that_a_late_answer_puts_off_is_waited_out_without_the_turn) {
   const auto node = answering(5);
-  delay_answers(milliseconds(900));
+  WaitSum channel(bus);
   SdoTimes times;
   times.quarantine = milliseconds(100);
+  CanBusBackend hasty(channel, times);
+  Bytes data;
+  {
+    const UrgentScope scope;
+    delay_answers(milliseconds(1050));
+    hasty.sdo_read(5, 0x2000, 1, data);  // given up at 500 ms, answered at 1050 ms
+    bus.set_fault_rule([](const CanFrame&) { return std::vector<CanDelivery>(); });
+    hasty.sdo_read(5, 0x2000, 2, data);  // given up at 1000 ms
+  }
+  EXPECT_FALSE(hasty.sdo_write(5, 0x2000, 1, {1}));
+  EXPECT_EQ(time(), milliseconds(2050)) << "begins 550 ms after the time-out";
+  EXPECT_EQ(channel.sum, milliseconds(1500)) << "nothing but the three time-outs";
+}
+
+TEST_F(AwaitLateAnswersTest, ends_although_another_thread_goes_on_with_a_silent_node) {
+  SdoTimes times;
+  times.frame_timeout = times.quarantine = milliseconds(100);
   CanBusBackend hasty(bus, times);
   Bytes data;
-  hasty.sdo_read(5, 0x2000, 1, data);  // answered at 900 ms
-  hasty.sdo_read(5, 0x2000, 2, data);  // from 600 to 1100 ms
-  delay_answers(milliseconds(0));
-  EXPECT_TRUE(hasty.sdo_read(5, 0x2000, 1, data));
-  EXPECT_EQ(time(), milliseconds(1500));
+  hasty.sdo_read(5, 0x2000, 1, data);
+  std::atomic<bool> has_ended{false};
+  std::thread other([&] {
+    while (!has_ended) {
+      const UrgentScope scope;
+      hasty.sdo_write(5, 0x2000, 1, {1});
+    }
+  });
+  hasty.await_late_answers();
+  has_ended = true;
+  other.join();
+  EXPECT_GE(time(), milliseconds(200));
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include "talkative_node.hpp"
 #include "velmora_can_bridge/bus/in_process_bus.hpp"
 #include "velmora_can_bridge/bus/sdo_client.hpp"
+#include "velmora_can_bridge/urgent_scope.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -108,6 +109,75 @@ TEST_F(LateAnswersTest, confirmation_of_a_whole_download_says_that_the_value_was
   EXPECT_EQ(told[0].text, "answered 100 ms after the time-out: the node has taken the value");
 }
 
+TEST_F(LateAnswersTest, confirmation_does_not_say_so_when_the_write_was_repeated) {
+  use_times(milliseconds(500), milliseconds(2000));
+  node.answer_with({{{"60 00 20 01 00 00 00 00", milliseconds(1100)}}, {}, {value_of_3000}});
+  EXPECT_TRUE(client->download(0x2000, 1, {1}));
+  {
+    const UrgentScope scope;
+    EXPECT_TRUE(client->download(0x2000, 1, {2}));  // until 1000 ms
+  }
+  EXPECT_EQ(upload(0x3000), std::nullopt);
+  ASSERT_THAT(told, SizeIs(1));
+  EXPECT_EQ(told[0].text, "answered 600 ms after the time-out");
+}
+
+TEST_F(LateAnswersTest, confirmation_after_the_quarantine_does_not_say_so) {
+  node.answer_with(
+      {{{"60 00 20 01 00 00 00 00", milliseconds(1200)}}, {{value_of_3000, milliseconds(400)}}});
+  EXPECT_TRUE(client->download(0x2000, 1, {1}));
+  EXPECT_EQ(upload(0x3000), std::nullopt);
+  ASSERT_THAT(told, SizeIs(1));
+  EXPECT_EQ(told[0].text, "answered 700 ms after the time-out");
+}
+
+TEST_F(LateAnswersTest, answer_that_the_next_request_may_have_taken_is_told_as_doubtful) {
+  node.answer_with({{},
+                    {{value_of_2000, milliseconds(100)}, {value_of_2000, milliseconds(300)}},
+                    {{value_of_3000, milliseconds(400)}},
+                    {value_of_3000}});
+  EXPECT_TRUE(upload(0x2000));
+  EXPECT_EQ(upload(0x2000), std::nullopt);  // 1000 to 1100 ms
+  EXPECT_EQ(upload(0x3000), std::nullopt);
+  ASSERT_THAT(told, SizeIs(1));
+  EXPECT_EQ(told[0].kind, BusErrorKind::late_answer);
+  EXPECT_EQ(told[0].lateness, milliseconds(600));
+  EXPECT_EQ(told[0].text,
+            "perhaps answered 600 ms after the time-out, and that taken for the answer to the next "
+            "request");
+  EXPECT_EQ(quarantine(), milliseconds(600));
+}
+
+TEST_F(LateAnswersTest, confirmation_while_the_object_is_read_is_late_and_not_wrong) {
+  node.answer_with(
+      {{{"60 00 20 01 00 00 00 00", milliseconds(1100)}}, {{value_of_2000, milliseconds(300)}}});
+  EXPECT_TRUE(client->download(0x2000, 1, {0x11}));
+  EXPECT_EQ(upload(0x2000), std::nullopt);  // begins at 1000 ms
+  EXPECT_THAT(data, ElementsAre(0x11));
+  ASSERT_THAT(told, SizeIs(1));
+  EXPECT_EQ(told[0].lateness, milliseconds(600));
+}
+
+TEST_F(LateAnswersTest, lateness_is_rounded_up) {
+  node.answer_with({{value_of_2000}, {value_of_3000}});
+  bus.set_fault_rule([](const CanFrame& frame) -> std::vector<CanDelivery> {
+    return {{frame, std::chrono::microseconds(frame.id == 0x585 ? 600001 : 0)}};
+  });
+  EXPECT_TRUE(upload(0x2000));
+  bus.set_fault_rule({});
+  EXPECT_EQ(upload(0x3000), std::nullopt);
+  ASSERT_THAT(told, SizeIs(1));
+  EXPECT_EQ(told[0].lateness, milliseconds(101));
+}
+
+TEST_F(LateAnswersTest, answers_of_others_in_the_transfer_that_timed_out_are_not_told_again) {
+  node.answer_with({{value_of_3000, {value_of_2000, milliseconds(600)}}, {value_of_3000}});
+  EXPECT_TRUE(upload(0x2000));
+  EXPECT_EQ(upload(0x3000), std::nullopt);
+  ASSERT_THAT(told, SizeIs(1));
+  EXPECT_EQ(told[0].text, "answered 100 ms after the time-out");
+}
+
 TEST_F(LateAnswersTest, abort_is_told_with_its_code) {
   node.answer_with({{{"80 00 20 01 00 00 02 06", milliseconds(600)}}, {value_of_3000}});
   EXPECT_TRUE(client->download(0x2000, 1, {1}));
@@ -194,6 +264,94 @@ TEST_F(LateAnswersTest, request_without_answer_for_5_seconds_is_forgotten) {
   EXPECT_EQ(upload(0x2000), std::nullopt);
   EXPECT_EQ(upload(0x3000), std::nullopt) << "throws the second copy away";
   EXPECT_THAT(told, IsEmpty());
+}
+
+TEST_F(LateAnswersTest, quarantine_after_a_late_answer_has_come_is_the_configured_one) {
+  node.answer_with({{{value_of_2000, milliseconds(1300)}}, {{value_of_3000, milliseconds(400)}}});
+  EXPECT_TRUE(upload(0x2000));
+  EXPECT_EQ(upload(0x3000), std::nullopt);
+  node.answer_with({{{value_of_2000, milliseconds(700)}}});
+  EXPECT_TRUE(upload(0x2000));
+  pass(milliseconds(200));
+  client->take_late_answers();
+  EXPECT_EQ(client->quarantine_end() - bystander->now(), milliseconds(300));
+}
+
+TEST_F(LateAnswersTest, quarantine_after_a_wrong_answer_is_the_configured_one) {
+  node.answer_with({{{value_of_2000, milliseconds(1300)}}, {{value_of_3000, milliseconds(400)}}});
+  EXPECT_TRUE(upload(0x2000));
+  EXPECT_EQ(upload(0x3000), std::nullopt);
+  node.answer_with({{"60 00 20 01 00 00 00 00"}});
+  EXPECT_TRUE(upload(0x2000));
+  EXPECT_EQ(client->quarantine_end() - bystander->now(), milliseconds(500));
+}
+
+TEST_F(LateAnswersTest, stop_that_is_sent_once_a_second_is_confirmed_after_a_longer_quarantine) {
+  const char* const stopped = "60 40 60 01 00 00 00 00";
+  node.answer_with({{{value_of_2000, milliseconds(3500)}}, {value_of_3000}, {}});
+  EXPECT_TRUE(upload(0x2000));
+  pass(milliseconds(4000));
+  EXPECT_EQ(upload(0x3000), std::nullopt);
+  EXPECT_TRUE(client->download(0x6040, 1, {15, 0}));  // its answer is lost: 3 s of quarantine
+  int attempts = 0;
+  const UrgentScope scope;
+  do {
+    node.answer_with({{stopped}});
+    pass(milliseconds(1000));
+  } while (client->download(0x6040, 1, {2, 0}) && ++attempts < 10);
+  EXPECT_EQ(attempts, 2) << "uncertain at 1 and 2 s, certain when the quarantine is over";
+}
+
+TEST_F(LateAnswersTest, transfer_after_the_quarantine_distrusts_nothing) {
+  node.answer_with({{}, {"80 00 20 01 00 00 02 06"}});
+  EXPECT_TRUE(upload(0x2000));
+  pass(milliseconds(500));
+  const UrgentScope scope;
+  const SdoClient::Failure failure = upload(0x2000);
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->kind, BusErrorKind::refused);
+}
+
+TEST_F(LateAnswersTest, quarantine_of_another_transfer_makes_no_answer_uncertain) {
+  node.answer_with({{}, {}, {value_of_2000}});
+  const UrgentScope scope;
+  EXPECT_TRUE(upload(0x2000));  // until 500 ms, distrusted until 1000 ms
+  pass(milliseconds(200));
+  EXPECT_TRUE(upload(0x3000));  // until 1200 ms
+  EXPECT_EQ(upload(0x2000), std::nullopt);
+}
+
+TEST_F(LateAnswersTest, of_repetitions_the_first_and_the_last_are_remembered) {
+  use_times(milliseconds(100), milliseconds(2000));
+  {
+    const UrgentScope scope;
+    for (int repetition = 0; repetition < 10; ++repetition) {
+      EXPECT_TRUE(upload(0x2000));  // given up at 100 ms, 200 ms ...
+    }
+  }
+  node.answer_with({{value_of_2000, value_of_2000, value_of_2000, value_of_3000}});
+  {
+    const UrgentScope scope;
+    EXPECT_EQ(upload(0x3000), std::nullopt);
+  }
+  ASSERT_THAT(told, SizeIs(2));
+  EXPECT_EQ(told[0].lateness, milliseconds(900));
+  EXPECT_EQ(told[1].lateness, milliseconds(0));
+}
+
+TEST_F(LateAnswersTest, one_that_comes_in_the_wait_for_the_end_of_a_quarantine_puts_that_off) {
+  use_times(milliseconds(500), milliseconds(100));
+  node.answer_with({{{value_of_2000, milliseconds(1050)}},  // 550 ms after its time-out
+                    {{value_of_3000, milliseconds(1000)}},  // arrives at 1500 ms
+                    {"4F 00 30 01 33 00 00 00"}});
+  {
+    const UrgentScope scope;
+    EXPECT_TRUE(upload(0x2000));
+    EXPECT_TRUE(upload(0x3000));  // given up at 1000 ms
+  }
+  EXPECT_EQ(upload(0x3000), std::nullopt);
+  EXPECT_THAT(data, ElementsAre(0x33));
+  EXPECT_THAT(told, SizeIs(2));
 }
 
 TEST_F(LateAnswersTest, quarantine_that_is_configured_longer_than_5_seconds_stays) {
@@ -321,6 +479,15 @@ TEST_F(LateAnswersTest, are_not_expected_once_they_have_come) {
   client->take_late_answers();
   EXPECT_EQ(client->late_answers_end(), SdoClient::Time::min());
   EXPECT_EQ(client->quarantine_end().time_since_epoch(), milliseconds(1000));
+}
+
+TEST_F(LateAnswersTest, are_expected_after_an_answer_that_may_have_been_late) {
+  node.answer_with({{}, {value_of_2000}});
+  EXPECT_TRUE(upload(0x2000));
+  const UrgentScope scope;
+  pass(milliseconds(300));
+  EXPECT_TRUE(upload(0x2000));
+  EXPECT_EQ(client->late_answers_end().time_since_epoch(), milliseconds(1300));
 }
 
 TEST_F(LateAnswersTest, are_not_expected_after_a_wrong_answer) {

@@ -216,6 +216,42 @@ INSTANTIATE_TEST_SUITE_P(
             "short_one", {}, {}, "20", value, "an answer to a segment that was not asked for"}),
     [](const auto& param) { return std::string(param.param.name); });
 
+TEST_P(SdoOthersAnswerTest, that_is_there_at_once_keeps_the_abort_back_too) {
+  node.answer_with(script({row.others}));
+  const SdoClient::Failure failure = transfer(row.download);
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->kind, BusErrorKind::no_answer);
+  EXPECT_EQ(failure->abort_code, 0U);
+  EXPECT_THAT(failure->text, HasSubstr("; meanwhile came " + std::string(row.told)));
+  EXPECT_THAT(aborts(), IsEmpty());
+}
+
+TEST_F(SdoOthersTest, own_answer_that_stands_behind_one_of_others_is_taken_when_the_time_is_over) {
+  // Both come in the moment in which the time is over.
+  node.answer_with({{{"4F 00 30 00 22 00 00 00", milliseconds(500)}, {value, milliseconds(500)}}});
+  EXPECT_EQ(transfer(), std::nullopt);
+  EXPECT_THAT(data, ElementsAre(0x11));
+}
+
+TEST_F(SdoOthersTest, abort_is_kept_back_until_the_end_of_the_transfer) {
+  node.answer_with({{"41 00 20 01 1C 00 00 00"},
+                    {"4F 00 30 00 22 00 00 00", "00 01 02 03 04 05 06 07"},
+                    {"10 08 09 0A 0B 0C 0D 0E"}});
+  const SdoClient::Failure failure = transfer();
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->kind, BusErrorKind::no_answer);
+  EXPECT_EQ(failure->abort_code, 0U);
+  EXPECT_THAT(aborts(), IsEmpty());
+}
+
+TEST_F(SdoOthersTest, frame_of_no_bytes_is_nobodys_answer) {
+  node.answer_with({{""}});
+  const SdoClient::Failure failure = transfer();
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->kind, BusErrorKind::bad_answer);
+  EXPECT_THAT(failure->text, HasSubstr("answered with 0 bytes"));
+}
+
 TEST_F(SdoOthersTest, no_abort_ends_the_transfer_of_another_client_when_ours_fails_otherwise) {
   node.answer_with(
       {{"41 00 20 01 0F 00 00 00"}, {"41 00 30 00 0F 00 00 00", "10 01 02 03 04 05 06 07"}});
@@ -283,7 +319,7 @@ INSTANTIATE_TEST_SUITE_P(
                             {{"41 00 20 01 0F 00 00 00"}, {"10 01 02 03 04 05 06 07"}},
                             true},
                     HintRow{"no_such_object", {{"80 00 20 01 00 00 02 06"}}, false},
-                    HintRow{"command_of_a_first_answer", {{"60 00 20 01 00 00 00 00"}}, false},
+                    HintRow{"command_of_a_first_answer", {{"60 00 20 01 00 00 00 00"}}, true},
                     HintRow{"no_answer", {}, false}),
     [](const auto& param) { return std::string(param.param.name); });
 

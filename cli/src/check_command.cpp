@@ -90,9 +90,8 @@ struct CheckedNode {
 
 using CheckedNodes = std::vector<CheckedNode>;
 
-CheckedNodes compare_nodes(const CommandLineHost& host, const BoardFile& file,
-                           CanChannel& channel) {
-  StoppableBus bus(host, channel);
+CheckedNodes compare_nodes(const CommandLineHost& host, const BoardFile& file, CanChannel& channel,
+                           StoppableBus& bus) {
   SyncCheck syncs(host, channel);
   CheckedNodes nodes;
   for (const NodeConfig& node : file.nodes) {
@@ -103,7 +102,6 @@ CheckedNodes compare_nodes(const CommandLineHost& host, const BoardFile& file,
   for (CheckedNode& checked : nodes) {
     syncs.judge(checked.comparison);
   }
-  bus.await_late_answers();
   return nodes;
 }
 
@@ -219,8 +217,10 @@ ExitStatus check_command(const CommandLineHost& host, const CheckArguments& argu
     return ExitStatus::bad_input;
   }
   const std::unique_ptr<CanChannel> channel = interface_channel(host, *arguments.bus);
-  const CheckedNodes nodes = compare_nodes(host, *loaded.file, *channel);
+  StoppableBus bus(host, *channel);
+  const CheckedNodes nodes = compare_nodes(host, *loaded.file, *channel, bus);
   (arguments.json ? print_json : print_text)(host, nodes);
+  bus.await_late_answers();
   return status_of(nodes);
 }
 

@@ -81,9 +81,10 @@ class CanBusBackend : public CanOpenBackend {
   /// `late_answer`. Without this, a program that is started next and asks for the same object takes
   /// that answer for its own.
   ///
-  /// Returns the node ids whose late answers are still to come because `stop` has ended the wait;
-  /// none otherwise. Takes at most the longest quarantine, 10 ms more, and the transfers that other
-  /// threads begin meanwhile. Any thread, but not the observer's.
+  /// Returns the node ids whose late answers are still to come, as `stop` has ended the wait or
+  /// other threads have brought new ones about; none otherwise. Listens for the longest quarantine
+  /// at most, 5 s or `SdoTimes::quarantine`, and waits out transfers that are under way. Any
+  /// thread, but not the observer's.
   std::vector<std::uint8_t> await_late_answers();
 
   /// What last failed with the node, on any thread; no value when nothing has. Later successes do

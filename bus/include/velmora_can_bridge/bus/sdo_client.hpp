@@ -38,17 +38,19 @@ struct SdoTimes {
 /// Transfers block until they have ended. Nothing is ever sent twice: a request that got no answer
 /// may have arrived. Not thread-safe: one transfer at a time.
 ///
-/// SDO answers carry no number of their request. What comes before a request is never taken for its
-/// answer, nor is an answer about another object; but two answers about one object cannot be told
-/// apart. So an answer that a node sends twice, the second time after the next request for the same
-/// object, and one that comes later than time-out and quarantine together, may be taken for that to
-/// the next request.
+/// SDO answers carry no number of their request. What is there before a request is sent is never
+/// taken for its answer, nor is an answer about another object; but two answers about one object
+/// cannot be told apart. So an answer that a node sends twice, the second time after the next
+/// request for the same object, and one that comes later than time-out and quarantine together, may
+/// be taken for that to the next request.
 ///
-/// The first such answer that shows as late makes it rarer: one that is thrown away, although a
-/// request about its object has timed out, is told to the observer (`late_answer`). The quarantine
-/// is then as long as that answer was late, counted from the time-out, but 5 s at most, or the
-/// `SdoTimes::quarantine` where that is longer. After 100 answers in time it is as given again. Of
-/// several requests about one object that timed out, the first without an answer counts.
+/// The first such answer that shows as late makes it rarer: one that is thrown away, less than 5 s
+/// after a request about its object has timed out, is told to the observer (`late_answer`). The
+/// quarantine is then as long as that answer was late, counted from the time-out, but 5 s at most,
+/// or the `SdoTimes::quarantine` where that is longer. After 100 answers in time, each segment's
+/// counted, it is as given again. Of several requests about one object that timed out, the first
+/// without an answer counts. Where a later request about the object was answered before the frame
+/// that is thrown away, that answer may have been the late one: it counts as such.
 ///
 /// Another client on the same node: an answer about another object, one to a segment that was not
 /// asked for, and an answer to a first request while segments are awaited belong to it, or are
@@ -70,6 +72,10 @@ class SdoClient {
   /// An upload of more bytes than this fails: a node that never ends one must not fill the memory.
   static constexpr std::size_t upload_limit = std::size_t{16} * 1024 * 1024;
 
+  /// How long a quarantine gets that late answers have made longer: 5 s, or as given if that is
+  /// more.
+  static std::chrono::milliseconds longest_quarantine(const SdoTimes& times);
+
   /// A transfer that failed says why. No value: it succeeded.
   using Failure = std::optional<BusError>;
 
@@ -84,7 +90,8 @@ class SdoClient {
   /// Reads an object: its bytes are appended to `data`, any number, none included. After a failure
   /// `data` may hold a part of them.
   ///
-  /// An answer that gives no size and is expedited counts as 4 bytes.
+  /// An answer that gives no size and is expedited counts as 4 bytes, a shorter one as those that
+  /// it has.
   Failure upload(std::uint16_t index, std::uint8_t sub_index, std::vector<std::uint8_t>& data);
 
   /// Writes an object: 1 to 4 bytes expedited, others segmented, with their size indicated. No
@@ -98,8 +105,8 @@ class SdoClient {
   /// When the quarantine ends, by the time of the channel; long ago when there is none.
   Time quarantine_end() const;
 
-  /// Until when the answer to a request that timed out may still come and be told from others; long
-  /// ago when none is expected.
+  /// Until when an answer that is still due may come and be told from others: that to a request
+  /// which timed out, or whose answer was taken for a late one. Long ago when none is due.
   Time late_answers_end() const;
 
   /// Throws away what has come since the last transfer, without waiting. Answers that are late may
@@ -131,14 +138,25 @@ class SdoClient {
     std::optional<CanFrame> others_answer;
   };
 
+  /// Why a transfer was given up.
+  enum class Reason : std::uint8_t {
+    timed_out,
+    /// Its answer may have been that to an earlier request, and its own still comes.
+    uncertain,
+    wrong_answer,
+  };
+
   /// A transfer whose answer may come late.
   struct GivenUp {
     Transfer transfer;
+    Reason reason = Reason::wrong_answer;
     Time since = Time::min();
-    /// Its request timed out: its answer is late by the time since then.
-    bool timed_out = false;
     /// The late answer has come.
     bool is_answered = false;
+    /// Another request for the same answer was sent since.
+    bool is_repeated = false;
+    /// When an answer came that was taken for that to such a request; long ago for none.
+    Time perhaps_answered = Time::min();
   };
 
   /// For one answer.
@@ -168,13 +186,18 @@ class SdoClient {
   Failure receive_until(const Transfer& transfer, Time now, const Wait& wait, CanFrame& answer);
   Wait wait_for_answer(Transfer& transfer, Time now) const;
   static bool is_for(const Transfer& transfer, const CanFrame& answer);
-  static bool is_for_another(const Transfer& transfer, std::uint8_t expected,
-                             const CanFrame& answer);
+  bool is_for_another(const Transfer& transfer, std::uint8_t expected,
+                      const CanFrame& answer) const;
+  static bool asks_for_the_same(const Transfer& left, const Transfer& right);
+  static bool is_due(const GivenUp& given_up, const CanFrame& frame);
   static bool can_answer(const Transfer& transfer, const CanFrame& frame);
   bool can_be_late(const Transfer& transfer, const CanFrame& answer) const;
 
   void pass_over(Transfer& transfer, const CanFrame& answer);
   void note_late(const CanFrame& frame);
+  void tell_late(const GivenUp& asked, const CanFrame& frame, Time came);
+  void note_repetition(const Transfer& transfer);
+  void note_answer(const CanFrame& answer);
   void note_in_time(const CanFrame& answer);
   void note_status(CanStatus status);
 
@@ -189,7 +212,7 @@ class SdoClient {
   BusError give_up(const Transfer& transfer, SdoAbort abort, BusErrorKind kind,
                    const std::string& reason);
   std::uint32_t send_abort(const Transfer& transfer, SdoAbort abort);
-  void start_quarantine(const Transfer& transfer, BusErrorKind kind);
+  void start_quarantine(const Transfer& transfer, Reason reason);
   BusError error(const Transfer& transfer, BusErrorKind kind, std::string reason) const;
 
   const std::uint8_t node_id_;
