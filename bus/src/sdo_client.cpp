@@ -490,9 +490,7 @@ void SdoClient::note_late(const CanFrame& frame) {
 }
 
 void SdoClient::tell_late(const GivenUp& asked, const CanFrame& frame, Time came) {
-  const bool is_doubtful = asked.perhaps_answered != Time::min();
-  const auto late =
-      std::chrono::ceil<milliseconds>((is_doubtful ? asked.perhaps_answered : came) - asked.since);
+  const auto late = std::chrono::ceil<milliseconds>(came - asked.since);
   Transfer transfer = asked.transfer;
   const bool is_done = transfer.completes_download && !is_abort(frame) && !asked.is_repeated &&
                        came <= quarantine_end(asked);
@@ -500,15 +498,11 @@ void SdoClient::tell_late(const GivenUp& asked, const CanFrame& frame, Time came
   transfer.others_answer.reset();
   BusError error = this->error(transfer, BusErrorKind::late_answer, "");
   error.lateness = std::max(late, milliseconds(0));
-  const std::string after = std::to_string(error.lateness.count()) + " ms after the time-out";
-  if (is_doubtful) {
-    error.text =
-        "perhaps answered " + after + ", and that taken for the answer to the next request";
-  } else {
-    error.text = answer_text(frame) + (is_abort(frame) ? ", " : " ") + after +
-                 (is_done ? ": the node has taken the value" : "");
-    error.abort_code = is_abort(frame) ? sdo_number(frame) : 0;
-  }
+  error.abort_code = is_abort(frame) ? sdo_number(frame) : 0;
+  error.text = (asked.is_doubtful ? "perhaps " : "") + answer_text(frame) +
+               (is_abort(frame) ? ", " : " ") + std::to_string(error.lateness.count()) +
+               " ms after the time-out" + (is_done ? ": the node has taken the value" : "") +
+               (asked.is_doubtful ? "; the next request may have got its answer" : "");
   in_time_ = 0;
   quarantine_ = std::max(quarantine_, std::min(error.lateness, longest_learned_quarantine));
   observer_(error);
@@ -528,10 +522,10 @@ void SdoClient::note_repetition(const Transfer& transfer) {
 /// The answer is taken for that to the transfer under way, and may be a late one all the same.
 void SdoClient::note_answer(const CanFrame& answer) {
   const auto asked = std::find_if(given_up_.begin(), given_up_.end(), [&](const GivenUp& given_up) {
-    return is_due(given_up, answer) && given_up.perhaps_answered == Time::min();
+    return is_due(given_up, answer) && !given_up.is_doubtful;
   });
   if (asked != given_up_.end()) {
-    asked->perhaps_answered = endpoint_->arrival().time;
+    asked->is_doubtful = true;
   }
 }
 

@@ -49,8 +49,8 @@ struct SdoTimes {
 /// quarantine is then as long as that answer was late, counted from the time-out, but 5 s at most,
 /// or the `SdoTimes::quarantine` where that is longer. After 100 answers in time, each segment's
 /// counted, it is as given again. Of several requests about one object that timed out, the first
-/// without an answer counts. Where a later request about the object was answered before the frame
-/// that is thrown away, that answer may have been the late one: it counts as such.
+/// without an answer counts. Where a later request about the object has got an answer before, that
+/// may have been the late one: the text then says "perhaps".
 ///
 /// Another client on the same node: an answer about another object, one to a segment that was not
 /// asked for, and an answer to a first request while segments are awaited belong to it, or are
@@ -155,8 +155,8 @@ class SdoClient {
     bool is_answered = false;
     /// Another request for the same answer was sent since.
     bool is_repeated = false;
-    /// When an answer came that was taken for that to such a request; long ago for none.
-    Time perhaps_answered = Time::min();
+    /// Such a request has got an answer, which may have been the late one.
+    bool is_doubtful = false;
   };
 
   /// For one answer.
