@@ -17,8 +17,8 @@ struct Position {
 };
 
 /// Text of the file for a message, without quotes: at most 40 bytes of it, whole characters, then
-/// "..."; quotes, backslashes and hidden characters are escaped, so that it stays one line that says
-/// what it holds.
+/// "..."; quotes, backslashes and hidden characters are escaped, so that it stays one line that
+/// says what it holds.
 std::string printable(std::string_view text);
 
 /// `printable` in double quotes.

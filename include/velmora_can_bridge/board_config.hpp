@@ -42,7 +42,8 @@ struct PdoConfig {
   std::vector<PdoMapping> mappings;
   /// Transmission type that the node has the PDO configured with (CiA 301, 7.5.2.35 and 7.5.2.37):
   /// 0 to 240 wait for the SYNC, 252 and 253, of TPDOs alone, for a remote frame, 254 and 255 go at
-  /// once. No value: not known. For checks of a node; neither controller nor backends read it.
+  /// once. No value: not known. For checks of a node, and what simulated ones tell; neither
+  /// controller nor backends read it.
   std::optional<std::uint8_t> transmission = std::nullopt;
   /// Other PDOs have the same COB-ID on purpose, such as one frame that several nodes take. For
   /// checks of a board; neither controller nor backends read it.

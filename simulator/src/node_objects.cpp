@@ -64,14 +64,15 @@ void add_number(ObjectDictionary& dictionary, ObjectAddress at, std::uint32_t va
   dictionary.add(at.index, at.sub_index, {ObjectAccess::read_only, to_little_endian(value, size)});
 }
 
-/// CiA 301, 7.5.2.35: the COB-ID, and that the PDO goes when the device likes.
-void add_pdo_communication(ObjectDictionary& dictionary, std::uint16_t index,
-                           std::uint16_t cob_id) {
+/// CiA 301, 7.5.2.35: the COB-ID, and the transmission type of the board, else that the PDO goes
+/// when the device likes.
+void add_pdo_communication(ObjectDictionary& dictionary, std::uint16_t index, std::uint16_t cob_id,
+                           const PdoConfig& pdo) {
   constexpr std::uint32_t no_pdo = 0x80000000;
   constexpr std::uint8_t event_driven = 255;
   add_number(dictionary, {index, 0}, 2, 1);
   add_number(dictionary, {index, 1}, cob_id == 0 ? no_pdo : cob_id, 4);
-  add_number(dictionary, {index, 2}, event_driven, 1);
+  add_number(dictionary, {index, 2}, pdo.transmission.value_or(event_driven), 1);
 }
 
 /// CiA 301, 7.5.2.36: index, sub-index and bit length of each mapped object. There is room for as
@@ -99,7 +100,7 @@ void add_pdo_parameters(ObjectDictionary& dictionary, const PdosByNumber& pdos,
     }
     const int offset = number - 1;
     add_pdo_communication(dictionary, static_cast<std::uint16_t>(communication + offset),
-                          cob_id_of(*pdo));
+                          cob_id_of(*pdo), *pdo);
     add_pdo_mapping(dictionary, static_cast<std::uint16_t>(mapping + offset), pdo->mappings);
   }
 }
