@@ -43,19 +43,39 @@ void add_json(CLI::App& command, bool& json) {
   command.add_flag("--json", json, "print results as JSON, one object a line");
 }
 
+/// What begins with "-" is the next option, whose own value is missing then.
+std::string unless_option(const std::string& value, const std::string& refusal) {
+  return value.empty() || value.front() == '-' ? "\"" + value + "\" " + refusal : std::string();
+}
+
+template <typename Name>
+CLI::Option& add_bus_name(CLI::App& command, Name& bus, const std::string& help) {
+  return *command.add_option("--bus", bus, help)->check([](const std::string& name) {
+    return unless_option(name, "is no name of an interface");
+  });
+}
+
+/// A number that is read as it looks: 010 is eight for some readers and ten for others.
+void add_number(CLI::Option& option, std::uint32_t minimum, std::uint32_t maximum) {
+  option.check(CLI::Range(minimum, maximum))->check([](const std::string& number) {
+    const bool leads_with_0 = number.size() > 1 && number.front() == '0' && number.find('x') != 1;
+    return leads_with_0 ? "\"" + number + "\" begins with 0" : std::string();
+  });
+}
+
 void add_bus(CLI::App& command, BusArguments& bus) {
-  command.add_option("--bus", bus.bus, bus_help);
+  add_bus_name(command, bus.bus, bus_help);
   command.add_option("--trace", bus.trace, "write every frame to this file, as candump -L does")
       ->check([](const std::string& file) {
-        return file.empty() || file == "-" ? "\"" + file + "\" names no file for the frames"
-                                           : std::string();
+        return unless_option(file, "names no file for the frames");
       });
   command.footer(footer);
 }
 
 void add_timeout(CLI::App& command, BusArguments& bus) {
-  command.add_option("--timeout", bus.timeout, "milliseconds to wait for each SDO answer (500)")
-      ->check(CLI::Range(1U, 3600000U));
+  add_number(*command.add_option("--timeout", bus.timeout,
+                                 "milliseconds to wait for each SDO answer (500)"),
+             1, 3600000);
 }
 
 /// For commands that need a board only to simulate it.
@@ -79,8 +99,8 @@ void add_simulate(CLI::App& app, SimulateArguments& simulate) {
   CLI::App& command = *app.add_subcommand("simulate", "Put a simulated board on a CAN interface");
   add_board(command, simulate.board);
   add_bus(command, simulate.bus);
-  command.add_option("--for", simulate.seconds, "end after so many seconds")
-      ->check(CLI::Range(1U, 31536000U));
+  add_number(*command.add_option("--for", simulate.seconds, "end after so many seconds"), 1,
+             31536000);
 }
 
 void add_nmt(CLI::App& app, NmtArguments& nmt) {
@@ -118,30 +138,29 @@ void add_check(CLI::App& app, CheckArguments& check) {
   CLI::App& command = *app.add_subcommand(
       "check", "Validate a board file, and compare it with the devices on a bus");
   add_board(command, check.board);
-  command.add_option("--bus", check.bus, "compare with the devices on this CAN interface");
+  add_bus_name(command, check.bus, "compare with the devices on this CAN interface");
   add_json(command, check.json);
 }
 
 void add_watch(CLI::App& app, WatchArguments& watch) {
   CLI::App& command = *app.add_subcommand("watch", "Show what passes on a bus, decoded");
   add_board(command, watch.board);
-  command.add_option("--bus", watch.bus, "the CAN interface, such as can0")->required();
+  add_bus_name(command, watch.bus, "the CAN interface, such as can0").required();
   command.add_option("--for", watch.seconds, "end after that many seconds");
   add_json(command, watch.json);
 }
 
 void add_producer(CLI::App& command, std::string& bus, std::uint32_t& period) {
-  command.add_option("--bus", bus, "the CAN interface, such as can0")->required();
-  command.add_option("--period", period, "milliseconds between two frames")
-      ->required()
-      ->check(CLI::Range(1U, 3600000U));
+  add_bus_name(command, bus, "the CAN interface, such as can0").required();
+  add_number(*command.add_option("--period", period, "milliseconds between two frames")->required(),
+             1, 3600000);
 }
 
 void add_sync(CLI::App& app, SyncArguments& sync) {
   CLI::App& command = *app.add_subcommand("sync", "Send the SYNC, for which synchronous PDOs wait");
   add_producer(command, sync.bus, sync.period);
-  command.add_option("--count", sync.count, "end after so many frames")
-      ->check(CLI::Range(1U, std::numeric_limits<std::uint32_t>::max()));
+  add_number(*command.add_option("--count", sync.count, "end after so many frames"), 1,
+             std::numeric_limits<std::uint32_t>::max());
   add_json(command, sync.json);
   command.footer(footer);
 }

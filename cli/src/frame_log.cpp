@@ -63,12 +63,26 @@ bool is_log(int file) {
   }
 }
 
+bool is_same_file(const struct stat& status, int file) {
+  struct stat other {};
+  return ::fstat(file, &other) == 0 && other.st_dev == status.st_dev &&
+         other.st_ino == status.st_ino;
+}
+
 /// A regular file or none. Asked before it is opened, as opening a device may do something.
 std::string hindrance(const std::string& path, const struct stat& status) {
   if (S_ISLNK(status.st_mode)) {
     return not_overwritten(path, "it is a link");
   }
-  return S_ISREG(status.st_mode) ? "" : not_overwritten(path, "it is no regular file");
+  if (!S_ISREG(status.st_mode)) {
+    return not_overwritten(path, "it is no regular file");
+  }
+  if (status.st_nlink > 1) {
+    return not_overwritten(path, "it has another name, a hard link");
+  }
+  const bool is_printed_to =
+      is_same_file(status, STDOUT_FILENO) || is_same_file(status, STDERR_FILENO);
+  return is_printed_to ? not_overwritten(path, "what the program prints goes there") : "";
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include "exit_status.hpp"
 #include "interface_channel.hpp"
 #include "json_line.hpp"
+#include "printable.hpp"
 #include "report.hpp"
 
 namespace velmora_can_bridge {
@@ -39,7 +40,7 @@ ExitStatus ProducerLoop::run() {
     return finish(ExitStatus::interrupted);
   }
   if (const std::optional<BusError> error = poll(); error && is_useless(*error)) {
-    return exit_status_of(*error);
+    return settings_.json ? finish(exit_status_of(*error)) : exit_status_of(*error);
   }
   print_start();
   while (!settings_.count || sent_ < *settings_.count) {
@@ -80,7 +81,7 @@ void ProducerLoop::wait() const {
 
 void ProducerLoop::print_start() const {
   if (!settings_.json) {
-    host_->out << "sending " << settings_.what << "; Ctrl-C ends it" << std::endl;
+    host_->out << "sending " << printable(settings_.what) << "; Ctrl-C ends it" << std::endl;
   }
 }
 

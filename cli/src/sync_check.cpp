@@ -94,12 +94,12 @@ void SyncCheck::judge(DeviceComparison& comparison) const {
   const auto sync = syncs_.find(receivable(comparison.sync_cob_id));
   if (sync == syncs_.end()) {
     comparison.warnings.push_back("the SYNC cannot be listened to (COB-ID " + cob_id +
-                                  "); without it nothing moves by " + rpdos);
+                                  " in 0x1005); without it nothing moves by " + rpdos);
   } else if (!sync->second.has_come && failure_) {
     comparison.gaps.push_back({"SYNC", *failure_, failure_->text});
   } else if (!sync->second.has_come) {
     comparison.warnings.push_back("no SYNC came within 1 s (COB-ID " + cob_id +
-                                  "), so nothing moves by " + rpdos);
+                                  "); until one comes nothing moves by " + rpdos);
   }
 }
 

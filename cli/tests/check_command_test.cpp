@@ -179,7 +179,8 @@ TEST_F(CheckCommand, warns_when_no_sync_comes) {
   EXPECT_EQ(check(), ExitStatus::success);
   EXPECT_EQ(out, file_line +
                      "node 0x10: 2 PDOs match\n"
-                     "  warning: no SYNC came within 1 s (COB-ID 0x0080), so nothing moves by RPDO "
+                     "  warning: no SYNC came within 1 s (COB-ID 0x0080); until one comes nothing "
+                     "moves by RPDO "
                      "1\n"
                      "node 0x11: 1 PDO matches\n");
 }
@@ -188,8 +189,8 @@ TEST_F(CheckCommand, prints_warnings_as_json) {
   attach(board_text);
   make_synchronous(0, 0x1400);
   EXPECT_EQ(check({"--json", "--bus", "can7"}), ExitStatus::success);
-  EXPECT_THAT(out, HasSubstr(R"({"node_id":16,"warning":"no SYNC came within 1 s (COB-ID 0x0080), )"
-                             R"(so nothing moves by RPDO 1"})"
+  EXPECT_THAT(out, HasSubstr(R"({"node_id":16,"warning":"no SYNC came within 1 s (COB-ID 0x0080); )"
+                             R"(until one comes nothing moves by RPDO 1"})"
                              "\n"
                              R"({"node_id":16,"ok":true,"code":"done","pdos":2,"differences":0,)"
                              R"("not_compared":0,"warnings":1})"

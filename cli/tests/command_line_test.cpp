@@ -204,6 +204,10 @@ TEST_F(CommandLine, bad_usage_is_one_line_with_status_2) {
         {"check", board, "surplus"},
         {"check", "--nonsense", board},
         {"operations"},
+        {"run", board, "wheel", "read_identity", "--timeout", "010"},
+        {"run", board, "wheel", "read_identity", "--bus", "--json"},
+        {"check", board, "--bus", "--json"},
+        {"watch", board, "--bus", "--json"},
         {"run", board, "wheel", "set_acceleration", "-5"}}) {
     SCOPED_TRACE(testing::PrintToString(arguments));
     EXPECT_EQ(run(arguments), ExitStatus::bad_input);

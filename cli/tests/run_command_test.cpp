@@ -1,6 +1,8 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <iterator>
@@ -206,6 +208,31 @@ TEST_F(RunOnBus, trace_follows_no_link) {
   EXPECT_FALSE(std::filesystem::exists(folder / "nothing"));
 }
 
+TEST_F(RunOnBus, trace_leaves_a_file_alone_that_has_two_names) {
+  const std::string file = write_file("log", "");
+  std::filesystem::create_hard_link(file, folder / "other");
+  EXPECT_EQ(run_lamp({"--trace", file, "read_level"}), ExitStatus::bad_input);
+  EXPECT_EQ(err, "velmora-can-bridge: " + file +
+                     " is not overwritten: it has another name, a hard link\n");
+}
+
+TEST_F(RunOnBus, trace_does_not_go_where_the_program_prints) {
+  const std::string file = write_file("printed", "");
+  const int printed = ::open(file.c_str(), O_WRONLY | O_APPEND);
+  ASSERT_GE(printed, 0);
+  for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
+    const int kept = ::dup(stream);
+    ::dup2(printed, stream);
+    const ExitStatus status = run_lamp({"--trace", file, "read_level"});
+    ::dup2(kept, stream);
+    ::close(kept);
+    EXPECT_EQ(status, ExitStatus::bad_input);
+    EXPECT_EQ(err, "velmora-can-bridge: " + file +
+                       " is not overwritten: what the program prints goes there\n");
+  }
+  ::close(printed);
+}
+
 TEST_F(RunOnBus, trace_goes_to_no_device_pipe_or_folder) {
   const std::string pipe = (folder / "pipe").string();
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
@@ -216,7 +243,7 @@ TEST_F(RunOnBus, trace_goes_to_no_device_pipe_or_folder) {
 }
 
 TEST_F(RunOnBus, trace_needs_the_name_of_a_file) {
-  for (const std::string& file : {std::string(), std::string("-")}) {
+  for (const std::string& file : {std::string(), std::string("-"), std::string("--json")}) {
     for (const std::vector<std::string>& trace :
          {std::vector<std::string>{"--trace", file}, {"--trace=" + file}}) {
       SCOPED_TRACE(testing::PrintToString(trace));

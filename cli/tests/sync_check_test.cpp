@@ -77,7 +77,7 @@ TEST_F(SyncCheckTest, warns_when_none_comes_within_a_second) {
   check.listen();
   check.judge(node);
   EXPECT_THAT(node.warnings,
-              ElementsAre("no SYNC came within 1 s (COB-ID 0x0080), so nothing moves "
+              ElementsAre("no SYNC came within 1 s (COB-ID 0x0080); until one comes nothing moves "
                           "by RPDO 1, RPDO 3"));
   EXPECT_THAT(node.gaps, IsEmpty());
   EXPECT_EQ(now(), milliseconds(1000));
@@ -148,7 +148,7 @@ TEST_F(SyncCheckTest, does_not_wait_for_what_cannot_be_received) {
     check.listen();
     check.judge(node);
     EXPECT_THAT(node.warnings, ElementsAre("the SYNC cannot be listened to (COB-ID " + row.text +
-                                           "); without it nothing moves by RPDO 1"));
+                                           " in 0x1005); without it nothing moves by RPDO 1"));
   }
   EXPECT_EQ(now(), milliseconds(0));
 }

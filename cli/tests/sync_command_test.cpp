@@ -71,6 +71,19 @@ TEST_F(SyncCommand, tells_that_the_interface_does_not_work) {
   EXPECT_EQ(out, "");
 }
 
+TEST_F(SyncCommand, prints_json_when_the_interface_does_not_work_from_the_start) {
+  bus.set_state(CanStatus::interface_missing);
+  EXPECT_EQ(run({"sync", "--bus", "can0", "--period", "1", "--json"}), ExitStatus::bus_fault);
+  EXPECT_EQ(out, R"({"sent":0,"not_sent":1,"ok":false,"code":"bus_fault"})"
+                 "\n");
+}
+
+TEST_F(SyncCommand, shows_the_interface_so_that_a_terminal_obeys_nothing_in_it) {
+  EXPECT_EQ(run({"sync", "--bus", "c\u202E0", "--period", "1", "--count", "1"}),
+            ExitStatus::success);
+  EXPECT_THAT(out, HasSubstr(R"(the SYNC on c\u202E0 every)"));
+}
+
 TEST_F(SyncCommand, refuses_the_simulated_bus) {
   EXPECT_EQ(run({"sync", "--bus", "sim", "--period", "1"}), ExitStatus::bad_input);
   EXPECT_EQ(err,
@@ -86,6 +99,9 @@ TEST_F(SyncCommand, refuses_what_it_cannot_send) {
                           Case{{"--bus", "can0", "--period", "0"}, "--period"},
                           Case{{"--bus", "can0", "--period", "3600001"}, "--period"},
                           Case{{"--bus", "can0", "--period", "0.5"}, "--period"},
+                          Case{{"--bus", "can0", "--period", "010"}, "--period"},
+                          Case{{"--bus", "--json", "--period", "1"}, "--bus"},
+                          Case{{"--bus", "can0", "--period", "1", "--count", "010"}, "--count"},
                           Case{{"--bus", "can0", "--period", "1", "--count", "0"}, "--count"}}) {
     std::vector<std::string> arguments{"sync"};
     arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());

@@ -210,8 +210,8 @@ std::optional<Position> too_deep_place(const std::string& text) {
 ///
 /// The parser keeps all of a bracket until the text behind it shows whether it is a key, two
 /// hundred bytes for each one inside, and applies its bound on nesting after that. So it is first
-/// given the text up to some bracket, of twice as many each time, and decides: none is refused that
-/// it would read.
+/// given the text up to some bracket, of a quarter more each time, and decides: none is refused
+/// that it would read.
 std::optional<Position> find_too_deep_flow(const std::string& text) {
   std::size_t brackets = 0;
   std::size_t next_look = deepest_flow + 1;
@@ -223,7 +223,7 @@ std::optional<Position> find_too_deep_flow(const std::string& text) {
     if (const std::optional<Position> place = too_deep_place(text.substr(0, position + 1))) {
       return place;
     }
-    next_look *= 2;
+    next_look += next_look / 4;
   }
   return {};
 }

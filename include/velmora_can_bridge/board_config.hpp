@@ -45,8 +45,9 @@ struct PdoConfig {
   /// once. No value: not known. For checks of a node, and what simulated ones tell; neither
   /// controller nor backends read it.
   std::optional<std::uint8_t> transmission = std::nullopt;
-  /// Other PDOs have the same COB-ID on purpose, such as one frame that several nodes take. For
-  /// checks of a board; neither controller nor backends read it.
+  /// Other PDOs have the same COB-ID on purpose, such as one frame that several nodes take; each
+  /// node's controller has its own image of it, so one of them alone writes it. For checks of a
+  /// board; neither controller nor backends read it.
   bool shared_cob_id = false;
 };
 

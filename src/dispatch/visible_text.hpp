@@ -69,13 +69,16 @@ struct CodePointRange {
   std::uint32_t last;
 };
 
-/// What nobody sees and what changes how the text around it looks: control characters, marks of
-/// direction, separators of lines, and format characters without a width of their own. A terminal
-/// may obey them, and two names that differ in them alone look the same.
+/// What nobody sees and what changes how the text around it looks: control and format characters,
+/// marks of direction, separators of lines, fillers and variation selectors. A terminal may obey
+/// them, and two names that differ in them alone look the same.
 inline constexpr CodePointRange hidden_characters[] = {
-    {0x0000, 0x001F}, {0x007F, 0x009F}, {0x00AD, 0x00AD},   {0x061C, 0x061C},
-    {0x180E, 0x180E}, {0x200B, 0x200F}, {0x2028, 0x202E},   {0x2060, 0x206F},
-    {0xFEFF, 0xFEFF}, {0xFFF9, 0xFFFB}, {0x1D173, 0x1D17A}, {0xE0000, 0xE007F},
+    {0x0000, 0x001F},   {0x007F, 0x009F},   {0x00AD, 0x00AD},   {0x034F, 0x034F},
+    {0x0600, 0x0605},   {0x061C, 0x061C},   {0x06DD, 0x06DD},   {0x070F, 0x070F},
+    {0x08E2, 0x08E2},   {0x115F, 0x1160},   {0x17B4, 0x17B5},   {0x180B, 0x180F},
+    {0x200B, 0x200F},   {0x2028, 0x202E},   {0x2060, 0x206F},   {0x3164, 0x3164},
+    {0xFE00, 0xFE0F},   {0xFEFF, 0xFEFF},   {0xFFA0, 0xFFA0},   {0xFFF9, 0xFFFB},
+    {0x110BD, 0x110BD}, {0x1BCA0, 0x1BCA3}, {0x1D173, 0x1D17A}, {0xE0000, 0xE01EF},
 };
 
 inline bool is_hidden(std::uint32_t code_point) {

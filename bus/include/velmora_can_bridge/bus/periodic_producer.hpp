@@ -50,7 +50,7 @@ class PeriodicProducer {
   /// `SocketCanChannel` the system's steady clock. In the past when it is due already.
   std::chrono::steady_clock::time_point next() const { return next_; }
 
-  /// How many frames the bus has taken.
+  /// How many frames the bus has taken: its transmit queue, which nobody may be there to empty.
   std::uint64_t sent() const { return sent_; }
 
  protected:
