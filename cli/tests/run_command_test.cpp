@@ -13,6 +13,7 @@ namespace velmora_can_bridge {
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 constexpr const char* lamp_board = R"(
@@ -181,6 +182,31 @@ TEST_F(RunOnBus, trace_leaves_a_file_alone_that_only_begins_like_a_log) {
     EXPECT_EQ(err, "velmora-can-bridge: " + log + " is not overwritten: it is no log of frames\n");
     EXPECT_EQ(text_of(log), content);
   }
+}
+
+TEST_F(RunOnBus, trace_leaves_a_file_alone_whose_unfinished_last_line_is_none_of_a_log) {
+  const std::string content =
+      "(1700000000.000000) can0 000#0100\n(1700000000.000000) can0 000#0100\nand a remark";
+  const std::string log = write_file("notes", content);
+  EXPECT_EQ(run_lamp({"--trace", log, "read_level"}), ExitStatus::bad_input);
+  EXPECT_EQ(err, "velmora-can-bridge: " + log + " is not overwritten: it is no log of frames\n");
+  EXPECT_EQ(text_of(log), content);
+}
+
+TEST_F(RunOnBus, trace_leaves_a_file_alone_whose_unfinished_last_line_is_too_long_for_a_log) {
+  const std::string content = "(1700000000.000000) " + std::string(300, 'c') + " 000#0100";
+  const std::string log = write_file("notes", content);
+  EXPECT_EQ(run_lamp({"--trace", log, "read_level"}), ExitStatus::bad_input);
+  EXPECT_EQ(text_of(log), content);
+}
+
+TEST_F(RunOnBus, trace_overwrites_a_log_whose_last_line_is_unfinished) {
+  NodeOnBus lamp(can0, 0x10);
+  lamp.node.device().add_object(0x2000, 1, object_of({0x34, 0x12}));
+  const std::string log = write_file(
+      "frames.log", "(1600000000.000000) can0 000#0100\n(1600000000.000000) can0 000#0100");
+  EXPECT_EQ(run_lamp({"--trace", log, "read_level"}), ExitStatus::success);
+  EXPECT_THAT(text_of(log), Not(HasSubstr("(1600000000.")));
 }
 
 TEST_F(RunOnBus, trace_overwrites_a_long_log) {
