@@ -200,5 +200,20 @@ TEST_F(SyncCheckTest, interruption_is_a_gap) {
   EXPECT_EQ(now(), milliseconds(0));
 }
 
+TEST_F(SyncCheckTest, interruption_is_noticed_while_it_listens) {
+  const auto user =
+      bus.open({{0x123}}, [this](const CanFrame& /*frame*/, std::vector<CanFrame>& /*answers*/) {
+        interrupted = true;
+      });
+  DeviceComparison node = waiting_for(0x80);
+  check.begin(node);
+  send_after(milliseconds(250), 0x123);
+  check.listen();
+  EXPECT_LE(now(), milliseconds(350));
+  check.judge(node);
+  ASSERT_THAT(node.gaps, SizeIs(1));
+  EXPECT_EQ(node.gaps[0].reason, "interrupted");
+}
+
 }  // namespace
 }  // namespace velmora_can_bridge
