@@ -310,6 +310,30 @@ TEST(DeviceCheck, tells_synchronous_rpdos_with_their_sync) {
   EXPECT_EQ(comparison.sync_cob_id, 0x80U);
 }
 
+TEST(DeviceCheck, disabled_rpdo_of_a_synchronous_type_waits_for_no_sync) {
+  Device device({rpdo(6, {red})});
+  device.set(0x1405, 2, {1});
+  const DeviceComparison comparison = device.compare({with_transmission(rpdo(6, {red}), 1)});
+  EXPECT_THAT(comparison.differences, IsEmpty());
+  EXPECT_THAT(comparison.synchronous_rpdos, IsEmpty());
+  EXPECT_EQ(comparison.sync_cob_id, std::nullopt);
+}
+
+TEST(DeviceCheck, does_not_read_the_transmission_type_of_a_tpdo_that_the_file_does_not_have) {
+  Device device({tpdo(1, {red})});
+  int requests = 0;
+  device.bus.set_fault_rule([&](const CanFrame& frame) {
+    const bool asks =
+        frame.id == 0x610 && frame.data[1] == 0x00 && frame.data[2] == 0x18 && frame.data[3] == 2;
+    requests += asks ? 1 : 0;
+    return std::vector<CanDelivery>{{frame}};
+  });
+  device.compare({tpdo(1, {red})});
+  EXPECT_EQ(requests, 0);
+  device.compare({with_transmission(tpdo(1, {red}), 1)});
+  EXPECT_EQ(requests, 1);
+}
+
 TEST(DeviceCheck, asks_for_no_sync_where_no_rpdo_waits_for_it) {
   Device device({rpdo(1, {red})});
   device.set(0x1005, 0, u32(0x81));
