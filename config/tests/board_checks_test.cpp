@@ -140,6 +140,10 @@ INSTANTIATE_TEST_SUITE_P(
              "    - {number: 2, direction: RPDO, mappings: []}\n"
              "    - {number: 7, direction: TPDO, cob_id: 0x690, mappings: []}\n",
              {clash("6:44", "0x0690", "RPDO 1 of node 0x01 in line 4")}),
+        pdos("cob_id_of_both_directions_of_a_number",
+             "    - {number: 1, direction: RPDO, cob_id: 0x690, mappings: []}\n"
+             "    - {number: 1, direction: TPDO, cob_id: 0x690, mappings: []}\n",
+             {clash("5:44", "0x0690", "RPDO 1 of node 0x01 in line 4")}),
         pdos("cob_id_that_is_the_predefined_one_of_a_later_pdo",
              "    - {number: 5, direction: RPDO, cob_id: 0x201, mappings: []}\n"
              "    - {number: 1, direction: RPDO, mappings: []}\n",
