@@ -36,6 +36,7 @@ INSTANTIATE_TEST_SUITE_P(
         TextCase{"arabic_letter_mark", "\u061C", "\\u061C"},
         TextCase{"before_zero_width", "\u200A", "\u200A"},
         TextCase{"zero_width_space", "\u200B", "\\u200B"},
+        TextCase{"zero_width_non_joiner", "\u200C", "\\u200C"},
         TextCase{"zero_width_joiner", "\u200D", "\\u200D"},
         TextCase{"left_to_right_mark", "\u200E", "\\u200E"},
         TextCase{"right_to_left_mark", "\u200F", "\\u200F"},
