@@ -28,6 +28,22 @@ class AnyProducer : public PeriodicProducer {
       : PeriodicProducer(channel, frame_of(0x123, "11 22"), period, std::move(refusal)) {}
 };
 
+/// Passes on to a bus, and notes what its endpoints receive.
+class NotingChannel : public CanChannel {
+ public:
+  explicit NotingChannel(CanChannel& bus) : bus_(&bus) {}
+
+  std::unique_ptr<CanEndpoint> open(const std::vector<CanFilter>& filters) override {
+    opened.push_back(filters);
+    return bus_->open(filters);
+  }
+
+  std::vector<std::vector<CanFilter>> opened;
+
+ private:
+  CanChannel* const bus_;
+};
+
 class PeriodicProducerTest : public testing::Test {
  protected:
   /// A receive that tells how the bus is takes no time.
@@ -73,6 +89,13 @@ TEST_F(PeriodicProducerTest, frames_go_out_on_a_grid_that_begins_at_once) {
   run(producer, 4);
   EXPECT_THAT(times, ElementsAre(0, 10, 20, 30));
   EXPECT_EQ(producer.sent(), 4U);
+}
+
+TEST_F(PeriodicProducerTest, receives_nothing_that_others_send) {
+  NotingChannel channel(bus);
+  AnyProducer producer(channel, milliseconds(10));
+  run(producer, 2);
+  EXPECT_THAT(channel.opened, ElementsAre(IsEmpty()));
 }
 
 TEST_F(PeriodicProducerTest, nothing_is_sent_before_it_is_due) {
