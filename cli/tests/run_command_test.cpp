@@ -138,10 +138,9 @@ TEST_F(RunOnBus, trace_that_cannot_be_written_keeps_everything_from_the_bus) {
 /// While it lives files cannot grow, as on a full disk.
 class FullDisk {
  public:
-  FullDisk() {
+  FullDisk() : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
     ::getrlimit(RLIMIT_FSIZE, &before_);
     const rlimit none{0, before_.rlim_max};
-    handler_ = std::signal(SIGXFSZ, SIG_IGN);
     ::setrlimit(RLIMIT_FSIZE, &none);
   }
   FullDisk(const FullDisk&) = delete;
@@ -155,7 +154,7 @@ class FullDisk {
 
  private:
   rlimit before_{};
-  void (*handler_)(int) = SIG_DFL;
+  void (*handler_)(int);
 };
 
 TEST_F(RunOnBus, full_disk_under_the_trace_is_a_failure) {

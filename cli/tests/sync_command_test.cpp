@@ -79,9 +79,9 @@ TEST_F(SyncCommand, prints_json_when_the_interface_does_not_work_from_the_start)
 }
 
 TEST_F(SyncCommand, shows_the_interface_so_that_a_terminal_obeys_nothing_in_it) {
-  EXPECT_EQ(run({"sync", "--bus", "c\u202E0", "--period", "1", "--count", "1"}),
+  EXPECT_EQ(run({"sync", "--bus", "c\u200B0", "--period", "1", "--count", "1"}),
             ExitStatus::success);
-  EXPECT_THAT(out, HasSubstr(R"(the SYNC on c\u202E0 every)"));
+  EXPECT_THAT(out, HasSubstr(R"(the SYNC on c\u200B0 every)"));
 }
 
 TEST_F(SyncCommand, refuses_the_simulated_bus) {
