@@ -638,8 +638,8 @@ TEST_F(AwaitLateAnswersTest,
   SdoTimes times;
   times.quarantine = milliseconds(100);
   CanBusBackend hasty(channel, times);
-  Bytes data;
   {
+    Bytes data;
     const UrgentScope scope;
     delay_answers(milliseconds(1050));
     hasty.sdo_read(5, 0x2000, 1, data);  // given up at 500 ms, answered at 1050 ms
