@@ -56,6 +56,7 @@ INSTANTIATE_TEST_SUITE_P(
         TextCase{"four_bytes", "\U0001F600", "\U0001F600"},
         TextCase{"byte_of_c1", "a\x9Bz", "a\\x9Bz"},
         TextCase{"cut_off", "a\xE2\x80", "a\\xE2\\x80"},
+        TextCase{"half_of_a_pair", "\xED\xA0\x80", "\\xED\\xA0\\x80"},
         TextCase{"overlong", "\xC0\x9B", "\\xC0\\x9B"}, TextCase{"no_first_byte", "\xFF", "\\xFF"}),
     [](const testing::TestParamInfo<TextCase>& row) { return row.param.name; });
 
