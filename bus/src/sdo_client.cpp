@@ -58,16 +58,16 @@ SdoTimes bounded_times(const SdoTimes& times) {
           bounded(times.send_patience)};
 }
 
-/// "answered", or the abort that the answer is.
-std::string answer_text(const CanFrame& answer) {
-  return sdo_command(answer) == sdo_abort_command ? sdo_abort_line(sdo_number(answer)) : "answered";
-}
-
 std::string byte_count(std::size_t count) {
   return std::to_string(count) + (count == 1 ? " byte" : " bytes");
 }
 
 bool is_abort(const CanFrame& answer) { return sdo_command(answer) == sdo_abort_command; }
+
+/// "answered", or the abort that the answer is.
+std::string answer_text(const CanFrame& answer) {
+  return is_abort(answer) ? sdo_abort_line(sdo_number(answer)) : "answered";
+}
 
 /// Whether the answer is one to a request for a segment, or with one: these name no object.
 bool is_of_segment(const CanFrame& answer) {
@@ -356,8 +356,9 @@ SdoClient::Failure SdoClient::await(Transfer& transfer, std::uint8_t expected, C
   }
   Time now = endpoint_->now();
   const Wait wait = wait_for_answer(transfer, now);
-  for (;;) {
-    // When the time is over what has come is still taken: the answer may stand behind others.
+  // When the time is over what has come is still taken, as the answer may stand behind others: no
+  // more than that, however fast others go on.
+  for (int overdue = 0; overdue < stale_frame_limit; overdue += now < wait.end ? 0 : 1) {
     if (Failure failure = receive_until(transfer, now, wait, answer)) {
       return failure;
     }
@@ -367,6 +368,7 @@ SdoClient::Failure SdoClient::await(Transfer& transfer, std::uint8_t expected, C
     pass_over(transfer, answer);
     now = endpoint_->now();
   }
+  return no_answer(transfer, wait.ends_transfer);
 }
 
 /// Until when the next answer is waited for.

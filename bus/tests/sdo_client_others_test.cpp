@@ -422,37 +422,49 @@ TEST_F(SdoOthersTest, more_answers_to_another_client_than_any_socket_holds_are_a
   EXPECT_THAT(data, ElementsAre(0x11));
 }
 
-/// An endpoint on which frames never end.
+/// A bus on which frames about another object never end, from the start or from the first request
+/// on. A millisecond passes with each.
 class FloodedChannel : public CanChannel {
  public:
+  explicit FloodedChannel(bool from_the_start) : is_flooded(from_the_start) {}
+
   std::unique_ptr<CanEndpoint> open(const std::vector<CanFilter>& /*filters*/) override {
-    return std::make_unique<Endpoint>(sent);
+    return std::make_unique<Endpoint>(*this);
   }
 
+  bool is_flooded;
   int sent = 0;
+  int received = 0;
 
  private:
   class Endpoint : public CanEndpoint {
    public:
-    explicit Endpoint(int& sent) : sent_(&sent) {}
+    explicit Endpoint(FloodedChannel& channel) : channel_(&channel) {}
     CanStatus send(const CanFrame& /*frame*/, std::chrono::nanoseconds /*patience*/) override {
-      ++*sent_;
+      channel_->is_flooded = true;
+      ++channel_->sent;
       return CanStatus::ok;
     }
     CanStatus receive(CanFrame& frame, std::chrono::nanoseconds /*timeout*/) override {
-      frame = frame_of(0x585, value);
+      if (!channel_->is_flooded) {
+        return CanStatus::timed_out;
+      }
+      ++channel_->received;
+      frame = frame_of(0x585, "4F 00 30 00 22 00 00 00");
       return CanStatus::ok;
     }
-    std::chrono::steady_clock::time_point now() const override { return {}; }
+    std::chrono::steady_clock::time_point now() const override {
+      return std::chrono::steady_clock::time_point(milliseconds(channel_->received));
+    }
     std::string explain(CanStatus /*status*/) const override { return "flooded"; }
 
    private:
-    int* const sent_;
+    FloodedChannel* const channel_;
   };
 };
 
 TEST(SdoClientInAFlood, requests_nothing_rather_than_take_an_old_answer) {
-  FloodedChannel channel;
+  FloodedChannel channel(true);
   SdoClient client(channel, 5, {}, {});
   Bytes data;
   const SdoClient::Failure failure = client.upload(0x2000, 1, data);
@@ -463,6 +475,19 @@ TEST(SdoClientInAFlood, requests_nothing_rather_than_take_an_old_answer) {
             "requested");
   EXPECT_EQ(channel.sent, 0);
   EXPECT_THAT(data, IsEmpty());
+}
+
+TEST(SdoClientInAFlood, ends_although_the_transfer_as_a_whole_has_all_the_time) {
+  FloodedChannel channel(false);
+  SdoTimes times;
+  times.transfer_timeout = milliseconds::max();
+  SdoClient client(channel, 5, times, {});
+  Bytes data;
+  const SdoClient::Failure failure = client.upload(0x2000, 1, data);
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->kind, BusErrorKind::no_answer);
+  EXPECT_THAT(failure->text, HasSubstr("no answer within 500 ms; meanwhile came"));
+  EXPECT_LE(channel.received, 500 + (1 << 18));
 }
 
 }  // namespace
