@@ -121,6 +121,14 @@ TEST_P(LateAnswerTest, that_comes_at_the_last_moment_ends_the_transfer) {
   EXPECT_EQ(time(), milliseconds(1000));
 }
 
+TEST_F(UrgentTransferTest, says_what_came_although_it_was_too_short_to_name_an_object) {
+  node.answer_with({{"60 40 60", milliseconds(600)}, ""});
+  EXPECT_TRUE(upload(0x2000));
+  const SdoClient::Failure failure = download_urgently(0x6040);
+  ASSERT_TRUE(failure);
+  EXPECT_THAT(failure->text, HasSubstr("; meanwhile came a frame of 3 bytes, that of another"));
+}
+
 INSTANTIATE_TEST_SUITE_P(of, LateAnswerTest,
                          testing::Values(LateRow{"another_command", "4F 40 60 01 11 00 00 00"},
                                          LateRow{"another_object", "60 00 20 01 00 00 00 00"},

@@ -275,7 +275,8 @@ TEST_F(RunOnBus, trace_needs_the_name_of_a_file) {
       std::vector<std::string> arguments = trace;
       arguments.emplace_back("read_level");
       EXPECT_EQ(run_lamp(arguments), ExitStatus::bad_input);
-      EXPECT_THAT(err, StartsWith("velmora-can-bridge: --trace: "));
+      EXPECT_THAT(err, StartsWith("velmora-can-bridge: --trace: \"" + file +
+                                  "\" names no file for the frames"));
     }
   }
   EXPECT_FALSE(std::filesystem::exists("-"));

@@ -95,14 +95,15 @@ TEST_F(SyncCommand, refuses_what_it_cannot_send) {
     std::vector<std::string> arguments;
     std::string culprit;
   };
-  for (const Case& row : {Case{{"--bus", "can0"}, "--period"}, Case{{"--period", "1"}, "--bus"},
-                          Case{{"--bus", "can0", "--period", "0"}, "--period"},
-                          Case{{"--bus", "can0", "--period", "3600001"}, "--period"},
-                          Case{{"--bus", "can0", "--period", "0.5"}, "--period"},
-                          Case{{"--bus", "can0", "--period", "010"}, "--period"},
-                          Case{{"--bus", "--json", "--period", "1"}, "--bus"},
-                          Case{{"--bus", "can0", "--period", "1", "--count", "010"}, "--count"},
-                          Case{{"--bus", "can0", "--period", "1", "--count", "0"}, "--count"}}) {
+  for (const Case& row :
+       {Case{{"--bus", "can0"}, "--period"}, Case{{"--period", "1"}, "--bus"},
+        Case{{"--bus", "can0", "--period", "0"}, "--period"},
+        Case{{"--bus", "can0", "--period", "3600001"}, "--period"},
+        Case{{"--bus", "can0", "--period", "0.5"}, "--period"},
+        Case{{"--bus", "can0", "--period", "010"}, "--period: \"010\" begins with 0"},
+        Case{{"--bus", "--json", "--period", "1"}, "--bus: \"--json\" is no name of an interface"},
+        Case{{"--bus", "can0", "--period", "1", "--count", "010"}, "--count"},
+        Case{{"--bus", "can0", "--period", "1", "--count", "0"}, "--count"}}) {
     std::vector<std::string> arguments{"sync"};
     arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
     EXPECT_EQ(run(arguments), ExitStatus::bad_input);
