@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "passing_endpoint.hpp"
 #include "scripted_node.hpp"
 #include "support/blocked_thread.hpp"
 #include "test_frames.hpp"
@@ -606,25 +607,17 @@ class WaitSum : public CanChannel {
   nanoseconds sum{0};
 
  private:
-  class Endpoint : public CanEndpoint {
+  class Endpoint : public PassingEndpoint {
    public:
     Endpoint(std::unique_ptr<CanEndpoint> endpoint, nanoseconds& sum)
-        : endpoint_(std::move(endpoint)), sum_(&sum) {}
+        : PassingEndpoint(std::move(endpoint)), sum_(&sum) {}
 
-    CanStatus send(const CanFrame& frame, nanoseconds patience) override {
-      return endpoint_->send(frame, patience);
-    }
     CanStatus receive(CanFrame& frame, nanoseconds timeout) override {
       *sum_ += timeout;
-      return endpoint_->receive(frame, timeout);
+      return PassingEndpoint::receive(frame, timeout);
     }
-    void note_arrivals() override { endpoint_->note_arrivals(); }
-    CanArrival arrival() const override { return endpoint_->arrival(); }
-    std::chrono::steady_clock::time_point now() const override { return endpoint_->now(); }
-    std::string explain(CanStatus status) const override { return endpoint_->explain(status); }
 
    private:
-    const std::unique_ptr<CanEndpoint> endpoint_;
     nanoseconds* const sum_;
   };
 

@@ -17,6 +17,7 @@
 #include <utility>
 #include <vector>
 
+#include "passing_endpoint.hpp"
 #include "support/patience.hpp"
 #include "test_frames.hpp"
 #include "velmora_can_bridge/bus/in_process_bus.hpp"
@@ -308,31 +309,22 @@ class TellingChannel : public CanChannel {
   std::function<void()> asked_for_time = [] {};
 
  private:
-  class Endpoint : public CanEndpoint {
+  class Endpoint : public PassingEndpoint {
    public:
     Endpoint(const TellingChannel& channel, std::unique_ptr<CanEndpoint> endpoint)
-        : channel_(&channel), endpoint_(std::move(endpoint)) {}
+        : PassingEndpoint(std::move(endpoint)), channel_(&channel) {}
 
-    CanStatus send(const CanFrame& frame, nanoseconds patience) override {
-      return endpoint_->send(frame, patience);
-    }
-    CanStatus receive(CanFrame& frame, nanoseconds timeout) override {
-      return endpoint_->receive(frame, timeout);
-    }
-    void note_arrivals() override { endpoint_->note_arrivals(); }
     CanArrival arrival() const override {
       channel_->asked_for_time();
-      return {endpoint_->arrival().time, channel_->lost};
+      return {PassingEndpoint::arrival().time, channel_->lost};
     }
     std::chrono::steady_clock::time_point now() const override {
       channel_->asked_for_time();
-      return endpoint_->now();
+      return PassingEndpoint::now();
     }
-    std::string explain(CanStatus status) const override { return endpoint_->explain(status); }
 
    private:
     const TellingChannel* const channel_;
-    const std::unique_ptr<CanEndpoint> endpoint_;
   };
 
   CanChannel* const channel_;

@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "passing_endpoint.hpp"
 #include "support/scripted_backend.hpp"
 #include "test_frames.hpp"
 #include "velmora_can_bridge/bus/in_process_bus.hpp"
@@ -318,24 +319,18 @@ class WatchedChannel : public CanChannel {
   }
 
  private:
-  class Endpoint : public CanEndpoint {
+  class Endpoint : public PassingEndpoint {
    public:
     Endpoint(std::unique_ptr<CanEndpoint> inner, NodeWatch& watch)
-        : inner_(std::move(inner)), watch_(&watch) {}
+        : PassingEndpoint(std::move(inner)), watch_(&watch) {}
 
     CanStatus send(const CanFrame& frame, std::chrono::nanoseconds patience) override {
-      const CanStatus status = inner_->send(frame, patience);
+      const CanStatus status = PassingEndpoint::send(frame, patience);
       watch_->poll(milliseconds(0));
       return status;
     }
-    CanStatus receive(CanFrame& frame, std::chrono::nanoseconds timeout) override {
-      return inner_->receive(frame, timeout);
-    }
-    std::chrono::steady_clock::time_point now() const override { return inner_->now(); }
-    std::string explain(CanStatus status) const override { return inner_->explain(status); }
 
    private:
-    const std::unique_ptr<CanEndpoint> inner_;
     NodeWatch* const watch_;
   };
 

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "failing_channel.hpp"
+#include "passing_endpoint.hpp"
 #include "scripted_node.hpp"
 #include "test_frames.hpp"
 #include "velmora_can_bridge/bus/in_process_bus.hpp"
@@ -1158,26 +1159,17 @@ class ClockChannel : public CanChannel {
   int readings = 0;
 
  private:
-  class Endpoint : public CanEndpoint {
+  class Endpoint : public PassingEndpoint {
    public:
     Endpoint(std::unique_ptr<CanEndpoint> endpoint, int& readings)
-        : endpoint_(std::move(endpoint)), readings_(&readings) {}
+        : PassingEndpoint(std::move(endpoint)), readings_(&readings) {}
 
-    CanStatus send(const CanFrame& frame, nanoseconds patience) override {
-      return endpoint_->send(frame, patience);
-    }
-    CanStatus receive(CanFrame& frame, nanoseconds timeout) override {
-      return endpoint_->receive(frame, timeout);
-    }
-    bool has_frame() const override { return endpoint_->has_frame(); }
     std::chrono::steady_clock::time_point now() const override {
       ++*readings_;
-      return endpoint_->now();
+      return PassingEndpoint::now();
     }
-    std::string explain(CanStatus status) const override { return endpoint_->explain(status); }
 
    private:
-    const std::unique_ptr<CanEndpoint> endpoint_;
     int* const readings_;
   };
 
