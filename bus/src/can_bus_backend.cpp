@@ -295,8 +295,7 @@ bool CanBusBackend::report(std::uint8_t node_id, BusErrorKind kind, std::string 
 }
 
 bool CanBusBackend::report_node_id(std::uint8_t node_id) {
-  return report(node_id, BusErrorKind::not_configured,
-                "node id " + std::to_string(node_id) + " is not one of 1 to 127");
+  return report(node_id, BusErrorKind::not_configured, no_node_id_text(node_id));
 }
 
 }  // namespace velmora_can_bridge

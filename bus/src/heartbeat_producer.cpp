@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "can_frame_checks.hpp"
 #include "velmora_can_bridge/bus/cob_id.hpp"
 #include "velmora_can_bridge/bus/nmt_state.hpp"
 
@@ -9,8 +10,7 @@ namespace velmora_can_bridge {
 namespace {
 
 std::string refusal_of(std::uint8_t node_id) {
-  return is_node_id(node_id) ? ""
-                             : "node id " + std::to_string(node_id) + " is not one of 1 to 127";
+  return is_node_id(node_id) ? "" : no_node_id_text(node_id);
 }
 
 CanFrame heartbeat_of(std::uint8_t node_id) {

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "can_frame_checks.hpp"
 #include "dispatch/hex_u16.hpp"
 #include "longest_wait.hpp"
 
@@ -37,7 +38,7 @@ std::optional<BusError> NmtMaster::send(NmtCommand command, std::uint8_t node_id
   error.node_id = node_id;
   if (node_id > highest_node_id) {
     error.kind = BusErrorKind::not_configured;
-    error.text = "node id " + std::to_string(node_id) + " is not one of 1 to 127, nor 0 for all";
+    error.text = no_node_id_text(node_id) + ", nor 0 for all";
     return error;
   }
   const CanFrame frame{nmt_cob_id, 2, {static_cast<std::uint8_t>(command), node_id}};

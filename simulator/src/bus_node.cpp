@@ -14,11 +14,10 @@ constexpr std::uint16_t heartbeat_time_index = 0x1017;
 constexpr std::size_t heartbeat_time_size = 2;
 
 /// Calls `take` with number and COB-ID of each PDO that has them.
-template <typename CobIdOf, typename Take>
-void for_each_with_cob_id(std::uint8_t node_id, const PdosByNumber& pdos, CobIdOf cob_id_of,
-                          Take take) {
+template <typename Take>
+void for_each_with_cob_id(std::uint8_t node_id, const PdosByNumber& pdos, Take take) {
   for (const auto& [number, pdo] : pdos) {
-    const std::uint16_t cob_id = cob_id_of(node_id, *pdo);
+    const std::uint16_t cob_id = usable_cob_id(node_id, *pdo);
     if (number != 0 && cob_id != 0) {
       take(number, cob_id);
     }
@@ -56,20 +55,18 @@ SimulatedBusNode::SimulatedBusNode(std::uint8_t node_id, const BoardConfig& boar
 std::vector<SimulatedBusNode::Rpdo> SimulatedBusNode::rpdos_with_cob_id(std::uint8_t node_id,
                                                                         const BoardConfig& board) {
   std::vector<Rpdo> rpdos;
-  for_each_with_cob_id(node_id, rpdos_of(board), rpdo_cob_id,
-                       [&](std::uint8_t number, std::uint16_t cob_id) {
-                         rpdos.push_back({cob_id, number});
-                       });
+  for_each_with_cob_id(node_id, rpdos_of(board), [&](std::uint8_t number, std::uint16_t cob_id) {
+    rpdos.push_back({cob_id, number});
+  });
   return rpdos;
 }
 
 std::vector<SimulatedBusNode::Tpdo> SimulatedBusNode::tpdos_with_cob_id(std::uint8_t node_id,
                                                                         const BoardConfig& board) {
   std::vector<Tpdo> tpdos;
-  for_each_with_cob_id(node_id, tpdos_of(board), tpdo_cob_id,
-                       [&](std::uint8_t number, std::uint16_t cob_id) {
-                         tpdos.push_back({cob_id, number, std::nullopt});
-                       });
+  for_each_with_cob_id(node_id, tpdos_of(board), [&](std::uint8_t number, std::uint16_t cob_id) {
+    tpdos.push_back({cob_id, number, std::nullopt});
+  });
   return tpdos;
 }
 

@@ -91,16 +91,16 @@ void add_pdo_mapping(ObjectDictionary& dictionary, std::uint16_t index,
 }
 
 /// The parameters of all PDOs of one direction, number 1 at the first index of each kind.
-template <typename CobIdOf>
-void add_pdo_parameters(ObjectDictionary& dictionary, const PdosByNumber& pdos,
-                        std::uint16_t communication, std::uint16_t mapping, CobIdOf cob_id_of) {
+void add_pdo_parameters(ObjectDictionary& dictionary, std::uint8_t node_id,
+                        const PdosByNumber& pdos, std::uint16_t communication,
+                        std::uint16_t mapping) {
   for (const auto& [number, pdo] : pdos) {
     if (number == 0) {
       continue;
     }
     const int offset = number - 1;
     add_pdo_communication(dictionary, static_cast<std::uint16_t>(communication + offset),
-                          cob_id_of(*pdo), *pdo);
+                          usable_cob_id(node_id, *pdo), *pdo);
     add_pdo_mapping(dictionary, static_cast<std::uint16_t>(mapping + offset), pdo->mappings);
   }
 }
@@ -189,10 +189,8 @@ void add_highest_sub_indices(ObjectDictionary& dictionary) {
 ObjectDictionary communication_objects(std::uint8_t node_id, const BoardConfig& board) {
   ObjectDictionary dictionary;
   add_node_objects(dictionary, node_id, devices_of(board));
-  add_pdo_parameters(dictionary, rpdos_of(board), 0x1400, 0x1600,
-                     [&](const PdoConfig& pdo) { return rpdo_cob_id(node_id, pdo); });
-  add_pdo_parameters(dictionary, tpdos_of(board), 0x1800, 0x1A00,
-                     [&](const PdoConfig& pdo) { return tpdo_cob_id(node_id, pdo); });
+  add_pdo_parameters(dictionary, node_id, rpdos_of(board), 0x1400, 0x1600);
+  add_pdo_parameters(dictionary, node_id, tpdos_of(board), 0x1800, 0x1A00);
   return dictionary;
 }
 

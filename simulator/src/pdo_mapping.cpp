@@ -27,13 +27,6 @@ PdosByNumber pdos_that(const BoardConfig& board, Predicate is_wanted) {
   return pdos;
 }
 
-std::uint16_t cob_id_or(const PdoConfig& pdo, std::uint16_t predefined) {
-  if (pdo.cob_id == 0) {
-    return predefined;
-  }
-  return pdo.cob_id <= highest_cob_id ? pdo.cob_id : std::uint16_t{0};
-}
-
 /// The frame as one number, its first byte lowest, so that bit n of the frame is bit n of it.
 std::uint64_t frame_word(const std::array<std::uint8_t, 8>& frame) {
   std::uint64_t word = 0;
@@ -85,12 +78,12 @@ PdosByNumber rpdos_of(const BoardConfig& board) { return pdos_that(board, is_rpd
 
 PdosByNumber tpdos_of(const BoardConfig& board) { return pdos_that(board, is_tpdo); }
 
-std::uint16_t rpdo_cob_id(std::uint8_t node_id, const PdoConfig& rpdo) {
-  return cob_id_or(rpdo, is_node_id(node_id) ? predefined_rpdo_cob_id(node_id, rpdo.number) : 0);
-}
-
-std::uint16_t tpdo_cob_id(std::uint8_t node_id, const PdoConfig& tpdo) {
-  return cob_id_or(tpdo, is_node_id(node_id) ? predefined_tpdo_cob_id(node_id, tpdo.number) : 0);
+std::uint16_t usable_cob_id(std::uint8_t node_id, const PdoConfig& pdo) {
+  if (pdo.cob_id == 0 && !is_node_id(node_id)) {
+    return 0;
+  }
+  const std::uint16_t cob_id = cob_id_of(node_id, pdo);
+  return cob_id <= highest_cob_id ? cob_id : std::uint16_t{0};
 }
 
 bool carries_object(const PdoMapping& mapping) {

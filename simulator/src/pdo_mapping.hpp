@@ -32,12 +32,9 @@ PdosByNumber rpdos_of(const BoardConfig& board);
 /// As `rpdos_of`, but the TPDOs.
 PdosByNumber tpdos_of(const BoardConfig& board);
 
-/// The COB-ID of the node's RPDO: the board's, else the predefined one; 0 when it has none. What is
+/// The COB-ID of the node's PDO: the board's, else the predefined one; 0 when it has none. What is
 /// no 11-bit identifier is none, and so is the predefined one of a node id other than 1 to 127.
-std::uint16_t rpdo_cob_id(std::uint8_t node_id, const PdoConfig& rpdo);
-
-/// As `rpdo_cob_id`, but of a TPDO.
-std::uint16_t tpdo_cob_id(std::uint8_t node_id, const PdoConfig& tpdo);
+std::uint16_t usable_cob_id(std::uint8_t node_id, const PdoConfig& pdo);
 
 /// Whether the mapping stands for an object: it has bits, and is no dummy entry.
 bool carries_object(const PdoMapping& mapping);

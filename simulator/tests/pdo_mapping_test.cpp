@@ -75,8 +75,8 @@ class PdoCobIdTest : public testing::TestWithParam<CobIdCase> {};
 TEST_P(PdoCobIdTest, is_the_boards_or_the_predefined_one) {
   const CobIdCase& row = GetParam();
 
-  EXPECT_EQ(rpdo_cob_id(row.node_id, {row.number, "RPDO", row.cob_id, {}}), row.received);
-  EXPECT_EQ(tpdo_cob_id(row.node_id, {row.number, "TPDO", row.cob_id, {}}), row.sent);
+  EXPECT_EQ(usable_cob_id(row.node_id, {row.number, "RPDO", row.cob_id, {}}), row.received);
+  EXPECT_EQ(usable_cob_id(row.node_id, {row.number, "TPDO", row.cob_id, {}}), row.sent);
 }
 
 INSTANTIATE_TEST_SUITE_P(all, PdoCobIdTest,
