@@ -182,11 +182,14 @@ bool CanBusBackend::transfer(const Request& request, const Transfer& transfer) {
   if (!node.client) {
     node.client = open_client(request.node_id);
   }
+  if (!request.is_urgent) {
+    node.client->take_late_answers();  // they may put off the end of the quarantine
+  }
   // Asked again with the turn, and after each wait: much may have happened meanwhile.
   std::optional<BusError> error = hindrance(request, node);
   while (!error && !request.is_urgent && time_until(node.client->quarantine_end())) {
     wait_out_quarantine(node, turn);
-    node.client->take_late_answers();  // they may put off the end
+    node.client->take_late_answers();
     error = hindrance(request, node);
   }
   if (error) {

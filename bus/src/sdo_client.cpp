@@ -233,7 +233,11 @@ milliseconds SdoClient::longest_quarantine(const SdoTimes& times) {
   return std::max(longest_learned_quarantine, bounded(times.quarantine));
 }
 
-void SdoClient::take_late_answers() { static_cast<void>(drop_late_answers(false)); }
+void SdoClient::take_late_answers() {
+  if (!given_up_.empty()) {
+    static_cast<void>(drop_late_answers(false));
+  }
+}
 
 SdoClient::Failure SdoClient::begin(Transfer& transfer, Direction direction, std::uint16_t index,
                                     std::uint8_t sub_index) {

@@ -644,6 +644,27 @@ TEST_F(AwaitLateAnswersTest,
   EXPECT_EQ(channel.sum, milliseconds(1500)) << "nothing but the three time-outs";
 }
 
+TEST_F(AwaitLateAnswersTest, quarantine_that_a_late_answer_revives_is_waited_out_without_the_turn) {
+  const auto node = answering(5);
+  WaitSum channel(bus);
+  SdoTimes times;
+  times.quarantine = milliseconds(100);
+  CanBusBackend hasty(channel, times);
+  {
+    Bytes data;
+    const UrgentScope scope;
+    delay_answers(milliseconds(2000));
+    hasty.sdo_read(5, 0x2000, 1, data);  // given up at 500 ms, answered at 2000 ms
+    bus.set_fault_rule([](const CanFrame&) { return std::vector<CanDelivery>(); });
+    hasty.sdo_read(5, 0x2000, 2, data);  // given up at 1000 ms
+  }
+  CanFrame none;
+  bystander->receive(none, milliseconds(1100));
+  EXPECT_FALSE(hasty.sdo_write(5, 0x2000, 1, {1}));
+  EXPECT_EQ(time(), milliseconds(3000)) << "begins 1500 ms after the time-out";
+  EXPECT_EQ(channel.sum, milliseconds(1500)) << "nothing but the three time-outs";
+}
+
 TEST_F(AwaitLateAnswersTest, ends_although_another_thread_goes_on_with_a_silent_node) {
   SdoTimes times;
   times.frame_timeout = times.quarantine = milliseconds(100);

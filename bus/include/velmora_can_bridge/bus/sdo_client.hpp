@@ -109,8 +109,8 @@ class SdoClient {
   /// which timed out, or whose answer was taken for a late one. Long ago when none is due.
   Time late_answers_end() const;
 
-  /// Throws away what has come since the last transfer, without waiting. Answers that are late may
-  /// put off both ends.
+  /// Throws away what has come since the last transfer, without waiting, where a late answer can be
+  /// among it. That may put off both ends.
   void take_late_answers();
 
   /// How often in a row the node has not answered in time, with nothing from it and no fault of the
