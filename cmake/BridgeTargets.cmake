@@ -41,7 +41,7 @@ endfunction()
 
 # A library with its public headers under include/ and its sources under src/ of its folder. Its
 # name outside is velmora_can_bridge:: and what follows the "velmora_can_bridge_" of the target.
-# Companions share the small internal headers of the core.
+# All share the small private headers of the ground floor.
 function(bridge_add_library target)
   add_library(${target} ${ARGN})
   string(REGEX REPLACE "^velmora_can_bridge_" "" exported ${target})
@@ -52,7 +52,7 @@ function(bridge_add_library target)
     ${target}
     PUBLIC $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include>
            $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
-    PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/src)
+    PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/ground/include)
   set_property(TARGET ${target} PROPERTY bridge_include_dir ${CMAKE_CURRENT_SOURCE_DIR}/include)
 endfunction()
 
@@ -64,13 +64,13 @@ function(bridge_install_library target)
           DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/velmora_can_bridge)
 endfunction()
 
-# The settings of a target that holds tests. Sees the internal headers of the library whose folder it
-# stands in, and the core's.
+# The settings of a target that holds tests. Sees the private headers of the library whose folder it
+# stands in, and the ground floor's.
 function(bridge_test_settings target)
   bridge_settings(${target})
   target_include_directories(
     ${target} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR}/../src
-                      ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
+                      ${PROJECT_SOURCE_DIR}/ground/include ${PROJECT_SOURCE_DIR}/tests)
   target_link_libraries(${target} PUBLIC GTest::gmock GTest::gtest_main)
   # Compiled once for all tests; the dev and lint presets do without, so that includes stay honest.
   target_precompile_headers(${target} PRIVATE <gmock/gmock.h> <gtest/gtest.h>)

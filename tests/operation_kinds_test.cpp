@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "dispatch/kind_tables.hpp"
+#include "ground/kind_tables.hpp"
 
 namespace velmora_can_bridge {
 namespace {

@@ -1,13 +1,13 @@
 #include "velmora_can_bridge/bus/bus_error.hpp"
 
-#include "dispatch/hex_u16.hpp"
+#include "ground/number_text.hpp"
 
 namespace velmora_can_bridge {
 
 std::string bus_error_text(const BusError& error) {
-  std::string where = error.node_id == 0 ? "" : "node " + hex_u8(error.node_id) + ": ";
+  std::string where = error.node_id == 0 ? "" : "node " + hex<2>(error.node_id) + ": ";
   if (error.index != 0) {
-    where = "node " + hex_u8(error.node_id) + ", object " +
+    where = "node " + hex<2>(error.node_id) + ", object " +
             object_text(error.index, error.sub_index) + ": ";
   }
   return where + error.text;

@@ -7,9 +7,9 @@
 #include <utility>
 
 #include "can_frame_checks.hpp"
-#include "dispatch/hex_u16.hpp"
-#include "dispatch/lookups.hpp"
-#include "longest_wait.hpp"
+#include "ground/longest_wait.hpp"
+#include "ground/node_text.hpp"
+#include "ground/pdo.hpp"
 #include "velmora_can_bridge/urgent_scope.hpp"
 
 namespace velmora_can_bridge {
@@ -71,14 +71,12 @@ void CanBusBackend::set_cob_ids(std::uint8_t node_id, const BoardConfig& board) 
     return;
   }
   auto& cob_ids = nodes_.at(node_id)->rpdo_cob_ids;
-  cob_ids.fill(0);
-  for (std::uint8_t rpdo = 1; predefined_rpdo_cob_id(node_id, rpdo) != 0; ++rpdo) {
-    cob_ids.at(rpdo) = predefined_rpdo_cob_id(node_id, rpdo);
+  for (std::size_t rpdo = 0; rpdo < cob_ids.size(); ++rpdo) {
+    cob_ids.at(rpdo) = predefined_rpdo_cob_id(node_id, static_cast<std::uint8_t>(rpdo));
   }
   for (const PdoConfig& pdo : board.pdos) {
-    const bool counts = find_pdo(board, pdo.number, rpdo_direction) == &pdo;
-    if (counts && pdo.cob_id != 0) {
-      cob_ids.at(pdo.number) = pdo.cob_id <= highest_can_id ? pdo.cob_id : std::uint16_t{0};
+    if (find_pdo(board, PdoDirection::rpdo, pdo.number) == &pdo) {
+      cob_ids.at(pdo.number) = cob_id_of(node_id, pdo);
     }
   }
 }

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "can_frame_checks.hpp"
+#include "ground/node_text.hpp"
 #include "velmora_can_bridge/bus/cob_id.hpp"
 #include "velmora_can_bridge/bus/nmt_state.hpp"
 

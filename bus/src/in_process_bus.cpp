@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "can_frame_checks.hpp"
-#include "longest_wait.hpp"
+#include "ground/longest_wait.hpp"
 #include "status_text.hpp"
 
 namespace velmora_can_bridge {

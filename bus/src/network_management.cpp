@@ -6,8 +6,10 @@
 #include <vector>
 
 #include "can_frame_checks.hpp"
-#include "dispatch/hex_u16.hpp"
-#include "longest_wait.hpp"
+#include "ground/little_endian.hpp"
+#include "ground/longest_wait.hpp"
+#include "ground/node_text.hpp"
+#include "ground/number_text.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -22,8 +24,6 @@ constexpr int frames_without_time = 4096;
 constexpr milliseconds loss_interval{100};
 // Bit 7 belongs to node guarding, which alternates it.
 constexpr std::uint8_t state_mask = 0x7F;
-
-std::string node_text(std::uint8_t node_id) { return "node " + hex_u8(node_id); }
 
 std::uint8_t node_of(const CanFrame& frame) {
   return static_cast<std::uint8_t>(frame.id & highest_node_id);
@@ -163,12 +163,12 @@ void NodeWatch::handle_emergency(std::uint8_t node_id, const CanFrame& frame) {
   if (frame.length != frame.data.size()) {
     return;
   }
-  const auto code = static_cast<std::uint16_t>(frame.data[0] | (frame.data[1] << 8U));
+  const auto code = static_cast<std::uint16_t>(little_endian_number(frame.data.begin(), 2));
   const std::vector<std::uint8_t> device_data(frame.data.begin() + 3, frame.data.end());
-  const std::string text = code == 0 ? " has no error any more" : " reports error " + hex_u16(code);
+  const std::string text = code == 0 ? " has no error any more" : " reports error " + hex<4>(code);
   observer_({NodeEventKind::emergency, node_id, state(node_id).value_or(NmtState::boot_up),
              frame.data,
-             node_text(node_id) + text + ", error register " + hex_u8(frame.data[2]) + ", data " +
+             node_text(node_id) + text + ", error register " + hex<2>(frame.data[2]) + ", data " +
                  hex_bytes(device_data)});
 }
 

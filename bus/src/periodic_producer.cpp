@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "longest_wait.hpp"
+#include "ground/longest_wait.hpp"
 
 namespace velmora_can_bridge {
 namespace {

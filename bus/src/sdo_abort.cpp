@@ -1,6 +1,6 @@
 #include "velmora_can_bridge/bus/sdo_abort.hpp"
 
-#include "dispatch/hex_u16.hpp"
+#include "ground/number_text.hpp"
 
 namespace velmora_can_bridge {
 
@@ -73,7 +73,7 @@ std::string_view sdo_abort_text(SdoAbort abort) {
 }
 
 std::string sdo_abort_line(std::uint32_t code) {
-  return "abort " + hex_u32(code) + ", " + std::string(sdo_abort_text(SdoAbort{code}));
+  return "abort " + hex<8>(code) + ", " + std::string(sdo_abort_text(SdoAbort{code}));
 }
 
 }  // namespace velmora_can_bridge

@@ -4,8 +4,8 @@
 #include <string>
 #include <utility>
 
-#include "dispatch/hex_u16.hpp"
-#include "longest_wait.hpp"
+#include "ground/longest_wait.hpp"
+#include "ground/number_text.hpp"
 #include "velmora_can_bridge/bus/cob_id.hpp"
 #include "velmora_can_bridge/bus/sdo_frames.hpp"
 #include "velmora_can_bridge/urgent_scope.hpp"
@@ -341,7 +341,7 @@ SdoClient::Failure SdoClient::exchange(Transfer& transfer, const CanFrame& reque
   if (answer.length < sdo_answer_length(answer)) {
     return bad_answer(transfer, SdoAbort::unknown_command,
                       "answered with " + byte_count(answer.length) + ", too few for the command " +
-                          hex_u8(answer.data[0]));
+                          hex<2>(answer.data[0]));
   }
   note_in_time(answer);
   return is_abort(answer) ? Failure(refused(transfer, answer)) : Failure();
@@ -573,7 +573,7 @@ BusError SdoClient::refused(const Transfer& transfer, const CanFrame& answer) co
 
 BusError SdoClient::unknown_command(const Transfer& transfer, const CanFrame& answer) {
   return bad_answer(transfer, SdoAbort::unknown_command,
-                    "answered with the command " + hex_u8(answer.data[0]) +
+                    "answered with the command " + hex<2>(answer.data[0]) +
                         another_client_hint(transfer.others_answer.has_value()));
 }
 

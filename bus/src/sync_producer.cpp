@@ -3,7 +3,7 @@
 #include <string>
 
 #include "can_frame_checks.hpp"
-#include "dispatch/hex_u16.hpp"
+#include "ground/number_text.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -11,7 +11,7 @@ namespace {
 std::string refusal_of(std::uint16_t cob_id) {
   return cob_id >= 1 && cob_id <= highest_can_id
              ? ""
-             : "COB-ID " + hex_u16(cob_id) + " of the SYNC is not one of 0x0001 to 0x07FF";
+             : "COB-ID " + hex<4>(cob_id) + " of the SYNC is not one of 0x0001 to 0x07FF";
 }
 
 }  // namespace

@@ -1,15 +1,17 @@
 #include <algorithm>
 
 #include "commands.hpp"
-#include "device_check.hpp"
-#include "dispatch/hex_u16.hpp"
 #include "exit_status.hpp"
+#include "ground/node_text.hpp"
+#include "ground/number_text.hpp"
+#include "ground/visible_text.hpp"
 #include "interface_channel.hpp"
 #include "json_line.hpp"
-#include "printable.hpp"
 #include "report.hpp"
+#include "stoppable_bus.hpp"
 #include "sync_check.hpp"
 #include "table.hpp"
+#include "velmora_can_bridge/bridge/device_comparison.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -40,16 +42,12 @@ Counts count(const LoadedBoard& loaded) {
   return counts;
 }
 
-std::string counted(std::size_t number, const std::string& noun) {
-  return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
-}
-
 void print_file_text(const CommandLineHost& host, const std::string& path,
                      const LoadedBoard& loaded, const Counts& counts) {
   for (const Problem& problem : loaded.problems) {
-    host.err << printable(problem_text(path, problem)) << '\n';
+    host.err << visible_text(problem_text(path, problem)) << '\n';
   }
-  host.out << printable(path) << ": ";
+  host.out << visible_text(path) << ": ";
   if (loaded.file) {
     host.out << counted(counts.nodes, "node") << ", " << counted(counts.devices, "device") << ", "
              << counted(counts.pdos, "PDO") << ", " << counted(counts.operations, "operation")
@@ -90,12 +88,23 @@ struct CheckedNode {
 
 using CheckedNodes = std::vector<CheckedNode>;
 
+ObjectReader reader_of(const NodeConfig& node, StoppableBus& bus) {
+  return [&](std::uint16_t index,
+             std::uint8_t sub_index) -> Expected<std::vector<std::uint8_t>, BusError> {
+    std::vector<std::uint8_t> data;
+    if (!bus.sdo_read(node.node_id, index, sub_index, data)) {
+      return Unexpected{bus.last_error()};
+    }
+    return data;
+  };
+}
+
 CheckedNodes compare_nodes(const CommandLineHost& host, const BoardFile& file, CanChannel& channel,
                            StoppableBus& bus) {
   SyncCheck syncs(host, channel);
   CheckedNodes nodes;
   for (const NodeConfig& node : file.nodes) {
-    nodes.push_back({&node, compare_with_device(node, bus)});
+    nodes.push_back({&node, compare_with_device(node, reader_of(node, bus))});
     syncs.begin(nodes.back().comparison);
   }
   syncs.listen();
@@ -105,23 +114,19 @@ CheckedNodes compare_nodes(const CommandLineHost& host, const BoardFile& file, C
   return nodes;
 }
 
-std::string node_text(const CheckedNode& checked) {
-  return "node " + hex_u8(checked.node->node_id);
-}
-
 void print_node(const CommandLineHost& host, const CheckedNode& checked) {
   const DeviceComparison& comparison = checked.comparison;
   const std::size_t pdos = checked.node->board.pdos.size();
   if (checked.matches()) {
-    host.out << node_text(checked) << ": " << counted(pdos, "PDO")
+    host.out << node_text(checked.node->node_id) << ": " << counted(pdos, "PDO")
              << (pdos == 1 ? " matches\n" : " match\n");
   } else {
-    host.out << node_text(checked) << ": " << counted(comparison.differences.size(), "difference")
-             << " in " << counted(pdos, "PDO")
-             << (comparison.gaps.empty() ? "\n" : ", not all compared\n");
+    host.out << node_text(checked.node->node_id) << ": "
+             << counted(comparison.differences.size(), "difference") << " in "
+             << counted(pdos, "PDO") << (comparison.gaps.empty() ? "\n" : ", not all compared\n");
   }
   for (const Gap& gap : comparison.gaps) {
-    host.out << "  not compared: " << gap.what << ": " << printable(gap.reason) << '\n';
+    host.out << "  not compared: " << gap.what << ": " << visible_text(gap.reason) << '\n';
   }
   for (const std::string& warning : comparison.warnings) {
     host.out << "  warning: " << warning << '\n';
@@ -138,7 +143,7 @@ void print_text(const CommandLineHost& host, const CheckedNodes& nodes) {
   for (const CheckedNode& checked : nodes) {
     print_node(host, checked);
     for (const Difference& row : checked.comparison.differences) {
-      table.add({hex_u8(checked.node->node_id), row.pdo, row.what, row.file, row.device});
+      table.add({hex<2>(checked.node->node_id), row.pdo, row.what, row.file, row.device});
       has_rows = true;
     }
   }

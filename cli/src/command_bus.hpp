@@ -6,9 +6,9 @@
 #include <optional>
 #include <string>
 
-#include "frame_log.hpp"
-#include "simulated_board.hpp"
-#include "tracing_channel.hpp"
+#include "velmora_can_bridge/bridge/frame_log.hpp"
+#include "velmora_can_bridge/bridge/simulated_board.hpp"
+#include "velmora_can_bridge/bridge/tracing_channel.hpp"
 #include "velmora_can_bridge/bus/can_channel.hpp"
 #include "velmora_can_bridge/bus/sdo_client.hpp"
 #include "velmora_can_bridge/cli/command_line.hpp"

@@ -10,8 +10,8 @@
 #include "interface_channel.hpp"
 #include "payload_words.hpp"
 #include "report.hpp"
-#include "simulated_board.hpp"
 #include "table.hpp"
+#include "velmora_can_bridge/bridge/simulated_board.hpp"
 
 namespace velmora_can_bridge {
 namespace {

@@ -1,5 +1,5 @@
 #include "commands.hpp"
-#include "dispatch/hex_u16.hpp"
+#include "ground/number_text.hpp"
 #include "interface_channel.hpp"
 #include "number_argument.hpp"
 #include "producer_loop.hpp"
@@ -17,7 +17,7 @@ ExitStatus heartbeat_command(const CommandLineHost& host, const HeartbeatArgumen
   const std::unique_ptr<CanChannel> channel = interface_channel(host, arguments.bus);
   const auto node_id = static_cast<std::uint8_t>(*node);
   HeartbeatProducer producer(*channel, node_id, std::chrono::milliseconds(arguments.period));
-  const std::string what = "the heartbeat of node " + hex_u8(node_id) + " on " + arguments.bus +
+  const std::string what = "the heartbeat of node " + hex<2>(node_id) + " on " + arguments.bus +
                            " every " + std::to_string(arguments.period) + " ms";
   return ProducerLoop(host, *channel, producer, {what, std::nullopt, arguments.json}).run();
 }

@@ -4,8 +4,9 @@
 
 #include "command_bus.hpp"
 #include "commands.hpp"
-#include "dispatch/hex_u16.hpp"
 #include "exit_status.hpp"
+#include "ground/node_text.hpp"
+#include "ground/number_text.hpp"
 #include "json_line.hpp"
 #include "number_argument.hpp"
 #include "report.hpp"
@@ -41,7 +42,7 @@ std::optional<NmtCommand> read_command(const CommandLineHost& host, const std::s
 }
 
 void print_sent(const CommandLineHost& host, const NmtArguments& arguments, std::uint8_t node_id) {
-  const std::string to = node_id == 0 ? "all nodes" : "node " + hex_u8(node_id);
+  const std::string to = node_id == 0 ? "all nodes" : node_text(node_id);
   host.out << "sent " << arguments.command << " to " << to
            << "; nodes do not confirm it, their heartbeats show it\n";
 }

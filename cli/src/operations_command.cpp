@@ -1,7 +1,7 @@
 #include <map>
 
 #include "commands.hpp"
-#include "dispatch/hex_u16.hpp"
+#include "ground/number_text.hpp"
 #include "json_line.hpp"
 #include "report.hpp"
 #include "table.hpp"
@@ -19,15 +19,15 @@ void print_text(const CommandLineHost& host, const NodeConfig& node) {
   Table devices;
   devices.add({"device", "profile", "base_index", "homing_record"});
   for (const auto& [name, entry] : sorted_devices(node.board)) {
-    devices.add({name, entry.profile, hex_u16(entry.base_index),
-                 entry.homing_record == 0 ? "" : hex_u16(entry.homing_record)});
+    devices.add({name, entry.profile, hex<4>(entry.base_index),
+                 entry.homing_record == 0 ? "" : hex<4>(entry.homing_record)});
   }
   Table operations;
   operations.add({"operation", "kind", "payload", "label"});
   for (const auto& [name, op] : node.operations) {
     operations.add({name, op.kind, describe_payload(op, node.board), op.label});
   }
-  host.out << "node " << hex_u8(node.node_id) << '\n';
+  host.out << "node " << hex<2>(node.node_id) << '\n';
   devices.print(host.out);
   host.out << '\n';
   operations.print(host.out);

@@ -6,7 +6,7 @@
 #include <limits>
 #include <string_view>
 
-#include "dispatch/payload.hpp"
+#include "ground/little_endian.hpp"
 #include "number.hpp"
 
 namespace velmora_can_bridge {
@@ -48,7 +48,7 @@ ParsedWord parse_typed_value(std::string_view type_name, std::string_view text) 
     return "out of range, " + std::string(type_name) + " is " + std::to_string(type->minimum) +
            " to " + std::to_string(type->maximum);
   }
-  return little_endian(static_cast<std::uint32_t>(*number), type->size);
+  return little_endian_bytes(static_cast<std::uint64_t>(*number), type->size);
 }
 
 ParsedWord parse_hex_bytes(std::string_view word) {

@@ -7,9 +7,9 @@
 #include <utility>
 
 #include "exit_status.hpp"
+#include "ground/visible_text.hpp"
 #include "interface_channel.hpp"
 #include "json_line.hpp"
-#include "printable.hpp"
 #include "report.hpp"
 
 namespace velmora_can_bridge {
@@ -18,7 +18,7 @@ namespace {
 using std::chrono::nanoseconds;
 
 // How long an interruption may go unnoticed.
-constexpr std::chrono::milliseconds longest_wait{100};
+constexpr std::chrono::milliseconds longest_nap{100};
 
 /// Whether there is nothing to send on, when the very first frame shows it.
 bool is_useless(const BusError& error) {
@@ -76,12 +76,12 @@ void ProducerLoop::note(CanStatus status, const std::string& text) {
 
 void ProducerLoop::wait() const {
   const nanoseconds left = producer_->next() - endpoint_->now();
-  std::this_thread::sleep_for(std::min<nanoseconds>(left, longest_wait));
+  std::this_thread::sleep_for(std::min<nanoseconds>(left, longest_nap));
 }
 
 void ProducerLoop::print_start() const {
   if (!settings_.json) {
-    host_->out << "sending " << printable(settings_.what) << "; Ctrl-C ends it" << std::endl;
+    host_->out << "sending " << visible_text(settings_.what) << "; Ctrl-C ends it" << std::endl;
   }
 }
 

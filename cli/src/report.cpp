@@ -3,9 +3,9 @@
 #include <string_view>
 
 #include "exit_status.hpp"
+#include "ground/number_text.hpp"
+#include "ground/visible_text.hpp"
 #include "json_line.hpp"
-#include "printable.hpp"
-#include "tracing_backend.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -29,7 +29,7 @@ void print_result(const CommandLineHost& host, const OperationReport& report) {
     print_failure(host, result.message, report.reason);
     return;
   }
-  host.out << coloured(host, green, "ok: ") << printable(result.message) << '\n';
+  host.out << coloured(host, green, "ok: ") << visible_text(result.message) << '\n';
   if (!result.data.empty()) {
     host.out << "data: " << bytes_text(result.data) << '\n';
   }
@@ -48,8 +48,8 @@ void print_result_json(const CommandLineHost& host, const OperationReport& repor
 
 void print_failure(const CommandLineHost& host, const std::string& message,
                    const std::string& reason) {
-  host.out << coloured(host, red, "failed: ") << printable(message)
-           << (reason.empty() ? "" : " (" + printable(reason) + ")") << '\n';
+  host.out << coloured(host, red, "failed: ") << visible_text(message)
+           << (reason.empty() ? "" : " (" + visible_text(reason) + ")") << '\n';
 }
 
 BusObserver warning_printer(const CommandLineHost& host) {
@@ -61,13 +61,13 @@ BusObserver warning_printer(const CommandLineHost& host) {
 }
 
 void print_diagnostic(const CommandLineHost& host, const std::string& text) {
-  host.err << "velmora-can-bridge: " << printable(text) << '\n';
+  host.err << "velmora-can-bridge: " << visible_text(text) << '\n';
 }
 
 std::optional<BoardFile> load_board(const CommandLineHost& host, const std::string& path) {
   LoadedBoard loaded = load_board_file(path);
   for (const Problem& problem : loaded.problems) {
-    host.err << printable(problem_text(path, problem)) << '\n';
+    host.err << visible_text(problem_text(path, problem)) << '\n';
   }
   return std::move(loaded.file);
 }

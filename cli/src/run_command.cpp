@@ -5,8 +5,8 @@
 #include "board_session.hpp"
 #include "command_bus.hpp"
 #include "commands.hpp"
+#include "ground/visible_text.hpp"
 #include "payload_words.hpp"
-#include "printable.hpp"
 #include "report.hpp"
 
 namespace velmora_can_bridge {
@@ -62,7 +62,7 @@ std::string unknown_name(const BoardFile& file, const NodeConfig* node,
 TracingBackend::Sink transfer_printer(const CommandLineHost& host, bool wanted) {
   return [&host, wanted](const Transfer& transfer) {
     if (wanted) {
-      host.err << printable(transfer.line) << '\n';
+      host.err << visible_text(transfer.line) << '\n';
     }
   };
 }

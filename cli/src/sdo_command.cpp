@@ -4,14 +4,14 @@
 
 #include "command_bus.hpp"
 #include "commands.hpp"
-#include "dispatch/hex_u16.hpp"
 #include "exit_status.hpp"
+#include "ground/little_endian.hpp"
+#include "ground/number_text.hpp"
 #include "json_line.hpp"
 #include "number_argument.hpp"
 #include "payload_words.hpp"
 #include "report.hpp"
 #include "stoppable_bus.hpp"
-#include "tracing_backend.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -46,10 +46,7 @@ std::optional<std::uint64_t> number_of(const Bytes& data) {
   if (data.size() != 1 && data.size() != 2 && data.size() != 4 && data.size() != 8) {
     return std::nullopt;
   }
-  std::uint64_t number = 0;
-  std::for_each(data.rbegin(), data.rend(),
-                [&](std::uint8_t byte) { number = number << 8U | byte; });
-  return number;
+  return little_endian_number(data);
 }
 
 bool is_text(const Bytes& data) {
@@ -71,13 +68,13 @@ void print_text(const CommandLineHost& host, const SdoTransfer& transfer, bool r
     print_failure(host,
                   (reads ? "SDO read of " : "SDO write of ") +
                       object_text(transfer.index, transfer.sub_index) + " on node " +
-                      hex_u8(transfer.node_id),
+                      hex<2>(transfer.node_id),
                   transfer.error->text);
   } else if (reads) {
     print_data(host, transfer.data);
   } else {
     host.out << "ok: " << object_text(transfer.index, transfer.sub_index) << " on node "
-             << hex_u8(transfer.node_id) << " written\n";
+             << hex<2>(transfer.node_id) << " written\n";
   }
 }
 

@@ -4,10 +4,10 @@
 
 #include "command_bus.hpp"
 #include "commands.hpp"
-#include "dispatch/hex_u16.hpp"
 #include "exit_status.hpp"
+#include "ground/number_text.hpp"
+#include "ground/visible_text.hpp"
 #include "interface_channel.hpp"
-#include "printable.hpp"
 #include "report.hpp"
 #include "velmora_can_bridge/simulator/simulated_node_server.hpp"
 
@@ -27,7 +27,7 @@ constexpr milliseconds calm{5000};
 std::string node_ids_text(const BoardFile& file) {
   std::string text;
   for (const NodeConfig& node : file.nodes) {
-    text += (text.empty() ? "" : ", ") + hex_u8(node.node_id);
+    text += (text.empty() ? "" : ", ") + hex<2>(node.node_id);
   }
   return (file.nodes.size() == 1 ? "node " : "nodes ") + text;
 }
@@ -122,7 +122,7 @@ ExitStatus simulate_command(const CommandLineHost& host, const SimulateArguments
   if (const ExitStatus status = simulation.start(); status != ExitStatus::success) {
     return bus->finish(status);
   }
-  host.out << "simulating " << node_ids_text(*file) << " on " << printable(arguments.bus.bus)
+  host.out << "simulating " << node_ids_text(*file) << " on " << visible_text(arguments.bus.bus)
            << "; pre-operational until nmt start; Ctrl-C ends it" << std::endl;
   return bus->finish(simulation.run(std::chrono::seconds(arguments.seconds)));
 }

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "dispatch/hex_u16.hpp"
+#include "ground/number_text.hpp"
 #include "interface_channel.hpp"
 #include "report.hpp"
 
@@ -80,7 +80,7 @@ void StoppableBus::await_late_answers() {
   }
   for (const std::uint8_t node_id : bus_.await_late_answers()) {
     print_diagnostic(*host_, "interrupted; not listening for the late answer of node " +
-                                 hex_u8(node_id) +
+                                 hex<2>(node_id) +
                                  ": a command that follows at once may take it for its own");
   }
 }
@@ -95,7 +95,7 @@ void StoppableBus::stop(nanoseconds left) {
   has_said_ = true;
   print_diagnostic(*host_, question_.is_sent
                                ? "interrupted; waiting for the answer of node " +
-                                     hex_u8(question_.node_id) + " about object " +
+                                     hex<2>(question_.node_id) + " about object " +
                                      object_text(question_.index, question_.sub_index) +
                                      ", at most " + milliseconds_text(left)
                                : "interrupted");

@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 
-#include "device_check.hpp"
+#include "velmora_can_bridge/bridge/device_comparison.hpp"
 #include "velmora_can_bridge/bus/bus_error.hpp"
 #include "velmora_can_bridge/bus/can_channel.hpp"
 #include "velmora_can_bridge/cli/command_line.hpp"

@@ -4,13 +4,10 @@
 #include <cstddef>
 #include <utility>
 
-#include "dispatch/hex_u16.hpp"
+#include "ground/node_text.hpp"
+#include "ground/number_text.hpp"
 
 namespace velmora_can_bridge {
-
-std::string bytes_text(const std::vector<std::uint8_t>& bytes) {
-  return bytes.empty() ? "no bytes" : hex_bytes(bytes);
-}
 
 TracingBackend::TracingBackend(CanOpenBackend& inner, Sink sink, Reason reason)
     : inner_(&inner), sink_(std::move(sink)), reason_(std::move(reason)) {}
@@ -48,7 +45,7 @@ bool TracingBackend::tell(TransferKind kind, std::uint8_t node_id, const std::st
   if (!done) {
     error = reason_(node_id);
   }
-  sink_({kind, "node " + hex_u8(node_id) + "  " + what + (error ? ": " + error->text : ""), error});
+  sink_({kind, node_text(node_id) + "  " + what + (error ? ": " + error->text : ""), error});
   return done;
 }
 

@@ -13,9 +13,6 @@
 
 namespace velmora_can_bridge {
 
-/// `bytes` as "0F 00", or "no bytes".
-std::string bytes_text(const std::vector<std::uint8_t>& bytes);
-
 enum class TransferKind { sdo_read, sdo_write, rpdo };
 
 /// One transfer that has ended.

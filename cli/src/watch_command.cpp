@@ -5,10 +5,9 @@
 #include "commands.hpp"
 #include "exit_status.hpp"
 #include "interface_channel.hpp"
-#include "json_line.hpp"
 #include "report.hpp"
-#include "traffic_decoder.hpp"
-#include "traffic_text.hpp"
+#include "velmora_can_bridge/traffic/traffic_decoder.hpp"
+#include "velmora_can_bridge/traffic/traffic_text.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -16,7 +15,7 @@ namespace {
 using std::chrono::nanoseconds;
 
 // How long an interruption may go unnoticed.
-constexpr std::chrono::milliseconds longest_wait{100};
+constexpr std::chrono::milliseconds longest_nap{100};
 // Between two receives that both fail at once.
 constexpr std::chrono::milliseconds trouble_pause{10};
 constexpr double longest_watch = 1e9;
@@ -74,7 +73,7 @@ ExitStatus Watch::run() {
     if (left <= nanoseconds(0)) {
       return ExitStatus::success;
     }
-    status = endpoint_->receive(frame, std::min<nanoseconds>(left, longest_wait));
+    status = endpoint_->receive(frame, std::min<nanoseconds>(left, longest_nap));
   }
 }
 
@@ -103,7 +102,7 @@ void Watch::show(const CanFrame& frame) {
   const DecodedFrame decoded = decoder_.decode(frame);
   const auto* const heartbeat = std::get_if<HeartbeatContent>(&decoded.content);
   if (json_) {
-    print_json_line(*host_, traffic_json(elapsed(), decoded));
+    host_->out << traffic_json(elapsed(), decoded) << '\n';
   } else if (heartbeat == nullptr || heartbeat->has_changed ||
              decoded.kind == TrafficKind::boot_up) {
     host_->out << traffic_text(elapsed(), decoded) << '\n';

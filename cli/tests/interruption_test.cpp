@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 
 #include "command_line_fixture.hpp"
-#include "velmora_can_bridge/bus/can_log.hpp"
 #include "velmora_can_bridge/config/board_file.hpp"
+#include "velmora_can_bridge/traffic/can_log.hpp"
 
 namespace velmora_can_bridge {
 namespace {

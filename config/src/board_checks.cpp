@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "dispatch/hex_u16.hpp"
-#include "dispatch/lookups.hpp"
+#include "ground/number_text.hpp"
+#include "ground/pdo.hpp"
 #include "member_readers.hpp"
 
 namespace velmora_can_bridge {
@@ -64,7 +64,7 @@ class RpdoFields {
     }
     for (std::size_t position = 0; position < pdos.size(); ++position) {
       // An unreadable direction may be either.
-      if (board.pdos[position].direction != "TPDO") {
+      if (!is_tpdo(board.pdos[position])) {
         add(*pdos[position], board.pdos[position]);
       }
     }
@@ -169,7 +169,7 @@ void check_layout(const YamlValue& pdo, const PdoConfig& config, ProblemList& pr
 void check_transmission(const YamlValue& pdo, const PdoConfig& config, ProblemList& problems) {
   const std::uint8_t type = config.transmission.value_or(0);
   const bool asks_for_remote_frames = type == 252 || type == 253;
-  if (asks_for_remote_frames && config.direction == rpdo_direction) {
+  if (asks_for_remote_frames && is_rpdo(config)) {
     report_unexpected({"transmission", member_or_record(pdo, "transmission"), problems},
                       "0 to 240, 254 or 255 for an RPDO");
   }
@@ -232,8 +232,8 @@ class CobIdCheck {
       return;
     }
     problems_->error(
-        later.at, "COB-ID " + hex_u16(cob_id) + " is that of " + earlier.pdo->direction + " " +
-                      std::to_string(earlier.pdo->number) + " of node " + hex_u8(earlier.node_id) +
+        later.at, "COB-ID " + hex<4>(cob_id) + " is that of " + earlier.pdo->direction + " " +
+                      std::to_string(earlier.pdo->number) + " of node " + hex<2>(earlier.node_id) +
                       " in line " + std::to_string(earlier.at.line) +
                       ", too; if that is meant, all PDOs that have it say "
                       "shared_cob_id: true");

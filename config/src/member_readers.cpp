@@ -83,7 +83,7 @@ std::size_t edit_distance(std::string_view left, std::string_view right) {
 }  // namespace
 
 void report_unexpected(const Item& item, const std::string& expectation, const std::string& hint) {
-  item.problems.error(item.value.at, printable(item.name) + ": expected " + expectation +
+  item.problems.error(item.value.at, shortened(item.name) + ": expected " + expectation +
                                          ", found " + found_text(item.value) + hint);
 }
 

@@ -7,18 +7,17 @@
 #include <string_view>
 #include <vector>
 
-#include "dispatch/hex_u16.hpp"
-#include "dispatch/kind_tables.hpp"
-#include "dispatch/lookups.hpp"
-#include "sdo/encode_payload.hpp"
-#include "shadow/rpdo_layout.hpp"
+#include "ground/data_types.hpp"
+#include "ground/kind_tables.hpp"
+#include "ground/number_text.hpp"
+#include "ground/pdo.hpp"
 
 namespace velmora_can_bridge {
 namespace {
 
 /// "name (2 bytes)".
 std::string sized(const std::string& name, std::size_t length) {
-  return name + " (" + std::to_string(length) + (length == 1 ? " byte)" : " bytes)");
+  return name + " (" + counted(length, "byte") + ")";
 }
 
 std::string describe_data_type(const std::string& type) {
@@ -58,11 +57,11 @@ std::string describe_od_io_write(const OperationConfig& /*op*/, const BoardConfi
 const PdoConfig* find_rpdo(const OperationConfig& op, const BoardConfig& board) {
   const std::uint8_t number =
       op.pdo_number != 0 ? op.pdo_number : find_rpdo_number(board, op.index);
-  return find_pdo(board, number, rpdo_direction);
+  return find_pdo(board, PdoDirection::rpdo, number);
 }
 
 std::string describe_field(const PdoConfig* rpdo, const std::string& field) {
-  const PdoMapping* const mapping = rpdo == nullptr ? nullptr : find_mapping_by_field(*rpdo, field);
+  const PdoMapping* const mapping = rpdo == nullptr ? nullptr : find_field(*rpdo, field);
   return mapping == nullptr ? field + " (not mapped)" : sized(field, byte_length(*mapping));
 }
 

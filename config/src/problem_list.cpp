@@ -5,7 +5,7 @@
 #include <tuple>
 #include <utility>
 
-#include "dispatch/visible_text.hpp"
+#include "ground/visible_text.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -51,14 +51,14 @@ std::size_t missing(std::size_t count) {
 
 }  // namespace
 
-std::string printable(std::string_view text) {
+std::string shortened(std::string_view text) {
   const std::size_t length = printed_length(text);
   const std::string printed = with_hidden_escaped(with_quotes_escaped(text.substr(0, length)),
                                                   escaped_in_problem, escaped_byte);
   return length < text.size() ? printed + "..." : printed;
 }
 
-std::string quoted(std::string_view text) { return '"' + printable(text) + '"'; }
+std::string quoted(std::string_view text) { return '"' + shortened(text) + '"'; }
 
 void ProblemList::error(Position at, std::string message) {
   add({Severity::error, at.line, at.column, std::move(message)}, error_count_);

@@ -19,9 +19,9 @@ struct Position {
 /// Text of the file for a message, without quotes: at most 40 bytes of it, whole characters, then
 /// "..."; quotes, backslashes and hidden characters are escaped, so that it stays one line that
 /// says what it holds.
-std::string printable(std::string_view text);
+std::string shortened(std::string_view text);
 
-/// `printable` in double quotes.
+/// `shortened` in double quotes.
 std::string quoted(std::string_view text);
 
 /// The problems so far. Keeps 100 errors and 100 warnings and counts the others. A problem that is

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <string>
 
-#include "dispatch/hex_u16.hpp"
-#include "dispatch/visible_text.hpp"
+#include "ground/number_text.hpp"
+#include "ground/visible_text.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -24,7 +24,7 @@ Position position_of(std::string_view text, std::size_t offset) {
   return {lines + 1, offset - line_start + 1};
 }
 
-std::string byte_text(char character) { return hex_u8(static_cast<std::uint8_t>(character)); }
+std::string byte_text(char character) { return hex<2>(static_cast<std::uint8_t>(character)); }
 
 std::string message_about(char character) {
   if (is_between(character, 0x80, 0xFF)) {

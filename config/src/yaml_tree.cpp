@@ -239,7 +239,7 @@ YamlTree read_first_document(const std::string& text, ProblemList& problems) {
   } catch (const YAML::DeepRecursion& deep) {
     problems.error(to_position(deep.mark), too_deep);
   } catch (const YAML::Exception& failure) {
-    problems.error(within(text, to_position(failure.mark)), printable(failure.msg));
+    problems.error(within(text, to_position(failure.mark)), shortened(failure.msg));
   }
   // Without a root, but not to be taken for an empty file.
   return {};

@@ -22,7 +22,7 @@ void PrintTo(const PrintableCase& row, std::ostream* out) { *out << row.name; }
 
 class Printable : public testing::TestWithParam<PrintableCase> {};
 
-TEST_P(Printable, text) { EXPECT_EQ(printable(GetParam().text), GetParam().printed); }
+TEST_P(Printable, text) { EXPECT_EQ(shortened(GetParam().text), GetParam().printed); }
 
 INSTANTIATE_TEST_SUITE_P(
     of, Printable,

@@ -2,7 +2,8 @@
 
 #include <algorithm>
 
-#include "little_endian.hpp"
+#include "ground/little_endian.hpp"
+#include "ground/pdo.hpp"
 #include "node_drives.hpp"
 #include "pdo_mapping.hpp"
 #include "velmora_can_bridge/bus/cob_id.hpp"
@@ -17,7 +18,7 @@ constexpr std::size_t heartbeat_time_size = 2;
 template <typename Take>
 void for_each_with_cob_id(std::uint8_t node_id, const PdosByNumber& pdos, Take take) {
   for (const auto& [number, pdo] : pdos) {
-    const std::uint16_t cob_id = usable_cob_id(node_id, *pdo);
+    const std::uint16_t cob_id = cob_id_of(node_id, *pdo);
     if (number != 0 && cob_id != 0) {
       take(number, cob_id);
     }
@@ -251,7 +252,7 @@ std::chrono::milliseconds SimulatedBusNode::heartbeat_time() const {
   if (!value || value->size() != heartbeat_time_size) {
     return {};
   }
-  return std::chrono::milliseconds(static_cast<std::uint16_t>(from_little_endian(*value)));
+  return std::chrono::milliseconds(static_cast<std::uint16_t>(little_endian_number(*value)));
 }
 
 std::uint16_t SimulatedBusNode::own(std::uint16_t cob_id) const {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "little_endian.hpp"
+#include "ground/little_endian.hpp"
 #include "node_objects.hpp"
 
 namespace velmora_can_bridge {
@@ -116,7 +116,7 @@ std::uint64_t DriveDevice::read(DriveObject object, const ObjectDictionary& obje
   const DriveObjectRow& row = own->second;
   const ObjectEntry* entry = objects.find(row.at.index, row.at.sub_index);
   const bool is_as_claimed = entry != nullptr && entry->value.size() == row.size;
-  return is_as_claimed ? from_little_endian(entry->value) : 0;
+  return is_as_claimed ? little_endian_number(entry->value) : 0;
 }
 
 void DriveDevice::show(DriveObject object, std::int64_t value, ObjectDictionary& objects) const {
@@ -126,7 +126,7 @@ void DriveDevice::show(DriveObject object, std::int64_t value, ObjectDictionary&
   }
   const DriveObjectRow& row = own->second;
   objects.store(row.at.index, row.at.sub_index,
-                to_little_endian(static_cast<std::uint64_t>(value), row.size));
+                little_endian_bytes(static_cast<std::uint64_t>(value), row.size));
 }
 
 NodeDrives::NodeDrives(const BoardConfig& board) {

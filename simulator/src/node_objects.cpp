@@ -9,7 +9,8 @@
 #include <vector>
 
 #include "drive_objects.hpp"
-#include "little_endian.hpp"
+#include "ground/little_endian.hpp"
+#include "ground/pdo.hpp"
 #include "pdo_mapping.hpp"
 
 namespace velmora_can_bridge {
@@ -43,7 +44,7 @@ std::vector<std::uint8_t> device_type(const Devices& devices) {
   constexpr std::uint32_t servo_drive = 0x00020192;
   const bool has_drive = std::any_of(devices.begin(), devices.end(),
                                      [](const auto& device) { return is_drive(device.second); });
-  return to_little_endian(has_drive ? servo_drive : 0, 4);
+  return little_endian_bytes(has_drive ? servo_drive : 0, 4);
 }
 
 void add_node_objects(ObjectDictionary& dictionary, std::uint8_t node_id, const Devices& devices) {
@@ -61,7 +62,8 @@ void add_node_objects(ObjectDictionary& dictionary, std::uint8_t node_id, const 
 
 void add_number(ObjectDictionary& dictionary, ObjectAddress at, std::uint32_t value,
                 std::size_t size) {
-  dictionary.add(at.index, at.sub_index, {ObjectAccess::read_only, to_little_endian(value, size)});
+  dictionary.add(at.index, at.sub_index,
+                 {ObjectAccess::read_only, little_endian_bytes(value, size)});
 }
 
 /// CiA 301, 7.5.2.35: the COB-ID, and the transmission type of the board, else that the PDO goes
@@ -100,7 +102,7 @@ void add_pdo_parameters(ObjectDictionary& dictionary, std::uint8_t node_id,
     }
     const int offset = number - 1;
     add_pdo_communication(dictionary, static_cast<std::uint16_t>(communication + offset),
-                          usable_cob_id(node_id, *pdo), *pdo);
+                          cob_id_of(node_id, *pdo), *pdo);
     add_pdo_mapping(dictionary, static_cast<std::uint16_t>(mapping + offset), pdo->mappings);
   }
 }

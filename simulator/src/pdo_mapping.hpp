@@ -1,4 +1,4 @@
-// PDOs of a board: their COB-IDs, and how a frame is cut into the objects that it maps.
+// PDOs of a board by number, and how a frame is cut into the objects that it maps.
 #pragma once
 
 #include <array>
@@ -20,30 +20,11 @@ struct FieldValue {
 
 using PdosByNumber = std::map<std::uint8_t, const PdoConfig*>;
 
-/// Whether the node receives the PDO.
-bool is_rpdo(const PdoConfig& pdo);
-
-/// Whether the node sends the PDO: its direction is "TPDO", exactly so spelled.
-bool is_tpdo(const PdoConfig& pdo);
-
 /// The RPDOs of `board`, of several with one number the first. Points into it.
 PdosByNumber rpdos_of(const BoardConfig& board);
 
 /// As `rpdos_of`, but the TPDOs.
 PdosByNumber tpdos_of(const BoardConfig& board);
-
-/// The COB-ID of the node's PDO: the board's, else the predefined one; 0 when it has none. What is
-/// no 11-bit identifier is none, and so is the predefined one of a node id other than 1 to 127.
-std::uint16_t usable_cob_id(std::uint8_t node_id, const PdoConfig& pdo);
-
-/// Whether the mapping stands for an object: it has bits, and is no dummy entry.
-bool carries_object(const PdoMapping& mapping);
-
-/// Bytes that hold that many bits.
-std::size_t bytes_for_bits(std::size_t bit_length);
-
-/// Bytes of a frame with these mappings, dummy entries included. May exceed the 8 of a frame.
-std::size_t frame_length(const std::vector<PdoMapping>& mappings);
 
 /// The value of each mapped object, in mapping order.
 ///

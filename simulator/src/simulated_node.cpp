@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "ground/pdo.hpp"
 #include "node_drives.hpp"
 #include "node_objects.hpp"
 #include "pdo_mapping.hpp"
@@ -136,7 +137,7 @@ void SimulatedNode::receive_rpdo(std::uint8_t rpdo, const std::array<std::uint8_
     return;
   }
   const std::vector<PdoMapping>& mappings = found->second;
-  const std::size_t mapped_length = frame_length(mappings);
+  const std::size_t mapped_length = mapped_bytes(mappings);
 
   const std::lock_guard<std::mutex> lock(mutex_);
   if (length != mapped_length) {
@@ -155,7 +156,7 @@ std::optional<PdoFrame> SimulatedNode::tpdo_frame(std::uint8_t tpdo) const {
     return std::nullopt;
   }
   const std::vector<PdoMapping>& mappings = found->second;
-  const std::size_t length = frame_length(mappings);
+  const std::size_t length = mapped_bytes(mappings);
   if (length == 0 || length > longest_frame) {
     return std::nullopt;
   }

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "chosen_seed.hpp"
+#include "ground/pdo.hpp"
 #include "node_objects.hpp"
 
 namespace velmora_can_bridge {
@@ -32,20 +33,6 @@ using Bytes = std::vector<std::uint8_t>;
 using Frame = std::array<std::uint8_t, 8>;
 using Mappings = std::vector<PdoMapping>;
 
-TEST(PdoDirectionTest, only_the_exact_text_is_received) {
-  EXPECT_TRUE(is_rpdo({1, "RPDO", 0, {}}));
-  for (const char* other : {"TPDO", "rpdo", "RPDO ", " RPDO", "RPD", ""}) {
-    EXPECT_FALSE(is_rpdo({1, other, 0, {}})) << other;
-  }
-}
-
-TEST(PdoDirectionTest, only_the_exact_text_is_sent) {
-  EXPECT_TRUE(is_tpdo({1, "TPDO", 0, {}}));
-  for (const char* other : {"RPDO", "tpdo", "TPDO ", " TPDO", "TPD", ""}) {
-    EXPECT_FALSE(is_tpdo({1, other, 0, {}})) << other;
-  }
-}
-
 TEST(PdosByNumberTest, are_the_first_of_each_number_and_direction) {
   const BoardConfig board{{{1, "TPDO", 0, {}},
                            {2, "RPDO", 0, {}},
@@ -57,46 +44,6 @@ TEST(PdosByNumberTest, are_the_first_of_each_number_and_direction) {
 
   EXPECT_EQ(rpdos_of(board), (PdosByNumber{{1, &board.pdos[2]}, {2, &board.pdos[1]}}));
   EXPECT_EQ(tpdos_of(board), (PdosByNumber{{1, board.pdos.data()}}));
-}
-
-struct CobIdCase {
-  std::string name;
-  std::uint8_t node_id;
-  std::uint8_t number;
-  std::uint16_t cob_id;
-  std::uint16_t received;
-  std::uint16_t sent;
-};
-
-void PrintTo(const CobIdCase& row, std::ostream* out) { *out << row.name; }
-
-class PdoCobIdTest : public testing::TestWithParam<CobIdCase> {};
-
-TEST_P(PdoCobIdTest, is_the_boards_or_the_predefined_one) {
-  const CobIdCase& row = GetParam();
-
-  EXPECT_EQ(usable_cob_id(row.node_id, {row.number, "RPDO", row.cob_id, {}}), row.received);
-  EXPECT_EQ(usable_cob_id(row.node_id, {row.number, "TPDO", row.cob_id, {}}), row.sent);
-}
-
-INSTANTIATE_TEST_SUITE_P(all, PdoCobIdTest,
-                         testing::Values(CobIdCase{"predefined_1", 5, 1, 0, 0x205, 0x185},
-                                         CobIdCase{"predefined_4", 127, 4, 0, 0x57F, 0x4FF},
-                                         CobIdCase{"number_5_has_none", 5, 5, 0, 0, 0},
-                                         CobIdCase{"number_0_has_none", 5, 0, 0, 0, 0},
-                                         CobIdCase{"node_0_has_none", 0, 1, 0, 0, 0},
-                                         CobIdCase{"node_128_has_none", 128, 1, 0, 0, 0},
-                                         CobIdCase{"of_the_board", 5, 9, 0x321, 0x321, 0x321},
-                                         CobIdCase{"highest", 5, 1, 0x7FF, 0x7FF, 0x7FF},
-                                         CobIdCase{"too_high", 5, 1, 0x800, 0, 0}),
-                         [](const testing::TestParamInfo<CobIdCase>& row) {
-                           return row.param.name;
-                         });
-
-TEST(PdoMappingTest, dummies_and_mappings_without_bits_carry_no_object) {
-  EXPECT_FALSE(carries_object({0x0005, 0, 8, ""}));
-  EXPECT_TRUE(carries_object({0xFFFF, 255, 1, ""}));
-  EXPECT_FALSE(carries_object({0x2000, 1, 0, ""}));
 }
 
 struct DummyCase {
@@ -126,33 +73,6 @@ INSTANTIATE_TEST_SUITE_P(
                     DummyCase{"last_below_0020", 0x001F, true},
                     DummyCase{"index_0020", 0x0020, true}),
     [](const testing::TestParamInfo<DummyCase>& row) { return row.param.name; });
-
-struct LengthCase {
-  std::string name;
-  std::vector<std::uint8_t> bit_lengths;
-  std::size_t expected;
-};
-
-void PrintTo(const LengthCase& row, std::ostream* out) { *out << row.name; }
-
-class FrameLengthTest : public testing::TestWithParam<LengthCase> {};
-
-TEST_P(FrameLengthTest, rounds_the_sum_of_bits_up) {
-  Mappings mappings;
-  for (const std::uint8_t bits : GetParam().bit_lengths) {
-    mappings.push_back({0x2000, 1, bits, ""});
-  }
-  EXPECT_EQ(frame_length(mappings), GetParam().expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    all, FrameLengthTest,
-    testing::Values(LengthCase{"nothing_mapped", {}, 0}, LengthCase{"no_bits", {0, 0}, 0},
-                    LengthCase{"one_bit", {1}, 1}, LengthCase{"two_half_bytes", {4, 4}, 1},
-                    LengthCase{"one_bit_over", {8, 1}, 2}, LengthCase{"full", {32, 16, 16}, 8},
-                    LengthCase{"one_bit_too_many", {64, 1}, 9},
-                    LengthCase{"far_too_many", {255, 255, 255}, 96}),
-    [](const testing::TestParamInfo<LengthCase>& row) { return row.param.name; });
 
 struct UnpackCase {
   std::string name;

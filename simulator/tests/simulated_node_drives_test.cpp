@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "little_endian.hpp"
+#include "ground/little_endian.hpp"
 #include "velmora_can_bridge/simulator/simulated_node.hpp"
 
 namespace velmora_can_bridge {
@@ -38,7 +38,7 @@ BoardConfig robot_board() {
 class SimulatedNodeDrivesTest : public testing::Test {
  protected:
   std::uint64_t value(std::uint16_t index, std::uint8_t sub_index = 0) const {
-    return from_little_endian(node.object_value(index, sub_index).value());
+    return little_endian_number(node.object_value(index, sub_index).value());
   }
 
   std::int32_t position(std::uint16_t base = 0x6040) const {
@@ -55,7 +55,7 @@ class SimulatedNodeDrivesTest : public testing::Test {
 
   void write(std::uint16_t index, std::int64_t number, std::size_t size) {
     EXPECT_TRUE(
-        node.sdo_write(5, index, 0, to_little_endian(static_cast<std::uint64_t>(number), size)));
+        node.sdo_write(5, index, 0, little_endian_bytes(static_cast<std::uint64_t>(number), size)));
   }
 
   void enable(std::uint8_t mode, std::uint16_t base = 0x6040) {

@@ -18,7 +18,7 @@ OperationResult CanOpenNodeController::exec_ci402_ramp(const OperationConfig& op
   const std::uint32_t value = u32_at(payload, 0);
   const auto index = static_cast<std::uint16_t>(drive->base_index + op.index_offset);
   // Not mirrored into the RPDO images, unlike the mode.
-  if (!backend_->sdo_write(*node_id_, index, 0, little_endian(value, 4))) {
+  if (!backend_->sdo_write(*node_id_, index, 0, little_endian_bytes(value, 4))) {
     return failure("SDO write " + hex_u16(index) + " failed");
   }
   return success("Ramp set to " + std::to_string(value));

@@ -20,11 +20,11 @@ Target choose_target(std::uint8_t mode, std::int16_t value) {
   const auto extended = static_cast<std::uint32_t>(std::int32_t{value});
   switch (static_cast<Ci402Mode>(mode)) {
     case Ci402Mode::profile_position:
-      return {Ci402Object::target_position, little_endian(extended, 4)};
+      return {Ci402Object::target_position, little_endian_bytes(extended, 4)};
     case Ci402Mode::profile_torque:
-      return {Ci402Object::target_torque, little_endian(extended, 2)};
+      return {Ci402Object::target_torque, little_endian_bytes(extended, 2)};
     default:
-      return {Ci402Object::target_velocity, little_endian(extended, 4)};
+      return {Ci402Object::target_velocity, little_endian_bytes(extended, 4)};
   }
 }
 

@@ -8,7 +8,7 @@ namespace velmora_can_bridge {
 CanOpenNodeController::DriveStep CanOpenNodeController::DriveStep::controlword(
     const DeviceOdEntry& drive, Ci402Controlword word, const char* refusal, Then then) {
   return {ci402_index(drive, Ci402Object::controlword), 0,
-          little_endian(static_cast<std::uint16_t>(word), 2), refusal, then};
+          little_endian_bytes(static_cast<std::uint16_t>(word), 2), refusal, then};
 }
 
 CanOpenNodeController::DriveStep CanOpenNodeController::DriveStep::mode(const DeviceOdEntry& drive,

@@ -2,8 +2,8 @@
 
 #include <string_view>
 
-#include "dispatch/kind_tables.hpp"
 #include "dispatch/results.hpp"
+#include "ground/kind_tables.hpp"
 
 namespace velmora_can_bridge {
 

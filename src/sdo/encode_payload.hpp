@@ -7,24 +7,10 @@
 #include <string_view>
 #include <vector>
 
+#include "ground/data_types.hpp"
+
 namespace velmora_can_bridge {
 namespace {
-
-/// Bytes that a value of a sized type takes; no value for any other text.
-inline std::optional<std::size_t> sized_type_length(std::string_view type) {
-  struct Row {
-    std::string_view type;
-    std::size_t length;
-  };
-  static constexpr Row rows[] = {{"u8", 1},  {"s8", 1},  {"u16", 2},
-                                 {"s16", 2}, {"u32", 4}, {"s32", 4}};
-  for (const Row& row : rows) {
-    if (type == row.type) {
-      return row.length;
-    }
-  }
-  return std::nullopt;
-}
 
 /// The payload bytes that `type` takes, in payload order: all of them for "raw" or an empty text,
 /// the first 1, 2 or 4 for a sized type. No value when the payload is too short or the type is

@@ -70,27 +70,9 @@ inline std::uint8_t mapped_length(const BoardConfig& board, std::uint8_t rpdo) {
     if (!is_pdo(pdo, rpdo, rpdo_direction)) {
       continue;
     }
-    std::size_t bits = 0;
-    for (const PdoMapping& mapping : pdo.mappings) {
-      bits += mapping.bit_length;
-    }
-    longest = std::max(longest, (bits + 7) / 8);
+    longest = std::max(longest, mapped_bytes(pdo.mappings));
   }
   return static_cast<std::uint8_t>(std::min(longest, frame_length));
-}
-
-/// The first mapping of the object in any RPDO of that number, or null.
-inline const PdoMapping* find_mapping_by_object(const BoardConfig& board, std::uint8_t rpdo,
-                                                std::uint16_t index, std::uint8_t sub_index) {
-  for (const PdoConfig& pdo : board.pdos) {
-    if (!is_pdo(pdo, rpdo, rpdo_direction)) {
-      continue;
-    }
-    if (const PdoMapping* const mapping = find_mapping_by_object(pdo, index, sub_index)) {
-      return mapping;
-    }
-  }
-  return nullptr;
 }
 
 }  // namespace

@@ -24,30 +24,5 @@ TEST(HexU16, known_values) {
   EXPECT_EQ(hex_u16(0xFFFF), "0xFFFF");
 }
 
-TEST(HexU8, known_values) {
-  EXPECT_EQ(hex_u8(0), "0x00");
-  EXPECT_EQ(hex_u8(0x1F), "0x1F");
-  EXPECT_EQ(hex_u8(0xFF), "0xFF");
-}
-
-TEST(HexU32, known_values) {
-  EXPECT_EQ(hex_u32(0), "0x00000000");
-  EXPECT_EQ(hex_u32(0x06020000), "0x06020000");
-  EXPECT_EQ(hex_u32(0xFEDCBA98), "0xFEDCBA98");
-}
-
-TEST(HexBytes, have_blanks_between_them) {
-  EXPECT_EQ(hex_bytes({}), "");
-  EXPECT_EQ(hex_bytes({0x0F}), "0F");
-  EXPECT_EQ(hex_bytes({0x0F, 0x00, 0xA5}), "0F 00 A5");
-}
-
-TEST(ObjectText, sub_index_is_decimal_without_padding) {
-  EXPECT_EQ(object_text(0x2001, 0), "0x2001/0");
-  EXPECT_EQ(object_text(0x2001, 5), "0x2001/5");
-  EXPECT_EQ(object_text(0x2001, 100), "0x2001/100");
-  EXPECT_EQ(object_text(0x2001, 255), "0x2001/255");
-}
-
 }  // namespace
 }  // namespace velmora_can_bridge

@@ -47,14 +47,6 @@ TEST(FindPdo, no_match_is_null) {
   EXPECT_EQ(find_pdo(BoardConfig{}, 1, "RPDO"), nullptr);
 }
 
-TEST(CobIdOf, is_the_one_of_the_pdo_else_the_predefined_one) {
-  EXPECT_EQ(cob_id_of(5, {1, "RPDO", 0x690, {}}), 0x690);
-  EXPECT_EQ(cob_id_of(5, {1, "RPDO", 0, {}}), 0x205);
-  EXPECT_EQ(cob_id_of(5, {1, "TPDO", 0, {}}), 0x185);
-  EXPECT_EQ(cob_id_of(5, {5, "RPDO", 0, {}}), 0);
-  EXPECT_EQ(cob_id_of(5, {5, "TPDO", 0, {}}), 0);
-}
-
 TEST(FindMappingByField, first_of_that_exact_name_wins) {
   const PdoConfig pdo{1, "RPDO", 0, {mapping("A", 8), mapping("a", 8), mapping("a", 16)}};
   EXPECT_EQ(find_mapping_by_field(pdo, "a"), &pdo.mappings[1]);
@@ -69,27 +61,6 @@ TEST(FindMappingByField, no_match_is_null) {
   const PdoConfig pdo{1, "RPDO", 0, {mapping("a", 8)}};
   EXPECT_EQ(find_mapping_by_field(pdo, "b"), nullptr);
   EXPECT_EQ(find_mapping_by_field(pdo, ""), nullptr);
-}
-
-TEST(FindMappingByObject, first_of_that_index_and_sub_index_wins) {
-  const PdoConfig pdo{
-      1,
-      "RPDO",
-      0,
-      {{0x2000, 2, 8, ""}, {0x2001, 1, 8, ""}, {0x2000, 1, 8, "first"}, {0x2000, 1, 16, "second"}}};
-  EXPECT_EQ(find_mapping_by_object(pdo, 0x2000, 1), &pdo.mappings[2]);
-}
-
-TEST(FindMappingByObject, no_match_is_null) {
-  const PdoConfig pdo{1, "RPDO", 0, {{0x2000, 2, 8, ""}, {0x2001, 1, 8, ""}}};
-  EXPECT_EQ(find_mapping_by_object(pdo, 0x2000, 1), nullptr);
-  EXPECT_EQ(find_mapping_by_object(PdoConfig{1, "RPDO", 0, {}}, 0x2000, 2), nullptr);
-}
-
-TEST(ByteLength, is_an_eighth_of_the_bits_rounded_down) {
-  for (unsigned bits = 0; bits <= 255; ++bits) {
-    EXPECT_EQ(byte_length(mapping("a", static_cast<std::uint8_t>(bits))), bits / 8);
-  }
 }
 
 TEST(FieldByteOffset, counts_the_bytes_of_the_mappings_before) {
@@ -155,7 +126,6 @@ TEST_F(Lookups, allocate_nothing) {
   const bool found = controller.find_device_od(name) != nullptr &&
                      find_pdo(board, 1, "RPDO") == &board.pdos[1] &&
                      find_mapping_by_field(board.pdos[1], name) != nullptr &&
-                     find_mapping_by_object(board.pdos[1], 0x2000, 1) != nullptr &&
                      field_byte_offset(board, 1, name) == 1U && contains(bytes, 3) &&
                      controller.find_rpdo_for_od(0x2000) == 1;
   const std::size_t after = allocations();

@@ -44,38 +44,5 @@ TEST(U32At, takes_the_four_bytes_at_the_position) {
   EXPECT_EQ(u32_at({0x99, 1, 2, 3, 4, 0x99}, 1), 0x04030201U);
 }
 
-struct BytesRow {
-  const char* name;
-  std::uint32_t value;
-  std::size_t count;
-  Bytes bytes;
-};
-
-void PrintTo(const BytesRow& row, std::ostream* out) { *out << row.name; }
-
-class LittleEndian : public testing::TestWithParam<BytesRow> {};
-
-TEST_P(LittleEndian, gives_the_low_bytes_lowest_first) {
-  EXPECT_EQ(little_endian(GetParam().value, GetParam().count), GetParam().bytes);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Rows, LittleEndian,
-    testing::Values(BytesRow{"four_bytes", 0x04030201, 4, {1, 2, 3, 4}},
-                    BytesRow{"two_bytes", 0x1234, 2, {0x34, 0x12}},
-                    BytesRow{"two_low_bytes_of_four", 0x04030201, 2, {1, 2}},
-                    BytesRow{"one_byte", 0x04030201, 1, {1}},
-                    BytesRow{"no_byte", 0x04030201, 0, {}}, BytesRow{"zero", 0, 4, {0, 0, 0, 0}},
-                    BytesRow{"highest", 0xFFFFFFFF, 4, {0xFF, 0xFF, 0xFF, 0xFF}},
-                    BytesRow{
-                        "zeros_above_the_value", 0xFFFFFFFF, 6, {0xFF, 0xFF, 0xFF, 0xFF, 0, 0}}),
-    [](const auto& row) { return std::string(row.param.name); });
-
-TEST(LittleEndianAndBack, u32_is_the_same) {
-  for (const std::uint32_t value : {0U, 1U, 0xFFU, 0x100U, 0x12345678U, 0x80000000U, 0xFFFFFFFFU}) {
-    EXPECT_EQ(u32_at(little_endian(value, 4), 0), value);
-  }
-}
-
 }  // namespace
 }  // namespace velmora_can_bridge

@@ -145,22 +145,5 @@ TEST(MappedLengthOfSeveralEntries, longest_of_the_number_counts) {
   EXPECT_EQ(mapped_length(board, 3), 0);
 }
 
-TEST(FindMappingByObjectInRpdo, goes_on_to_the_next_entry_of_the_number) {
-  const BoardConfig board{
-      {{1, "TPDO", 0, {mapping(8, "", 0x2000, 2)}},
-       {2, "RPDO", 0, {mapping(8, "", 0x2000, 2)}},
-       {1, "RPDO", 0, {mapping(8, "", 0x2000, 1), mapping(8, "", 0x2001, 2)}},
-       {1, "RPDO", 0, {mapping(8, "a", 0x2000, 2), mapping(8, "b", 0x2000, 2)}}},
-      {}};
-  EXPECT_EQ(find_mapping_by_object(board, 1, 0x2000, 2), &board.pdos[3].mappings.front());
-}
-
-TEST(FindMappingByObjectInRpdo, no_match_is_null) {
-  const BoardConfig board{{{1, "RPDO", 0, {mapping(8, "", 0x2000, 1)}}}, {}};
-  EXPECT_EQ(find_mapping_by_object(board, 1, 0x2000, 0), nullptr);
-  EXPECT_EQ(find_mapping_by_object(board, 1, 0x2001, 1), nullptr);
-  EXPECT_EQ(find_mapping_by_object(board, 2, 0x2000, 1), nullptr);
-}
-
 }  // namespace
 }  // namespace velmora_can_bridge

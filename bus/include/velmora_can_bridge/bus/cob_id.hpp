@@ -3,16 +3,10 @@
 
 #include <cstdint>
 
+#include "velmora_can_bridge/node_id.hpp"
 #include "velmora_can_bridge/predefined_cob_id.hpp"
 
 namespace velmora_can_bridge {
-
-/// Highest CANopen node id; the lowest is 1.
-inline constexpr std::uint8_t highest_node_id = 127;
-
-inline constexpr bool is_node_id(std::uint8_t node_id) {
-  return node_id >= 1 && node_id <= highest_node_id;
-}
 
 /// NMT commands, to all nodes.
 inline constexpr std::uint16_t nmt_cob_id = 0x000;

@@ -43,44 +43,20 @@ inline std::uint8_t sdo_command(const CanFrame& frame) {
 }
 
 /// A frame with a first byte and a multiplexer; the other bytes are 0.
-inline CanFrame sdo_frame(std::uint16_t cob_id, std::uint8_t first_byte, std::uint16_t index,
-                          std::uint8_t sub_index) {
-  return {cob_id,
-          sdo_frame_length,
-          {first_byte, static_cast<std::uint8_t>(index & 0xFFU),
-           static_cast<std::uint8_t>(index >> 8U), sub_index}};
-}
+CanFrame sdo_frame(std::uint16_t cob_id, std::uint8_t first_byte, std::uint16_t index,
+                   std::uint8_t sub_index);
 
-inline std::uint16_t sdo_index(const CanFrame& frame) {
-  return static_cast<std::uint16_t>(frame.data[1] | (frame.data[2] << 8U));
-}
+std::uint16_t sdo_index(const CanFrame& frame);
 
 inline std::uint8_t sdo_sub_index(const CanFrame& frame) { return frame.data[3]; }
 
 /// The number in the last four bytes: a size or an abort code.
-inline std::uint32_t sdo_number(const CanFrame& frame) {
-  std::uint32_t number = 0;
-  for (std::size_t position = sdo_frame_length; position > 4; --position) {
-    number = (number << 8U) | frame.data[position - 1];
-  }
-  return number;
-}
+std::uint32_t sdo_number(const CanFrame& frame);
 
-inline void set_sdo_number(CanFrame& frame, std::uint32_t number) {
-  for (std::size_t position = 4; position < sdo_frame_length; ++position) {
-    frame.data[position] = static_cast<std::uint8_t>(number & 0xFFU);
-    number >>= 8U;
-  }
-}
+void set_sdo_number(CanFrame& frame, std::uint32_t number);
 
 /// The bytes of an expedited transfer, 4 at most, as the number that `set_sdo_number` takes.
-inline std::uint32_t sdo_number_of(const std::vector<std::uint8_t>& bytes) {
-  std::uint32_t number = 0;
-  for (std::size_t position = bytes.size(); position > 0; --position) {
-    number = (number << 8U) | bytes[position - 1];
-  }
-  return number;
-}
+std::uint32_t sdo_number_of(const std::vector<std::uint8_t>& bytes);
 
 /// Bytes of an expedited answer or request. One that tells no size has all four, or as many as its
 /// frame has.

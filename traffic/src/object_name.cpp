@@ -1,0 +1,126 @@
+#include "velmora_can_bridge/traffic/object_name.hpp"
+
+#include <algorithm>
+#include <iterator>
+#include <set>
+
+#include "ground/number_text.hpp"
+#include "ground/pdo.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+// An axis has 0x800 objects, its controlword is number 0x40 (0x6040 of 0x6000 to 0x67FF).
+constexpr unsigned controlword_offset = 0x40;
+constexpr unsigned axis_size = 0x800;
+
+// Distance from the controlword of the objects that have a sign (CiA 402-2): modes of operation and
+// their display, actual position and velocity, target and actual torque, target position and
+// velocity.
+constexpr unsigned signed_drive_objects[] = {0x20, 0x21, 0x24, 0x2C, 0x31, 0x37, 0x3A, 0xBF};
+
+bool is_drive(const DeviceOdEntry& device) {
+  return device.profile == "ci402" || device.profile == "claw";
+}
+
+bool has_record(const DeviceOdEntry& device, std::uint16_t index) {
+  return device.base_index == index || (device.homing_record != 0 && device.homing_record == index);
+}
+
+bool has_in_axis(const DeviceOdEntry& device, std::uint16_t index) {
+  const unsigned base = device.base_index;
+  const unsigned first = base - std::min(base, controlword_offset);
+  return is_drive(device) && index >= first && index < first + axis_size;
+}
+
+template <typename Owns>
+std::string devices_that(const BoardConfig& board, std::uint16_t index, Owns owns) {
+  std::set<std::string> names;
+  for (const auto& [name, device] : board.device_od_map) {
+    if (owns(device, index)) {
+      names.insert(name);
+    }
+  }
+  std::string text;
+  for (const std::string& name : names) {
+    text += (text.empty() ? "" : ", ") + name;
+  }
+  return text;
+}
+
+std::string device_of(const BoardConfig& board, std::uint16_t index) {
+  const std::string owners = devices_that(board, index, has_record);
+  return owners.empty() ? devices_that(board, index, has_in_axis) : owners;
+}
+
+std::string field_of(const BoardConfig& board, std::uint16_t index, std::uint8_t sub_index) {
+  for (const PdoConfig& pdo : board.pdos) {
+    const PdoMapping* const mapping = find_mapping_by_object(pdo, index, sub_index);
+    if (mapping != nullptr && !mapping->field.empty()) {
+      return mapping->field;
+    }
+  }
+  return {};
+}
+
+bool lists(const std::vector<std::uint8_t>& sub_indices, std::uint8_t sub_index) {
+  return std::find(sub_indices.begin(), sub_indices.end(), sub_index) != sub_indices.end();
+}
+
+bool uses(const OperationConfig& op, std::uint16_t index, std::uint8_t sub_index) {
+  if (op.index == 0 || op.index != index) {
+    return false;
+  }
+  if (op.kind == "read_multi") {
+    return lists(op.sub_indices, sub_index);
+  }
+  if (op.kind == "pump_duty") {
+    return lists(op.rpdo_channels, sub_index) || lists(op.sdo_channels, sub_index);
+  }
+  return op.subindex_in_payload != 0 || op.sub_index == sub_index;
+}
+
+bool is_signed_of_a_drive(const BoardConfig& board, std::uint16_t index, std::uint8_t sub_index) {
+  const auto holds = [&](const auto& device) {
+    const unsigned offset = static_cast<unsigned>(index) - device.second.base_index;
+    return is_drive(device.second) &&
+           std::find(std::begin(signed_drive_objects), std::end(signed_drive_objects), offset) !=
+               std::end(signed_drive_objects);
+  };
+  return sub_index == 0 &&
+         std::any_of(board.device_od_map.begin(), board.device_od_map.end(), holds);
+}
+
+}  // namespace
+
+ObjectName object_name(const NodeConfig* node, std::uint16_t index, std::uint8_t sub_index) {
+  ObjectName object;
+  object.index = index;
+  object.sub_index = sub_index;
+  if (node == nullptr) {
+    return object;
+  }
+  object.device = device_of(node->board, index);
+  object.field = field_of(node->board, index, sub_index);
+  object.is_signed = is_signed_of_a_drive(node->board, index, sub_index);
+  for (const auto& [name, op] : node->operations) {
+    if (uses(op, index, sub_index)) {
+      object.operations.push_back(name);
+      object.is_signed = object.is_signed || op.data_type.substr(0, 1) == "s";
+    }
+  }
+  return object;
+}
+
+std::string object_name_text(const ObjectName& object) {
+  std::string use = object.field;
+  if (use.empty()) {
+    for (const std::string& operation : object.operations) {
+      use += (use.empty() ? "" : ", ") + operation;
+    }
+  }
+  return (object.device.empty() ? "" : object.device + " ") +
+         object_text(object.index, object.sub_index) + (use.empty() ? "" : " (" + use + ")");
+}
+
+}  // namespace velmora_can_bridge
