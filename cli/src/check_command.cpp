@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <utility>
 
+#include "command_bridge.hpp"
 #include "commands.hpp"
 #include "exit_status.hpp"
 #include "ground/node_text.hpp"
@@ -8,10 +10,7 @@
 #include "interface_channel.hpp"
 #include "json_line.hpp"
 #include "report.hpp"
-#include "stoppable_bus.hpp"
-#include "sync_check.hpp"
 #include "table.hpp"
-#include "velmora_can_bridge/bridge/device_comparison.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -87,32 +86,6 @@ struct CheckedNode {
 };
 
 using CheckedNodes = std::vector<CheckedNode>;
-
-ObjectReader reader_of(const NodeConfig& node, StoppableBus& bus) {
-  return [&](std::uint16_t index,
-             std::uint8_t sub_index) -> Expected<std::vector<std::uint8_t>, BusError> {
-    std::vector<std::uint8_t> data;
-    if (!bus.sdo_read(node.node_id, index, sub_index, data)) {
-      return Unexpected{bus.last_error()};
-    }
-    return data;
-  };
-}
-
-CheckedNodes compare_nodes(const CommandLineHost& host, const BoardFile& file, CanChannel& channel,
-                           StoppableBus& bus) {
-  SyncCheck syncs(host, channel);
-  CheckedNodes nodes;
-  for (const NodeConfig& node : file.nodes) {
-    nodes.push_back({&node, compare_with_device(node, reader_of(node, bus))});
-    syncs.begin(nodes.back().comparison);
-  }
-  syncs.listen();
-  for (CheckedNode& checked : nodes) {
-    syncs.judge(checked.comparison);
-  }
-  return nodes;
-}
 
 void print_node(const CommandLineHost& host, const CheckedNode& checked) {
   const DeviceComparison& comparison = checked.comparison;
@@ -222,10 +195,13 @@ ExitStatus check_command(const CommandLineHost& host, const CheckArguments& argu
     return ExitStatus::bad_input;
   }
   const std::unique_ptr<CanChannel> channel = interface_channel(host, *arguments.bus);
-  StoppableBus bus(host, *channel);
-  const CheckedNodes nodes = compare_nodes(host, *loaded.file, *channel, bus);
+  CommandBridge bridge(host, *channel, *loaded.file);
+  CheckedNodes nodes;
+  for (DeviceComparison& comparison : bridge->compare_with_devices()) {
+    nodes.push_back({&loaded.file->nodes[nodes.size()], std::move(comparison)});
+  }
   (arguments.json ? print_json : print_text)(host, nodes);
-  bus.await_late_answers();
+  bridge.await_late_answers();
   return status_of(nodes);
 }
 

@@ -47,7 +47,7 @@ bool CommandBus::is_ready(const BoardFile* board) {
     interface_ = interface_channel(*host_, arguments_.bus);
   }
   if (log_) {
-    traced_.emplace(simulates ? simulation_->bus() : *interface_, *log_);
+    traced_.emplace(simulates ? static_cast<CanChannel&>(*simulation_) : *interface_, *log_);
   }
   return true;
 }
@@ -56,7 +56,10 @@ CanChannel& CommandBus::channel() {
   if (traced_) {
     return *traced_;
   }
-  return simulation_ ? simulation_->bus() : *interface_;
+  if (simulation_) {
+    return *simulation_;
+  }
+  return *interface_;
 }
 
 ExitStatus CommandBus::finish(ExitStatus status) {

@@ -24,6 +24,7 @@ constexpr const char* bus_help =
 /// Everything that the arguments can set.
 struct Arguments {
   RunArguments run;
+  ExplainArguments explain;
   SimulateArguments simulate;
   NmtArguments nmt;
   SdoArguments sdo;
@@ -39,8 +40,8 @@ void add_board(CLI::App& command, std::string& board) {
   command.add_option("BOARD", board, "the board file (YAML)")->required();
 }
 
-void add_json(CLI::App& command, bool& json) {
-  command.add_flag("--json", json, "print results as JSON, one object a line");
+CLI::Option& add_json(CLI::App& command, bool& json) {
+  return *command.add_flag("--json", json, "print results as JSON, one object a line");
 }
 
 /// What begins with "-" is the next option, whose own value is missing then.
@@ -83,16 +84,32 @@ void add_simulated_board(CLI::App& command, std::string& board) {
   command.add_option("--board", board, "the board file to simulate with --bus sim");
 }
 
+void add_operation(CLI::App& command, OperationArguments& operation) {
+  add_board(command, operation.board);
+  command.add_option("DEVICE", operation.device, "a device of the board")->required();
+  command.add_option("OPERATION", operation.operation, "an operation of the device's node")
+      ->required();
+  command.add_option("PAYLOAD", operation.payload, payload_help);
+}
+
 void add_run(CLI::App& app, RunArguments& run) {
   CLI::App& command = *app.add_subcommand("run", "Execute one configured operation");
-  add_board(command, run.board);
-  command.add_option("DEVICE", run.device, "a device of the board")->required();
-  command.add_option("OPERATION", run.operation, "an operation of the device's node")->required();
-  command.add_option("PAYLOAD", run.payload, payload_help);
+  add_operation(command, run.operation);
   add_bus(command, run.bus);
   add_timeout(command, run.bus);
   command.add_flag("--transfers", run.transfers, "print every transfer to the standard error");
   add_json(command, run.json);
+}
+
+void add_explain(CLI::App& app, ExplainArguments& explain) {
+  CLI::App& command = *app.add_subcommand(
+      "explain", "Tell what one configured operation would do; reads, and sends nothing else");
+  add_operation(command, explain.operation);
+  add_bus(command, explain.bus);
+  add_timeout(command, explain.bus);
+  CLI::Option& candump = *command.add_flag(
+      "--candump", explain.candump, "print the frames alone, as candump -L does, for canplayer");
+  add_json(command, explain.json).excludes(&candump);
 }
 
 void add_simulate(CLI::App& app, SimulateArguments& simulate) {
@@ -177,6 +194,7 @@ void add_heartbeat(CLI::App& app, HeartbeatArguments& heartbeat) {
 
 void add_commands(CLI::App& app, Arguments& arguments) {
   add_run(app, arguments.run);
+  add_explain(app, arguments.explain);
   add_simulate(app, arguments.simulate);
   add_nmt(app, arguments.nmt);
   add_sdo(app, arguments.sdo);
@@ -209,6 +227,9 @@ std::vector<std::string> parser_arguments(const std::vector<std::string>& argume
 ExitStatus execute(const CommandLineHost& host, const CLI::App& app, const Arguments& arguments) {
   if (app.got_subcommand("run")) {
     return run_command(host, arguments.run);
+  }
+  if (app.got_subcommand("explain")) {
+    return explain_command(host, arguments.explain);
   }
   if (app.got_subcommand("simulate")) {
     return simulate_command(host, arguments.simulate);

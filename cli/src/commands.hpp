@@ -11,11 +11,15 @@
 
 namespace velmora_can_bridge {
 
-struct RunArguments {
+struct OperationArguments {
   std::string board;
   std::string device;
   std::string operation;
   std::vector<std::string> payload;
+};
+
+struct RunArguments {
+  OperationArguments operation;
   BusArguments bus;
   /// Print every transfer.
   bool transfers = false;
@@ -54,6 +58,17 @@ struct SdoArguments {
 
 /// Executes one configured operation.
 ExitStatus run_command(const CommandLineHost& host, const RunArguments& arguments);
+
+struct ExplainArguments {
+  OperationArguments operation;
+  BusArguments bus;
+  bool json = false;
+  /// Print the frames alone.
+  bool candump = false;
+};
+
+/// Tells what one configured operation would do.
+ExitStatus explain_command(const CommandLineHost& host, const ExplainArguments& arguments);
 
 /// Puts the nodes of a board on a CAN interface until it is interrupted.
 ExitStatus simulate_command(const CommandLineHost& host, const SimulateArguments& arguments);

@@ -4,7 +4,7 @@
 #include <utility>
 #include <variant>
 
-#include "board_session.hpp"
+#include "command_bridge.hpp"
 #include "commands.hpp"
 #include "example_board.hpp"
 #include "interface_channel.hpp"
@@ -188,8 +188,7 @@ class Tour {
       : host_(host),
         json_(json),
         board_(file),
-        session_(host, board_.bus(), file, {},
-                 [this](const Transfer& transfer) { note(transfer); }) {
+        bridge_(host, board_, file, {}, [this](const Transfer& transfer) { note(transfer); }) {
     overview_.add({"operation", "device", "on the bus", "result"});
   }
 
@@ -210,7 +209,7 @@ class Tour {
   void note(const Transfer& transfer) {
     counts_.add(transfer.kind);
     if (!json_ && !quiet_) {
-      host_.out << "  " << transfer.line << '\n';
+      host_.out << "  " << transfer_text(transfer) << '\n';
     }
   }
 
@@ -235,7 +234,7 @@ class Tour {
 
   OperationReport execute(const Step& step) {
     const auto payload = parse_payload_words(step.payload);
-    return session_.run(step.device, step.operation, std::get<std::vector<std::uint8_t>>(payload));
+    return bridge_->run(step.device, step.operation, std::get<std::vector<std::uint8_t>>(payload));
   }
 
   /// Lets the step's time pass, or asks again until the answer is the one waited for.
@@ -276,7 +275,7 @@ class Tour {
   const CommandLineHost& host_;
   bool json_;
   SimulatedBoard board_;
-  BoardSession session_;
+  CommandBridge bridge_;
   TransferCounts counts_;
   Table overview_;
   bool quiet_ = false;

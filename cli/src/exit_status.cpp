@@ -40,6 +40,13 @@ ExitStatus exit_status_of(const BusError& error) {
   return ExitStatus::operation_failed;
 }
 
+ExitStatus exit_status_of(const OperationReport& report) {
+  if (report.result.ok) {
+    return ExitStatus::success;
+  }
+  return report.error ? exit_status_of(*report.error) : ExitStatus::operation_failed;
+}
+
 ExitStatus exit_status_of(CanStatus status) {
   switch (status) {
     case CanStatus::ok:

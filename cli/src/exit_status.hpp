@@ -3,6 +3,7 @@
 
 #include <string_view>
 
+#include "velmora_can_bridge/bridge/operation_report.hpp"
 #include "velmora_can_bridge/bus/bus_error.hpp"
 #include "velmora_can_bridge/bus/can_channel.hpp"
 #include "velmora_can_bridge/cli/command_line.hpp"
@@ -15,6 +16,9 @@ std::string_view exit_status_word(ExitStatus status);
 
 /// The status of a command that failed for `error`.
 ExitStatus exit_status_of(const BusError& error);
+
+/// The status of an operation: `operation_failed` when it was refused by a check of its own.
+ExitStatus exit_status_of(const OperationReport& report);
 
 /// The status of a command that ended with `status` of a bus.
 ExitStatus exit_status_of(CanStatus status);

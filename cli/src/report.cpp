@@ -1,6 +1,7 @@
 #include "report.hpp"
 
 #include <string_view>
+#include <utility>
 
 #include "exit_status.hpp"
 #include "ground/number_text.hpp"
@@ -21,12 +22,16 @@ std::string coloured(const CommandLineHost& host, std::string_view colour, std::
   return std::string(colour) + std::string(text) + std::string(plain);
 }
 
+std::string reason_of(const OperationReport& report) {
+  return report.error ? report.error->text : "";
+}
+
 }  // namespace
 
 void print_result(const CommandLineHost& host, const OperationReport& report) {
   const OperationResult& result = report.result;
   if (!result.ok) {
-    print_failure(host, result.message, report.reason);
+    print_failure(host, result.message, reason_of(report));
     return;
   }
   host.out << coloured(host, green, "ok: ") << visible_text(result.message) << '\n';
@@ -38,10 +43,10 @@ void print_result(const CommandLineHost& host, const OperationReport& report) {
 void print_result_json(const CommandLineHost& host, const OperationReport& report) {
   nlohmann::ordered_json line{
       {"operation", report.operation}, {"device", report.device},
-      {"ok", report.result.ok},        {"code", exit_status_word(report.status)},
+      {"ok", report.result.ok},        {"code", exit_status_word(exit_status_of(report))},
       {"data", report.result.data},    {"message", report.result.message}};
-  if (!report.reason.empty()) {
-    line["reason"] = report.reason;
+  if (report.error) {
+    line["reason"] = report.error->text;
   }
   print_json_line(host, line);
 }
@@ -50,14 +55,6 @@ void print_failure(const CommandLineHost& host, const std::string& message,
                    const std::string& reason) {
   host.out << coloured(host, red, "failed: ") << visible_text(message)
            << (reason.empty() ? "" : " (" + visible_text(reason) + ")") << '\n';
-}
-
-BusObserver warning_printer(const CommandLineHost& host) {
-  return [&host](const BusError& error) {
-    if (ends_no_call(error.kind)) {
-      print_diagnostic(host, bus_error_text(error));
-    }
-  };
 }
 
 void print_diagnostic(const CommandLineHost& host, const std::string& text) {

@@ -4,24 +4,11 @@
 #include <optional>
 #include <string>
 
-#include "velmora_can_bridge/bus/bus_error.hpp"
+#include "velmora_can_bridge/bridge/operation_report.hpp"
 #include "velmora_can_bridge/cli/command_line.hpp"
 #include "velmora_can_bridge/config/board_file.hpp"
-#include "velmora_can_bridge/operation.hpp"
 
 namespace velmora_can_bridge {
-
-/// One operation that was run, with all that is said of it.
-struct OperationReport {
-  std::string operation;
-  std::string device;
-  OperationResult result;
-  ExitStatus status = ExitStatus::success;
-  /// Why it failed, as far as the bus knows more than the result's message; else empty.
-  std::string reason;
-  /// A transfer that failed on the way of an operation that succeeded all the same; else empty.
-  std::string remark;
-};
 
 /// Prints the result for people.
 void print_result(const CommandLineHost& host, const OperationReport& report);
@@ -35,10 +22,6 @@ void print_failure(const CommandLineHost& host, const std::string& message,
 
 /// A diagnostic line, "velmora-can-bridge: " before it.
 void print_diagnostic(const CommandLineHost& host, const std::string& text);
-
-/// Prints the warnings of a bus as diagnostics. Errors are not its business: they end an operation,
-/// which reports them. `host` outlives it.
-BusObserver warning_printer(const CommandLineHost& host);
 
 /// Loads the board file and prints its problems as diagnostics; no value when one is an error.
 std::optional<BoardFile> load_board(const CommandLineHost& host, const std::string& path);

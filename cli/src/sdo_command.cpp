@@ -2,6 +2,7 @@
 #include <cctype>
 #include <variant>
 
+#include "command_bridge.hpp"
 #include "command_bus.hpp"
 #include "commands.hpp"
 #include "exit_status.hpp"
@@ -11,7 +12,6 @@
 #include "number_argument.hpp"
 #include "payload_words.hpp"
 #include "report.hpp"
-#include "stoppable_bus.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -101,17 +101,15 @@ ExitStatus execute(const CommandLineHost& host, const SdoArguments& arguments,
   if (!bus) {
     return ExitStatus::bad_input;
   }
-  StoppableBus backend(host, bus->channel(), sdo_times(arguments.bus));
-  if (!exchange(backend)) {
-    transfer.error = backend.last_error();
-  }
+  CommandBridge bridge(host, bus->channel(), {}, sdo_times(arguments.bus));
+  exchange(*bridge);
   const ExitStatus status = transfer.error ? exit_status_of(*transfer.error) : ExitStatus::success;
   if (arguments.json) {
     print_json(host, transfer, status);
   } else {
     print_text(host, transfer, reads);
   }
-  backend.await_late_answers();
+  bridge.await_late_answers();
   return bus->finish(status);
 }
 
@@ -122,9 +120,13 @@ ExitStatus sdo_read_command(const CommandLineHost& host, const SdoArguments& arg
   if (!transfer) {
     return ExitStatus::bad_input;
   }
-  return execute(host, arguments, *transfer, true, [&](CanOpenBackend& backend) {
-    return backend.sdo_read(transfer->node_id, transfer->index, transfer->sub_index,
-                            transfer->data);
+  return execute(host, arguments, *transfer, true, [&](Bridge& bridge) {
+    auto read = bridge.read_object(transfer->node_id, transfer->index, transfer->sub_index);
+    if (read) {
+      transfer->data = *std::move(read);
+    } else {
+      transfer->error = read.error();
+    }
   });
 }
 
@@ -139,9 +141,9 @@ ExitStatus sdo_write_command(const CommandLineHost& host, const SdoArguments& ar
     return ExitStatus::bad_input;
   }
   transfer->data = std::get<Bytes>(value);
-  return execute(host, arguments, *transfer, false, [&](CanOpenBackend& backend) {
-    return backend.sdo_write(transfer->node_id, transfer->index, transfer->sub_index,
-                             transfer->data);
+  return execute(host, arguments, *transfer, false, [&](Bridge& bridge) {
+    transfer->error = bridge.write_object(transfer->node_id, transfer->index, transfer->sub_index,
+                                          transfer->data);
   });
 }
 

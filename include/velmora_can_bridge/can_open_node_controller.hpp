@@ -70,6 +70,14 @@ class CanOpenNodeController {
   CanOpenNodeController(const std::uint8_t&& node_id, CanOpenBackend& backend,
                         const BoardConfig&& board) = delete;
 
+  /// A controller of the same node that begins with the images of `other`, with all that is kept
+  /// beside them, and with its modes of operation, and works on `backend`: to try what an operation
+  /// would do. What either does from now on does not concern the other.
+  ///
+  /// Waits its turn for the images of `other` as an operation does, and locks them for the time of
+  /// a copy. Refers to what `other` refers to, not to `other` itself. Throws for lack of memory.
+  CanOpenNodeController(CanOpenNodeController& other, CanOpenBackend& backend);
+
   CanOpenNodeController(const CanOpenNodeController&) = delete;
   CanOpenNodeController(CanOpenNodeController&&) = delete;
   CanOpenNodeController& operator=(const CanOpenNodeController&) = delete;

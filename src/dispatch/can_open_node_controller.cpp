@@ -11,6 +11,21 @@ CanOpenNodeController::CanOpenNodeController(const std::uint8_t& node_id, CanOpe
                                              const BoardConfig& board)
     : node_id_(&node_id), backend_(&backend), board_(&board) {}
 
+CanOpenNodeController::CanOpenNodeController(CanOpenNodeController& other, CanOpenBackend& backend)
+    : node_id_(other.node_id_), backend_(&backend), board_(other.board_) {
+  {
+    const TurnQueue::Turn turn = other.lock_images();
+    rpdo_shadow_ = other.rpdo_shadow_;
+    rpdo_shadow_len_ = other.rpdo_shadow_len_;
+    rpdo_shadow_synced_ = other.rpdo_shadow_synced_;
+    rpdo_shadow_mirrored_ = other.rpdo_shadow_mirrored_;
+    latest_mirrors_ = other.latest_mirrors_;
+    mirrors_begun_ = other.mirrors_begun_.load();
+  }
+  const std::lock_guard<std::mutex> lock(other.motor_modes_mutex_);
+  motor_modes_ = other.motor_modes_;
+}
+
 OperationResult CanOpenNodeController::execute_configured_operation(
     const OperationConfig& op, const std::string& device,
     const std::vector<std::uint8_t>& payload) {

@@ -25,8 +25,14 @@ bool has_length(DecodedFrame& decoded, std::size_t length, const std::string& ki
   return false;
 }
 
-std::vector<DecodedField> fields_of(const NodeConfig& node, const PdoConfig& pdo,
-                                    const CanFrame& frame) {
+std::uint8_t node_of(const CanFrame& frame) {
+  return static_cast<std::uint8_t>(frame.id & highest_node_id);
+}
+
+}  // namespace
+
+std::vector<DecodedField> decoded_fields(const NodeConfig& node, const PdoConfig& pdo,
+                                         const CanFrame& frame) {
   const std::uint64_t word = frame_word(frame.data);
   std::vector<DecodedField> fields;
   unsigned offset = 0;
@@ -43,12 +49,6 @@ std::vector<DecodedField> fields_of(const NodeConfig& node, const PdoConfig& pdo
   }
   return fields;
 }
-
-std::uint8_t node_of(const CanFrame& frame) {
-  return static_cast<std::uint8_t>(frame.id & highest_node_id);
-}
-
-}  // namespace
 
 TrafficDecoder::TrafficDecoder(const BoardFile& file) {
   for (const NodeConfig& node : file.nodes) {
@@ -199,7 +199,7 @@ bool TrafficDecoder::decode_mapped_pdo(DecodedFrame& decoded) const {
         counted(decoded.frame.length, "byte") + ", the mapping needs " + std::to_string(needed);
   }
   content.number = first->config->number;
-  content.fields = fields_of(*first->node, *first->config, decoded.frame);
+  content.fields = decoded_fields(*first->node, *first->config, decoded.frame);
   decoded.content = std::move(content);
   return true;
 }

@@ -12,6 +12,7 @@
 #include "ground/pdo.hpp"
 #include "ground/visible_text.hpp"
 #include "velmora_can_bridge/bus/sdo_abort.hpp"
+#include "velmora_can_bridge/traffic/value_text.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -20,7 +21,6 @@ using Bytes = std::vector<std::uint8_t>;
 using Json = nlohmann::ordered_json;
 
 constexpr unsigned bits_per_byte = 8;
-constexpr unsigned word_bits = 64;
 
 struct KindWords {
   std::string_view text;
@@ -69,43 +69,6 @@ Bytes frame_bytes(const CanFrame& frame) {
 std::string padded(std::string text, std::size_t width) {
   text.resize(std::max(text.size(), width), ' ');
   return text;
-}
-
-/// The lowest `bit_length` bits, 1 to 64, as a number in two's complement.
-std::int64_t with_sign(std::uint64_t bits, unsigned bit_length) {
-  const bool is_negative = (bits >> (bit_length - 1) & 1U) != 0;
-  const bool is_whole = bit_length >= word_bits;
-  return static_cast<std::int64_t>(is_negative && !is_whole ? bits | ~std::uint64_t{0} << bit_length
-                                                            : bits);
-}
-
-Json number_json(std::uint64_t bits, unsigned bit_length, bool is_signed) {
-  return is_signed ? Json(with_sign(bits, bit_length)) : Json(bits);
-}
-
-std::string number_text(std::uint64_t bits, unsigned bit_length, bool is_signed) {
-  return is_signed ? std::to_string(with_sign(bits, bit_length)) : std::to_string(bits);
-}
-
-bool is_number_size(std::size_t size) { return size == 1 || size == 2 || size == 4 || size == 8; }
-
-bool is_plain_text(const Bytes& bytes) {
-  return std::all_of(bytes.begin(), bytes.end(),
-                     [](std::uint8_t byte) { return byte >= 0x20 && byte < 0x7F; });
-}
-
-/// "37 02 (567)", "56 43 42 31 30 ("VCB10")": the bytes, and what they may mean.
-std::string value_text(const Bytes& bytes, bool is_signed) {
-  if (bytes.empty()) {
-    return "no bytes";
-  }
-  const auto bit_length = static_cast<unsigned>(bytes.size() * bits_per_byte);
-  if (is_number_size(bytes.size())) {
-    return hex_bytes(bytes) + " (" +
-           number_text(little_endian_number(bytes), bit_length, is_signed) + ")";
-  }
-  return hex_bytes(bytes) +
-         (is_plain_text(bytes) ? " (\"" + std::string(bytes.begin(), bytes.end()) + "\")" : "");
 }
 
 Bytes field_bytes(const DecodedField& field) {
@@ -260,20 +223,6 @@ std::string seconds_text(std::chrono::nanoseconds time) {
   return std::string(width - std::min(width, text.size()), ' ') + text;
 }
 
-void add_object(Json& line, const ObjectName& object) {
-  line["index"] = object.index;
-  line["sub_index"] = object.sub_index;
-  if (!object.device.empty()) {
-    line["device"] = object.device;
-  }
-  if (!object.field.empty()) {
-    line["field"] = object.field;
-  }
-  if (!object.operations.empty()) {
-    line["operations"] = object.operations;
-  }
-}
-
 /// Adds what a frame holds; one overload for each content.
 struct ContentJson {
   const DecodedFrame* decoded;
@@ -301,7 +250,7 @@ struct ContentJson {
       Json object;
       add_object(object, field.object);
       object["bit_length"] = field.bit_length;
-      object["value"] = number_json(field.value, field.bit_length, field.object.is_signed);
+      object["value"] = number_json<Json>(field.value, field.bit_length, field.object.is_signed);
       fields.push_back(std::move(object));
     }
     (*line)["fields"] = std::move(fields);
@@ -315,8 +264,9 @@ struct ContentJson {
 /// The value that an SDO frame or its transfer has brought, if it may be a number.
 void add_value(Json& line, const Bytes& bytes, bool is_signed) {
   if (is_number_size(bytes.size())) {
-    line["value"] = number_json(little_endian_number(bytes),
-                                static_cast<unsigned>(bytes.size() * bits_per_byte), is_signed);
+    line["value"] =
+        number_json<Json>(little_endian_number(bytes),
+                          static_cast<unsigned>(bytes.size() * bits_per_byte), is_signed);
   }
 }
 

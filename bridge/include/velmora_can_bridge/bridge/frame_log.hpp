@@ -1,4 +1,4 @@
-// Every frame that the program sends and receives, in a file.
+/// Every frame that the program sends and receives, in a file.
 #pragma once
 
 #include <chrono>

@@ -1,4 +1,4 @@
-// A board file with all of its nodes simulated.
+/// A board file with all of its nodes simulated.
 #pragma once
 
 #include <chrono>
@@ -12,14 +12,18 @@
 
 namespace velmora_can_bridge {
 
-/// All nodes of a board file on a bus of their own, freshly started and operational.
+/// A bus with all nodes of a board file on it, freshly started and operational.
 ///
-/// Waits for answers take no time; the nodes' own time passes by `tick` alone.
-class SimulatedBoard {
+/// Waits for answers take no time; the nodes' own time passes by `tick` alone. So everything that
+/// happens on it is repeatable. Safe to use from any thread.
+class SimulatedBoard : public CanChannel {
  public:
+  /// The nodes take all that they need from `file`, which may go.
   explicit SimulatedBoard(const BoardFile& file);
 
-  CanChannel& bus() { return bus_; }
+  std::unique_ptr<CanEndpoint> open(const std::vector<CanFilter>& filters) override {
+    return bus_.open(filters);
+  }
 
   /// Lets time pass on all nodes.
   void tick(std::chrono::milliseconds elapsed);

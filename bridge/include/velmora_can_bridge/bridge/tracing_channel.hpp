@@ -1,4 +1,4 @@
-// A channel that logs its frames.
+/// A channel that logs its frames.
 #pragma once
 
 #include <memory>

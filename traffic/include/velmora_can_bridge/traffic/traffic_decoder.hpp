@@ -59,11 +59,15 @@ struct DecodedField {
   std::uint64_t value = 0;
 };
 
+/// The objects in a frame of the node's PDO, in frame order: those that the frame is long enough
+/// for, without dummy entries and those without bits.
+std::vector<DecodedField> decoded_fields(const NodeConfig& node, const PdoConfig& pdo,
+                                         const CanFrame& frame);
+
 /// Of `rpdo` and `tpdo`.
 struct PdoContent {
   std::uint8_t number = 0;
-  /// In frame order; fields that the frame is too short for, dummy entries and those without bits
-  /// are left out. Empty as well when the board file has no such PDO.
+  /// As `decoded_fields`; empty as well when the board file has no such PDO.
   std::vector<DecodedField> fields;
   /// The other PDOs of the board file with this COB-ID, as "RPDO 2 of node 0x11".
   std::vector<std::string> also;

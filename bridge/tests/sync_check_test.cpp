@@ -8,12 +8,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <sstream>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "exit_status.hpp"
 #include "velmora_can_bridge/bus/in_process_bus.hpp"
 
 namespace velmora_can_bridge {
@@ -66,9 +65,10 @@ class SyncCheckTest : public testing::Test {
   const std::chrono::steady_clock::time_point start = producer->now();
   nanoseconds on_its_way{0};
   std::atomic<bool> interrupted{false};
-  std::ostringstream out;
-  const CommandLineHost host{out, out, false, {}, {}, &interrupted};
-  SyncCheck check{host, bus};
+  SyncCheck check{bus, [this] {
+                    return interrupted ? std::make_optional<std::string>("interrupted")
+                                       : std::nullopt;
+                  }};
 };
 
 TEST_F(SyncCheckTest, warns_when_none_comes_within_a_second) {
@@ -172,7 +172,7 @@ TEST_F(SyncCheckTest, bus_that_does_not_work_is_a_gap) {
   ASSERT_THAT(node.gaps, SizeIs(1));
   EXPECT_EQ(node.gaps[0].what, "SYNC");
   EXPECT_THAT(node.gaps[0].reason, testing::StartsWith("interface can7 is down"));
-  EXPECT_EQ(exit_status_of(node.gaps[0].error), ExitStatus::bus_fault);
+  EXPECT_EQ(node.gaps[0].error.kind, BusErrorKind::bus_fault);
   EXPECT_THAT(node.warnings, IsEmpty());
 }
 
@@ -195,7 +195,7 @@ TEST_F(SyncCheckTest, interruption_is_a_gap) {
   check.judge(node);
   ASSERT_THAT(node.gaps, SizeIs(1));
   EXPECT_EQ(node.gaps[0].reason, "interrupted");
-  EXPECT_EQ(exit_status_of(node.gaps[0].error), ExitStatus::interrupted);
+  EXPECT_EQ(node.gaps[0].error.kind, BusErrorKind::stopped);
   EXPECT_THAT(node.warnings, IsEmpty());
   EXPECT_EQ(now(), milliseconds(0));
 }

@@ -4,15 +4,13 @@
 #include <string>
 #include <utility>
 
-#include "interface_channel.hpp"
-
 namespace velmora_can_bridge {
 namespace {
 
 using std::chrono::nanoseconds;
 
 constexpr std::chrono::seconds listening_time{1};
-// How long an interruption may go unnoticed.
+// How long a stop may go unnoticed.
 constexpr std::chrono::milliseconds slice{100};
 
 /// The identifier of a SYNC that can be received here; 0 for any other.
@@ -31,8 +29,8 @@ std::string rpdos_text(const DeviceComparison& comparison) {
 
 }  // namespace
 
-SyncCheck::SyncCheck(const CommandLineHost& host, CanChannel& channel)
-    : host_(&host), channel_(&channel) {}
+SyncCheck::SyncCheck(CanChannel& channel, StopReason stop_reason)
+    : channel_(&channel), stop_reason_(std::move(stop_reason)) {}
 
 void SyncCheck::begin(const DeviceComparison& comparison) {
   const std::uint16_t cob_id = receivable(comparison.sync_cob_id);
@@ -59,8 +57,8 @@ bool SyncCheck::await(Sync& sync) {
   CanEndpoint& endpoint = *sync.endpoint;
   CanFrame frame;
   for (;;) {
-    if (is_interrupted(*host_)) {
-      return fail(BusErrorKind::stopped, CanStatus::ok, "interrupted");
+    if (std::optional<std::string> reason = stop_reason_()) {
+      return fail(BusErrorKind::stopped, CanStatus::ok, *std::move(reason));
     }
     const nanoseconds left = std::max<nanoseconds>(end_ - endpoint.now(), nanoseconds(0));
     const CanStatus status = endpoint.receive(frame, std::min<nanoseconds>(left, slice));

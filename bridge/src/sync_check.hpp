@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -11,7 +12,6 @@
 #include "velmora_can_bridge/bridge/device_comparison.hpp"
 #include "velmora_can_bridge/bus/bus_error.hpp"
 #include "velmora_can_bridge/bus/can_channel.hpp"
-#include "velmora_can_bridge/cli/command_line.hpp"
 
 namespace velmora_can_bridge {
 
@@ -19,15 +19,18 @@ namespace velmora_can_bridge {
 /// for each node, then `listen`, then `judge` for each.
 class SyncCheck {
  public:
-  /// Host and channel outlive this object.
-  SyncCheck(const CommandLineHost& host, CanChannel& channel);
+  /// Says why nobody listens any more; no value while somebody does.
+  using StopReason = std::function<std::optional<std::string>()>;
+
+  /// The channel outlives this object.
+  SyncCheck(CanChannel& channel, StopReason stop_reason);
 
   /// From now on the SYNC of that node counts. Does nothing for a node that waits for none, or for
   /// one that cannot be received.
   void begin(const DeviceComparison& comparison);
 
   /// Waits until every SYNC has come, at most until a second after the last `begin` that had one.
-  /// Ends early when the bus does not work, or the user interrupts it.
+  /// Ends early when the bus does not work, or there is a reason to stop.
   void listen();
 
   /// Adds what is to be said of the node's SYNC: a warning that none came or can be received, or a
@@ -43,8 +46,8 @@ class SyncCheck {
   bool await(Sync& sync);
   bool fail(BusErrorKind kind, CanStatus status, std::string text);
 
-  const CommandLineHost* const host_;
   CanChannel* const channel_;
+  const StopReason stop_reason_;
   // By COB-ID, 11 bits.
   std::map<std::uint16_t, Sync> syncs_;
   std::chrono::steady_clock::time_point end_;

@@ -1,0 +1,299 @@
+#include "velmora_can_bridge/bridge/bridge.hpp"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "explain_operation.hpp"
+#include "ground/longest_wait.hpp"
+#include "recording_backend.hpp"
+#include "sync_check.hpp"
+#include "velmora_can_bridge/bus/cob_id.hpp"
+#include "velmora_can_bridge/can_open_node_controller.hpp"
+#include "velmora_can_bridge/urgent_scope.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::nanoseconds;
+
+// How long events of other threads wait for one that polls and waits for frames.
+constexpr milliseconds longest_nap{20};
+
+/// The frames that a node watch takes.
+std::vector<CanFilter> watched_frames() {
+  return {{heartbeat_cob_id, function_mask}, {emergency_cob_id, function_mask}};
+}
+
+}  // namespace
+
+struct Bridge::Node {
+  Node(CanOpenBackend& backend, const NodeConfig& node_config)
+      : config(&node_config), controller(node_config.node_id, backend, node_config.board) {}
+
+  const NodeConfig* config;
+  CanOpenNodeController controller;
+};
+
+Bridge::Bridge(CanChannel& channel, BoardFile file, BridgeSettings settings)
+    : file_(std::move(file)),
+      settings_(std::move(settings)),
+      channel_(&channel),
+      bus_(channel, settings_.times, [this](const BusError& error) { note(error); }),
+      backend_(std::make_unique<RecordingBackend>(*this)),
+      master_(channel),
+      watch_(channel, settings_.heartbeat_timeout,
+             [this](const NodeEvent& event) {
+               guard_.note(event);
+               queue(event);
+             }),
+      arrivals_(channel.open(watched_frames())) {
+  for (const NodeConfig& config : file_.nodes) {
+    bus_.set_cob_ids(config.node_id, config.board);
+    nodes_.push_back(std::make_unique<Node>(*backend_, config));
+    guard_.add(config.node_id, nodes_.back()->controller);
+    for (const auto& device : config.board.device_od_map) {
+      nodes_by_device_.emplace(device.first, nodes_.back().get());
+    }
+  }
+}
+
+Bridge::~Bridge() = default;
+
+OperationReport Bridge::run(const std::string& device, const std::string& operation,
+                            const std::vector<std::uint8_t>& payload, Detail detail) {
+  OperationReport report{device, operation, {}, {}, {}, {}};
+  const Expected<Addressed> addressed = find(device, operation);
+  if (!addressed) {
+    report.result.message = addressed.error();
+    return report;
+  }
+  take_in();
+  CallRecord record(*this, detail);
+  report.result = addressed->node->controller.execute_configured_operation(*addressed->operation,
+                                                                           device, payload);
+  record.fill(report);
+  return report;
+}
+
+Explanation Bridge::explain(const std::string& device, const std::string& operation,
+                            const std::vector<std::uint8_t>& payload) {
+  const Expected<Addressed> addressed = find(device, operation);
+  if (!addressed) {
+    Explanation explanation;
+    explanation.device = device;
+    explanation.operation = operation;
+    explanation.result.message = addressed.error();
+    return explanation;
+  }
+  take_in();
+  const NodeConfig& node = *addressed->node->config;
+  return explain_operation({node, device, operation, *addressed->operation, payload},
+                           addressed->node->controller,
+                           [&](std::uint16_t index, std::uint8_t sub_index) {
+                             return read_object(node.node_id, index, sub_index);
+                           });
+}
+
+Expected<Bridge::Addressed> Bridge::find(const std::string& device,
+                                         const std::string& operation) const {
+  const auto node = nodes_by_device_.find(device);
+  if (node == nodes_by_device_.end()) {
+    return Unexpected{"Device not found: " + device};
+  }
+  const auto& operations = node->second->config->operations;
+  const auto found = operations.find(operation);
+  if (found == operations.end()) {
+    return Unexpected{"Operation not found: " + operation};
+  }
+  return Addressed{node->second, &found->second};
+}
+
+Expected<std::vector<std::uint8_t>, BusError> Bridge::read_object(std::uint8_t node_id,
+                                                                  std::uint16_t index,
+                                                                  std::uint8_t sub_index) {
+  const CallRecord record(*this, Detail::result);
+  std::vector<std::uint8_t> data;
+  if (!backend_->sdo_read(node_id, index, sub_index, data)) {
+    return Unexpected{*record.error()};
+  }
+  return data;
+}
+
+std::optional<BusError> Bridge::write_object(std::uint8_t node_id, std::uint16_t index,
+                                             std::uint8_t sub_index,
+                                             const std::vector<std::uint8_t>& data) {
+  const CallRecord record(*this, Detail::result);
+  backend_->sdo_write(node_id, index, sub_index, data);
+  return record.error();
+}
+
+std::optional<BusError> Bridge::send(NmtCommand command, std::uint8_t node_id) {
+  return guard_.send(master_, command, node_id);
+}
+
+std::vector<DeviceComparison> Bridge::compare_with_devices() {
+  SyncCheck syncs(*channel_, [this]() -> std::optional<std::string> {
+    const std::lock_guard<std::mutex> lock(events_mutex_);
+    return is_stopped_ ? std::make_optional(stop_reason_) : std::nullopt;
+  });
+  std::vector<DeviceComparison> comparisons;
+  for (const NodeConfig& node : file_.nodes) {
+    comparisons.push_back(
+        compare_with_device(node, [&](std::uint16_t index, std::uint8_t sub_index) {
+          return read_object(node.node_id, index, sub_index);
+        }));
+    syncs.begin(comparisons.back());
+  }
+  syncs.listen();
+  for (DeviceComparison& comparison : comparisons) {
+    syncs.judge(comparison);
+  }
+  return comparisons;
+}
+
+std::optional<NmtState> Bridge::node_state(std::uint8_t node_id) {
+  take_in();
+  return watch_.state(node_id);
+}
+
+std::uint64_t Bridge::add_observer(BridgeObserver observer) {
+  const std::lock_guard<std::mutex> lock(events_mutex_);
+  observers_.emplace(++observers_so_far_,
+                     std::make_shared<const BridgeObserver>(std::move(observer)));
+  return observers_so_far_;
+}
+
+void Bridge::remove_observer(std::uint64_t observer) {
+  const std::lock_guard<std::mutex> lock(events_mutex_);
+  observers_.erase(observer);
+}
+
+void Bridge::poll(milliseconds timeout) {
+  const Time end = arrivals_->now() + bounded(timeout);
+  take_in();
+  deliver_events();
+  while (arrivals_->now() < end) {
+    if (!is_waited_on_.test_and_set(std::memory_order_acquire)) {
+      wait_for_frames(*arrivals_, end);
+      is_waited_on_.clear(std::memory_order_release);
+    } else {
+      wait_for_frames(*channel_->open({}), end);
+    }
+    take_in();
+    deliver_events();
+  }
+}
+
+/// Waits until a frame has come or a nap is over. An interface that does not work is no frame.
+void Bridge::wait_for_frames(CanEndpoint& endpoint, Time end) {
+  CanFrame frame;
+  const Time nap_end = std::min<Time>(endpoint.now() + longest_nap, end);
+  for (Time now = endpoint.now(); now < nap_end; now = endpoint.now()) {
+    if (endpoint.receive(frame, nap_end - now) == CanStatus::ok) {
+      return;
+    }
+  }
+}
+
+void Bridge::take_in() {
+  const std::lock_guard<std::mutex> lock(watch_mutex_);
+  watch_.poll(milliseconds(0));
+}
+
+void Bridge::deliver_events() {
+  std::size_t waiting = 0;
+  {
+    const std::lock_guard<std::mutex> lock(events_mutex_);
+    if (lost_events_ != 0) {
+      events_.emplace_back(EventsLost{std::exchange(lost_events_, 0)});
+    }
+    waiting = events_.size();
+  }
+  // What an observer brings about is for the next time: this call comes to an end.
+  for (; waiting > 0; --waiting) {
+    std::vector<std::shared_ptr<const BridgeObserver>> observers;
+    BridgeEvent event;
+    {
+      const std::lock_guard<std::mutex> lock(events_mutex_);
+      if (events_.empty()) {
+        return;  // another thread has told them
+      }
+      event = std::move(events_.front());
+      events_.pop_front();
+      for (const auto& [id, observer] : observers_) {
+        observers.push_back(observer);
+      }
+    }
+    for (const auto& observer : observers) {
+      (*observer)(event);
+    }
+  }
+}
+
+/// Runs with locks of the backend held.
+void Bridge::note(const BusError& error) {
+  if (error.kind == BusErrorKind::bus_fault) {
+    guard_.note(error.status);
+  }
+  CallRecord* const record = CallRecord::current(*this);
+  if (record != nullptr && !ends_no_call(error.kind)) {
+    record->note(error);
+  }
+  queue(error);
+}
+
+void Bridge::queue(BridgeEvent event) {
+  const std::lock_guard<std::mutex> lock(events_mutex_);
+  if (observers_.empty()) {
+    return;
+  }
+  if (events_.size() >= event_limit) {
+    ++lost_events_;
+    return;
+  }
+  events_.push_back(std::move(event));
+}
+
+void Bridge::stop(const std::string& reason) {
+  {
+    const std::lock_guard<std::mutex> lock(events_mutex_);
+    if (is_stopped_) {
+      return;
+    }
+    stop_reason_ = reason;
+    is_stopped_ = true;
+  }
+  bus_.stop();
+}
+
+/// Why the transfer is not begun; no value when it is.
+std::optional<BusError> Bridge::stopped_error(const Transfer& transfer) const {
+  if (!is_stopped_ || UrgentScope::is_active()) {
+    return std::nullopt;
+  }
+  BusError error;
+  error.kind = BusErrorKind::stopped;
+  error.node_id = transfer.node_id;
+  error.index = transfer.index;
+  error.sub_index = transfer.sub_index;
+  const std::lock_guard<std::mutex> lock(events_mutex_);
+  error.text = stop_reason_;
+  return error;
+}
+
+/// A transfer that fails after a stop was stopped. The reason of the bus stays: it may be that an
+/// outcome is unknown.
+void Bridge::blame_stop(BusError& error) const {
+  if (!is_stopped_ || UrgentScope::is_active()) {
+    return;
+  }
+  constexpr std::string_view stopped = "stopped";
+  const bool says_it = error.text.rfind(stopped, 0) == 0;
+  error.kind = BusErrorKind::stopped;
+  const std::lock_guard<std::mutex> lock(events_mutex_);
+  error.text = stop_reason_ + (says_it ? error.text.substr(stopped.size()) : "; " + error.text);
+}
+
+}  // namespace velmora_can_bridge

@@ -1,0 +1,176 @@
+#include "velmora_can_bridge/bridge/explanation.hpp"
+
+#include <chrono>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+#include "ground/json_text.hpp"
+#include "ground/little_endian.hpp"
+#include "ground/node_text.hpp"
+#include "ground/number_text.hpp"
+#include "ground/pdo.hpp"
+#include "velmora_can_bridge/traffic/can_log.hpp"
+#include "velmora_can_bridge/traffic/value_text.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+using Json = nlohmann::ordered_json;
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr std::chrono::milliseconds between_frames{10};
+
+std::string number_of(const DecodedField& field) {
+  return number_text(field.value, field.bit_length, field.object.is_signed);
+}
+
+/// "left_target_velocity 0 -> 300, left_wheel 0x60FF/0".
+std::string field_text(const ExplainedField& field) {
+  ObjectName object = field.after.object;
+  const std::string name = std::exchange(object.field, "");
+  object.operations.clear();
+  const std::string where = object_name_text(object);
+  const std::string change = field.has_changed() ? " -> " + number_of(field.after) : " unchanged";
+  return (name.empty() ? where : name) + " " + number_of(field.before) + change +
+         (name.empty() ? "" : ", " + where);
+}
+
+std::string frame_text(const ExplainedTransfer& step) {
+  const Transfer& transfer = step.transfer;
+  std::string text = "would send   " + pdo_text(PdoDirection::rpdo, transfer.rpdo);
+  if (transfer.error) {
+    return text + ": " + transfer.error->text + "\n";
+  }
+  text += ", COB-ID " + hex<4>(step.cob_id) + ": " + bytes_text(step.image_before) + " -> " +
+          bytes_text(transfer.data) + "\n";
+  for (const ExplainedField& field : step.fields) {
+    text += "               " + field_text(field) + "\n";
+  }
+  return text;
+}
+
+std::string step_text(const ExplainedTransfer& step) {
+  const Transfer& transfer = step.transfer;
+  if (transfer.kind == TransferKind::rpdo) {
+    return frame_text(step);
+  }
+  const std::string text =
+      (transfer.kind == TransferKind::sdo_read ? "read         " : "would write  ") +
+      object_name_text(step.object);
+  return text +
+         (transfer.error ? ": " + transfer.error->text
+                         : " = " + value_text(transfer.data, step.object.is_signed)) +
+         "\n";
+}
+
+std::string mode_text(const ExplainedMode& mode) {
+  const std::string before = std::to_string(mode.before);
+  return mode.before == mode.after ? before + " unchanged"
+                                   : before + " -> " + std::to_string(mode.after);
+}
+
+std::string answer_text(const Explanation& explanation) {
+  const OperationResult& result = explanation.result;
+  if (!result.ok) {
+    return "would fail: " + result.message +
+           (explanation.error ? " (" + explanation.error->text + ")" : "");
+  }
+  return "would answer ok: " + result.message +
+         (result.data.empty() ? "" : ", data " + hex_bytes(result.data));
+}
+
+Json field_json(const ExplainedField& field) {
+  Json json;
+  const bool is_signed = field.after.object.is_signed;
+  const unsigned bit_length = field.after.bit_length;
+  add_object(json, field.after.object);
+  json["bit_length"] = bit_length;
+  json["before"] = number_json<Json>(field.before.value, bit_length, is_signed);
+  json["after"] = number_json<Json>(field.after.value, bit_length, is_signed);
+  json["changed"] = field.has_changed();
+  return json;
+}
+
+void add_frame(Json& json, const ExplainedTransfer& step) {
+  json["number"] = step.transfer.rpdo;
+  json["cob_id"] = step.cob_id;
+  json["before"] = step.image_before;
+  json["data"] = step.transfer.data;
+  Json fields = Json::array();
+  for (const ExplainedField& field : step.fields) {
+    fields.push_back(field_json(field));
+  }
+  json["fields"] = std::move(fields);
+}
+
+void add_value(Json& json, const ExplainedTransfer& step) {
+  const Bytes& data = step.transfer.data;
+  add_object(json, step.object);
+  json["data"] = data;
+  if (is_number_size(data.size())) {
+    json["value"] = number_json<Json>(
+        little_endian_number(data), static_cast<unsigned>(data.size() * 8), step.object.is_signed);
+  }
+}
+
+Json step_json(const ExplainedTransfer& step) {
+  static constexpr const char* kinds[] = {"sdo_read", "sdo_write", "rpdo"};
+  Json json{{"kind", kinds[static_cast<std::size_t>(step.transfer.kind)]}};
+  if (step.transfer.kind == TransferKind::rpdo) {
+    add_frame(json, step);
+  } else {
+    add_value(json, step);
+  }
+  if (step.transfer.error) {
+    json["reason"] = step.transfer.error->text;
+  }
+  return json;
+}
+
+}  // namespace
+
+std::string explanation_text(const Explanation& explanation) {
+  std::string text = explanation.device + " " + explanation.operation;
+  text += explanation.node_id == 0 ? "" : " on " + node_text(explanation.node_id);
+  text += "; nothing is written or sent\n";
+  std::string lines;
+  for (const ExplainedTransfer& step : explanation.transfers) {
+    lines += step_text(step);
+  }
+  if (explanation.mode) {
+    lines += "mode of operation " + mode_text(*explanation.mode) + "\n";
+  }
+  lines += answer_text(explanation) + "\n";
+  return text + lines;
+}
+
+std::string explanation_json(const Explanation& explanation) {
+  Json json{{"operation", explanation.operation}, {"device", explanation.device},
+            {"node_id", explanation.node_id},     {"ok", explanation.result.ok},
+            {"data", explanation.result.data},    {"message", explanation.result.message}};
+  if (explanation.error) {
+    json["reason"] = explanation.error->text;
+  }
+  if (explanation.mode) {
+    json["mode_before"] = explanation.mode->before;
+    json["mode_after"] = explanation.mode->after;
+  }
+  Json transfers = Json::array();
+  for (const ExplainedTransfer& step : explanation.transfers) {
+    transfers.push_back(step_json(step));
+  }
+  json["transfers"] = std::move(transfers);
+  return json_text(json);
+}
+
+std::string explanation_frames(const Explanation& explanation, const std::string& interface) {
+  std::string lines;
+  std::chrono::microseconds time{0};
+  for (const CanFrame& frame : explanation.frames) {
+    lines += can_log_line(time, interface, frame) + "\n";
+    time += between_frames;
+  }
+  return lines;
+}
+
+}  // namespace velmora_can_bridge

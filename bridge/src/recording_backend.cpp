@@ -1,0 +1,110 @@
+#include "recording_backend.hpp"
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+
+namespace velmora_can_bridge {
+namespace {
+
+bool is_stopped(const std::optional<BusError>& error) {
+  return error && error->kind == BusErrorKind::stopped;
+}
+
+/// A frame carries no more than 8 bytes, whatever its length says.
+std::vector<std::uint8_t> frame_bytes(const std::array<std::uint8_t, 8>& data,
+                                      std::uint8_t length) {
+  const std::size_t sent = std::min<std::size_t>(length, data.size());
+  return {data.begin(), data.begin() + static_cast<std::ptrdiff_t>(sent)};
+}
+
+}  // namespace
+
+/// Of the thread. Records of several bridges may lie in one another.
+Bridge::CallRecord*& Bridge::CallRecord::innermost() {
+  static thread_local CallRecord* record = nullptr;
+  return record;
+}
+
+Bridge::CallRecord::CallRecord(const Bridge& bridge, Detail detail)
+    : bridge_(&bridge), detail_(detail), outer_(std::exchange(innermost(), this)) {}
+
+Bridge::CallRecord::~CallRecord() { innermost() = outer_; }
+
+Bridge::CallRecord* Bridge::CallRecord::current(const Bridge& bridge) {
+  CallRecord* record = innermost();
+  while (record != nullptr && record->bridge_ != &bridge) {
+    record = record->outer_;
+  }
+  return record;
+}
+
+BusError Bridge::CallRecord::take_reason() {
+  return std::exchange(reported_, std::nullopt).value_or(BusError());
+}
+
+void Bridge::CallRecord::add(const Transfer& transfer) {
+  if (!is_stopped(error_)) {
+    error_ = transfer.error;
+  }
+  if (transfer.error) {
+    failures_.push_back(*transfer.error);
+  }
+  if (detail_ == Detail::transfers) {
+    transfers_.push_back(transfer);
+  }
+}
+
+void Bridge::CallRecord::fill(OperationReport& report) {
+  report.transfers = std::move(transfers_);
+  report.tolerated = std::move(failures_);
+  if (!report.result.ok && error_) {
+    report.error = std::move(error_);
+    report.tolerated.pop_back();
+  }
+}
+
+bool Bridge::RecordingBackend::sdo_read(std::uint8_t node_id, std::uint16_t index,
+                                        std::uint8_t sub_index, std::vector<std::uint8_t>& data) {
+  Transfer transfer{TransferKind::sdo_read, node_id, index, sub_index, 0, {}, {}};
+  return make(transfer, [&] {
+    const bool done = bridge_->bus_.sdo_read(node_id, index, sub_index, data);
+    transfer.data = done ? data : std::vector<std::uint8_t>();
+    return done;
+  });
+}
+
+bool Bridge::RecordingBackend::sdo_write(std::uint8_t node_id, std::uint16_t index,
+                                         std::uint8_t sub_index,
+                                         const std::vector<std::uint8_t>& data) {
+  Transfer transfer{TransferKind::sdo_write, node_id, index, sub_index, 0, data, {}};
+  return make(transfer, [&] { return bridge_->bus_.sdo_write(node_id, index, sub_index, data); });
+}
+
+bool Bridge::RecordingBackend::send_rpdo(std::uint8_t node_id, std::uint8_t rpdo,
+                                         const std::array<std::uint8_t, 8>& data,
+                                         std::uint8_t length) {
+  Transfer transfer{TransferKind::rpdo, node_id, 0, 0, rpdo, frame_bytes(data, length), {}};
+  return make(transfer, [&] { return bridge_->bus_.send_rpdo(node_id, rpdo, data, length); });
+}
+
+/// Answers what `call` answers.
+template <typename Call>
+bool Bridge::RecordingBackend::make(Transfer& transfer, const Call& call) {
+  CallRecord* const record = CallRecord::current(*bridge_);
+  if (bridge_->settings_.before_transfer) {
+    bridge_->settings_.before_transfer(transfer);
+  }
+  transfer.error = bridge_->stopped_error(transfer);
+  if (!transfer.error && !call()) {
+    transfer.error = record->take_reason();
+    bridge_->blame_stop(*transfer.error);
+  }
+  record->add(transfer);
+  if (bridge_->settings_.after_transfer) {
+    bridge_->settings_.after_transfer(transfer);
+  }
+  return !transfer.error;
+}
+
+}  // namespace velmora_can_bridge

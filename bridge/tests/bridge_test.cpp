@@ -1,0 +1,375 @@
+#include "velmora_can_bridge/bridge/bridge.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <thread>
+
+#include "lamp_board.hpp"
+#include "velmora_can_bridge/bridge/bridge_runner.hpp"
+#include "velmora_can_bridge/urgent_scope.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+using std::chrono::milliseconds;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+using Bytes = std::vector<std::uint8_t>;
+
+class BridgeTest : public testing::Test {
+ protected:
+  BridgeTest() { NmtMaster(can0).send(NmtCommand::start, 0x10); }
+
+  /// The transfers of an operation with this payload.
+  std::vector<std::string> run(const std::string& operation, const Bytes& payload) {
+    report = bridge.run("lamp", operation, payload, Detail::transfers);
+    return lines_of(report.transfers);
+  }
+
+  /// From now on nothing that the node sends arrives.
+  void silence() {
+    can0.set_fault_rule([](const CanFrame& frame) {
+      return frame.id == 0x590 ? std::vector<CanDelivery>{} : std::vector<CanDelivery>{{frame}};
+    });
+  }
+
+  /// Texts of the events that are told from now on.
+  void observe() {
+    bridge.add_observer(
+        [this](const BridgeEvent& event) { told.push_back(bridge_event_text(event)); });
+  }
+
+  InProcessBus can0{BusTime::simulated, "can0"};
+  NodeOnBus lamp{can0, 0x10, lamp_board()};
+  Bridge bridge{can0, lamp_file()};
+  OperationReport report;
+  std::vector<std::string> told;
+};
+
+TEST_F(BridgeTest, reports_result_and_transfers) {
+  EXPECT_THAT(run("set_level", {1}), ElementsAre("node 0x10  SDO read   0x2000/1 -> 00",
+                                                 "node 0x10  SDO read   0x2000/2 -> 00",
+                                                 "node 0x10  RPDO 1     <- 01 00"));
+  EXPECT_EQ(report.device, "lamp");
+  EXPECT_EQ(report.operation, "set_level");
+  EXPECT_TRUE(report.result.ok);
+  EXPECT_EQ(report.result.message, "OK");
+  EXPECT_FALSE(report.error);
+  EXPECT_THAT(report.tolerated, IsEmpty());
+}
+
+TEST_F(BridgeTest, transfers_are_not_kept_unasked) {
+  EXPECT_THAT(bridge.run("lamp", "set_level", {1}).transfers, IsEmpty());
+}
+
+TEST_F(BridgeTest, unknown_names_are_refused_before_anything_is_sent) {
+  EXPECT_EQ(bridge.run("Lamp", "set_level", {1}).result.message, "Device not found: Lamp");
+  EXPECT_EQ(bridge.run("lamp", "set", {1}).result.message, "Operation not found: set");
+  EXPECT_FALSE(bridge.run("lamp", "set", {1}).result.ok);
+}
+
+TEST_F(BridgeTest, image_is_loaded_once) {
+  run("set_level", {1});
+  EXPECT_THAT(run("set_level", {2}), ElementsAre("node 0x10  RPDO 1     <- 02 00"));
+}
+
+TEST_F(BridgeTest, boot_up_that_came_before_the_call_counts) {
+  run("set_level", {1});
+  lamp.on_bus.boot();
+  lamp.node.device().set_object_value(0x2000, 2, {7});
+  EXPECT_THAT(run("set_level", {3}), SizeIs(3));
+  EXPECT_EQ(transfer_text(report.transfers.back()), "node 0x10  RPDO 1     <- 03 07");
+}
+
+TEST_F(BridgeTest, boot_up_of_another_node_forgets_nothing) {
+  NodeOnBus other(can0, 0x11);
+  run("set_level", {1});
+  other.on_bus.boot();
+  EXPECT_THAT(run("set_level", {2}), SizeIs(1));
+}
+
+TEST_F(BridgeTest, image_is_loaded_again_after_the_interface_was_down) {
+  run("set_level", {1});
+  can0.set_state(CanStatus::interface_down);
+  can0.set_state(CanStatus::ok);
+  lamp.node.device().set_object_value(0x2000, 2, {7});
+  EXPECT_THAT(run("set_level", {3}), SizeIs(3));
+  EXPECT_EQ(transfer_text(report.transfers.back()), "node 0x10  RPDO 1     <- 03 07");
+}
+
+TEST_F(BridgeTest, image_is_loaded_again_after_a_reset_that_the_bridge_has_sent) {
+  run("set_level", {1});
+  EXPECT_FALSE(bridge.send(NmtCommand::reset_node, 0x10));
+  EXPECT_FALSE(bridge.send(NmtCommand::start, 0x10));
+  EXPECT_THAT(run("set_level", {3}), SizeIs(3));
+}
+
+TEST_F(BridgeTest, reason_is_that_of_this_very_call) {
+  run("write_level", {1, 2});
+  ASSERT_TRUE(report.error);
+  EXPECT_EQ(report.error->text, "abort 0x06070012, too many bytes for the object");
+  run("write_level", {1});
+  EXPECT_FALSE(report.result.ok);
+  EXPECT_FALSE(report.error) << "refused by a check of its own";
+}
+
+TEST_F(BridgeTest, reason_is_not_that_of_another_thread) {
+  // While this thread waits in its hook, another one fails on the same node.
+  std::thread other;
+  BridgeSettings settings;
+  const std::thread::id here = std::this_thread::get_id();
+  Bridge* told_bridge = nullptr;
+  settings.after_transfer = [&](const Transfer& transfer) {
+    if (std::this_thread::get_id() == here && transfer.error) {
+      other = std::thread([&] { told_bridge->read_object(0x10, 0x5FFF, 0); });
+      other.join();
+    }
+  };
+  Bridge two(can0, lamp_file(), settings);
+  told_bridge = &two;
+  const OperationReport refused = two.run("lamp", "write_level", {1, 2});
+  ASSERT_TRUE(refused.error);
+  EXPECT_EQ(refused.error->index, 0x2000);
+}
+
+TEST_F(BridgeTest, tolerated_reads_of_a_refresh_are_told) {
+  lamp.node.device().add_object(0x2000, 2, {ObjectAccess::write_only, {0}, false, 0});
+  run("refresh_level", {1});
+  EXPECT_TRUE(report.result.ok);
+  EXPECT_FALSE(report.error);
+  ASSERT_THAT(report.tolerated, SizeIs(1));
+  EXPECT_EQ(report.tolerated[0].sub_index, 2);
+}
+
+TEST_F(BridgeTest, one_object_is_read_and_written) {
+  EXPECT_FALSE(bridge.write_object(0x10, 0x2000, 1, {9}));
+  const auto read = bridge.read_object(0x10, 0x2000, 1);
+  ASSERT_TRUE(read);
+  EXPECT_EQ(*read, Bytes{9});
+}
+
+TEST_F(BridgeTest, objects_that_are_not_there_tell_why) {
+  const auto read = bridge.read_object(0x10, 0x5FFF, 0);
+  ASSERT_FALSE(read);
+  EXPECT_EQ(read.error().kind, BusErrorKind::refused);
+  EXPECT_EQ(read.error().index, 0x5FFF);
+  const auto error = bridge.write_object(0x10, 0x5FFF, 0, {1});
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->kind, BusErrorKind::refused);
+}
+
+TEST_F(BridgeTest, hooks_are_told_of_each_transfer_before_and_after) {
+  std::vector<std::string> seen;
+  BridgeSettings settings;
+  settings.before_transfer = [&](const Transfer& transfer) {
+    seen.push_back("before " + transfer_text(transfer));
+  };
+  settings.after_transfer = [&](const Transfer& transfer) {
+    seen.push_back("after " + transfer_text(transfer));
+  };
+  Bridge(can0, lamp_file(), settings).read_object(0x10, 0x2000, 1);
+  EXPECT_THAT(seen, ElementsAre("before node 0x10  SDO read   0x2000/1 -> no bytes",
+                                "after node 0x10  SDO read   0x2000/1 -> 00"));
+}
+
+TEST_F(BridgeTest, state_of_a_node_is_the_last_that_arrived) {
+  EXPECT_EQ(bridge.node_state(0x10), std::nullopt);
+  lamp.on_bus.boot();
+  EXPECT_EQ(bridge.node_state(0x10), NmtState::boot_up);
+  EXPECT_EQ(bridge.node_state(0x11), std::nullopt);
+}
+
+TEST_F(BridgeTest, node_without_heartbeats_is_lost) {
+  BridgeSettings settings;
+  settings.heartbeat_timeout = milliseconds(300);
+  Bridge watching(can0, lamp_file(), settings);
+  watching.add_observer(
+      [this](const BridgeEvent& event) { told.push_back(bridge_event_text(event)); });
+  const auto sender = can0.open({});
+  sender->send({0x710, 1, {5}}, milliseconds(0));
+  watching.poll(milliseconds(1000));
+  EXPECT_THAT(
+      told, ElementsAre("node 0x10 is operational", "node 0x10 is lost: no heartbeat for 300 ms"));
+  EXPECT_EQ(watching.node_state(0x10), std::nullopt);
+}
+
+TEST_F(BridgeTest, observers_are_told_by_poll_alone) {
+  observe();
+  lamp.on_bus.boot();
+  run("write_level", {1, 2});
+  EXPECT_THAT(told, IsEmpty());
+  bridge.poll(milliseconds(0));
+  EXPECT_THAT(
+      told,
+      ElementsAre("node 0x10 has started",
+                  "node 0x10, object 0x2000/1: abort 0x06070012, too many bytes for the object"));
+}
+
+TEST_F(BridgeTest, observer_that_was_removed_is_told_no_more) {
+  const std::uint64_t id =
+      bridge.add_observer([this](const BridgeEvent& /*event*/) { told.emplace_back("again"); });
+  bridge.remove_observer(id);
+  lamp.on_bus.boot();
+  bridge.poll(milliseconds(0));
+  EXPECT_THAT(told, IsEmpty());
+}
+
+TEST_F(BridgeTest, observer_may_call_anything) {
+  bridge.add_observer([this](const BridgeEvent& event) {
+    told.push_back(bridge_event_text(event));
+    bridge.poll(milliseconds(1));
+    bridge.node_state(0x10);
+    told.push_back(bridge.run("lamp", "set_level", {4}).result.message);
+  });
+  lamp.on_bus.boot();
+  bridge.poll(milliseconds(0));
+  EXPECT_THAT(told, ElementsAre("node 0x10 has started", "OK"));
+}
+
+TEST_F(BridgeTest, observer_that_fails_in_each_event_lets_poll_come_back) {
+  bridge.add_observer([this](const BridgeEvent& event) {
+    told.push_back(bridge_event_text(event));
+    bridge.run("lamp", "write_level", {1, 2});
+  });
+  lamp.on_bus.boot();
+  bridge.poll(milliseconds(0));
+  EXPECT_THAT(told, SizeIs(1));
+  bridge.poll(milliseconds(0));
+  EXPECT_THAT(told, SizeIs(2));
+}
+
+TEST_F(BridgeTest, exception_of_an_observer_loses_no_other_event) {
+  bridge.add_observer([this](const BridgeEvent& event) {
+    told.push_back(bridge_event_text(event));
+    if (told.size() == 1) {
+      throw std::runtime_error("of the observer");
+    }
+  });
+  lamp.on_bus.boot();
+  run("write_level", {1, 2});
+  EXPECT_THROW(bridge.poll(milliseconds(0)), std::runtime_error);
+  bridge.poll(milliseconds(0));
+  EXPECT_THAT(told, SizeIs(2));
+}
+
+TEST_F(BridgeTest, events_that_nobody_polls_are_counted) {
+  observe();
+  for (std::size_t count = 0; count < Bridge::event_limit + 2; ++count) {
+    bridge.read_object(0x10, 0x5FFF, 0);
+  }
+  bridge.poll(milliseconds(0));
+  ASSERT_THAT(told, SizeIs(Bridge::event_limit + 1));
+  EXPECT_EQ(told.back(), "nobody polled: 2 events are lost");
+}
+
+TEST_F(BridgeTest, poll_waits_its_time_by_the_clock_of_the_bus) {
+  const auto clock = can0.open({});
+  const auto start = clock->now();
+  bridge.poll(milliseconds(250));
+  EXPECT_EQ(clock->now() - start, milliseconds(250));
+}
+
+/// The polling thread stands still in its observer.
+TEST_F(BridgeTest, run_waits_for_no_observer) {
+  std::mutex mutex;
+  std::condition_variable news;
+  bool stands = false;
+  bool may_go = false;
+  bridge.add_observer([&](const BridgeEvent& /*event*/) {
+    std::unique_lock<std::mutex> lock(mutex);
+    stands = true;
+    news.notify_all();
+    news.wait(lock, [&] { return may_go; });
+  });
+  run("set_level", {1});
+  lamp.on_bus.boot();
+  std::thread poller([&] { bridge.poll(milliseconds(0)); });
+  {
+    std::unique_lock<std::mutex> lock(mutex);
+    news.wait(lock, [&] { return stands; });
+  }
+  EXPECT_THAT(run("set_level", {2}), SizeIs(3));
+  lamp.on_bus.boot();
+  EXPECT_THAT(run("set_level", {3}), SizeIs(3)) << "a boot-up that came meanwhile counts";
+  {
+    const std::lock_guard<std::mutex> lock(mutex);
+    may_go = true;
+  }
+  news.notify_all();
+  poller.join();
+}
+
+TEST_F(BridgeTest, after_a_stop_nothing_is_begun_but_what_is_urgent) {
+  run("set_level", {1});
+  bridge.stop("going home");
+  bridge.stop("not this one");
+  run("set_level", {2});
+  EXPECT_FALSE(report.result.ok);
+  ASSERT_TRUE(report.error);
+  EXPECT_EQ(report.error->kind, BusErrorKind::stopped);
+  EXPECT_EQ(report.error->text, "going home");
+  const UrgentScope scope;
+  run("set_level", {3});
+  EXPECT_TRUE(report.result.ok);
+}
+
+TEST_F(BridgeTest, transfer_that_a_stop_has_met_tells_both_reasons) {
+  silence();
+  BridgeSettings settings;
+  Bridge* told_bridge = nullptr;
+  Bridge stopping(can0, lamp_file(), settings);
+  told_bridge = &stopping;
+  const auto sniffer = can0.open(
+      {{0x610}}, [&](const CanFrame& /*frame*/, auto& /*answers*/) { told_bridge->stop(); });
+  const OperationReport stopped = stopping.run("lamp", "read_level", {});
+  ASSERT_TRUE(stopped.error);
+  EXPECT_EQ(stopped.error->kind, BusErrorKind::stopped);
+  EXPECT_EQ(stopped.error->text, "stopped; no answer within 500 ms");
+}
+
+TEST_F(BridgeTest, late_answers_are_awaited_and_told) {
+  can0.set_fault_rule([](const CanFrame& frame) {
+    const bool is_answer = frame.id == 0x590;
+    return std::vector<CanDelivery>{{frame, milliseconds(is_answer ? 700 : 0)}};
+  });
+  observe();
+  run("read_level", {});
+  EXPECT_FALSE(report.result.ok);
+  EXPECT_THAT(bridge.await_late_answers(), IsEmpty());
+  bridge.poll(milliseconds(0));
+  ASSERT_THAT(told, SizeIs(2));
+  EXPECT_THAT(told[1], testing::HasSubstr("200 ms"));
+}
+
+TEST_F(BridgeTest, devices_are_compared_in_the_order_of_the_file) {
+  const auto comparisons = bridge.compare_with_devices();
+  ASSERT_THAT(comparisons, SizeIs(1));
+  EXPECT_THAT(comparisons[0].differences, IsEmpty());
+  EXPECT_THAT(comparisons[0].gaps, IsEmpty());
+}
+
+TEST_F(BridgeTest, runner_polls_until_it_ends) {
+  InProcessBus real(BusTime::real);
+  Bridge running(real, lamp_file());
+  std::mutex mutex;
+  std::condition_variable news;
+  bool has_come = false;
+  running.add_observer([&](const BridgeEvent& /*event*/) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    has_come = true;
+    news.notify_all();
+  });
+  const BridgeRunner runner(running);
+  real.open({})->send({0x710, 1, {0}}, milliseconds(0));
+  std::unique_lock<std::mutex> lock(mutex);
+  EXPECT_TRUE(news.wait_for(lock, std::chrono::seconds(60), [&] { return has_come; }));
+}
+
+}  // namespace
+}  // namespace velmora_can_bridge

@@ -1,0 +1,46 @@
+// The board of a command, which the user can interrupt.
+#pragma once
+
+#include <chrono>
+
+#include "stoppable_channel.hpp"
+#include "velmora_can_bridge/bridge/bridge.hpp"
+#include "velmora_can_bridge/cli/command_line.hpp"
+
+namespace velmora_can_bridge {
+
+/// A `Bridge` that ends soon after `CommandLineHost::interrupted` is set. One thread at a time.
+///
+/// It says then, as a diagnostic, what it still waits for. The transfer under way ends with the
+/// node's next answer or its time-out, every later one fails at once, as "interrupted". Warnings of
+/// the bus are diagnostics, too.
+class CommandBridge {
+ public:
+  /// Host and channel outlive this object. `told` is told of every transfer that has ended.
+  CommandBridge(const CommandLineHost& host, CanChannel& channel, BoardFile file,
+                SdoTimes times = {}, TransferHook told = {});
+
+  Bridge& operator*() { return bridge_; }
+  Bridge* operator->() { return &bridge_; }
+
+  /// Before the program ends: `Bridge::await_late_answers`. An interruption ends the wait, and a
+  /// diagnostic then says which nodes may still answer.
+  void await_late_answers();
+
+ private:
+  BridgeSettings settings(SdoTimes times);
+  void begin(const Transfer& transfer);
+  void end(const Transfer& transfer);
+  void stop(std::chrono::nanoseconds left);
+
+  const CommandLineHost* const host_;
+  const TransferHook told_;
+  // The transfer under way, and whether a frame of it is on the bus.
+  const Transfer* under_way_ = nullptr;
+  bool is_sent_ = false;
+  bool has_said_ = false;
+  StoppableChannel channel_;
+  Bridge bridge_;
+};
+
+}  // namespace velmora_can_bridge
