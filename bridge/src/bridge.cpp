@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <thread>
 #include <utility>
 
 #include "explain_operation.hpp"
@@ -160,8 +161,11 @@ std::optional<NmtState> Bridge::node_state(std::uint8_t node_id) {
 
 std::uint64_t Bridge::add_observer(BridgeObserver observer) {
   const std::lock_guard<std::mutex> lock(events_mutex_);
-  observers_.emplace(++observers_so_far_,
-                     std::make_shared<const BridgeObserver>(std::move(observer)));
+  ++observers_so_far_;
+  if (observer) {
+    observers_.emplace(observers_so_far_,
+                       std::make_shared<const BridgeObserver>(std::move(observer)));
+  }
   return observers_so_far_;
 }
 
@@ -174,24 +178,32 @@ void Bridge::poll(milliseconds timeout) {
   const Time end = arrivals_->now() + bounded(timeout);
   take_in();
   deliver_events();
+  std::unique_ptr<CanEndpoint> own;
   while (arrivals_->now() < end) {
-    if (!is_waited_on_.test_and_set(std::memory_order_acquire)) {
-      wait_for_frames(*arrivals_, end);
-      is_waited_on_.clear(std::memory_order_release);
-    } else {
-      wait_for_frames(*channel_->open({}), end);
-    }
+    nap(own, end);
     take_in();
     deliver_events();
   }
 }
 
-/// Waits until a frame has come or a nap is over. An interface that does not work is no frame.
-void Bridge::wait_for_frames(CanEndpoint& endpoint, Time end) {
-  CanFrame frame;
+
+/// Waits until a frame has come or a nap is over; on `own` where another thread waits for frames.
+void Bridge::nap(std::unique_ptr<CanEndpoint>& own, Time end) {
+  const std::unique_lock<std::mutex> lock(arrivals_mutex_, std::try_to_lock);
+  if (!lock && !own) {
+    own = channel_->open({});
+  }
+  CanEndpoint& endpoint = lock ? *arrivals_ : *own;
   const Time nap_end = std::min<Time>(endpoint.now() + longest_nap, end);
+  CanFrame frame;
   for (Time now = endpoint.now(); now < nap_end; now = endpoint.now()) {
-    if (endpoint.receive(frame, nap_end - now) == CanStatus::ok) {
+    const CanStatus status = endpoint.receive(frame, nap_end - now);
+    if (status == CanStatus::ok) {
+      return;
+    }
+    if (status == CanStatus::failed) {
+      // The system refuses at once, and would again.
+      std::this_thread::sleep_for(nap_end - now);
       return;
     }
   }

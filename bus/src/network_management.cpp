@@ -75,10 +75,12 @@ void NodeWatch::poll_until(Time end) {
   }
 }
 
+/// What the system has refused once it would refuse as often as it is asked.
 void NodeWatch::take_what_came_by(Time start) {
   for (int taken = 0; taken < frames_without_time; ++taken) {
     const CanStatus status = take_next(start, nanoseconds(0));
-    if (status == CanStatus::timed_out || (status == CanStatus::ok && last_arrival_.time > start)) {
+    const bool is_all = status == CanStatus::timed_out || status == CanStatus::failed;
+    if (is_all || (status == CanStatus::ok && last_arrival_.time > start)) {
       return;
     }
   }

@@ -103,7 +103,7 @@ class Bridge {
   /// what has arrived.
   std::optional<NmtState> node_state(std::uint8_t node_id);
 
-  /// From now on `observer` is told of events. Returns what `remove_observer` takes.
+  /// From now on `observer`, which may be empty, is told of events. Returns what `remove_observer` takes.
   std::uint64_t add_observer(BridgeObserver observer);
 
   /// The observer is called no more, but for an event that another thread is delivering now.
@@ -140,7 +140,7 @@ class Bridge {
 
   Expected<Addressed> find(const std::string& device, const std::string& operation) const;
   void take_in();
-  void wait_for_frames(CanEndpoint& endpoint, Time end);
+  void nap(std::unique_ptr<CanEndpoint>& own, Time end);
   void deliver_events();
   void note(const BusError& error);
   void queue(BridgeEvent event);
@@ -163,9 +163,9 @@ class Bridge {
   std::mutex watch_mutex_;
   NodeWatch watch_;
 
-  // Whoever sets it waits on the endpoint beside it, which sees the frames of the watch. Others who
-  // poll wait on one of their own.
-  std::atomic_flag is_waited_on_ = ATOMIC_FLAG_INIT;
+  // Held by the thread that waits on arrivals_, which sees the frames of the watch. Nobody waits for
+  // it: others who poll wait on an endpoint of their own.
+  std::mutex arrivals_mutex_;
   const std::unique_ptr<CanEndpoint> arrivals_;
 
   // Guards the members below. A leaf: observers run without it.
