@@ -11,9 +11,6 @@ namespace velmora_can_bridge {
 /// How long the claw takes to extend, from wherever it is.
 inline constexpr std::chrono::milliseconds extend_time{1500};
 
-/// The extend command that extends; every other is ignored.
-inline constexpr std::uint8_t extend_now = 1;
-
 /// Sub-index 1 of the homing record.
 enum class ClawAction : std::uint8_t {
   /// Nothing was asked of the claw since it started.

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "axis.hpp"
+#include "ground/drive_objects.hpp"
 #include "power_state.hpp"
 
 namespace velmora_can_bridge {
@@ -18,15 +19,6 @@ inline constexpr std::uint32_t default_quick_stop_deceleration = 5000;
 
 /// How long a homing takes.
 inline constexpr std::chrono::milliseconds homing_time{1000};
-
-/// The modes of operation that a drive knows, as the object holds them.
-enum class DriveMode : std::int8_t {
-  none = 0,
-  profile_position = 1,
-  profile_velocity = 3,
-  profile_torque = 4,
-  homing = 6,
-};
 
 enum class HomingState : std::uint8_t {
   /// Never started, or stopped by the master before its end.

@@ -11,11 +11,11 @@ DriveDevice::DriveDevice(const DeviceOdEntry& device)
     : base_index_(device.base_index),
       claw_(is_claw(device) ? std::make_optional<Claw>() : std::nullopt) {}
 
-void DriveDevice::claim(const DriveObjectRow& row) { own_objects_.emplace(row.object, row); }
+void DriveDevice::claim(const DeviceObjectRow& row) { own_objects_.emplace(row.object, row); }
 
-void DriveDevice::written(DriveObject object, ObjectDictionary& objects) {
+void DriveDevice::written(DeviceObject object, ObjectDictionary& objects) {
   drive_.set_inputs(read_inputs(objects));
-  act_on(object, objects);
+  std::visit([&](auto own) { act_on(own, read(own, objects)); }, object);
   if (claw_) {
     claw_->follow(drive_);
   }
@@ -60,38 +60,40 @@ std::optional<FaultChange> DriveDevice::take_fault_change() {
 void DriveDevice::publish(ObjectDictionary& objects) const {
   const DriveOutputs outputs = drive_.outputs();
   show(DriveObject::statusword, outputs.statusword, objects);
-  show(DriveObject::mode_display, outputs.mode_display, objects);
-  show(DriveObject::actual_position, outputs.position, objects);
-  show(DriveObject::actual_velocity, outputs.velocity, objects);
-  show(DriveObject::actual_torque, outputs.torque, objects);
+  show(DriveObject::modes_of_operation_display, outputs.mode_display, objects);
+  show(DriveObject::position_actual_value, outputs.position, objects);
+  show(DriveObject::velocity_actual_value, outputs.velocity, objects);
+  show(DriveObject::torque_actual_value, outputs.torque, objects);
   publish_claw(objects);
 }
 
 void DriveDevice::publish_claw(ObjectDictionary& objects) const {
   if (claw_) {
-    show(DriveObject::claw_action, static_cast<std::int64_t>(claw_->action()), objects);
-    show(DriveObject::claw_position, static_cast<std::int64_t>(claw_->position()), objects);
+    show(ClawObject::action_state, static_cast<std::int64_t>(claw_->action()), objects);
+    show(ClawObject::position_state, static_cast<std::int64_t>(claw_->position()), objects);
   }
 }
 
 /// The objects that command something; all others are read when they are needed.
-void DriveDevice::act_on(DriveObject object, const ObjectDictionary& objects) {
-  const std::uint64_t value = read(object, objects);
+void DriveDevice::act_on(DriveObject object, std::uint64_t value) {
   switch (object) {
     case DriveObject::controlword:
       drive_.write_controlword(static_cast<std::uint16_t>(value));
       break;
-    case DriveObject::mode:
+    case DriveObject::modes_of_operation:
       drive_.write_mode(static_cast<std::int8_t>(value));
       break;
     case DriveObject::target_position:
       drive_.take_set_point();
       break;
-    case DriveObject::claw_command:
-      claw_->command(static_cast<std::uint8_t>(value), drive_);
-      break;
     default:
       break;
+  }
+}
+
+void DriveDevice::act_on(ClawObject object, std::uint64_t value) {
+  if (object == ClawObject::extend_command) {
+    claw_->command(static_cast<std::uint8_t>(value), drive_);
   }
 }
 
@@ -108,23 +110,23 @@ DriveInputs DriveDevice::read_inputs(const ObjectDictionary& objects) const {
           value(DriveObject::quick_stop_deceleration)};
 }
 
-std::uint64_t DriveDevice::read(DriveObject object, const ObjectDictionary& objects) const {
+std::uint64_t DriveDevice::read(DeviceObject object, const ObjectDictionary& objects) const {
   const auto own = own_objects_.find(object);
   if (own == own_objects_.end()) {
     return 0;
   }
-  const DriveObjectRow& row = own->second;
+  const DeviceObjectRow& row = own->second;
   const ObjectEntry* entry = objects.find(row.at.index, row.at.sub_index);
   const bool is_as_claimed = entry != nullptr && entry->value.size() == row.size;
   return is_as_claimed ? little_endian_number(entry->value) : 0;
 }
 
-void DriveDevice::show(DriveObject object, std::int64_t value, ObjectDictionary& objects) const {
+void DriveDevice::show(DeviceObject object, std::int64_t value, ObjectDictionary& objects) const {
   const auto own = own_objects_.find(object);
   if (own == own_objects_.end()) {
     return;
   }
-  const DriveObjectRow& row = own->second;
+  const DeviceObjectRow& row = own->second;
   objects.store(row.at.index, row.at.sub_index,
                 little_endian_bytes(static_cast<std::uint64_t>(value), row.size));
 }
@@ -139,7 +141,7 @@ NodeDrives::NodeDrives(const BoardConfig& board) {
       continue;
     }
     DriveDevice& added = devices_.try_emplace(name, device).first->second;
-    for (const DriveObjectRow& row : drive_objects(device)) {
+    for (const DeviceObjectRow& row : device_objects(device)) {
       const bool is_free =
           not_for_drives.find(row.at.index, row.at.sub_index) == nullptr &&
           owners_.try_emplace({row.at.index, row.at.sub_index}, Owner{&added, row.object}).second;

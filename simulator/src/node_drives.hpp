@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "claw.hpp"
+#include "device_objects.hpp"
 #include "drive.hpp"
-#include "drive_objects.hpp"
 #include "velmora_can_bridge/board_config.hpp"
 #include "velmora_can_bridge/simulator/object_dictionary.hpp"
 
@@ -33,10 +33,10 @@ class DriveDevice {
   explicit DriveDevice(const DeviceOdEntry& device);
 
   /// Makes the object of the row one of its own.
-  void claim(const DriveObjectRow& row);
+  void claim(const DeviceObjectRow& row);
 
   /// Acts on a write of one of its own objects, which holds the new value already.
-  void written(DriveObject object, ObjectDictionary& objects);
+  void written(DeviceObject object, ObjectDictionary& objects);
 
   /// Lets `elapsed` pass, in steps of a millisecond.
   void tick(std::chrono::milliseconds elapsed, ObjectDictionary& objects);
@@ -55,17 +55,18 @@ class DriveDevice {
   void publish(ObjectDictionary& objects) const;
 
  private:
-  void act_on(DriveObject object, const ObjectDictionary& objects);
+  void act_on(DriveObject object, std::uint64_t value);
+  void act_on(ClawObject object, std::uint64_t value);
   DriveInputs read_inputs(const ObjectDictionary& objects) const;
-  std::uint64_t read(DriveObject object, const ObjectDictionary& objects) const;
-  void show(DriveObject object, std::int64_t value, ObjectDictionary& objects) const;
+  std::uint64_t read(DeviceObject object, const ObjectDictionary& objects) const;
+  void show(DeviceObject object, std::int64_t value, ObjectDictionary& objects) const;
   void publish_claw(ObjectDictionary& objects) const;
 
   std::uint16_t base_index_;
   bool had_fault_ = false;
   Drive drive_;
   std::optional<Claw> claw_;
-  std::map<DriveObject, DriveObjectRow> own_objects_;
+  std::map<DeviceObject, DeviceObjectRow> own_objects_;
 };
 
 /// All drives of a node. Not thread-safe; `SimulatedNode` locks around it.
@@ -108,7 +109,7 @@ class NodeDrives {
  private:
   struct Owner {
     DriveDevice* device;
-    DriveObject object;
+    DeviceObject object;
   };
 
   std::map<std::string, DriveDevice> devices_;

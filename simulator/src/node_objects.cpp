@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "drive_objects.hpp"
+#include "device_objects.hpp"
 #include "ground/little_endian.hpp"
 #include "ground/pdo.hpp"
 #include "pdo_mapping.hpp"
@@ -109,7 +109,7 @@ void add_pdo_parameters(ObjectDictionary& dictionary, std::uint8_t node_id,
 
 void add_drives(ObjectDictionary& dictionary, const Devices& devices) {
   for (const auto& [name, device] : devices) {
-    for (const DriveObjectRow& row : drive_objects(device)) {
+    for (const DeviceObjectRow& row : device_objects(device)) {
       offer(dictionary, row.at, row.access, row.size);
     }
   }

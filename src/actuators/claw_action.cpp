@@ -1,15 +1,11 @@
 #include "ci402/drive_steps.hpp"
 #include "dispatch/results.hpp"
+#include "ground/drive_objects.hpp"
 
 namespace velmora_can_bridge {
 namespace {
 
-/// Entries of the homing record.
-constexpr std::uint8_t action_state_sub_index = 1;
-constexpr std::uint8_t position_state_sub_index = 2;
-constexpr std::uint8_t extend_command_sub_index = 9;
-
-constexpr std::uint8_t extend_command = 0x01;
+constexpr std::uint8_t sub_index_of(ClawObject object) { return static_cast<std::uint8_t>(object); }
 
 }  // namespace
 
@@ -40,7 +36,7 @@ OperationResult CanOpenNodeController::extend_claw(const std::string& device,
   using Then = DriveStep::Then;
   return run_drive_steps(
       device,
-      {DriveStep::mode(claw, static_cast<std::uint8_t>(Ci402Mode::profile_velocity),
+      {DriveStep::mode(claw, static_cast<std::uint8_t>(DriveMode::profile_velocity),
                        "SDO write modes_of_operation (velocity) failed",
                        Then::record_mode_then_mirror),
        DriveStep::controlword(claw, Ci402Controlword::shutdown,
@@ -48,8 +44,8 @@ OperationResult CanOpenNodeController::extend_claw(const std::string& device,
        DriveStep::controlword(claw, Ci402Controlword::enable_operation,
                               "SDO write controlword (enable) failed", Then::mirror),
        DriveStep{claw.homing_record,
-                 extend_command_sub_index,
-                 {extend_command},
+                 sub_index_of(ClawObject::extend_command),
+                 {extend_now},
                  "SDO write claw extend command failed"}},
       "Claw extend command sent");
 }
@@ -60,7 +56,7 @@ OperationResult CanOpenNodeController::home_claw(const std::string& device,
   // Two controlwords, so that bit 4 rises: homing starts on its edge.
   return run_drive_steps(
       device,
-      {DriveStep::mode(claw, static_cast<std::uint8_t>(Ci402Mode::homing),
+      {DriveStep::mode(claw, static_cast<std::uint8_t>(DriveMode::homing),
                        "SDO write homing mode failed", Then::record_mode_then_mirror),
        DriveStep::controlword(claw, Ci402Controlword::enable_operation,
                               "SDO write controlword (homing clear) failed"),
@@ -71,12 +67,13 @@ OperationResult CanOpenNodeController::home_claw(const std::string& device,
 
 OperationResult CanOpenNodeController::query_claw(const DeviceOdEntry& claw) {
   std::vector<std::uint8_t> action_state;
-  if (!backend_->sdo_read(*node_id_, claw.homing_record, action_state_sub_index, action_state) ||
+  if (!backend_->sdo_read(*node_id_, claw.homing_record, sub_index_of(ClawObject::action_state),
+                          action_state) ||
       action_state.empty()) {
     return failure("SDO read action_state failed");
   }
   std::vector<std::uint8_t> position_state;
-  if (!backend_->sdo_read(*node_id_, claw.homing_record, position_state_sub_index,
+  if (!backend_->sdo_read(*node_id_, claw.homing_record, sub_index_of(ClawObject::position_state),
                           position_state) ||
       position_state.empty()) {
     return failure("SDO read position_state failed");

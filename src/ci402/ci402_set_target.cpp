@@ -1,7 +1,7 @@
-#include "ci402/ci402_objects.hpp"
 #include "dispatch/hex_u16.hpp"
 #include "dispatch/payload.hpp"
 #include "dispatch/results.hpp"
+#include "ground/drive_objects.hpp"
 #include "shadow/rpdo_layout.hpp"
 #include "shadow/update_rpdo.hpp"
 #include "velmora_can_bridge/can_open_node_controller.hpp"
@@ -10,7 +10,7 @@ namespace velmora_can_bridge {
 namespace {
 
 struct Target {
-  Ci402Object object;
+  DriveObject object;
   std::vector<std::uint8_t> bytes;
 };
 
@@ -18,13 +18,13 @@ struct Target {
 /// velocities have 32 bits, torques 16. Every mode but position and torque follows the velocity.
 Target choose_target(std::uint8_t mode, std::int16_t value) {
   const auto extended = static_cast<std::uint32_t>(std::int32_t{value});
-  switch (static_cast<Ci402Mode>(mode)) {
-    case Ci402Mode::profile_position:
-      return {Ci402Object::target_position, little_endian_bytes(extended, 4)};
-    case Ci402Mode::profile_torque:
-      return {Ci402Object::target_torque, little_endian_bytes(extended, 2)};
+  switch (static_cast<DriveMode>(mode)) {
+    case DriveMode::profile_position:
+      return {DriveObject::target_position, little_endian_bytes(extended, 4)};
+    case DriveMode::profile_torque:
+      return {DriveObject::target_torque, little_endian_bytes(extended, 2)};
     default:
-      return {Ci402Object::target_velocity, little_endian_bytes(extended, 4)};
+      return {DriveObject::target_velocity, little_endian_bytes(extended, 4)};
   }
 }
 
@@ -42,7 +42,7 @@ OperationResult CanOpenNodeController::exec_ci402_set_target(
   }
   const auto value = static_cast<std::int16_t>(u16_at(payload, 0));
   const Target target = choose_target(motor_mode(device), value);
-  const std::uint16_t index = ci402_index(*drive, target.object);
+  const std::uint16_t index = drive_index(*drive, target.object);
   const std::string object = hex_u16(index);
   const std::string outcome = object + " value=" + std::to_string(value);
 

@@ -2,12 +2,13 @@
 
 #include "dispatch/payload.hpp"
 #include "dispatch/results.hpp"
+#include "ground/drive_objects.hpp"
 
 namespace velmora_can_bridge {
 
 CanOpenNodeController::DriveStep CanOpenNodeController::DriveStep::controlword(
     const DeviceOdEntry& drive, Ci402Controlword word, const char* refusal, Then then) {
-  return {ci402_index(drive, Ci402Object::controlword), 0,
+  return {drive_index(drive, DriveObject::controlword), 0,
           little_endian_bytes(static_cast<std::uint16_t>(word), 2), refusal, then};
 }
 
@@ -15,7 +16,7 @@ CanOpenNodeController::DriveStep CanOpenNodeController::DriveStep::mode(const De
                                                                         std::uint8_t mode,
                                                                         const char* refusal,
                                                                         Then then) {
-  return {ci402_index(drive, Ci402Object::modes_of_operation), 0, {mode}, refusal, then};
+  return {drive_index(drive, DriveObject::modes_of_operation), 0, {mode}, refusal, then};
 }
 
 OperationResult CanOpenNodeController::run_drive_steps(const std::string& device,

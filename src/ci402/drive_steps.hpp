@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "ci402/ci402_objects.hpp"
+#include "ci402/ci402_controlword.hpp"
 #include "velmora_can_bridge/can_open_node_controller.hpp"
 
 namespace velmora_can_bridge {

@@ -1,36 +1,17 @@
 #include "velmora_can_bridge/traffic/object_name.hpp"
 
 #include <algorithm>
-#include <iterator>
 #include <set>
 
+#include "ground/drive_objects.hpp"
 #include "ground/number_text.hpp"
 #include "ground/pdo.hpp"
 
 namespace velmora_can_bridge {
 namespace {
 
-// An axis has 0x800 objects, its controlword is number 0x40 (0x6040 of 0x6000 to 0x67FF).
-constexpr unsigned controlword_offset = 0x40;
-constexpr unsigned axis_size = 0x800;
-
-// Distance from the controlword of the objects that have a sign (CiA 402-2): modes of operation and
-// their display, actual position and velocity, target and actual torque, target position and
-// velocity.
-constexpr unsigned signed_drive_objects[] = {0x20, 0x21, 0x24, 0x2C, 0x31, 0x37, 0x3A, 0xBF};
-
-bool is_drive(const DeviceOdEntry& device) {
-  return device.profile == "ci402" || device.profile == "claw";
-}
-
 bool has_record(const DeviceOdEntry& device, std::uint16_t index) {
   return device.base_index == index || (device.homing_record != 0 && device.homing_record == index);
-}
-
-bool has_in_axis(const DeviceOdEntry& device, std::uint16_t index) {
-  const unsigned base = device.base_index;
-  const unsigned first = base - std::min(base, controlword_offset);
-  return is_drive(device) && index >= first && index < first + axis_size;
 }
 
 template <typename Owns>
@@ -50,7 +31,7 @@ std::string devices_that(const BoardConfig& board, std::uint16_t index, Owns own
 
 std::string device_of(const BoardConfig& board, std::uint16_t index) {
   const std::string owners = devices_that(board, index, has_record);
-  return owners.empty() ? devices_that(board, index, has_in_axis) : owners;
+  return owners.empty() ? devices_that(board, index, is_in_axis) : owners;
 }
 
 std::string field_of(const BoardConfig& board, std::uint16_t index, std::uint8_t sub_index) {
@@ -82,10 +63,8 @@ bool uses(const OperationConfig& op, std::uint16_t index, std::uint8_t sub_index
 
 bool is_signed_of_a_drive(const BoardConfig& board, std::uint16_t index, std::uint8_t sub_index) {
   const auto holds = [&](const auto& device) {
-    const unsigned offset = static_cast<unsigned>(index) - device.second.base_index;
-    return is_drive(device.second) &&
-           std::find(std::begin(signed_drive_objects), std::end(signed_drive_objects), offset) !=
-               std::end(signed_drive_objects);
+    const DriveObjectRow* const row = find_drive_object(device.second, index);
+    return row != nullptr && row->is_signed;
   };
   return sub_index == 0 &&
          std::any_of(board.device_od_map.begin(), board.device_od_map.end(), holds);

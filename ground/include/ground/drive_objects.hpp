@@ -1,0 +1,129 @@
+// The objects of drives (CiA 402-2) and of claws: where they stand, what they hold, who writes
+// them.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <string_view>
+
+#include "velmora_can_bridge/board_config.hpp"
+
+namespace velmora_can_bridge {
+
+/// Objects of a drive by their distance from its controlword, which is 0x6040 for the first drive
+/// of a node.
+enum class DriveObject : std::uint16_t {
+  controlword = 0x00,
+  statusword = 0x01,
+  modes_of_operation = 0x20,
+  modes_of_operation_display = 0x21,
+  position_actual_value = 0x24,
+  velocity_actual_value = 0x2C,
+  target_torque = 0x31,
+  torque_actual_value = 0x37,
+  target_position = 0x3A,
+  profile_velocity = 0x41,
+  profile_acceleration = 0x43,
+  profile_deceleration = 0x44,
+  quick_stop_deceleration = 0x45,
+  target_velocity = 0xBF,
+};
+
+struct DriveObjectRow {
+  DriveObject object;
+  /// In bytes.
+  std::uint8_t length;
+  bool is_signed;
+  /// All of them can be read.
+  bool is_writable;
+  std::string_view name;
+};
+
+inline constexpr DriveObjectRow drive_objects[] = {
+    {DriveObject::controlword, 2, false, true, "controlword"},
+    {DriveObject::statusword, 2, false, false, "statusword"},
+    {DriveObject::modes_of_operation, 1, true, true, "modes of operation"},
+    {DriveObject::modes_of_operation_display, 1, true, false, "modes of operation display"},
+    {DriveObject::position_actual_value, 4, true, false, "position actual value"},
+    {DriveObject::velocity_actual_value, 4, true, false, "velocity actual value"},
+    {DriveObject::target_torque, 2, true, true, "target torque"},
+    {DriveObject::torque_actual_value, 2, true, false, "torque actual value"},
+    {DriveObject::target_position, 4, true, true, "target position"},
+    {DriveObject::profile_velocity, 4, false, true, "profile velocity"},
+    {DriveObject::profile_acceleration, 4, false, true, "profile acceleration"},
+    {DriveObject::profile_deceleration, 4, false, true, "profile deceleration"},
+    {DriveObject::quick_stop_deceleration, 4, false, true, "quick stop deceleration"},
+    {DriveObject::target_velocity, 4, true, true, "target velocity"},
+};
+
+/// What `DriveObject::modes_of_operation` takes.
+enum class DriveMode : std::int8_t {
+  none = 0,
+  profile_position = 1,
+  profile_velocity = 3,
+  profile_torque = 4,
+  homing = 6,
+};
+
+/// Objects of a claw by their sub-index of its homing record.
+enum class ClawObject : std::uint8_t {
+  action_state = 1,
+  position_state = 2,
+  extend_command = 9,
+};
+
+struct ClawObjectRow {
+  ClawObject object;
+  /// In bytes.
+  std::uint8_t length;
+  /// What can be written cannot be read.
+  bool is_writable;
+  std::string_view name;
+};
+
+inline constexpr ClawObjectRow claw_objects[] = {
+    {ClawObject::action_state, 1, false, "action state"},
+    {ClawObject::position_state, 1, false, "position state"},
+    {ClawObject::extend_command, 1, true, "extend command"},
+};
+
+/// The extend command that extends; a claw ignores every other.
+inline constexpr std::uint8_t extend_now = 1;
+
+/// Whether the device has a drive: its profile is "ci402" or "claw".
+inline bool is_drive(const DeviceOdEntry& device) {
+  return device.profile == "ci402" || device.profile == "claw";
+}
+
+/// Whether the device has a claw: its profile is "claw" and it has a homing record.
+inline bool is_claw(const DeviceOdEntry& device) {
+  return device.profile == "claw" && device.homing_record != 0;
+}
+
+/// The index of one of the drive's objects; the sum wraps at 16 bits.
+inline std::uint16_t drive_index(const DeviceOdEntry& drive, DriveObject object) {
+  return static_cast<std::uint16_t>(drive.base_index + static_cast<std::uint16_t>(object));
+}
+
+/// The row of the drive's object at `index`; null when none stands there, or the device is no
+/// drive.
+inline const DriveObjectRow* find_drive_object(const DeviceOdEntry& device, std::uint16_t index) {
+  for (const DriveObjectRow& row : drive_objects) {
+    if (is_drive(device) && drive_index(device, row.object) == index) {
+      return &row;
+    }
+  }
+  return nullptr;
+}
+
+/// Whether `index` is one of the 0x800 objects of the drive's axis, of which the controlword is
+/// number 0x40: 0x6000 to 0x67FF for 0x6040 (CiA 402-2). Of no device that is no drive.
+inline bool is_in_axis(const DeviceOdEntry& device, std::uint16_t index) {
+  constexpr unsigned controlword_offset = 0x40;
+  constexpr unsigned axis_size = 0x800;
+  const unsigned base = device.base_index;
+  const unsigned first = base - std::min(base, controlword_offset);
+  return is_drive(device) && index >= first && index < first + axis_size;
+}
+
+}  // namespace velmora_can_bridge
