@@ -48,6 +48,15 @@ TEST(ExpectedTest, members_of_the_value_are_reached) {
   EXPECT_EQ(std::as_const(text)->size(), 3U);
 }
 
+TEST(ExpectedTest, is_equal_to_an_equal_value_or_an_equal_error) {
+  EXPECT_TRUE(half(8) == half(8));
+  EXPECT_FALSE(half(8) == half(6));
+  EXPECT_TRUE(half(7) == half(9));
+  EXPECT_TRUE(half(8) != half(7));
+  EXPECT_FALSE(half(7) != half(7));
+  EXPECT_FALSE((Expected<std::string>("odd") == Expected<std::string>(Unexpected{"odd"})));
+}
+
 TEST(ExpectedTest, what_is_not_there_throws) {
   EXPECT_THROW(*half(7), std::bad_variant_access);
   EXPECT_THROW(static_cast<void>(half(8).error()), std::bad_variant_access);

@@ -69,8 +69,9 @@ bool is_same_file(const struct stat& status, int file) {
          other.st_ino == status.st_ino;
 }
 
-/// A regular file or none. Asked before it is opened, as opening a device may do something.
-std::string hindrance(const std::string& path, const struct stat& status) {
+/// Why the file is not one to write to. Asked before it is opened, as opening a device may do
+/// something.
+std::optional<std::string> hindrance(const std::string& path, const struct stat& status) {
   if (S_ISLNK(status.st_mode)) {
     return not_overwritten(path, "it is a link");
   }
@@ -82,15 +83,23 @@ std::string hindrance(const std::string& path, const struct stat& status) {
   }
   const bool is_printed_to =
       is_same_file(status, STDOUT_FILENO) || is_same_file(status, STDERR_FILENO);
-  return is_printed_to ? not_overwritten(path, "what the program prints goes there") : "";
+  if (is_printed_to) {
+    return not_overwritten(path, "what the program prints goes there");
+  }
+  return std::nullopt;
 }
 
 }  // namespace
 
-FrameLog::FrameLog(const std::string& path, std::string interface)
-    : interface_(std::move(interface)) {
-  problem_ = open(path);
+Expected<std::unique_ptr<FrameLog>> FrameLog::open(const std::string& path, std::string interface) {
+  std::unique_ptr<FrameLog> log(new FrameLog(std::move(interface)));
+  if (std::optional<std::string> refusal = log->open_file(path)) {
+    return Unexpected{std::move(*refusal)};
+  }
+  return {std::move(log)};
 }
+
+FrameLog::FrameLog(std::string interface) : interface_(std::move(interface)) {}
 
 FrameLog::~FrameLog() {
   if (file_ >= 0) {
@@ -98,12 +107,11 @@ FrameLog::~FrameLog() {
   }
 }
 
-/// Answers the problem, or an empty text.
-std::string FrameLog::open(const std::string& path) {
+/// Why there is no file to write to.
+std::optional<std::string> FrameLog::open_file(const std::string& path) {
   struct stat status {};
   if (::lstat(path.c_str(), &status) == 0) {
-    std::string refusal = hindrance(path, status);
-    if (!refusal.empty()) {
+    if (std::optional<std::string> refusal = hindrance(path, status)) {
       return refusal;
     }
   }
@@ -116,8 +124,7 @@ std::string FrameLog::open(const std::string& path) {
   if (file_ < 0 || ::fstat(file_, &status) != 0) {
     return cannot_write(path);
   }
-  std::string refusal = hindrance(path, status);
-  if (!refusal.empty()) {
+  if (std::optional<std::string> refusal = hindrance(path, status)) {
     return refusal;
   }
   if (!is_log(file_)) {
@@ -126,8 +133,7 @@ std::string FrameLog::open(const std::string& path) {
   if (::ftruncate(file_, 0) != 0) {
     return cannot_write(path);
   }
-  is_complete_ = true;
-  return {};
+  return std::nullopt;
 }
 
 void FrameLog::write(const CanFrame& frame, Time time) {

@@ -1,5 +1,6 @@
 #include "velmora_can_bridge/bus/heartbeat_producer.hpp"
 
+#include <optional>
 #include <string>
 
 #include "ground/node_text.hpp"
@@ -9,8 +10,8 @@
 namespace velmora_can_bridge {
 namespace {
 
-std::string refusal_of(std::uint8_t node_id) {
-  return is_node_id(node_id) ? "" : no_node_id_text(node_id);
+std::optional<std::string> refusal_of(std::uint8_t node_id) {
+  return is_node_id(node_id) ? std::nullopt : std::make_optional(no_node_id_text(node_id));
 }
 
 CanFrame heartbeat_of(std::uint8_t node_id) {

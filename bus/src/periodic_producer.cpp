@@ -13,16 +13,18 @@ using std::chrono::milliseconds;
 constexpr milliseconds shortest_period{1};
 constexpr milliseconds longest_patience{20};
 
-std::string refusal_or_period(std::string refusal, milliseconds period) {
-  return refusal.empty() && period < shortest_period
-             ? "a period of " + std::to_string(period.count()) + " ms is less than 1 ms"
-             : std::move(refusal);
+std::optional<std::string> refusal_or_period(std::optional<std::string> refusal,
+                                             milliseconds period) {
+  if (refusal || period >= shortest_period) {
+    return refusal;
+  }
+  return "a period of " + std::to_string(period.count()) + " ms is less than 1 ms";
 }
 
 }  // namespace
 
 PeriodicProducer::PeriodicProducer(CanChannel& channel, const CanFrame& frame, milliseconds period,
-                                   std::string refusal)
+                                   std::optional<std::string> refusal)
     : endpoint_(channel.open({})),
       frame_(frame),
       refusal_(refusal_or_period(std::move(refusal), period)),
@@ -38,10 +40,10 @@ std::optional<BusError> PeriodicProducer::poll() {
   }
   const bool has_missed_some = now - next_ >= period_;
   next_ = (has_missed_some ? now : next_) + period_;
-  if (!refusal_.empty()) {
+  if (refusal_) {
     BusError error;
     error.kind = BusErrorKind::not_configured;
-    error.text = refusal_;
+    error.text = *refusal_;
     return error;
   }
   const CanStatus status = endpoint_->send(frame_, std::min(period_, longest_patience));

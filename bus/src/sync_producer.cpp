@@ -1,5 +1,6 @@
 #include "velmora_can_bridge/bus/sync_producer.hpp"
 
+#include <optional>
 #include <string>
 
 #include "can_frame_checks.hpp"
@@ -8,10 +9,11 @@
 namespace velmora_can_bridge {
 namespace {
 
-std::string refusal_of(std::uint16_t cob_id) {
-  return cob_id >= 1 && cob_id <= highest_can_id
-             ? ""
-             : "COB-ID " + hex<4>(cob_id) + " of the SYNC is not one of 0x0001 to 0x07FF";
+std::optional<std::string> refusal_of(std::uint16_t cob_id) {
+  if (cob_id >= 1 && cob_id <= highest_can_id) {
+    return std::nullopt;
+  }
+  return "COB-ID " + hex<4>(cob_id) + " of the SYNC is not one of 0x0001 to 0x07FF";
 }
 
 }  // namespace

@@ -24,7 +24,8 @@ using testing::SizeIs;
 
 class AnyProducer : public PeriodicProducer {
  public:
-  AnyProducer(CanChannel& channel, milliseconds period, std::string refusal = "")
+  AnyProducer(CanChannel& channel, milliseconds period,
+              std::optional<std::string> refusal = std::nullopt)
       : PeriodicProducer(channel, frame_of(0x123, "11 22"), period, std::move(refusal)) {}
 };
 

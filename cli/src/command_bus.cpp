@@ -35,11 +35,12 @@ bool CommandBus::is_ready(const BoardFile* board) {
     return false;
   }
   if (!arguments_.trace.empty()) {
-    log_ = std::make_unique<FrameLog>(arguments_.trace, arguments_.bus);
-    if (!log_->problem().empty()) {
-      print_diagnostic(*host_, log_->problem());
+    Expected<std::unique_ptr<FrameLog>> log = FrameLog::open(arguments_.trace, arguments_.bus);
+    if (!log) {
+      print_diagnostic(*host_, log.error());
       return false;
     }
+    log_ = std::move(*log);
   }
   if (simulates) {
     simulation_.emplace(*board);

@@ -2,7 +2,6 @@
 #include <chrono>
 #include <string_view>
 #include <utility>
-#include <variant>
 
 #include "command_bridge.hpp"
 #include "commands.hpp"
@@ -233,8 +232,7 @@ class Tour {
   }
 
   OperationReport execute(const Step& step) {
-    const auto payload = parse_payload_words(step.payload);
-    return bridge_->run(step.device, step.operation, std::get<std::vector<std::uint8_t>>(payload));
+    return bridge_->run(step.device, step.operation, *parse_payload_words(step.payload));
   }
 
   /// Lets the step's time pass, or asks again until the answer is the one waited for.

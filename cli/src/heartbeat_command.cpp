@@ -3,6 +3,7 @@
 #include "interface_channel.hpp"
 #include "number_argument.hpp"
 #include "producer_loop.hpp"
+#include "report.hpp"
 #include "velmora_can_bridge/bus/cob_id.hpp"
 #include "velmora_can_bridge/bus/heartbeat_producer.hpp"
 
@@ -10,7 +11,7 @@ namespace velmora_can_bridge {
 
 ExitStatus heartbeat_command(const CommandLineHost& host, const HeartbeatArguments& arguments) {
   const std::optional<std::uint32_t> node =
-      read_number(host, "node id", arguments.node, 1, highest_node_id);
+      or_diagnostic(host, number_argument("node id", arguments.node, 1, highest_node_id));
   if (!node || !is_interface(host, arguments.bus)) {
     return ExitStatus::bad_input;
   }

@@ -64,8 +64,9 @@ void print_json(const CommandLineHost& host, const NmtArguments& arguments, std:
 ExitStatus nmt_command(const CommandLineHost& host, const NmtArguments& arguments) {
   const std::optional<NmtCommand> command = read_command(host, arguments.command);
   const std::optional<std::uint32_t> node =
-      arguments.node == "all" ? 0
-                              : read_number(host, "node id", arguments.node, 1, highest_node_id);
+      arguments.node == "all"
+          ? 0
+          : or_diagnostic(host, number_argument("node id", arguments.node, 1, highest_node_id));
   std::optional<BoardFile> board;
   if (!command || !node || !load_optional_board(host, arguments.board, board)) {
     return ExitStatus::bad_input;

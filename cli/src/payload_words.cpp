@@ -13,7 +13,6 @@ namespace velmora_can_bridge {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
-using ParsedWord = std::variant<Bytes, std::string>;
 
 struct ValueType {
   std::string_view name;
@@ -33,34 +32,35 @@ constexpr std::array<ValueType, 6> value_types{
     value_type<std::uint16_t>("u16"), value_type<std::int16_t>("s16"),
     value_type<std::uint32_t>("u32"), value_type<std::int32_t>("s32")};
 
-ParsedWord parse_typed_value(std::string_view type_name, std::string_view text) {
+Expected<Bytes> parse_typed_value(std::string_view type_name, std::string_view text) {
   const auto* const type =
       std::find_if(value_types.begin(), value_types.end(),
                    [&](const ValueType& candidate) { return candidate.name == type_name; });
   if (type == value_types.end()) {
-    return "unknown type \"" + std::string(type_name) + "\", expected u8, s8, u16, s16, u32 or s32";
+    return Unexpected{"unknown type \"" + std::string(type_name) +
+                      "\", expected u8, s8, u16, s16, u32 or s32"};
   }
   const auto number = parse_number(text);
   if (!number) {
-    return "\"" + std::string(text) + "\" is not a decimal or 0x hexadecimal number";
+    return Unexpected{"\"" + std::string(text) + "\" is not a decimal or 0x hexadecimal number"};
   }
   if (*number < type->minimum || *number > type->maximum) {
-    return "out of range, " + std::string(type_name) + " is " + std::to_string(type->minimum) +
-           " to " + std::to_string(type->maximum);
+    return Unexpected{"out of range, " + std::string(type_name) + " is " +
+                      std::to_string(type->minimum) + " to " + std::to_string(type->maximum)};
   }
   return little_endian_bytes(static_cast<std::uint64_t>(*number), type->size);
 }
 
-ParsedWord parse_hex_bytes(std::string_view word) {
+Expected<Bytes> parse_hex_bytes(std::string_view word) {
   constexpr std::string_view digits = "0123456789abcdefABCDEF";
   if (word.substr(0, 2) == "0x" || word.substr(0, 2) == "0X") {
-    return "bytes are written without 0x (0F00), numbers with their type (u16:0x0F)";
+    return Unexpected{"bytes are written without 0x (0F00), numbers with their type (u16:0x0F)"};
   }
   if (word.empty() || word.find_first_not_of(digits) != std::string_view::npos) {
-    return "expected hexadecimal bytes (0F00) or a typed value (u16:500)";
+    return Unexpected{"expected hexadecimal bytes (0F00) or a typed value (u16:500)"};
   }
   if (word.size() % 2 != 0) {
-    return "odd number of hexadecimal digits, every byte takes two";
+    return Unexpected{"odd number of hexadecimal digits, every byte takes two"};
   }
   Bytes bytes;
   for (std::size_t position = 0; position < word.size(); position += 2) {
@@ -69,7 +69,7 @@ ParsedWord parse_hex_bytes(std::string_view word) {
   return bytes;
 }
 
-ParsedWord parse_word(std::string_view word) {
+Expected<Bytes> parse_word(std::string_view word) {
   const std::size_t colon = word.find(':');
   return colon == std::string_view::npos
              ? parse_hex_bytes(word)
@@ -78,16 +78,14 @@ ParsedWord parse_word(std::string_view word) {
 
 }  // namespace
 
-std::variant<std::vector<std::uint8_t>, std::string> parse_payload_words(
-    const std::vector<std::string>& words) {
+Expected<Bytes> parse_payload_words(const std::vector<std::string>& words) {
   Bytes payload;
   for (const std::string& word : words) {
-    const ParsedWord parsed = parse_word(word);
-    if (const auto* const reason = std::get_if<std::string>(&parsed)) {
-      return "payload word \"" + word + "\": " + *reason;
+    const Expected<Bytes> bytes = parse_word(word);
+    if (!bytes) {
+      return Unexpected{"payload word \"" + word + "\": " + bytes.error()};
     }
-    const auto& bytes = std::get<Bytes>(parsed);
-    payload.insert(payload.end(), bytes.begin(), bytes.end());
+    payload.insert(payload.end(), bytes->begin(), bytes->end());
   }
   return payload;
 }

@@ -3,8 +3,9 @@
 
 #include <cstdint>
 #include <string>
-#include <variant>
 #include <vector>
+
+#include "velmora_can_bridge/expected.hpp"
 
 namespace velmora_can_bridge {
 
@@ -14,7 +15,6 @@ namespace velmora_can_bridge {
 /// A word is hexadecimal bytes ("0F", "0F00": an even number of digits) or a typed value
 /// ("u16:500", "s16:-500", "u8:0x1F"; types u8, s8, u16, s16, u32, s32; decimal or 0x hexadecimal),
 /// which gives its bytes in little-endian order.
-std::variant<std::vector<std::uint8_t>, std::string> parse_payload_words(
-    const std::vector<std::string>& words);
+Expected<std::vector<std::uint8_t>> parse_payload_words(const std::vector<std::string>& words);
 
 }  // namespace velmora_can_bridge

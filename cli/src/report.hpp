@@ -7,6 +7,7 @@
 #include "velmora_can_bridge/bridge/operation_report.hpp"
 #include "velmora_can_bridge/cli/command_line.hpp"
 #include "velmora_can_bridge/config/board_file.hpp"
+#include "velmora_can_bridge/expected.hpp"
 
 namespace velmora_can_bridge {
 
@@ -22,6 +23,16 @@ void print_failure(const CommandLineHost& host, const std::string& message,
 
 /// A diagnostic line, "velmora-can-bridge: " before it.
 void print_diagnostic(const CommandLineHost& host, const std::string& text);
+
+/// The value. Where there is none, the reason is printed as a diagnostic.
+template <typename Value>
+std::optional<Value> or_diagnostic(const CommandLineHost& host, const Expected<Value>& expected) {
+  if (!expected) {
+    print_diagnostic(host, expected.error());
+    return std::nullopt;
+  }
+  return *expected;
+}
 
 /// Loads the board file and prints its problems as diagnostics; no value when one is an error.
 std::optional<BoardFile> load_board(const CommandLineHost& host, const std::string& path);

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <string>
 #include <utility>
-#include <variant>
 
 #include "payload_words.hpp"
 #include "report.hpp"
@@ -69,13 +68,11 @@ std::optional<RequestedOperation> read_operation(const CommandLineHost& host,
     print_diagnostic(host, *unknown);
     return std::nullopt;
   }
-  auto payload = parse_payload_words(arguments.payload);
-  if (const auto* const reason = std::get_if<std::string>(&payload)) {
-    print_diagnostic(host, *reason);
+  auto payload = or_diagnostic(host, parse_payload_words(arguments.payload));
+  if (!payload) {
     return std::nullopt;
   }
-  return RequestedOperation{*std::move(file),
-                            std::get<std::vector<std::uint8_t>>(std::move(payload))};
+  return RequestedOperation{*std::move(file), *std::move(payload)};
 }
 
 }  // namespace velmora_can_bridge

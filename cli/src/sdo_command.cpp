@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cctype>
-#include <variant>
 
 #include "command_bridge.hpp"
 #include "command_bus.hpp"
@@ -29,9 +28,11 @@ struct SdoTransfer {
 };
 
 std::optional<SdoTransfer> read_object(const CommandLineHost& host, const SdoArguments& arguments) {
-  const auto node_id = read_number(host, "node id", arguments.node, 1, highest_node_id);
-  const auto index = read_number(host, "index", arguments.index, 0, 0xFFFF);
-  const auto sub_index = read_number(host, "sub-index", arguments.sub_index, 0, 0xFF);
+  const auto node_id =
+      or_diagnostic(host, number_argument("node id", arguments.node, 1, highest_node_id));
+  const auto index = or_diagnostic(host, number_argument("index", arguments.index, 0, 0xFFFF));
+  const auto sub_index =
+      or_diagnostic(host, number_argument("sub-index", arguments.sub_index, 0, 0xFF));
   if (!node_id || !index || !sub_index) {
     return std::nullopt;
   }
@@ -132,15 +133,11 @@ ExitStatus sdo_read_command(const CommandLineHost& host, const SdoArguments& arg
 
 ExitStatus sdo_write_command(const CommandLineHost& host, const SdoArguments& arguments) {
   std::optional<SdoTransfer> transfer = read_object(host, arguments);
-  auto value = parse_payload_words(arguments.value);
-  if (const auto* const reason = std::get_if<std::string>(&value)) {
-    print_diagnostic(host, *reason);
+  const auto value = or_diagnostic(host, parse_payload_words(arguments.value));
+  if (!transfer || !value) {
     return ExitStatus::bad_input;
   }
-  if (!transfer) {
-    return ExitStatus::bad_input;
-  }
-  transfer->data = std::get<Bytes>(value);
+  transfer->data = *value;
   return execute(host, arguments, *transfer, false, [&](Bridge& bridge) {
     transfer->error = bridge.write_object(transfer->node_id, transfer->index, transfer->sub_index,
                                           transfer->data);

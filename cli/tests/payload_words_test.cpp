@@ -12,7 +12,7 @@ using Bytes = std::vector<std::uint8_t>;
 struct Row {
   const char* name;
   std::vector<std::string> words;
-  std::variant<Bytes, std::string> expected;
+  Expected<Bytes> expected;
 };
 
 void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
@@ -23,18 +23,18 @@ TEST_P(PayloadWords, give_bytes_or_name_the_culprit) {
   EXPECT_EQ(parse_payload_words(GetParam().words), GetParam().expected);
 }
 
-std::string out_of_range(const std::string& word, const std::string& range) {
-  return "payload word \"" + word + "\": out of range, " + range;
+Unexpected<std::string> out_of_range(const std::string& word, const std::string& range) {
+  return {"payload word \"" + word + "\": out of range, " + range};
 }
 
-std::string no_number(const std::string& word, const std::string& text) {
-  return "payload word \"" + word + "\": \"" + text +
-         "\" is not a decimal or 0x hexadecimal number";
+Unexpected<std::string> no_number(const std::string& word, const std::string& text) {
+  return {"payload word \"" + word + "\": \"" + text +
+          "\" is not a decimal or 0x hexadecimal number"};
 }
 
-std::string no_bytes(const std::string& word) {
-  return "payload word \"" + word +
-         "\": expected hexadecimal bytes (0F00) or a typed value (u16:500)";
+Unexpected<std::string> no_bytes(const std::string& word) {
+  return {"payload word \"" + word +
+          "\": expected hexadecimal bytes (0F00) or a typed value (u16:500)"};
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -52,23 +52,28 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"words_are_joined_in_order", {"03", "u16:750", "s8:-1"}, Bytes{3, 0xEE, 0x02, 0xFF}},
         Row{"odd_digits",
             {"0F0"},
-            "payload word \"0F0\": odd number of hexadecimal digits, every byte takes two"},
+            Unexpected{
+                "payload word \"0F0\": odd number of hexadecimal digits, every byte takes two"}},
         Row{"the_second_word_is_named",
             {"00", "F"},
-            "payload word \"F\": odd number of hexadecimal digits, every byte takes two"},
+            Unexpected{
+                "payload word \"F\": odd number of hexadecimal digits, every byte takes two"}},
         Row{"no_hex", {"xyz"}, no_bytes("xyz")}, Row{"empty_word", {""}, no_bytes("")},
         Row{"blank", {"0F 00"}, no_bytes("0F 00")},
         Row{"sign_among_digits", {"-1"}, no_bytes("-1")},
         Row{"prefix_on_bytes",
             {"0x0F"},
-            "payload word \"0x0F\": bytes are written without 0x (0F00), numbers with their type "
-            "(u16:0x0F)"},
+            Unexpected{"payload word \"0x0F\": bytes are written without 0x (0F00), numbers with "
+                       "their type "
+                       "(u16:0x0F)"}},
         Row{"unknown_type",
             {"u24:1"},
-            "payload word \"u24:1\": unknown type \"u24\", expected u8, s8, u16, s16, u32 or s32"},
+            Unexpected{"payload word \"u24:1\": unknown type \"u24\", expected u8, s8, u16, s16, "
+                       "u32 or s32"}},
         Row{"upper_case_type",
             {"U8:1"},
-            "payload word \"U8:1\": unknown type \"U8\", expected u8, s8, u16, s16, u32 or s32"},
+            Unexpected{"payload word \"U8:1\": unknown type \"U8\", expected u8, s8, u16, s16, u32 "
+                       "or s32"}},
         Row{"u8_too_large", {"u8:256"}, out_of_range("u8:256", "u8 is 0 to 255")},
         Row{"u8_negative", {"u8:-1"}, out_of_range("u8:-1", "u8 is 0 to 255")},
         Row{"s8_too_large", {"s8:128"}, out_of_range("s8:128", "s8 is -128 to 127")},

@@ -43,6 +43,12 @@ class Expected {
   /// Why there is no value, which must be missing: else `std::bad_variant_access`.
   const Error& error() const { return std::get<1>(content_); }
 
+  /// Equal are equal values and equal errors, never one of each.
+  friend bool operator==(const Expected& left, const Expected& right) {
+    return left.content_ == right.content_;
+  }
+  friend bool operator!=(const Expected& left, const Expected& right) { return !(left == right); }
+
  private:
   std::variant<Value, Error> content_;
 };

@@ -39,7 +39,7 @@ void ObjectDictionary::add(std::uint16_t index, std::uint8_t sub_index, ObjectEn
 UploadResult ObjectDictionary::upload(std::uint16_t index, std::uint8_t sub_index) const {
   std::vector<std::uint8_t> data;
   if (const std::optional<SdoAbort> abort = upload(index, sub_index, data)) {
-    return *abort;
+    return Unexpected{*abort};
   }
   return data;
 }

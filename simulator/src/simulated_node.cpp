@@ -42,9 +42,8 @@ std::vector<FieldValue> mapped_values(const ObjectDictionary& objects,
       continue;
     }
     UploadResult value = objects.upload(mapping.index, mapping.sub_index);
-    auto* const bytes = std::get_if<std::vector<std::uint8_t>>(&value);
     values.push_back({mapping.index, mapping.sub_index,
-                      bytes == nullptr ? std::vector<std::uint8_t>() : std::move(*bytes)});
+                      value ? std::move(*value) : std::vector<std::uint8_t>()});
   }
   return values;
 }
@@ -108,7 +107,7 @@ bool SimulatedNode::send_rpdo(std::uint8_t node_id, std::uint8_t rpdo,
 UploadResult SimulatedNode::sdo_upload(std::uint16_t index, std::uint8_t sub_index) {
   std::vector<std::uint8_t> data;
   if (const std::optional<SdoAbort> abort = sdo_upload(index, sub_index, data)) {
-    return *abort;
+    return Unexpected{*abort};
   }
   return data;
 }

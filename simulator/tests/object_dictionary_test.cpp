@@ -8,7 +8,6 @@
 #include <ostream>
 #include <string>
 #include <utility>
-#include <variant>
 #include <vector>
 
 namespace velmora_can_bridge {
@@ -50,16 +49,17 @@ TEST_P(UploadTest, answers_with_bytes_or_abort) {
 
 INSTANTIATE_TEST_SUITE_P(
     all, UploadTest,
-    testing::Values(UploadCase{"read_write", {0x2000, 1}, Bytes{0x11, 0x22}},
-                    UploadCase{"read_only", {0x2000, 2}, Bytes{0x33}},
-                    UploadCase{"variable_length", {0x2001, 0}, Bytes{'a', 'b'}},
-                    UploadCase{"no_bytes", {0x2002, 0}, Bytes{}},
-                    UploadCase{"write_only", {0x2000, 3}, SdoAbort::read_of_write_only},
-                    UploadCase{"absent_index", {0x2003, 1}, SdoAbort::no_such_object},
-                    UploadCase{"absent_sub_index", {0x2000, 4}, SdoAbort::no_such_sub_index},
-                    UploadCase{"absent_sub_index_0", {0x2000, 0}, SdoAbort::no_such_sub_index},
-                    UploadCase{"lowest_address", {0x0000, 0}, SdoAbort::no_such_object},
-                    UploadCase{"highest_address", {0xFFFF, 255}, SdoAbort::no_such_object}),
+    testing::Values(
+        UploadCase{"read_write", {0x2000, 1}, Bytes{0x11, 0x22}},
+        UploadCase{"read_only", {0x2000, 2}, Bytes{0x33}},
+        UploadCase{"variable_length", {0x2001, 0}, Bytes{'a', 'b'}},
+        UploadCase{"no_bytes", {0x2002, 0}, Bytes{}},
+        UploadCase{"write_only", {0x2000, 3}, Unexpected{SdoAbort::read_of_write_only}},
+        UploadCase{"absent_index", {0x2003, 1}, Unexpected{SdoAbort::no_such_object}},
+        UploadCase{"absent_sub_index", {0x2000, 4}, Unexpected{SdoAbort::no_such_sub_index}},
+        UploadCase{"absent_sub_index_0", {0x2000, 0}, Unexpected{SdoAbort::no_such_sub_index}},
+        UploadCase{"lowest_address", {0x0000, 0}, Unexpected{SdoAbort::no_such_object}},
+        UploadCase{"highest_address", {0xFFFF, 255}, Unexpected{SdoAbort::no_such_object}}),
     [](const testing::TestParamInfo<UploadCase>& row) { return row.param.name; });
 
 struct DownloadCase {

@@ -76,10 +76,10 @@ class ServedObject {
  private:
   std::optional<SdoAbort> give(Bytes& data) {
     left_over += data.size();
-    if (const auto* const abort = std::get_if<SdoAbort>(&uploaded)) {
-      return *abort;
+    if (!uploaded) {
+      return uploaded.error();
     }
-    data = std::get<Bytes>(uploaded);
+    data = *uploaded;
     return std::nullopt;
   }
 
@@ -170,12 +170,12 @@ TEST_F(SdoServerTest, uploads_of_every_length_arrive) {
 
     ASSERT_EQ(object.send(request(0x40, place)),
               answer(0x41, place, static_cast<std::uint32_t>(length)));
-    ASSERT_EQ(upload_segments(object), std::get<Bytes>(object.uploaded)) << length;
+    ASSERT_EQ(upload_segments(object), *object.uploaded) << length;
   }
 }
 
 TEST_F(SdoServerTest, refused_upload_is_aborted) {
-  object.uploaded = SdoAbort::no_such_sub_index;
+  object.uploaded = Unexpected{SdoAbort::no_such_sub_index};
 
   EXPECT_EQ(object.send(request(0x40, place)), refusal(place, SdoAbort::no_such_sub_index));
 }
@@ -537,7 +537,7 @@ INSTANTIATE_TEST_SUITE_P(all, TransferEndTest,
 TEST_F(SdoServerTest, refused_upload_ends_the_transfer_before) {
   object.uploaded = counting_bytes(40);
   object.send(request(0x40, place));
-  object.uploaded = SdoAbort::no_such_object;
+  object.uploaded = Unexpected{SdoAbort::no_such_object};
   object.send(request(0x40, other));
 
   EXPECT_EQ(object.send(request(0x60)), no_transfer);
@@ -693,7 +693,7 @@ TEST_F(SdoServerTest, any_frames_get_a_sound_answer) {
 TEST_F(SdoServerTest, each_upload_begins_with_no_bytes) {
   object.uploaded = Bytes{1, 2, 3, 4};
   object.send(request(0x40, place));
-  object.uploaded = SdoAbort::no_such_object;
+  object.uploaded = Unexpected{SdoAbort::no_such_object};
   object.send(request(0x40, place));
   object.send(request(0x23, place, 1));
   object.uploaded = Bytes{5};

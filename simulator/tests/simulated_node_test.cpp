@@ -144,7 +144,7 @@ TEST_F(SimulatedNodeTest, bench_access_leaves_the_last_abort) {
 
 TEST_F(SimulatedNodeTest, device_answers_without_the_bus_face) {
   EXPECT_EQ(node.sdo_download(0x2300, 9, {1}), std::nullopt);
-  EXPECT_EQ(node.sdo_upload(0x2300, 9), UploadResult(SdoAbort::read_of_write_only));
+  EXPECT_EQ(node.sdo_upload(0x2300, 9), UploadResult(Unexpected{SdoAbort::read_of_write_only}));
   EXPECT_EQ(node.last_sdo_abort(), SdoAbort::read_of_write_only);
   EXPECT_EQ(node.sdo_upload(0x6040, 0), UploadResult(Bytes{0, 0}));
   EXPECT_EQ(node.last_sdo_abort(), std::nullopt);
@@ -547,7 +547,7 @@ TEST(BareSimulatedNodeTest, has_identity_but_no_rpdo) {
   SimulatedNode node(0x7F);
 
   EXPECT_EQ(node.sdo_upload(0x1018, 0), UploadResult(Bytes{4}));
-  EXPECT_EQ(node.sdo_upload(0x6040, 0), UploadResult(SdoAbort::no_such_object));
+  EXPECT_EQ(node.sdo_upload(0x6040, 0), UploadResult(Unexpected{SdoAbort::no_such_object}));
   EXPECT_TRUE(node.send_rpdo(0x7F, 1, counting, 8));
   EXPECT_THAT(node.emergencies(), IsEmpty());
 }

@@ -219,7 +219,9 @@ void TrafficDecoder::decode_predefined_pdo(DecodedFrame& decoded) const {
   content.number = pdo->number;
   decoded.kind = pdo->direction == PdoDirection::rpdo ? TrafficKind::rpdo : TrafficKind::tpdo;
   set_node(decoded, node_id);
-  decoded.problem = node == nullptr ? "" : "not in the board file";
+  if (node != nullptr) {
+    decoded.problem = "not in the board file";
+  }
   decoded.content = std::move(content);
 }
 

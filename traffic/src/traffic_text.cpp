@@ -200,7 +200,7 @@ struct ContentText {
 std::string whose_text(const DecodedFrame& decoded) {
   if (decoded.node_id == 0) {
     const bool is_for_all = std::holds_alternative<NmtContent>(decoded.content);
-    return is_for_all && decoded.problem.empty() ? "all nodes" : "";
+    return is_for_all && !decoded.problem ? "all nodes" : "";
   }
   return node_text(decoded.node_id) + (decoded.is_node_known ? "" : " (not in the board file)");
 }
@@ -301,7 +301,7 @@ void ContentJson::operator()(const SdoTrafficContent& content) const {
 
 std::string traffic_text(std::chrono::nanoseconds time, const DecodedFrame& decoded) {
   constexpr std::size_t column = 9;
-  const std::string problem = decoded.problem.empty() ? "" : " (" + decoded.problem + ")";
+  const std::string problem = decoded.problem ? " (" + *decoded.problem + ")" : "";
   std::string line = seconds_text(time) + "  " + padded(whose_text(decoded), column) + "  " +
                      padded(kind_text(decoded), column) + "  " +
                      std::visit(ContentText{&decoded}, decoded.content) + problem;
@@ -320,8 +320,8 @@ std::string traffic_json(std::chrono::nanoseconds time, const DecodedFrame& deco
     line["in_board_file"] = decoded.is_node_known;
   }
   std::visit(ContentJson{&decoded, &line}, decoded.content);
-  if (!decoded.problem.empty()) {
-    line["problem"] = decoded.problem;
+  if (decoded.problem) {
+    line["problem"] = *decoded.problem;
   }
   return json_text(line);
 }

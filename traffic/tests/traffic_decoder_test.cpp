@@ -663,7 +663,7 @@ TEST_F(TrafficDecoderTest, frames_of_a_simulated_node_have_no_problem) {
   for (const CanFrame& frame : frames) {
     const DecodedFrame decoded = decoder.decode(frame);
     kinds.push_back(decoded.kind);
-    if (!decoded.problem.empty()) {
+    if (decoded.problem) {
       problems.push_back(traffic_text(milliseconds(0), decoded));
     }
   }

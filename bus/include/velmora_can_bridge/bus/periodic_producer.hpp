@@ -55,10 +55,10 @@ class PeriodicProducer {
 
  protected:
   /// `channel` outlives the producer. A period below 1 ms cannot be kept: `poll` then fails once a
-  /// millisecond and sends nothing. So it does, once a period, for any `refusal`, which is empty or
-  /// why the frame cannot be sent.
+  /// millisecond and sends nothing. So it does, once a period, where `refusal` tells why the frame
+  /// cannot be sent.
   PeriodicProducer(CanChannel& channel, const CanFrame& frame, std::chrono::milliseconds period,
-                   std::string refusal);
+                   std::optional<std::string> refusal = std::nullopt);
   ~PeriodicProducer();
 
  private:
@@ -66,7 +66,7 @@ class PeriodicProducer {
 
   const std::unique_ptr<CanEndpoint> endpoint_;
   const CanFrame frame_;
-  const std::string refusal_;
+  const std::optional<std::string> refusal_;
   const std::chrono::milliseconds period_;
   std::chrono::steady_clock::time_point next_;
   std::uint64_t sent_ = 0;

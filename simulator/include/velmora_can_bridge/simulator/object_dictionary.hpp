@@ -5,10 +5,10 @@
 #include <cstdint>
 #include <map>
 #include <optional>
-#include <variant>
 #include <vector>
 
 #include "velmora_can_bridge/bus/sdo_abort.hpp"
+#include "velmora_can_bridge/expected.hpp"
 
 namespace velmora_can_bridge {
 
@@ -34,7 +34,7 @@ struct ObjectAddress {
 };
 
 /// The outcome of an upload: the object's bytes, or why there are none.
-using UploadResult = std::variant<std::vector<std::uint8_t>, SdoAbort>;
+using UploadResult = Expected<std::vector<std::uint8_t>, SdoAbort>;
 
 /// Objects by index and sub-index. Not thread-safe; `SimulatedNode` locks around it.
 ///

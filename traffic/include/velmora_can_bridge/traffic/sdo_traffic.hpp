@@ -51,8 +51,8 @@ struct SdoContent {
   /// Of `last_segment`: the whole value, as far as `SdoTraffic::kept_bytes` goes.
   std::vector<std::uint8_t> whole;
   std::uint32_t abort_code = 0;
-  /// What is odd about the frame, in a few words; usually nothing.
-  std::string problem;
+  /// What is odd about the frame, in a few words.
+  std::optional<std::string> problem;
 };
 
 /// Follows the transfers of one node (CiA 301, 7.2.4.3), which come one after another.

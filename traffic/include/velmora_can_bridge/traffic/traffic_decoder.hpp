@@ -91,8 +91,8 @@ struct DecodedFrame {
   std::variant<std::monostate, NmtContent, HeartbeatContent, EmergencyContent, PdoContent,
                SdoTrafficContent>
       content;
-  /// What is odd about the frame, in a few words; usually nothing.
-  std::string problem;
+  /// What is odd about the frame, in a few words.
+  std::optional<std::string> problem;
 };
 
 /// Tells what frames are: network management, emergencies, PDOs with their fields, SDO transfers.
