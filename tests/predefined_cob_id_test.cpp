@@ -20,5 +20,15 @@ TEST(PredefinedCobId, there_are_four_each_way) {
   }
 }
 
+TEST(PredefinedCobId, functions_stand_where_the_connection_set_has_them) {
+  EXPECT_EQ(nmt_cob_id, 0x000);
+  EXPECT_EQ(sync_cob_id, 0x080);
+  EXPECT_EQ(emergency_cob_id, 0x080);
+  EXPECT_EQ(time_cob_id, 0x100);
+  EXPECT_EQ(sdo_answer_cob_id, 0x580);
+  EXPECT_EQ(sdo_request_cob_id, 0x600);
+  EXPECT_EQ(heartbeat_cob_id, 0x700);
+}
+
 }  // namespace
 }  // namespace velmora_can_bridge

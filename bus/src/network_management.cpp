@@ -22,12 +22,6 @@ constexpr milliseconds send_patience{20};
 constexpr int frames_without_time = 4096;
 // Between two events that tell of lost frames.
 constexpr milliseconds loss_interval{100};
-// Bit 7 belongs to node guarding, which alternates it.
-constexpr std::uint8_t state_mask = 0x7F;
-
-std::uint8_t node_of(const CanFrame& frame) {
-  return static_cast<std::uint8_t>(frame.id & highest_node_id);
-}
 
 }  // namespace
 
@@ -114,7 +108,7 @@ void NodeWatch::take(const CanFrame& frame, const CanArrival& arrival) {
   note_losses(arrival.lost, arrival.time);
   // Whatever came before this frame was taken. Other heartbeats may have come with it and wait.
   find_lost(arrival.time - moment);
-  const std::uint8_t node_id = node_of(frame);
+  const std::uint8_t node_id = node_id_of(frame.id);
   if (!is_node_id(node_id)) {
     return;  // 0x080 is SYNC
   }
@@ -140,7 +134,7 @@ void NodeWatch::handle_heartbeat(std::uint8_t node_id, const CanFrame& frame, Ti
   if (frame.length != 1) {
     return;
   }
-  const auto state = NmtState{static_cast<std::uint8_t>(frame.data[0] & state_mask)};
+  const auto state = heartbeat_state(frame.data[0]);
   std::optional<NmtState> before;
   {
     const std::lock_guard<std::mutex> lock(mutex_);

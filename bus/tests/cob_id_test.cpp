@@ -28,6 +28,7 @@ TEST(CobIdTest, no_two_functions_of_any_nodes_share_an_identifier) {
          {emergency_cob_id, sdo_answer_cob_id, sdo_request_cob_id, heartbeat_cob_id}) {
       EXPECT_TRUE(is_new(first + node));
       EXPECT_EQ((first + node) & function_mask, first);
+      EXPECT_EQ(node_id_of(static_cast<std::uint16_t>(first + node)), node);
     }
   }
 }

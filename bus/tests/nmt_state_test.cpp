@@ -20,5 +20,11 @@ TEST(NmtStateTest, text_names_the_four_states_of_all_values) {
   }
 }
 
+TEST(HeartbeatStateTest, has_no_toggle_bit_of_node_guarding) {
+  EXPECT_EQ(heartbeat_state(0x05), NmtState::operational);
+  EXPECT_EQ(heartbeat_state(0x85), NmtState::operational);
+  EXPECT_EQ(heartbeat_state(0xFF), NmtState::pre_operational);
+}
+
 }  // namespace
 }  // namespace velmora_can_bridge

@@ -8,8 +8,11 @@
 #include <unordered_map>
 #include <vector>
 
+#include "ground/pdo.hpp"
 #include "member_readers.hpp"
+#include "velmora_can_bridge/node_id.hpp"
 #include "velmora_can_bridge/operation_kinds.hpp"
+#include "velmora_can_bridge/predefined_cob_id.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -22,7 +25,7 @@ using std::uint8_t;
 constexpr Presence required = Presence::required;
 constexpr Presence optional = Presence::optional;
 
-constexpr std::string_view directions[] = {"RPDO", "TPDO"};
+constexpr std::string_view directions[] = {rpdo_direction, tpdo_direction};
 constexpr std::string_view profiles[] = {"", "ci402", "claw", "io"};
 // Narrower than the core, for which every text but "sdo" is the RPDO path: a slip is found here.
 constexpr std::string_view transports[] = {"", "sdo", "pdo"};
@@ -59,8 +62,11 @@ void read_mapping(const Item& item, PdoMapping& mapping) {
 /// The identifiers that CiA 301 (7.3.5) leaves to PDOs: not those of NMT, SYNC, emergencies, SDO
 /// and heartbeats, nor the restricted ones.
 void read_cob_id(const Item& item, uint16_t& target) {
+  constexpr uint16_t highest_pdo_cob_id = 0x6DF;
   if (const auto number =
-          number_among(item, {{0x181, 0x57F}, {0x680, 0x6DF}},
+          number_among(item,
+                       {{predefined_tpdo_cob_id(1, 1), sdo_answer_cob_id - 1},
+                        {sdo_request_cob_id + highest_node_id + 1, highest_pdo_cob_id}},
                        "an identifier that PDOs may have, 0x181 to 0x57F or 0x680 to 0x6DF")) {
     target = static_cast<uint16_t>(*number);
   }
@@ -167,7 +173,8 @@ void read_pdos(const Item& item, NodeConfig& node) {
 }
 
 constexpr Member<NodeConfig> node_members[] = {
-    {"node_id", required, read_into<&NodeConfig::node_id, read_number<uint8_t, 1, 127>>},
+    {"node_id", required,
+     read_into<&NodeConfig::node_id, read_number<uint8_t, 1, highest_node_id>>},
     {"device_od_map", optional, read_devices},
     {"pdos", optional, read_pdos},
     {"operations", optional,

@@ -28,8 +28,7 @@ void for_each_with_cob_id(std::uint8_t node_id, const PdosByNumber& pdos, Take t
 /// CiA 301, 7.2.7: error code, error register, five bytes of the device.
 CanFrame emergency_frame(std::uint16_t cob_id, const Emergency& emergency) {
   CanFrame frame{cob_id, 8, {}};
-  frame.data[0] = static_cast<std::uint8_t>(emergency.error_code & 0xFFU);
-  frame.data[1] = static_cast<std::uint8_t>(emergency.error_code >> 8U);
+  put_little_endian(frame.data.begin(), 2, emergency.error_code);
   frame.data[2] = emergency.error_register;
   std::copy(emergency.device_data.begin(), emergency.device_data.end(), frame.data.begin() + 3);
   return frame;

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "ground/little_endian.hpp"
 #include "ground/pdo.hpp"
 #include "node_drives.hpp"
 #include "node_objects.hpp"
@@ -262,10 +263,10 @@ void SimulatedNode::note_fault_changes() {
     const std::uint8_t remaining = was_last_error ? std::uint8_t{0} : before;
     const std::uint8_t error_bits = change.has_fault ? raised : remaining;
     objects_.store(error_register_index, 0, {error_bits});
-    note_emergency({change.has_fault ? emergency_generic_error : emergency_error_reset,
-                    error_bits,
-                    {static_cast<std::uint8_t>(change.base_index & 0xFFU),
-                     static_cast<std::uint8_t>(change.base_index >> 8U)}});
+    Emergency emergency{
+        change.has_fault ? emergency_generic_error : emergency_error_reset, error_bits, {}};
+    put_little_endian(emergency.device_data.begin(), 2, change.base_index);
+    note_emergency(emergency);
   }
 }
 

@@ -11,10 +11,6 @@
 namespace velmora_can_bridge {
 namespace {
 
-constexpr std::uint16_t time_cob_id = 0x100;
-// Bit 7 of a heartbeat belongs to node guarding, which alternates it.
-constexpr std::uint8_t state_mask = 0x7F;
-
 /// Whether the frame has the one length that its kind has; says so otherwise.
 bool has_length(DecodedFrame& decoded, std::size_t length, const std::string& kind) {
   if (decoded.frame.length == length) {
@@ -96,7 +92,7 @@ bool TrafficDecoder::decode_broadcast(DecodedFrame& decoded) {
 /// Frames whose COB-ID holds a node id and a function other than a PDO.
 bool TrafficDecoder::decode_node_service(DecodedFrame& decoded) {
   const std::uint16_t function = decoded.frame.id & static_cast<std::uint16_t>(~highest_node_id);
-  if (!is_node_id(node_of(decoded.frame))) {
+  if (!is_node_id(node_id_of(decoded.frame.id))) {
     return false;
   }
   switch (function) {
@@ -132,12 +128,12 @@ void TrafficDecoder::decode_nmt(DecodedFrame& decoded) const {
 
 void TrafficDecoder::decode_heartbeat(DecodedFrame& decoded) {
   decoded.kind = TrafficKind::heartbeat;
-  set_node(decoded, node_of(decoded.frame));
+  set_node(decoded, node_id_of(decoded.frame.id));
   if (!has_length(decoded, 1, "a heartbeat")) {
     return;
   }
   Node& node = nodes_.at(decoded.node_id);
-  const auto state = NmtState{static_cast<std::uint8_t>(decoded.frame.data[0] & state_mask)};
+  const auto state = heartbeat_state(decoded.frame.data[0]);
   const bool has_changed = std::exchange(node.state, state) != state;
   decoded.content = HeartbeatContent{state, has_changed};
   if (state == NmtState::boot_up) {
@@ -148,7 +144,7 @@ void TrafficDecoder::decode_heartbeat(DecodedFrame& decoded) {
 
 void TrafficDecoder::decode_emergency(DecodedFrame& decoded) const {
   decoded.kind = TrafficKind::emergency;
-  set_node(decoded, node_of(decoded.frame));
+  set_node(decoded, node_id_of(decoded.frame.id));
   const auto& data = decoded.frame.data;
   if (!has_length(decoded, data.size(), "an emergency")) {
     return;
@@ -162,7 +158,7 @@ void TrafficDecoder::decode_emergency(DecodedFrame& decoded) const {
 
 void TrafficDecoder::decode_sdo(DecodedFrame& decoded, TrafficKind kind) {
   decoded.kind = kind;
-  set_node(decoded, node_of(decoded.frame));
+  set_node(decoded, node_id_of(decoded.frame.id));
   Node& node = nodes_.at(decoded.node_id);
   SdoTrafficContent content;
   content.sdo = kind == TrafficKind::sdo_request ? node.sdo.request(decoded.frame)
@@ -206,7 +202,7 @@ bool TrafficDecoder::decode_mapped_pdo(DecodedFrame& decoded) const {
 
 /// A PDO that the board file does not hold, by the predefined connection set.
 void TrafficDecoder::decode_predefined_pdo(DecodedFrame& decoded) const {
-  const std::uint8_t node_id = node_of(decoded.frame);
+  const std::uint8_t node_id = node_id_of(decoded.frame.id);
   const std::optional<PdoName> pdo = predefined_pdo(node_id, decoded.frame.id);
   if (!pdo) {
     return;

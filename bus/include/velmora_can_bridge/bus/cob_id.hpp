@@ -1,4 +1,4 @@
-/// COB-IDs of the predefined connection set (CiA 301, 7.3.3), those of PDOs included.
+/// COB-IDs taken apart, and those of the predefined connection set (CiA 301, 7.3.3).
 #pragma once
 
 #include <cstdint>
@@ -8,19 +8,12 @@
 
 namespace velmora_can_bridge {
 
-/// NMT commands, to all nodes.
-inline constexpr std::uint16_t nmt_cob_id = 0x000;
-
-/// The SYNC, unless object 0x1005 of the nodes says another one.
-inline constexpr std::uint16_t sync_cob_id = 0x080;
-
-/// First COB-ID of each function; a node's own is this plus its node id.
-inline constexpr std::uint16_t emergency_cob_id = 0x080;
-inline constexpr std::uint16_t sdo_answer_cob_id = 0x580;
-inline constexpr std::uint16_t sdo_request_cob_id = 0x600;
-inline constexpr std::uint16_t heartbeat_cob_id = 0x700;
-
 /// Selects the function of a COB-ID, without the node id.
 inline constexpr std::uint16_t function_mask = 0x780;
+
+/// The node id in a COB-ID of the predefined connection set; 0 in one that is for all nodes.
+inline constexpr std::uint8_t node_id_of(std::uint16_t cob_id) {
+  return static_cast<std::uint8_t>(cob_id & highest_node_id);
+}
 
 }  // namespace velmora_can_bridge

@@ -15,6 +15,11 @@ enum class NmtState : std::uint8_t {
   pre_operational = 127,
 };
 
+/// The state that the byte of a heartbeat carries, without its bit 7: node guarding alternates it.
+inline constexpr NmtState heartbeat_state(std::uint8_t byte) {
+  return NmtState{static_cast<std::uint8_t>(byte & 0x7FU)};
+}
+
 /// What the NMT master tells nodes, valued as its frames carry it.
 enum class NmtCommand : std::uint8_t {
   start = 1,
