@@ -28,7 +28,7 @@ bool has_prefix(std::string_view text, std::string_view prefix) {
 }
 
 /// A number too large for the result gives the largest result.
-std::optional<std::uint64_t> parse_digits(std::string_view digits, int base) {
+std::optional<std::uint64_t> unsigned_digits(std::string_view digits, int base) {
   std::uint64_t number = 0;
   const char* end = digits.data() + digits.size();
   const auto [stop, failure] = std::from_chars(digits.data(), end, number, base);
@@ -38,12 +38,12 @@ std::optional<std::uint64_t> parse_digits(std::string_view digits, int base) {
   return failure == std::errc() ? number : std::numeric_limits<std::uint64_t>::max();
 }
 
-std::optional<std::uint64_t> parse_number(std::string_view text) {
+std::optional<std::uint64_t> unsigned_number(std::string_view text) {
   constexpr std::string_view hexadecimal = "0x";
   if (has_prefix(text, hexadecimal)) {
-    return parse_digits(text.substr(hexadecimal.size()), 16);
+    return unsigned_digits(text.substr(hexadecimal.size()), 16);
   }
-  return parse_digits(text, 10);
+  return unsigned_digits(text, 10);
 }
 
 bool has_leading_zero(std::string_view text) {
@@ -52,7 +52,7 @@ bool has_leading_zero(std::string_view text) {
 
 /// Why the scalar is no number, when that is not plain to see.
 std::string number_hint(const YamlValue& value) {
-  if (value.type != YamlType::scalar || !parse_number(value.text)) {
+  if (value.type != YamlType::scalar || !unsigned_number(value.text)) {
     return "";
   }
   if (value.is_text) {
@@ -121,7 +121,7 @@ std::optional<std::uint64_t> number_among(const Item& item, const std::vector<Nu
                                           const std::string& expectation) {
   const YamlValue& value = item.value;
   if (value.type == YamlType::scalar && !value.is_text && !has_leading_zero(value.text)) {
-    const std::optional<std::uint64_t> number = parse_number(value.text);
+    const std::optional<std::uint64_t> number = unsigned_number(value.text);
     const bool is_allowed =
         number && std::any_of(ranges.begin(), ranges.end(), [&](const NumberRange& range) {
           return range.low <= *number && *number <= range.high;

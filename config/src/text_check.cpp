@@ -16,7 +16,7 @@ std::size_t allowed_length(std::string_view text) {
   return is_control && !is_space ? 0 : character_length(text);
 }
 
-Position position_of(std::string_view text, std::size_t offset) {
+Position place_in(std::string_view text, std::size_t offset) {
   const std::string_view before = text.substr(0, offset);
   const auto lines = static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n'));
   const std::size_t line_end = before.rfind('\n');
@@ -44,7 +44,7 @@ bool check_text(std::string_view text, ProblemList& problems) {
   while (offset < text.size()) {
     const std::size_t length = allowed_length(text.substr(offset));
     if (length == 0) {
-      problems.error(position_of(text, offset), message_about(text[offset]));
+      problems.error(place_in(text, offset), message_about(text[offset]));
       return false;
     }
     offset += length;

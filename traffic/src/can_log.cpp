@@ -9,7 +9,7 @@
 namespace velmora_can_bridge {
 namespace {
 
-std::string padded(long long number, std::size_t digits) {
+std::string with_leading_zeros(long long number, std::size_t digits) {
   const std::string text = std::to_string(number);
   return std::string(text.size() < digits ? digits - text.size() : 0, '0') + text;
 }
@@ -46,8 +46,8 @@ bool take_interface(std::string_view& line) {
 std::string can_log_line(std::chrono::microseconds time, const std::string& interface,
                          const CanFrame& frame) {
   constexpr long long per_second = 1000000;
-  std::string line = "(" + padded(time.count() / per_second, 10) + "." +
-                     padded(time.count() % per_second, 6) + ") " + interface + " " +
+  std::string line = "(" + with_leading_zeros(time.count() / per_second, 10) + "." +
+                     with_leading_zeros(time.count() % per_second, 6) + ") " + interface + " " +
                      hex<4>(frame.id).substr(3) + "#";
   for (std::size_t position = 0; position < frame.length && position < frame.data.size();
        ++position) {
