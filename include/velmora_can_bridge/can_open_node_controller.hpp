@@ -21,34 +21,17 @@ namespace velmora_can_bridge {
 /// Runs configured operations on one node, over a bus that it is given.
 ///
 /// Keeps an image of every RPDO, so that a write of one mapped field sends the other fields of the
-/// frame unchanged (docs/rpdo-shadow.md tells its life):
+/// frame unchanged. docs/rpdo-shadow.md has all rules for it; a caller must know these:
 ///
-/// - Loaded from the node before the first write of the RPDO, one SDO read per mapping that owns a
-///   whole byte of the frame. A refused read fails the operation ("RPDO shadow sync failed for ")
-///   with nothing changed; the next one tries again. With `refresh_shadow` it is loaded before that
-///   write in any case, never fails, and an object that the node refuses keeps its bytes.
-/// - An answer shorter than its field leaves the rest of it 0. Padding (`is_dummy_entry`) is not
-///   read and is 0. The frame's length is the sum of the mapped bits, rounded up to bytes, at most
-///   8. RPDO entries with one number are laid over each other in list order, each from byte 0; the
-///   longest gives the length.
-/// - A field stands behind the whole bytes of the mappings before it. A write reaches only whole
-///   bytes of its own field inside the frame: surplus bytes are dropped, missing ones stay as they
-///   are. A failed send leaves the new bytes in the image; the next send carries them.
+/// - It is loaded from the node by SDO before the first write of the RPDO. A refused read fails the
+///   operation ("RPDO shadow sync failed for ") with nothing changed; the next one tries again.
+/// - With `refresh_shadow` it is loaded before that write in any case. The load never fails then,
+///   and an object that the node refuses keeps its bytes.
+/// - A failed send leaves the new bytes in the image; the next send carries them.
 /// - Drive and claw operations repeat in every image what they have written to a mapped object, as
 ///   docs/operations.md says with the kind, and "pdo_bit_patch" changes its image also when it
-///   delivers by SDO. Other SDO writes leave the images alone.
-/// - What drive and claw operations have repeated so since the start, or since
-///   `forget_rpdo_shadows`, stays when the image is loaded for the first write; bytes that they did
-///   not reach come from the node. With `refresh_shadow` all of it comes from the node.
-/// - RPDO number 0 in an operation finds the first RPDO that maps the object and is not numbered 0
-///   itself. Where an operation searches the board's list, one numbered 0 is found like any other.
-/// - Of several mappings of one name the first counts; each mapping of an object has its own place.
-/// - Where entries of one number share a frame byte, the later in the list gives it, the zeros of
-///   padding and of short answers included.
-/// - Bit operations take fields of 8 to 15 bits inside the frame. One at byte 8 or beyond is
-///   refused like one of another length, before any lock or bus call; only "bit_patch" by SDO,
-///   which needs no image, takes it.
-/// - An exception during a load leaves image, length and synced flag as they were.
+///   delivers by SDO. Other SDO writes, and changes by the node itself, leave the images alone.
+/// - A node that has restarted needs `forget_rpdo_shadows`.
 ///
 /// Every public member may be called from any thread, from several at once. Operations that write
 /// through an RPDO run one after another, in the order in which they came, those inside an
@@ -126,43 +109,28 @@ class CanOpenNodeController {
   struct RpdoUpdate;
   struct DriveStep;
 
-  OperationResult exec_sdo_write(const OperationConfig& op, const std::string& device,
-                                 const std::vector<std::uint8_t>& payload);
-  OperationResult exec_sdo_read(const OperationConfig& op, const std::string& device,
-                                const std::vector<std::uint8_t>& payload);
-  OperationResult exec_read_multi(const OperationConfig& op, const std::string& device,
+  /// One for each kind; the table in `execute_configured_operation` says which.
+  using Handler = OperationResult(const OperationConfig& op, const std::string& device,
                                   const std::vector<std::uint8_t>& payload);
-  OperationResult exec_od_io_read(const OperationConfig& op, const std::string& device,
-                                  const std::vector<std::uint8_t>& payload);
-  OperationResult exec_od_io_write(const OperationConfig& op, const std::string& device,
-                                   const std::vector<std::uint8_t>& payload);
-  OperationResult exec_led_write(const OperationConfig& op, const std::string& device,
-                                 const std::vector<std::uint8_t>& payload);
-  OperationResult exec_auto_write(const OperationConfig& op, const std::string& device,
-                                  const std::vector<std::uint8_t>& payload);
-  OperationResult exec_pdo_write_patch(const OperationConfig& op, const std::string& device,
-                                       const std::vector<std::uint8_t>& payload);
-  OperationResult exec_bit_patch(const OperationConfig& op, const std::string& device,
-                                 const std::vector<std::uint8_t>& payload);
-  OperationResult exec_pdo_bit_patch(const OperationConfig& op, const std::string& device,
-                                     const std::vector<std::uint8_t>& payload);
 
-  OperationResult exec_ci402_enable(const OperationConfig& op, const std::string& device,
-                                    const std::vector<std::uint8_t>& payload);
-  OperationResult exec_ci402_disable(const OperationConfig& op, const std::string& device,
-                                     const std::vector<std::uint8_t>& payload);
-  OperationResult exec_ci402_quick_stop(const OperationConfig& op, const std::string& device,
-                                        const std::vector<std::uint8_t>& payload);
-  OperationResult exec_ci402_set_mode(const OperationConfig& op, const std::string& device,
-                                      const std::vector<std::uint8_t>& payload);
-  OperationResult exec_ci402_set_target(const OperationConfig& op, const std::string& device,
-                                        const std::vector<std::uint8_t>& payload);
-  OperationResult exec_ci402_ramp(const OperationConfig& op, const std::string& device,
-                                  const std::vector<std::uint8_t>& payload);
-  OperationResult exec_claw_action(const OperationConfig& op, const std::string& device,
-                                   const std::vector<std::uint8_t>& payload);
-  OperationResult exec_pump_duty(const OperationConfig& op, const std::string& device,
-                                 const std::vector<std::uint8_t>& payload);
+  Handler exec_sdo_write;
+  Handler exec_sdo_read;
+  Handler exec_read_multi;
+  Handler exec_od_io_read;
+  Handler exec_od_io_write;
+  Handler exec_led_write;
+  Handler exec_auto_write;
+  Handler exec_pdo_write_patch;
+  Handler exec_bit_patch;
+  Handler exec_pdo_bit_patch;
+  Handler exec_ci402_enable;
+  Handler exec_ci402_disable;
+  Handler exec_ci402_quick_stop;
+  Handler exec_ci402_set_mode;
+  Handler exec_ci402_set_target;
+  Handler exec_ci402_ramp;
+  Handler exec_claw_action;
+  Handler exec_pump_duty;
 
   /// Uploads one object: its bytes and "OK", or "SDO read failed at " and the object.
   OperationResult read_object(std::uint16_t index, std::uint8_t sub_index);

@@ -32,8 +32,7 @@ OperationResult CanOpenNodeController::execute_configured_operation(
   using Self = CanOpenNodeController;
   struct Row {
     std::string_view kind;
-    OperationResult (Self::*handler)(const OperationConfig& op, const std::string& device,
-                                     const std::vector<std::uint8_t>& payload);
+    Handler Self::*handler;
   };
   // Every operation of the system: one row a kind. Tried in this order, so what a control loop
   // sends in every cycle comes first.
