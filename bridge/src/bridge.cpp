@@ -186,7 +186,6 @@ void Bridge::poll(milliseconds timeout) {
   }
 }
 
-
 /// Waits until a frame has come or a nap is over; on `own` where another thread waits for frames.
 void Bridge::nap(std::unique_ptr<CanEndpoint>& own, Time end) {
   const std::unique_lock<std::mutex> lock(arrivals_mutex_, std::try_to_lock);

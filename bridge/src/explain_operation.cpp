@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <optional>
 #include <utility>
 
+#include "ground/drive_objects.hpp"
 #include "ground/pdo.hpp"
 
 namespace velmora_can_bridge {
@@ -12,34 +12,40 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-bool is_drive(const NodeConfig& node, const std::string& device) {
+bool has_drive(const NodeConfig& node, const std::string& device) {
   const auto entry = node.board.device_od_map.find(device);
-  return entry != node.board.device_od_map.end() &&
-         (entry->second.profile == "ci402" || entry->second.profile == "claw");
+  return entry != node.board.device_od_map.end() && is_drive(entry->second);
 }
 
-/// The image as it stood before the change of the operation, or no value when it cannot be told.
-///
-/// An operation that changes nothing sends it: a "pdo_patch" whose payload is too short for its
-/// first field, or writes the whole bytes of one that has none. It runs on a copy of the images
-/// from before, with what the operation has read.
-std::optional<Bytes> image_before(const ExplainedCall& call, CanOpenNodeController& before,
-                                  const PdoConfig& rpdo, const std::vector<Transfer>& transfers,
-                                  bool refresh) {
+/// Sends the image of the RPDO on `bus` as it is: a "pdo_patch" whose payload is too short for its
+/// first field, or writes the whole bytes of one that has none.
+void send_unchanged(CanOpenNodeController& controller, const PdoConfig& rpdo, bool refresh,
+                    ReplayedBus& bus) {
   OperationConfig unchanged;
   unchanged.kind = "pdo_patch";
   unchanged.pdo_number = rpdo.number;
   unchanged.fields = {rpdo.mappings.front().field};
   unchanged.refresh_shadow = refresh ? 1 : 0;
+  CanOpenNodeController(controller, bus).execute_configured_operation(unchanged, {}, {});
+}
+
+/// The image as it stood before the change of the operation; empty when it cannot be told.
+///
+/// An operation that changes nothing tells it, on a copy of the images from before and with what
+/// the operation has read.
+Bytes image_before(CanOpenNodeController& before, const PdoConfig& rpdo,
+                   const std::vector<Transfer>& transfers) {
   ReplayedBus bus(transfers);
-  CanOpenNodeController(before, bus).execute_configured_operation(unchanged, call.device, {});
-  const bool was_refreshed = std::any_of(transfers.begin(), transfers.end(), [](const auto& read) {
-    return read.kind == TransferKind::sdo_read;
-  });
-  if (!refresh && was_refreshed && !bus.has_read()) {
-    return image_before(call, before, rpdo, transfers, true);
+  send_unchanged(before, rpdo, false, bus);
+  const bool has_read =
+      std::any_of(transfers.begin(), transfers.end(),
+                  [](const Transfer& transfer) { return transfer.kind == TransferKind::sdo_read; });
+  if (!has_read || bus.has_read()) {
+    return bus.frame().value_or(Bytes());
   }
-  return bus.frame();
+  ReplayedBus refreshing(transfers);
+  send_unchanged(before, rpdo, true, refreshing);
+  return refreshing.frame().value_or(Bytes());
 }
 
 CanFrame frame_of(std::uint16_t cob_id, const Bytes& bytes) {
@@ -71,7 +77,7 @@ Explanation explain_operation(const ExplainedCall& call, CanOpenNodeController& 
   explanation.device = call.device;
   explanation.operation = call.name;
   explanation.node_id = call.node.node_id;
-  if (is_drive(call.node, call.device)) {
+  if (has_drive(call.node, call.device)) {
     explanation.mode = ExplainedMode{trial.motor_mode(call.device), 0};
   }
   explanation.result = trial.execute_configured_operation(call.config, call.device, call.payload);
@@ -87,8 +93,7 @@ Explanation explain_operation(const ExplainedCall& call, CanOpenNodeController& 
       step.object = object_name(&call.node, transfer.index, transfer.sub_index);
     } else if (rpdo != nullptr && !rpdo->mappings.empty() && !transfer.error) {
       step.cob_id = cob_id_of(call.node.node_id, *rpdo);
-      step.image_before =
-          image_before(call, before, *rpdo, bus.transfers(), false).value_or(Bytes());
+      step.image_before = image_before(before, *rpdo, bus.transfers());
       step.fields = fields_of(call.node, *rpdo, step.image_before, transfer.data);
     }
     explanation.transfers.push_back(std::move(step));

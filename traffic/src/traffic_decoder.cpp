@@ -21,10 +21,6 @@ bool has_length(DecodedFrame& decoded, std::size_t length, const std::string& ki
   return false;
 }
 
-std::uint8_t node_of(const CanFrame& frame) {
-  return static_cast<std::uint8_t>(frame.id & highest_node_id);
-}
-
 }  // namespace
 
 std::vector<DecodedField> decoded_fields(const NodeConfig& node, const PdoConfig& pdo,
