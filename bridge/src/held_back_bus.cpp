@@ -1,19 +1,15 @@
 #include "held_back_bus.hpp"
 
 #include <algorithm>
-#include <cstddef>
 #include <utility>
 
+#include "transfers.hpp"
 #include "velmora_can_bridge/bus/cob_id.hpp"
 
 namespace velmora_can_bridge {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
-
-Bytes frame_bytes(const std::array<std::uint8_t, 8>& data, std::uint8_t length) {
-  return {data.begin(), data.begin() + std::min<std::ptrdiff_t>(length, 8)};
-}
 
 }  // namespace
 
@@ -56,7 +52,7 @@ bool HeldBackBus::sdo_read(std::uint8_t node_id, std::uint16_t index, std::uint8
   read_data_ = read ? std::make_optional(*read) : std::nullopt;
   Bytes unused;
   backend_.sdo_read(node_id, index, sub_index, unused);
-  Transfer transfer{TransferKind::sdo_read, node_id, index, sub_index, 0, {}, {}};
+  Transfer transfer = sdo_transfer(TransferKind::sdo_read, node_id, index, sub_index);
   if (!read) {
     transfer.error = read.error();
     transfers_.push_back(std::move(transfer));
@@ -70,13 +66,13 @@ bool HeldBackBus::sdo_read(std::uint8_t node_id, std::uint16_t index, std::uint8
 
 bool HeldBackBus::sdo_write(std::uint8_t node_id, std::uint16_t index, std::uint8_t sub_index,
                             const Bytes& data) {
-  return add({TransferKind::sdo_write, node_id, index, sub_index, 0, data, {}},
+  return add(sdo_transfer(TransferKind::sdo_write, node_id, index, sub_index, data),
              backend_.sdo_write(node_id, index, sub_index, data));
 }
 
 bool HeldBackBus::send_rpdo(std::uint8_t node_id, std::uint8_t rpdo,
                             const std::array<std::uint8_t, 8>& data, std::uint8_t length) {
-  return add({TransferKind::rpdo, node_id, 0, 0, rpdo, frame_bytes(data, length), {}},
+  return add(rpdo_transfer(node_id, rpdo, data, length),
              backend_.send_rpdo(node_id, rpdo, data, length));
 }
 
@@ -109,9 +105,9 @@ bool ReplayedBus::sdo_write(std::uint8_t /*node_id*/, std::uint16_t /*index*/,
   return false;
 }
 
-bool ReplayedBus::send_rpdo(std::uint8_t /*node_id*/, std::uint8_t /*rpdo*/,
+bool ReplayedBus::send_rpdo(std::uint8_t node_id, std::uint8_t rpdo,
                             const std::array<std::uint8_t, 8>& data, std::uint8_t length) {
-  frame_ = frame_bytes(data, length);
+  frame_ = rpdo_transfer(node_id, rpdo, data, length).data;
   return true;
 }
 

@@ -1,21 +1,14 @@
 #include "recording_backend.hpp"
 
-#include <algorithm>
-#include <cstddef>
 #include <utility>
+
+#include "transfers.hpp"
 
 namespace velmora_can_bridge {
 namespace {
 
 bool is_stopped(const std::optional<BusError>& error) {
   return error && error->kind == BusErrorKind::stopped;
-}
-
-/// A frame carries no more than 8 bytes, whatever its length says.
-std::vector<std::uint8_t> frame_bytes(const std::array<std::uint8_t, 8>& data,
-                                      std::uint8_t length) {
-  const std::size_t sent = std::min<std::size_t>(length, data.size());
-  return {data.begin(), data.begin() + static_cast<std::ptrdiff_t>(sent)};
 }
 
 }  // namespace
@@ -66,7 +59,7 @@ void Bridge::CallRecord::fill(OperationReport& report) {
 
 bool Bridge::RecordingBackend::sdo_read(std::uint8_t node_id, std::uint16_t index,
                                         std::uint8_t sub_index, std::vector<std::uint8_t>& data) {
-  Transfer transfer{TransferKind::sdo_read, node_id, index, sub_index, 0, {}, {}};
+  Transfer transfer = sdo_transfer(TransferKind::sdo_read, node_id, index, sub_index);
   return make(transfer, [&] {
     const bool done = bridge_->bus_.sdo_read(node_id, index, sub_index, data);
     transfer.data = done ? data : std::vector<std::uint8_t>();
@@ -77,14 +70,14 @@ bool Bridge::RecordingBackend::sdo_read(std::uint8_t node_id, std::uint16_t inde
 bool Bridge::RecordingBackend::sdo_write(std::uint8_t node_id, std::uint16_t index,
                                          std::uint8_t sub_index,
                                          const std::vector<std::uint8_t>& data) {
-  Transfer transfer{TransferKind::sdo_write, node_id, index, sub_index, 0, data, {}};
+  Transfer transfer = sdo_transfer(TransferKind::sdo_write, node_id, index, sub_index, data);
   return make(transfer, [&] { return bridge_->bus_.sdo_write(node_id, index, sub_index, data); });
 }
 
 bool Bridge::RecordingBackend::send_rpdo(std::uint8_t node_id, std::uint8_t rpdo,
                                          const std::array<std::uint8_t, 8>& data,
                                          std::uint8_t length) {
-  Transfer transfer{TransferKind::rpdo, node_id, 0, 0, rpdo, frame_bytes(data, length), {}};
+  Transfer transfer = rpdo_transfer(node_id, rpdo, data, length);
   return make(transfer, [&] { return bridge_->bus_.send_rpdo(node_id, rpdo, data, length); });
 }
 
