@@ -20,6 +20,13 @@ using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::chrono::milliseconds between_frames{10};
 
+/// As `object_name_text`, and the name of the profile for what has no other name.
+std::string object_words(const ObjectName& object) {
+  const bool has_name = !object.field.empty() || !object.operations.empty();
+  return object_name_text(object) +
+         (has_name || object.profile_name.empty() ? "" : " (" + object.profile_name + ")");
+}
+
 std::string number_of(const DecodedField& field) {
   return number_text(field.value, field.bit_length, field.object.is_signed);
 }
@@ -56,7 +63,7 @@ std::string step_text(const ExplainedTransfer& step) {
   }
   const std::string text =
       (transfer.kind == TransferKind::sdo_read ? "read         " : "would write  ") +
-      object_name_text(step.object);
+      object_words(step.object);
   return text +
          (transfer.error ? ": " + transfer.error->text
                          : " = " + value_text(transfer.data, step.object.is_signed)) +

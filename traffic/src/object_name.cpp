@@ -61,13 +61,19 @@ bool uses(const OperationConfig& op, std::uint16_t index, std::uint8_t sub_index
   return op.subindex_in_payload != 0 || op.sub_index == sub_index;
 }
 
-bool is_signed_of_a_drive(const BoardConfig& board, std::uint16_t index, std::uint8_t sub_index) {
-  const auto holds = [&](const auto& device) {
+/// What the drive profile says of the object; null when it is none of a drive's.
+const DriveObjectRow* drive_object(const BoardConfig& board, std::uint16_t index,
+                                   std::uint8_t sub_index) {
+  if (sub_index != 0) {
+    return nullptr;
+  }
+  const DriveObjectRow* found = nullptr;
+  for (const auto& device : board.device_od_map) {
     const DriveObjectRow* const row = find_drive_object(device.second, index);
-    return row != nullptr && row->is_signed;
-  };
-  return sub_index == 0 &&
-         std::any_of(board.device_od_map.begin(), board.device_od_map.end(), holds);
+    // Where the objects of two drives meet, a sign of either counts.
+    found = row != nullptr && (found == nullptr || row->is_signed) ? row : found;
+  }
+  return found;
 }
 
 }  // namespace
@@ -81,7 +87,10 @@ ObjectName object_name(const NodeConfig* node, std::uint16_t index, std::uint8_t
   }
   object.device = device_of(node->board, index);
   object.field = field_of(node->board, index, sub_index);
-  object.is_signed = is_signed_of_a_drive(node->board, index, sub_index);
+  if (const DriveObjectRow* const row = drive_object(node->board, index, sub_index)) {
+    object.profile_name = row->name;
+    object.is_signed = row->is_signed;
+  }
   for (const auto& [name, op] : node->operations) {
     if (uses(op, index, sub_index)) {
       object.operations.push_back(name);

@@ -16,6 +16,9 @@ struct ObjectName {
   std::string device;
   /// The first name that a mapping gives it; empty when none does.
   std::string field;
+  /// What the drive profile (CiA 402-2) calls it, where it is one of a drive's: "modes of
+  /// operation"; empty else.
+  std::string profile_name;
   /// The operations that read or write it by its index, in the order of their names.
   std::vector<std::string> operations;
   /// It holds a number with a sign: the board file or the drive profile (CiA 402-2) says so.
