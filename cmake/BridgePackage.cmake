@@ -1,5 +1,6 @@
-# The installed package: find_package(velmora_can_bridge [COMPONENTS bus config simulator]) and
-# pkg-config velmora_can_bridge for the core.
+# The installed package: find_package(velmora_can_bridge [COMPONENTS bus config simulator traffic
+# bridge]), where each component brings those that it needs, and pkg-config velmora_can_bridge for the
+# core.
 include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/velmora_can_bridge)
