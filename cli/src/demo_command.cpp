@@ -33,6 +33,8 @@ struct Step {
   std::vector<std::string> payload;
   Wait wait;
   bool succeeds = true;
+  /// Is explained before it is run.
+  bool is_explained = false;
 };
 
 constexpr milliseconds patience{5000};
@@ -115,7 +117,9 @@ const std::vector<Step>& steps() {
        "left_wheel",
        "drive",
        {"s32:300", "s32:-300"},
-       {milliseconds(500), {}}},
+       {milliseconds(500), {}},
+       true,
+       true},
       {"The statusword: operation enabled, target reached (0x0637)",
        "left_wheel",
        "read_statusword_left",
@@ -148,13 +152,18 @@ const std::vector<Step>& steps() {
   return tour;
 }
 
-std::string command_text(const Step& step) {
+/// The step as `command` of the program: "run" or "explain".
+std::string command_text(const std::string& command, const Step& step) {
   std::string text =
-      std::string("velmora-can-bridge run robot_board.yaml ") + step.device + " " + step.operation;
+      "velmora-can-bridge " + command + " robot_board.yaml " + step.device + " " + step.operation;
   for (const std::string& word : step.payload) {
     text += " " + word;
   }
   return text;
+}
+
+std::vector<std::uint8_t> payload_of(const Step& step) {
+  return *parse_payload_words(step.payload);
 }
 
 /// Transfers of one step, by kind.
@@ -214,8 +223,12 @@ class Tour {
 
   void run_step(const Step& step) {
     if (!json_) {
-      host_.out << "# " << step.title << "\n$ " << command_text(step) << '\n';
+      host_.out << "# " << step.title << '\n';
     }
+    if (step.is_explained) {
+      explain(step);
+    }
+    say("run", step);
     counts_.clear();
     OperationReport report = execute(step);
     const bool arrived = wait(step, report);
@@ -231,8 +244,22 @@ class Tour {
     }
   }
 
+  void say(const std::string& command, const Step& step) {
+    if (!json_) {
+      host_.out << "$ " << command_text(command, step) << '\n';
+    }
+  }
+
+  void explain(const Step& step) {
+    say("explain", step);
+    quiet_ = true;
+    const Explanation explanation = bridge_->explain(step.device, step.operation, payload_of(step));
+    quiet_ = false;
+    (json_ ? print_explanation_json : print_explanation)(host_, explanation);
+  }
+
   OperationReport execute(const Step& step) {
-    return bridge_->run(step.device, step.operation, *parse_payload_words(step.payload));
+    return bridge_->run(step.device, step.operation, payload_of(step));
   }
 
   /// Lets the step's time pass, or asks again until the answer is the one waited for.

@@ -1,6 +1,16 @@
 #include "exit_status.hpp"
 
 namespace velmora_can_bridge {
+namespace {
+
+ExitStatus status_of(const OperationResult& result, const std::optional<BusError>& error) {
+  if (result.ok) {
+    return ExitStatus::success;
+  }
+  return error ? exit_status_of(*error) : ExitStatus::operation_failed;
+}
+
+}  // namespace
 
 std::string_view exit_status_word(ExitStatus status) {
   switch (status) {
@@ -41,10 +51,11 @@ ExitStatus exit_status_of(const BusError& error) {
 }
 
 ExitStatus exit_status_of(const OperationReport& report) {
-  if (report.result.ok) {
-    return ExitStatus::success;
-  }
-  return report.error ? exit_status_of(*report.error) : ExitStatus::operation_failed;
+  return status_of(report.result, report.error);
+}
+
+ExitStatus exit_status_of(const Explanation& explanation) {
+  return status_of(explanation.result, explanation.error);
 }
 
 ExitStatus exit_status_of(CanStatus status) {

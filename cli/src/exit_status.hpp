@@ -3,6 +3,7 @@
 
 #include <string_view>
 
+#include "velmora_can_bridge/bridge/explanation.hpp"
 #include "velmora_can_bridge/bridge/operation_report.hpp"
 #include "velmora_can_bridge/bus/bus_error.hpp"
 #include "velmora_can_bridge/bus/can_channel.hpp"
@@ -19,6 +20,9 @@ ExitStatus exit_status_of(const BusError& error);
 
 /// The status of an operation: `operation_failed` when it was refused by a check of its own.
 ExitStatus exit_status_of(const OperationReport& report);
+
+/// The status that the operation would have.
+ExitStatus exit_status_of(const Explanation& explanation);
 
 /// The status of a command that ended with `status` of a bus.
 ExitStatus exit_status_of(CanStatus status);

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "velmora_can_bridge/bridge/explanation.hpp"
 #include "velmora_can_bridge/bridge/operation_report.hpp"
 #include "velmora_can_bridge/cli/command_line.hpp"
 #include "velmora_can_bridge/config/board_file.hpp"
@@ -16,6 +17,15 @@ void print_result(const CommandLineHost& host, const OperationReport& report);
 
 /// Prints the result as one JSON object on a line.
 void print_result_json(const CommandLineHost& host, const OperationReport& report);
+
+/// Prints for people what an operation would do.
+void print_explanation(const CommandLineHost& host, const Explanation& explanation);
+
+/// Prints what an operation would do as one JSON object on a line.
+void print_explanation_json(const CommandLineHost& host, const Explanation& explanation);
+
+/// Prints lines, each with its end, that may hold names of a board file.
+void print_lines(const CommandLineHost& host, const std::string& text);
 
 /// Prints a failure for people: "failed: MESSAGE (REASON)", the parentheses only for a reason.
 void print_failure(const CommandLineHost& host, const std::string& message,

@@ -258,6 +258,28 @@ TEST_F(CommandLine, demo_runs_every_kind) {
   }
 }
 
+TEST_F(CommandLine, demo_explains_a_step_before_it_runs_it) {
+  run({"demo"});
+  EXPECT_THAT(
+      out,
+      HasSubstr("# Both wheels in one frame, in opposite directions\n"
+                "$ velmora-can-bridge explain robot_board.yaml left_wheel drive s32:300 s32:-300\n"
+                "left_wheel drive on node 0x10; nothing is written or sent\n"
+                "read         left_wheel 0x60FF/0 (left_target_velocity) = 00 00 00 00 (0)\n"));
+  EXPECT_THAT(
+      out, HasSubstr("would answer ok: OK\n"
+                     "$ velmora-can-bridge run robot_board.yaml left_wheel drive s32:300 s32:-300\n"
+                     "  node 0x10  SDO read   0x60FF/0 -> 00 00 00 00\n"));
+}
+
+TEST_F(CommandLine, demo_explains_in_json_as_the_command_does) {
+  run({"demo", "--json"});
+  EXPECT_THAT(out,
+              ContainsRegex("\\{\"operation\":\"drive\",\"device\":\"left_wheel\",\"node_id\":16,"
+                            ".*\"transfers\":\\[.*\"code\":\"done\"\\}\n"
+                            "\\{\"operation\":\"drive\",\"device\":\"left_wheel\",\"ok\":true"));
+}
+
 TEST_F(CommandLine, demo_ends_with_a_table_of_its_steps) {
   run({"demo"});
   const std::string table = out.substr(out.find("\n  operation  "));
