@@ -14,9 +14,9 @@
 #include <utility>
 #include <vector>
 
-#include "passing_endpoint.hpp"
 #include "scripted_node.hpp"
 #include "support/blocked_thread.hpp"
+#include "support/passing_endpoint.hpp"
 #include "test_frames.hpp"
 #include "velmora_can_bridge/bus/can_bus_backend.hpp"
 #include "velmora_can_bridge/bus/in_process_bus.hpp"

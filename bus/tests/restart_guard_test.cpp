@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include "passing_endpoint.hpp"
+#include "support/passing_endpoint.hpp"
 #include "support/scripted_backend.hpp"
 #include "test_frames.hpp"
 #include "velmora_can_bridge/bus/in_process_bus.hpp"

@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "failing_channel.hpp"
-#include "passing_endpoint.hpp"
 #include "scripted_node.hpp"
+#include "support/passing_endpoint.hpp"
 #include "test_frames.hpp"
 #include "velmora_can_bridge/bus/in_process_bus.hpp"
 

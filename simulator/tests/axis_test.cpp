@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "chosen_seed.hpp"
+#include "support/chosen_seed.hpp"
 
 namespace velmora_can_bridge {
 namespace {

@@ -15,8 +15,8 @@
 #include <utility>
 #include <vector>
 
-#include "chosen_seed.hpp"
 #include "hand_made_frames.hpp"
+#include "support/chosen_seed.hpp"
 
 namespace velmora_can_bridge {
 namespace {

@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "chosen_seed.hpp"
+#include "support/chosen_seed.hpp"
 #include "velmora_can_bridge/bus/can_bus_backend.hpp"
 #include "velmora_can_bridge/bus/in_process_bus.hpp"
 #include "velmora_can_bridge/can_open_node_controller.hpp"

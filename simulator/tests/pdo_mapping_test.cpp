@@ -12,9 +12,9 @@
 #include <utility>
 #include <vector>
 
-#include "chosen_seed.hpp"
 #include "ground/pdo.hpp"
 #include "node_objects.hpp"
+#include "support/chosen_seed.hpp"
 
 namespace velmora_can_bridge {
 

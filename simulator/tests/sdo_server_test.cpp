@@ -15,9 +15,9 @@
 #include <utility>
 #include <vector>
 
-#include "chosen_seed.hpp"
 #include "hand_made_frames.hpp"
 #include "support/allocations.hpp"
+#include "support/chosen_seed.hpp"
 
 namespace velmora_can_bridge {
 namespace {

@@ -15,8 +15,8 @@ class PassingEndpoint : public CanEndpoint {
  public:
   explicit PassingEndpoint(std::unique_ptr<CanEndpoint> inner) : inner_(std::move(inner)) {}
 
-  CanStatus send(const CanFrame& frame, std::chrono::nanoseconds patience) override {
-    return inner_->send(frame, patience);
+  CanStatus send(const CanFrame& frame, std::chrono::nanoseconds timeout) override {
+    return inner_->send(frame, timeout);
   }
   CanStatus receive(CanFrame& frame, std::chrono::nanoseconds timeout) override {
     return inner_->receive(frame, timeout);
