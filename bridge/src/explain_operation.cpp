@@ -17,35 +17,30 @@ bool has_drive(const NodeConfig& node, const std::string& device) {
   return entry != node.board.device_od_map.end() && is_drive(entry->second);
 }
 
-/// Sends the image of the RPDO on `bus` as it is: a "pdo_patch" whose payload is too short for its
-/// first field, or writes the whole bytes of one that has none.
-void send_unchanged(CanOpenNodeController& controller, const PdoConfig& rpdo, bool refresh,
-                    ReplayedBus& bus) {
+/// Whether the call loads its image in any case: then it sends also when every read is refused.
+bool refreshes(const ExplainedCall& call, CanOpenNodeController& before) {
+  const std::vector<Transfer> none;
+  ReplayedBus bus(none);
+  CanOpenNodeController(before, bus)
+      .execute_configured_operation(call.config, call.device, call.payload);
+  return bus.has_read() && bus.frame();
+}
+
+/// The image as it stood before the change of the operation.
+///
+/// An operation that changes nothing sends it: a "pdo_patch" whose payload is too short for its
+/// first field, or writes the whole bytes of one that has none. It runs on a copy of the images
+/// from before, with what the operation has read.
+Bytes image_before(const ExplainedCall& call, CanOpenNodeController& before, const PdoConfig& rpdo,
+                   const std::vector<Transfer>& transfers) {
   OperationConfig unchanged;
   unchanged.kind = "pdo_patch";
   unchanged.pdo_number = rpdo.number;
   unchanged.fields = {rpdo.mappings.front().field};
-  unchanged.refresh_shadow = refresh ? 1 : 0;
-  CanOpenNodeController(controller, bus).execute_configured_operation(unchanged, {}, {});
-}
-
-/// The image as it stood before the change of the operation; empty when it cannot be told.
-///
-/// An operation that changes nothing tells it, on a copy of the images from before and with what
-/// the operation has read.
-Bytes image_before(CanOpenNodeController& before, const PdoConfig& rpdo,
-                   const std::vector<Transfer>& transfers) {
+  unchanged.refresh_shadow = refreshes(call, before) ? 1 : 0;
   ReplayedBus bus(transfers);
-  send_unchanged(before, rpdo, false, bus);
-  const bool has_read =
-      std::any_of(transfers.begin(), transfers.end(),
-                  [](const Transfer& transfer) { return transfer.kind == TransferKind::sdo_read; });
-  if (!has_read || bus.has_read()) {
-    return bus.frame().value_or(Bytes());
-  }
-  ReplayedBus refreshing(transfers);
-  send_unchanged(before, rpdo, true, refreshing);
-  return refreshing.frame().value_or(Bytes());
+  CanOpenNodeController(before, bus).execute_configured_operation(unchanged, call.device, {});
+  return bus.frame().value_or(Bytes());
 }
 
 CanFrame frame_of(std::uint16_t cob_id, const Bytes& bytes) {
@@ -93,7 +88,7 @@ Explanation explain_operation(const ExplainedCall& call, CanOpenNodeController& 
       step.object = object_name(&call.node, transfer.index, transfer.sub_index);
     } else if (rpdo != nullptr && !rpdo->mappings.empty() && !transfer.error) {
       step.cob_id = cob_id_of(call.node.node_id, *rpdo);
-      step.image_before = image_before(before, *rpdo, bus.transfers());
+      step.image_before = image_before(call, before, *rpdo, bus.transfers());
       step.fields = fields_of(call.node, *rpdo, step.image_before, transfer.data);
     }
     explanation.transfers.push_back(std::move(step));
