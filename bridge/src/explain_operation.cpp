@@ -94,7 +94,7 @@ Explanation explain_operation(const ExplainedCall& call, CanOpenNodeController& 
     explanation.transfers.push_back(std::move(step));
   }
   if (!explanation.result.ok && !bus.transfers().empty()) {
-    explanation.error = bus.transfers().back().error;
+    explanation.error = bus.stop() ? bus.stop() : bus.transfers().back().error;
   }
   explanation.frames = bus.frames();
   return explanation;

@@ -55,6 +55,9 @@ bool HeldBackBus::sdo_read(std::uint8_t node_id, std::uint16_t index, std::uint8
   Transfer transfer = sdo_transfer(TransferKind::sdo_read, node_id, index, sub_index);
   if (!read) {
     transfer.error = read.error();
+    if (!stop_ && read.error().kind == BusErrorKind::stopped) {
+      stop_ = read.error();
+    }
     transfers_.push_back(std::move(transfer));
     return false;
   }
@@ -67,19 +70,19 @@ bool HeldBackBus::sdo_read(std::uint8_t node_id, std::uint16_t index, std::uint8
 bool HeldBackBus::sdo_write(std::uint8_t node_id, std::uint16_t index, std::uint8_t sub_index,
                             const Bytes& data) {
   return add(sdo_transfer(TransferKind::sdo_write, node_id, index, sub_index, data),
-             backend_.sdo_write(node_id, index, sub_index, data));
+             !stop_ && backend_.sdo_write(node_id, index, sub_index, data));
 }
 
 bool HeldBackBus::send_rpdo(std::uint8_t node_id, std::uint8_t rpdo,
                             const std::array<std::uint8_t, 8>& data, std::uint8_t length) {
   return add(rpdo_transfer(node_id, rpdo, data, length),
-             backend_.send_rpdo(node_id, rpdo, data, length));
+             !stop_ && backend_.send_rpdo(node_id, rpdo, data, length));
 }
 
 /// Answers `is_done`.
 bool HeldBackBus::add(Transfer transfer, bool is_done) {
   if (!is_done) {
-    transfer.error = backend_.last_error(transfer.node_id);
+    transfer.error = stop_ ? stop_ : backend_.last_error(transfer.node_id);
   }
   transfers_.push_back(std::move(transfer));
   return is_done;

@@ -40,6 +40,9 @@ class HeldBackBus : public CanOpenBackend {
   /// The frames that belong to them, those of the node left out.
   const std::vector<CanFrame>& frames() const { return frames_; }
 
+  /// Why a read was stopped first; no value when none was. What follows it is stopped, too.
+  const std::optional<BusError>& stop() const { return stop_; }
+
  private:
   bool add(Transfer transfer, bool is_done);
   void take(const CanFrame& frame, std::vector<CanFrame>& answers);
@@ -48,6 +51,7 @@ class HeldBackBus : public CanOpenBackend {
   const Read read_;
   std::vector<Transfer> transfers_;
   std::vector<CanFrame> frames_;
+  std::optional<BusError> stop_;
   // What the read under way has brought; no value when it has failed.
   std::optional<std::vector<std::uint8_t>> read_data_;
   SdoServer server_;

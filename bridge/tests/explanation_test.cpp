@@ -173,6 +173,31 @@ TEST(ExplanationText, silent_node_has_the_reason) {
             "would fail: RPDO shadow sync failed for lamp (no answer within 500 ms)\n");
 }
 
+/// A refresh goes on without what it could not read; not so after a stop.
+TEST(ExplanationStop, nothing_follows_a_read_that_was_stopped) {
+  InProcessBus nobody(BusTime::simulated);
+  Bridge bridge(nobody, lamp_file());
+  const auto sniffer =
+      nobody.open({{0x610}}, [&](const CanFrame& /*frame*/, auto& /*answers*/) { bridge.stop(); });
+  const Explanation explanation = bridge.explain("lamp", "refresh_level", {1});
+  EXPECT_EQ(explanation_text(explanation),
+            "lamp refresh_level on node 0x10; nothing is written or sent\n"
+            "read         lamp 0x2000/1 (level): stopped; no answer within 500 ms\n"
+            "read         lamp 0x2000/2 (mode): stopped\n"
+            "would send   RPDO 1: stopped; no answer within 500 ms\n"
+            "would fail: RPDO send failed (stopped; no answer within 500 ms)\n");
+  ASSERT_TRUE(explanation.error);
+  EXPECT_EQ(explanation.error->kind, BusErrorKind::stopped);
+  EXPECT_EQ(explanation.error->sub_index, 1);
+}
+
+TEST(ExplanationStop, what_needs_no_reads_is_explained_after_a_stop) {
+  InProcessBus nobody(BusTime::simulated);
+  Bridge bridge(nobody, lamp_file());
+  bridge.stop();
+  EXPECT_TRUE(bridge.explain("lamp", "write_level", {1, 0}).result.ok);
+}
+
 // --- the image before ---
 
 TEST_F(ExplanationTest, image_before_a_refresh_is_what_the_node_has) {

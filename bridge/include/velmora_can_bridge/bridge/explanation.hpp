@@ -25,7 +25,7 @@ struct ExplainedField {
 /// One transfer of the operation.
 struct ExplainedTransfer {
   /// Reads were made, and tell what the node answered. Writes and frames were held back; they have
-  /// an error only where no bus could carry them.
+  /// an error only where no bus could carry them, or a read before them was stopped.
   Transfer transfer;
   /// Of an SDO transfer: the object in words of the board.
   ObjectName object;
@@ -54,7 +54,8 @@ struct Explanation {
   std::optional<ExplainedMode> mode;
   /// What the operation would answer if every transfer that was held back succeeded.
   OperationResult result;
-  /// Why the last transfer failed, where `result` is a failure because of it.
+  /// Why the last transfer failed, where `result` is a failure because of it. Once a read was
+  /// stopped it is that one.
   std::optional<BusError> error;
   /// The frames that the operation would send, in order: SDO requests with all their segments, and
   /// RPDOs. Of an upload that has failed only the first request.
