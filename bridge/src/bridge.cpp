@@ -9,7 +9,6 @@
 #include "ground/longest_wait.hpp"
 #include "recording_backend.hpp"
 #include "sync_check.hpp"
-#include "velmora_can_bridge/bus/cob_id.hpp"
 #include "velmora_can_bridge/can_open_node_controller.hpp"
 #include "velmora_can_bridge/urgent_scope.hpp"
 
@@ -19,13 +18,8 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 
-// How long events of other threads wait for one that polls and waits for frames.
-constexpr milliseconds longest_nap{20};
-
-/// The frames that a node watch takes.
-std::vector<CanFilter> watched_frames() {
-  return {{heartbeat_cob_id, function_mask}, {emergency_cob_id, function_mask}};
-}
+// How long a frame, or an event of another thread, waits for one that polls.
+constexpr milliseconds longest_nap{10};
 
 }  // namespace
 
@@ -49,7 +43,7 @@ Bridge::Bridge(CanChannel& channel, BoardFile file, BridgeSettings settings)
                guard_.note(event);
                queue(event);
              }),
-      arrivals_(channel.open(watched_frames())) {
+      nap_(channel.open({})) {
   for (const NodeConfig& config : file_.nodes) {
     bus_.set_cob_ids(config.node_id, config.board);
     nodes_.push_back(std::make_unique<Node>(*backend_, config));
@@ -74,7 +68,8 @@ OperationReport Bridge::run(const std::string& device, const std::string& operat
   CallRecord record(*this, detail);
   report.result = addressed->node->controller.execute_configured_operation(*addressed->operation,
                                                                            device, payload);
-  record.fill(report);
+  record.fill(report,
+              {*addressed->node->config, device, operation, *addressed->operation, payload});
   return report;
 }
 
@@ -131,7 +126,11 @@ std::optional<BusError> Bridge::write_object(std::uint8_t node_id, std::uint16_t
 }
 
 std::optional<BusError> Bridge::send(NmtCommand command, std::uint8_t node_id) {
-  return guard_.send(master_, command, node_id);
+  std::optional<BusError> error = guard_.send(master_, command, node_id);
+  if (error) {
+    note(*error);
+  }
+  return error;
 }
 
 std::vector<DeviceComparison> Bridge::compare_with_devices() {
@@ -163,8 +162,9 @@ std::uint64_t Bridge::add_observer(BridgeObserver observer) {
   const std::lock_guard<std::mutex> lock(events_mutex_);
   ++observers_so_far_;
   if (observer) {
-    observers_.emplace(observers_so_far_,
-                       std::make_shared<const BridgeObserver>(std::move(observer)));
+    observers_.emplace(
+        observers_so_far_,
+        Observer{events_so_far_, std::make_shared<const BridgeObserver>(std::move(observer))});
   }
   return observers_so_far_;
 }
@@ -175,37 +175,34 @@ void Bridge::remove_observer(std::uint64_t observer) {
 }
 
 void Bridge::poll(milliseconds timeout) {
-  const Time end = arrivals_->now() + bounded(timeout);
+  Time end = nap_->now() + bounded(timeout);
   take_in();
   deliver_events();
   std::unique_ptr<CanEndpoint> own;
-  while (arrivals_->now() < end) {
-    nap(own, end);
+  while (nap_->now() < end) {
+    end -= nap(own, end);
     take_in();
     deliver_events();
   }
 }
 
-/// Waits until a frame has come or a nap is over; on `own` where another thread waits for frames.
-void Bridge::nap(std::unique_ptr<CanEndpoint>& own, Time end) {
-  const std::unique_lock<std::mutex> lock(arrivals_mutex_, std::try_to_lock);
+/// Waits for a moment by the time of the bus; on `own` where another thread naps. Answers how much
+/// of it that time does not show.
+nanoseconds Bridge::nap(std::unique_ptr<CanEndpoint>& own, Time end) {
+  const std::unique_lock<std::mutex> lock(nap_mutex_, std::try_to_lock);
   if (!lock && !own) {
     own = channel_->open({});
   }
-  CanEndpoint& endpoint = lock ? *arrivals_ : *own;
-  const Time nap_end = std::min<Time>(endpoint.now() + longest_nap, end);
-  CanFrame frame;
-  for (Time now = endpoint.now(); now < nap_end; now = endpoint.now()) {
-    const CanStatus status = endpoint.receive(frame, nap_end - now);
-    if (status == CanStatus::ok) {
-      return;
-    }
-    if (status == CanStatus::failed) {
-      // The system refuses at once, and would again.
-      std::this_thread::sleep_for(nap_end - now);
-      return;
-    }
+  CanEndpoint& endpoint = lock ? *nap_ : *own;
+  const Time start = endpoint.now();
+  const nanoseconds time = std::min<nanoseconds>(end - start, longest_nap);
+  CanFrame none;
+  if (endpoint.receive(none, time) != CanStatus::failed) {
+    return nanoseconds(0);
   }
+  // The system refuses at once, and would again.
+  std::this_thread::sleep_for(time);
+  return std::max<nanoseconds>(time - (endpoint.now() - start), nanoseconds(0));
 }
 
 void Bridge::take_in() {
@@ -214,33 +211,48 @@ void Bridge::take_in() {
 }
 
 void Bridge::deliver_events() {
-  std::size_t waiting = 0;
+  if (CallRecord::current(*this) != nullptr) {
+    return;  // inside a transfer: an observer may wait for what this thread holds
+  }
+  std::uint64_t last = 0;
   {
     const std::lock_guard<std::mutex> lock(events_mutex_);
     if (lost_events_ != 0) {
-      events_.emplace_back(EventsLost{std::exchange(lost_events_, 0)});
+      events_.push_back({++events_so_far_, EventsLost{std::exchange(lost_events_, 0)}});
     }
-    waiting = events_.size();
+    last = events_so_far_;
   }
   // What an observer brings about is for the next time: this call comes to an end.
-  for (; waiting > 0; --waiting) {
-    std::vector<std::shared_ptr<const BridgeObserver>> observers;
-    BridgeEvent event;
-    {
-      const std::lock_guard<std::mutex> lock(events_mutex_);
-      if (events_.empty()) {
-        return;  // another thread has told them
-      }
-      event = std::move(events_.front());
-      events_.pop_front();
-      for (const auto& [id, observer] : observers_) {
-        observers.push_back(observer);
-      }
-    }
-    for (const auto& observer : observers) {
-      (*observer)(event);
+  while (const std::optional<QueuedEvent> queued = next_event(last)) {
+    std::uint64_t told = 0;
+    while (const auto observer = next_observer(queued->number, told)) {
+      (*observer)(queued->event);
     }
   }
+}
+
+/// The oldest event up to number `last`, taken off the queue.
+std::optional<Bridge::QueuedEvent> Bridge::next_event(std::uint64_t last) {
+  const std::lock_guard<std::mutex> lock(events_mutex_);
+  if (events_.empty() || events_.front().number > last) {
+    return std::nullopt;
+  }
+  QueuedEvent event = std::move(events_.front());
+  events_.pop_front();
+  return event;
+}
+
+/// The observer behind `told`, which becomes its id, that was there before the event; null when
+/// there is none. Looked up each time, as one may have removed another.
+std::shared_ptr<const BridgeObserver> Bridge::next_observer(std::uint64_t event,
+                                                            std::uint64_t& told) {
+  const std::lock_guard<std::mutex> lock(events_mutex_);
+  const auto next = observers_.upper_bound(told);
+  if (next == observers_.end() || next->second.since >= event) {
+    return nullptr;
+  }
+  told = next->first;
+  return next->second.observer;
 }
 
 /// Runs with locks of the backend held.
@@ -264,7 +276,7 @@ void Bridge::queue(BridgeEvent event) {
     ++lost_events_;
     return;
   }
-  events_.push_back(std::move(event));
+  events_.push_back({++events_so_far_, std::move(event)});
 }
 
 void Bridge::stop(const std::string& reason) {

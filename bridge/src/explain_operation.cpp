@@ -6,6 +6,7 @@
 
 #include "ground/drive_objects.hpp"
 #include "ground/pdo.hpp"
+#include "own_refusal.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -18,7 +19,7 @@ bool has_drive(const NodeConfig& node, const std::string& device) {
 }
 
 /// Whether the call loads its image in any case: then it sends also when every read is refused.
-bool refreshes(const ExplainedCall& call, CanOpenNodeController& before) {
+bool refreshes(const CalledOperation& call, CanOpenNodeController& before) {
   const std::vector<Transfer> none;
   ReplayedBus bus(none);
   CanOpenNodeController(before, bus)
@@ -26,43 +27,69 @@ bool refreshes(const ExplainedCall& call, CanOpenNodeController& before) {
   return bus.has_read() && bus.frame();
 }
 
+/// The RPDO entries of that number that map anything: a frame has the fields of all of them.
+std::vector<const PdoConfig*> entries_of(const BoardConfig& board, std::uint8_t rpdo) {
+  std::vector<const PdoConfig*> entries;
+  for (const PdoConfig& pdo : board.pdos) {
+    if (pdo.number == rpdo && is_rpdo(pdo) && !pdo.mappings.empty()) {
+      entries.push_back(&pdo);
+    }
+  }
+  return entries;
+}
+
 /// The image as it stood before the change of the operation.
 ///
-/// An operation that changes nothing sends it: a "pdo_patch" whose payload is too short for its
-/// first field, or writes the whole bytes of one that has none. It runs on a copy of the images
-/// from before, with what the operation has read.
-Bytes image_before(const ExplainedCall& call, CanOpenNodeController& before, const PdoConfig& rpdo,
-                   const std::vector<Transfer>& transfers) {
+/// An operation that changes nothing sends it: a "pdo_write" of no bytes to one object. It runs on
+/// a copy of the images from before, with what the operation has read.
+Bytes image_before(const CalledOperation& call, CanOpenNodeController& before,
+                   const PdoConfig& entry, const std::vector<Transfer>& transfers) {
   OperationConfig unchanged;
-  unchanged.kind = "pdo_patch";
-  unchanged.pdo_number = rpdo.number;
-  unchanged.fields = {rpdo.mappings.front().field};
+  unchanged.kind = "pdo_write";
+  unchanged.pdo_number = entry.number;
+  unchanged.index = entry.mappings.front().index;
+  unchanged.sub_index = entry.mappings.front().sub_index;
   unchanged.refresh_shadow = refreshes(call, before) ? 1 : 0;
   ReplayedBus bus(transfers);
   CanOpenNodeController(before, bus).execute_configured_operation(unchanged, call.device, {});
   return bus.frame().value_or(Bytes());
 }
 
-CanFrame frame_of(std::uint16_t cob_id, const Bytes& bytes) {
-  CanFrame frame{cob_id, static_cast<std::uint8_t>(bytes.size()), {}};
+CanFrame frame_of(const Bytes& bytes) {
+  CanFrame frame{0, static_cast<std::uint8_t>(bytes.size()), {}};
   std::copy(bytes.begin(), bytes.end(), frame.data.begin());
   return frame;
 }
 
-std::vector<ExplainedField> fields_of(const NodeConfig& node, const PdoConfig& rpdo,
-                                      const Bytes& before, const Bytes& after) {
-  const std::vector<DecodedField> old_fields = decoded_fields(node, rpdo, frame_of(0, before));
-  const std::vector<DecodedField> new_fields = decoded_fields(node, rpdo, frame_of(0, after));
-  std::vector<ExplainedField> fields;
-  for (std::size_t index = 0; index < std::min(old_fields.size(), new_fields.size()); ++index) {
-    fields.push_back({old_fields[index], new_fields[index]});
+void add_fields(const NodeConfig& node, const PdoConfig& entry, ExplainedTransfer& step) {
+  const auto before = decoded_fields(node, entry, frame_of(step.image_before));
+  const auto after = decoded_fields(node, entry, frame_of(step.transfer.data));
+  for (std::size_t index = 0; index < std::min(before.size(), after.size()); ++index) {
+    step.fields.push_back({before[index], after[index]});
   }
-  return fields;
+}
+
+void explain_frame(const CalledOperation& call, CanOpenNodeController& before,
+                   const std::vector<Transfer>& transfers, ExplainedTransfer& step) {
+  const BoardConfig& board = call.node.board;
+  const PdoConfig* const rpdo = find_pdo(board, PdoDirection::rpdo, step.transfer.rpdo);
+  if (rpdo == nullptr || step.transfer.error) {
+    return;
+  }
+  step.cob_id = cob_id_of(call.node.node_id, *rpdo);
+  const std::vector<const PdoConfig*> entries = entries_of(board, step.transfer.rpdo);
+  if (entries.empty()) {
+    return;  // a frame of no bytes
+  }
+  step.image_before = image_before(call, before, *entries.front(), transfers);
+  for (const PdoConfig* const entry : entries) {
+    add_fields(call.node, *entry, step);
+  }
 }
 
 }  // namespace
 
-Explanation explain_operation(const ExplainedCall& call, CanOpenNodeController& controller,
+Explanation explain_operation(const CalledOperation& call, CanOpenNodeController& controller,
                               HeldBackBus::Read read) {
   HeldBackBus bus(call.node, std::move(read));
   CanOpenNodeController trial(controller, bus);
@@ -81,20 +108,18 @@ Explanation explain_operation(const ExplainedCall& call, CanOpenNodeController& 
   }
   for (const Transfer& transfer : bus.transfers()) {
     ExplainedTransfer step{transfer, {}, 0, {}, {}};
-    const PdoConfig* const rpdo = transfer.kind == TransferKind::rpdo
-                                      ? find_pdo(call.node.board, PdoDirection::rpdo, transfer.rpdo)
-                                      : nullptr;
-    if (transfer.kind != TransferKind::rpdo) {
+    if (transfer.kind == TransferKind::rpdo) {
+      explain_frame(call, before, bus.transfers(), step);
+    } else {
       step.object = object_name(&call.node, transfer.index, transfer.sub_index);
-    } else if (rpdo != nullptr && !rpdo->mappings.empty() && !transfer.error) {
-      step.cob_id = cob_id_of(call.node.node_id, *rpdo);
-      step.image_before = image_before(call, before, *rpdo, bus.transfers());
-      step.fields = fields_of(call.node, *rpdo, step.image_before, transfer.data);
     }
     explanation.transfers.push_back(std::move(step));
   }
   if (!explanation.result.ok && !bus.transfers().empty()) {
     explanation.error = bus.stop() ? bus.stop() : bus.transfers().back().error;
+  }
+  if (explanation.error && is_own_refusal(call, explanation.result)) {
+    explanation.error.reset();
   }
   explanation.frames = bus.frames();
   return explanation;

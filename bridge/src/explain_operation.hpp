@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "called_operation.hpp"
 #include "held_back_bus.hpp"
 #include "velmora_can_bridge/bridge/explanation.hpp"
 #include "velmora_can_bridge/can_open_node_controller.hpp"
@@ -12,17 +13,8 @@
 
 namespace velmora_can_bridge {
 
-/// The operation that is explained, by references.
-struct ExplainedCall {
-  const NodeConfig& node;
-  const std::string& device;
-  const std::string& name;
-  const OperationConfig& config;
-  const std::vector<std::uint8_t>& payload;
-};
-
 /// Runs the call on a copy of `controller`, reads by `read`, and holds everything else back.
-Explanation explain_operation(const ExplainedCall& call, CanOpenNodeController& controller,
+Explanation explain_operation(const CalledOperation& call, CanOpenNodeController& controller,
                               HeldBackBus::Read read);
 
 }  // namespace velmora_can_bridge

@@ -9,6 +9,7 @@
 #include "ground/node_text.hpp"
 #include "ground/number_text.hpp"
 #include "ground/pdo.hpp"
+#include "ground/visible_text.hpp"
 #include "velmora_can_bridge/traffic/can_log.hpp"
 #include "velmora_can_bridge/traffic/value_text.hpp"
 
@@ -23,7 +24,7 @@ constexpr std::chrono::milliseconds between_frames{10};
 /// As `object_name_text`, and the name of the profile for what has no other name.
 std::string object_words(const ObjectName& object) {
   const bool has_name = !object.field.empty() || !object.operations.empty();
-  return object_name_text(object) +
+  return visible_text(object_name_text(object)) +
          (has_name || object.profile_name.empty() ? "" : " (" + object.profile_name + ")");
 }
 
@@ -34,9 +35,9 @@ std::string number_of(const DecodedField& field) {
 /// "left_target_velocity 0 -> 300, left_wheel 0x60FF/0".
 std::string field_text(const ExplainedField& field) {
   ObjectName object = field.after.object;
-  const std::string name = std::exchange(object.field, "");
+  const std::string name = visible_text(std::exchange(object.field, ""));
   object.operations.clear();
-  const std::string where = object_name_text(object);
+  const std::string where = visible_text(object_name_text(object));
   const std::string change = field.has_changed() ? " -> " + number_of(field.after) : " unchanged";
   return (name.empty() ? where : name) + " " + number_of(field.before) + change +
          (name.empty() ? "" : ", " + where);
@@ -46,7 +47,7 @@ std::string frame_text(const ExplainedTransfer& step) {
   const Transfer& transfer = step.transfer;
   std::string text = "would send   " + pdo_text(PdoDirection::rpdo, transfer.rpdo);
   if (transfer.error) {
-    return text + ": " + transfer.error->text + "\n";
+    return text + ": " + visible_text(transfer.error->text) + "\n";
   }
   text += ", COB-ID " + hex<4>(step.cob_id) + ": " + bytes_text(step.image_before) + " -> " +
           bytes_text(transfer.data) + "\n";
@@ -65,7 +66,7 @@ std::string step_text(const ExplainedTransfer& step) {
       (transfer.kind == TransferKind::sdo_read ? "read         " : "would write  ") +
       object_words(step.object);
   return text +
-         (transfer.error ? ": " + transfer.error->text
+         (transfer.error ? ": " + visible_text(transfer.error->text)
                          : " = " + value_text(transfer.data, step.object.is_signed)) +
          "\n";
 }
@@ -79,10 +80,10 @@ std::string mode_text(const ExplainedMode& mode) {
 std::string answer_text(const Explanation& explanation) {
   const OperationResult& result = explanation.result;
   if (!result.ok) {
-    return "would fail: " + result.message +
-           (explanation.error ? " (" + explanation.error->text + ")" : "");
+    return "would fail: " + visible_text(result.message) +
+           (explanation.error ? " (" + visible_text(explanation.error->text) + ")" : "");
   }
-  return "would answer ok: " + result.message +
+  return "would answer ok: " + visible_text(result.message) +
          (result.data.empty() ? "" : ", data " + hex_bytes(result.data));
 }
 
@@ -137,7 +138,7 @@ Json step_json(const ExplainedTransfer& step) {
 }  // namespace
 
 std::string explanation_text(const Explanation& explanation) {
-  std::string text = explanation.device + " " + explanation.operation;
+  std::string text = visible_text(explanation.device + " " + explanation.operation);
   text += explanation.node_id == 0 ? "" : " on " + node_text(explanation.node_id);
   text += "; nothing is written or sent\n";
   std::string lines;
@@ -174,7 +175,7 @@ std::string explanation_frames(const Explanation& explanation, const std::string
   std::string lines;
   std::chrono::microseconds time{0};
   for (const CanFrame& frame : explanation.frames) {
-    lines += can_log_line(time, interface, frame) + "\n";
+    lines += can_log_line(time, visible_text(interface), frame) + "\n";
     time += between_frames;
   }
   return lines;

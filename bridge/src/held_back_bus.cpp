@@ -1,6 +1,7 @@
 #include "held_back_bus.hpp"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "transfers.hpp"
@@ -28,7 +29,8 @@ HeldBackBus::HeldBackBus(const NodeConfig& node, Read read)
           },
           [](std::uint16_t /*index*/, std::uint8_t /*sub_index*/, const Bytes& /*data*/) {
             return std::optional<SdoAbort>();
-          }),
+          },
+          std::numeric_limits<std::uint32_t>::max()),
       node_(bus_.open({{0, 0}}, [this](const CanFrame& frame, std::vector<CanFrame>& answers) {
         take(frame, answers);
       })) {

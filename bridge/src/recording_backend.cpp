@@ -1,7 +1,9 @@
 #include "recording_backend.hpp"
 
+#include <algorithm>
 #include <utility>
 
+#include "own_refusal.hpp"
 #include "transfers.hpp"
 
 namespace velmora_can_bridge {
@@ -48,13 +50,19 @@ void Bridge::CallRecord::add(const Transfer& transfer) {
   }
 }
 
-void Bridge::CallRecord::fill(OperationReport& report) {
+void Bridge::CallRecord::fill(OperationReport& report, const CalledOperation& call) {
   report.transfers = std::move(transfers_);
   report.tolerated = std::move(failures_);
-  if (!report.result.ok && error_) {
-    report.error = std::move(error_);
-    report.tolerated.pop_back();
+  if (report.result.ok || !error_ || is_own_refusal(call, report.result)) {
+    return;
   }
+  report.error = std::move(error_);
+  // After a stop nothing went on: it is the first one, and those behind it were not begun.
+  const auto stopped =
+      std::find_if(report.tolerated.begin(), report.tolerated.end(),
+                   [](const BusError& error) { return error.kind == BusErrorKind::stopped; });
+  report.tolerated.erase(stopped == report.tolerated.end() ? stopped - 1 : stopped,
+                         report.tolerated.end());
 }
 
 bool Bridge::RecordingBackend::sdo_read(std::uint8_t node_id, std::uint16_t index,

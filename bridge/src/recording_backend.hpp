@@ -6,6 +6,7 @@
 #include <optional>
 #include <vector>
 
+#include "called_operation.hpp"
 #include "velmora_can_bridge/bridge/bridge.hpp"
 #include "velmora_can_bridge/can_open_backend.hpp"
 
@@ -34,8 +35,8 @@ class Bridge::CallRecord {
   /// A transfer that has ended.
   void add(const Transfer& transfer);
 
-  /// Moves into the report what it tells of the transfers.
-  void fill(OperationReport& report);
+  /// Moves into the report of the call what there is to tell of its transfers.
+  void fill(OperationReport& report, const CalledOperation& call);
 
   /// Why the last transfer failed; no value when it did not.
   const std::optional<BusError>& error() const { return error_; }

@@ -354,6 +354,146 @@ TEST_F(BridgeTest, devices_are_compared_in_the_order_of_the_file) {
   EXPECT_THAT(comparisons[0].gaps, IsEmpty());
 }
 
+TEST_F(BridgeTest, boot_up_behind_more_frames_than_a_socket_holds_counts) {
+  run("set_level", {1});
+  const auto other = can0.open({});
+  for (int count = 0; count < 20000; ++count) {
+    other->send({0x711, 1, {5}}, milliseconds(0));
+  }
+  lamp.on_bus.boot();
+  EXPECT_THAT(run("set_level", {3}), SizeIs(3));
+}
+
+TEST_F(BridgeTest, poll_in_a_hook_tells_nobody) {
+  BridgeSettings settings;
+  Bridge* polled = nullptr;
+  settings.after_transfer = [&](const Transfer& /*transfer*/) { polled->poll(milliseconds(0)); };
+  Bridge polling(can0, lamp_file(), settings);
+  polled = &polling;
+  polling.add_observer([&](const BridgeEvent& event) {
+    told.push_back(bridge_event_text(event));
+    polling.run("lamp", "write_level", {1, 2});
+  });
+  lamp.on_bus.boot();
+  EXPECT_TRUE(polling.run("lamp", "set_level", {1}).result.ok);
+  EXPECT_THAT(told, IsEmpty());
+  polling.poll(milliseconds(0));
+  EXPECT_THAT(told, ElementsAre("node 0x10 has started"));
+}
+
+TEST_F(BridgeTest, observer_that_another_one_removes_is_not_called) {
+  std::uint64_t first = 0;
+  std::uint64_t second = 0;
+  first = bridge.add_observer([&](const BridgeEvent& /*event*/) {
+    told.emplace_back("first");
+    bridge.remove_observer(second);
+  });
+  second = bridge.add_observer([&](const BridgeEvent& /*event*/) {
+    told.emplace_back("second");
+    bridge.remove_observer(first);
+  });
+  lamp.on_bus.boot();
+  bridge.poll(milliseconds(0));
+  EXPECT_THAT(told, ElementsAre("first"));
+}
+
+TEST_F(BridgeTest, observer_is_not_told_of_what_was_before_it) {
+  const std::uint64_t first = bridge.add_observer([](const BridgeEvent& /*event*/) {});
+  lamp.on_bus.boot();
+  bridge.node_state(0x10);
+  bridge.remove_observer(first);
+  observe();
+  bridge.poll(milliseconds(0));
+  EXPECT_THAT(told, IsEmpty());
+}
+
+TEST_F(BridgeTest, empty_observer_is_never_called) {
+  bridge.add_observer({});
+  observe();
+  lamp.on_bus.boot();
+  bridge.poll(milliseconds(0));
+  EXPECT_THAT(told, SizeIs(1));
+}
+
+TEST_F(BridgeTest, tolerated_read_is_not_the_reason_of_a_refusal_by_the_operation_itself) {
+  BoardFile file = lamp_file();
+  OperationConfig both = file.nodes[0].operations.at("refresh_level");
+  both.fields = {"level", "mode"};
+  file.nodes[0].operations["refresh_both"] = both;
+  Bridge two(can0, file);
+  lamp.node.device().add_object(0x2000, 2, {ObjectAccess::write_only, {0}, false, 0});
+  const OperationReport refused = two.run("lamp", "refresh_both", {1});
+  EXPECT_EQ(refused.result.message, "payload too short for field mode");
+  EXPECT_FALSE(refused.error);
+  EXPECT_THAT(refused.tolerated, SizeIs(1));
+  EXPECT_FALSE(two.explain("lamp", "refresh_both", {1}).error);
+}
+
+TEST_F(BridgeTest, nothing_is_tolerated_after_a_stop) {
+  bridge.stop();
+  run("refresh_level", {1});
+  ASSERT_TRUE(report.error);
+  EXPECT_THAT(report.tolerated, IsEmpty());
+}
+
+TEST_F(BridgeTest, command_that_the_bus_did_not_take_is_told_with_its_status) {
+  observe();
+  can0.set_state(CanStatus::queue_full);
+  const auto error = bridge.send(NmtCommand::start, 0);
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->status, CanStatus::queue_full);
+  bridge.poll(milliseconds(0));
+  EXPECT_THAT(told, SizeIs(1));
+}
+
+/// An interface that the system refuses whatever is asked of it; its clock stands still.
+class RefusingChannel : public CanChannel {
+ public:
+  std::unique_ptr<CanEndpoint> open(const std::vector<CanFilter>& /*filters*/) override {
+    return std::make_unique<Refusing>(receives);
+  }
+
+  std::size_t receives = 0;
+
+ private:
+  class Refusing : public CanEndpoint {
+   public:
+    explicit Refusing(std::size_t& receives) : receives_(&receives) {}
+    CanStatus send(const CanFrame& /*frame*/, std::chrono::nanoseconds /*patience*/) override {
+      return CanStatus::failed;
+    }
+    CanStatus receive(CanFrame& /*frame*/, std::chrono::nanoseconds /*timeout*/) override {
+      ++*receives_;
+      return CanStatus::failed;
+    }
+    std::chrono::steady_clock::time_point now() const override { return {}; }
+    std::string explain(CanStatus /*status*/) const override { return "refused"; }
+
+   private:
+    std::size_t* const receives_;
+  };
+};
+
+TEST(BridgeOnARefusedInterface, poll_rests_and_comes_back) {
+  RefusingChannel refused;
+  Bridge bridge(refused, lamp_file());
+  std::vector<std::string> told;
+  bridge.add_observer([&](const BridgeEvent& event) { told.push_back(bridge_event_text(event)); });
+  bridge.poll(milliseconds(30));
+  EXPECT_THAT(told, ElementsAre("refused"));
+  EXPECT_LT(refused.receives, 10U);
+}
+
+TEST(BridgeOnARefusedInterface, transfer_fails_at_once_with_what_the_system_says) {
+  RefusingChannel refused;
+  Bridge bridge(refused, lamp_file());
+  const OperationReport report = bridge.run("lamp", "read_level", {});
+  ASSERT_TRUE(report.error);
+  EXPECT_EQ(report.error->kind, BusErrorKind::bus_fault);
+  EXPECT_EQ(report.error->text, "refused");
+  EXPECT_LT(refused.receives, 10U);
+}
+
 TEST_F(BridgeTest, runner_polls_until_it_ends) {
   InProcessBus real(BusTime::real);
   Bridge running(real, lamp_file());

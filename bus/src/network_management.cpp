@@ -10,6 +10,7 @@
 #include "ground/longest_wait.hpp"
 #include "ground/node_text.hpp"
 #include "ground/number_text.hpp"
+#include "velmora_can_bridge/bus/in_process_bus.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -18,8 +19,8 @@ using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 
 constexpr milliseconds send_patience{20};
-// A poll without time takes no more frames than this, however many keep coming.
-constexpr int frames_without_time = 4096;
+// A poll without time takes no more frames than this, as many as an endpoint of a bus keeps.
+constexpr std::size_t frames_without_time = InProcessBus::queue_limit;
 // Between two events that tell of lost frames.
 constexpr milliseconds loss_interval{100};
 
@@ -41,6 +42,7 @@ std::optional<BusError> NmtMaster::send(NmtCommand command, std::uint8_t node_id
     return {};
   }
   error.kind = BusErrorKind::bus_fault;
+  error.status = status;
   error.text = endpoint_->explain(status);
   return error;
 }
@@ -71,7 +73,7 @@ void NodeWatch::poll_until(Time end) {
 
 /// What the system has refused once it would refuse as often as it is asked.
 void NodeWatch::take_what_came_by(Time start) {
-  for (int taken = 0; taken < frames_without_time; ++taken) {
+  for (std::size_t taken = 0; taken < frames_without_time; ++taken) {
     const CanStatus status = take_next(start, nanoseconds(0));
     const bool is_all = status == CanStatus::timed_out || status == CanStatus::failed;
     if (is_all || (status == CanStatus::ok && last_arrival_.time > start)) {
@@ -119,7 +121,11 @@ void NodeWatch::take(const CanFrame& frame, const CanArrival& arrival) {
   }
 }
 
+/// What the system refuses it refuses again each time that it is asked: that is told once.
 void NodeWatch::tell_bus(CanStatus status) {
+  if (std::exchange(told_status_, status) == status && status == CanStatus::failed) {
+    return;
+  }
   is_in_trouble_ =
       status != CanStatus::ok && (is_in_trouble_ || status != CanStatus::error_passive);
   observer_({NodeEventKind::bus, 0, {}, {}, endpoint_->explain(status), status});

@@ -276,6 +276,9 @@ bool SdoClient::drop_late_answers(bool waits) {
     } else {
       note_status(status);
     }
+    if (status == CanStatus::failed) {
+      return true;  // it would be refused again; the transfer itself shows it
+    }
   }
   return false;
 }

@@ -197,7 +197,8 @@ ExitStatus check_command(const CommandLineHost& host, const CheckArguments& argu
   const std::unique_ptr<CanChannel> channel = interface_channel(host, *arguments.bus);
   CommandBridge bridge(host, *channel, *loaded.file);
   CheckedNodes nodes;
-  for (DeviceComparison& comparison : bridge->compare_with_devices()) {
+  auto comparisons = bridge.ask([](Bridge& board) { return board.compare_with_devices(); });
+  for (DeviceComparison& comparison : comparisons) {
     nodes.push_back({&loaded.file->nodes[nodes.size()], std::move(comparison)});
   }
   (arguments.json ? print_json : print_text)(host, nodes);

@@ -59,7 +59,6 @@ void CommandBridge::end(const Transfer& transfer) {
   if (told_) {
     told_(transfer);
   }
-  bridge_.poll(milliseconds(0));
 }
 
 void CommandBridge::await_late_answers() {

@@ -20,8 +20,13 @@ class CommandBridge {
   CommandBridge(const CommandLineHost& host, CanChannel& channel, BoardFile file,
                 SdoTimes times = {}, TransferHook told = {});
 
-  Bridge& operator*() { return bridge_; }
-  Bridge* operator->() { return &bridge_; }
+  /// What `question(bridge)` answers. Then prints the warnings of the bus that came meanwhile.
+  template <typename Question>
+  auto ask(const Question& question) {
+    auto answer = question(bridge_);
+    bridge_.poll(std::chrono::milliseconds(0));
+    return answer;
+  }
 
   /// Before the program ends: `Bridge::await_late_answers`. An interruption ends the wait, and a
   /// diagnostic then says which nodes may still answer.

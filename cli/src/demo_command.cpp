@@ -6,6 +6,7 @@
 #include "command_bridge.hpp"
 #include "commands.hpp"
 #include "example_board.hpp"
+#include "exit_status.hpp"
 #include "interface_channel.hpp"
 #include "payload_words.hpp"
 #include "report.hpp"
@@ -253,13 +254,20 @@ class Tour {
   void explain(const Step& step) {
     say("explain", step);
     quiet_ = true;
-    const Explanation explanation = bridge_->explain(step.device, step.operation, payload_of(step));
+    const Explanation explanation = bridge_.ask([&](Bridge& bridge) {
+      return bridge.explain(step.device, step.operation, payload_of(step));
+    });
     quiet_ = false;
-    (json_ ? print_explanation_json : print_explanation)(host_, explanation);
+    if (json_) {
+      print_explanation_json(host_, explanation, exit_status_of(explanation));
+    } else {
+      print_explanation(host_, explanation);
+    }
   }
 
   OperationReport execute(const Step& step) {
-    return bridge_->run(step.device, step.operation, payload_of(step));
+    return bridge_.ask(
+        [&](Bridge& bridge) { return bridge.run(step.device, step.operation, payload_of(step)); });
   }
 
   /// Lets the step's time pass, or asks again until the answer is the one waited for.

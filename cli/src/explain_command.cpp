@@ -8,6 +8,37 @@
 #include "requested_operation.hpp"
 
 namespace velmora_can_bridge {
+namespace {
+
+void print(const CommandLineHost& host, const ExplainArguments& arguments,
+           const Explanation& explanation, ExitStatus status) {
+  if (arguments.json) {
+    print_explanation_json(host, explanation, status);
+    return;
+  }
+  if (!arguments.candump) {
+    print_explanation(host, explanation);
+    return;
+  }
+  host.out << explanation_frames(explanation, arguments.bus.bus);
+  if (!explanation.result.ok) {
+    print_diagnostic(host, "would fail: " + explanation.result.message +
+                               (explanation.error ? " (" + explanation.error->text + ")" : ""));
+  }
+}
+
+/// That of the interface where the operation needs no answer: it would go unnoticed else that there
+/// is none.
+ExitStatus status_of_bus(const CommandLineHost& host, CanChannel& channel) {
+  const auto endpoint = channel.open({});
+  const CanStatus state = endpoint->state();
+  if (state != CanStatus::ok) {
+    print_diagnostic(host, endpoint->explain(state));
+  }
+  return exit_status_of(state);
+}
+
+}  // namespace
 
 ExitStatus explain_command(const CommandLineHost& host, const ExplainArguments& arguments) {
   const OperationArguments& operation = arguments.operation;
@@ -17,15 +48,16 @@ ExitStatus explain_command(const CommandLineHost& host, const ExplainArguments& 
     return ExitStatus::bad_input;
   }
   CommandBridge bridge(host, bus->channel(), std::move(call->file), sdo_times(arguments.bus));
-  const Explanation explanation =
-      bridge->explain(operation.device, operation.operation, call->payload);
-  if (arguments.candump) {
-    print_lines(host, explanation_frames(explanation, arguments.bus.bus));
-  } else {
-    (arguments.json ? print_explanation_json : print_explanation)(host, explanation);
+  const Explanation explanation = bridge.ask([&](Bridge& board) {
+    return board.explain(operation.device, operation.operation, call->payload);
+  });
+  ExitStatus status = exit_status_of(explanation);
+  if (status == ExitStatus::success) {
+    status = status_of_bus(host, bus->channel());
   }
+  print(host, arguments, explanation, status);
   bridge.await_late_answers();
-  return bus->finish(exit_status_of(explanation));
+  return bus->finish(status);
 }
 
 }  // namespace velmora_can_bridge

@@ -52,21 +52,14 @@ void print_result_json(const CommandLineHost& host, const OperationReport& repor
 }
 
 void print_explanation(const CommandLineHost& host, const Explanation& explanation) {
-  print_lines(host, explanation_text(explanation));
+  host.out << explanation_text(explanation);
 }
 
-void print_explanation_json(const CommandLineHost& host, const Explanation& explanation) {
+void print_explanation_json(const CommandLineHost& host, const Explanation& explanation,
+                            ExitStatus status) {
   auto line = nlohmann::ordered_json::parse(explanation_json(explanation));
-  line["code"] = exit_status_word(exit_status_of(explanation));
+  line["code"] = exit_status_word(status);
   print_json_line(host, line);
-}
-
-void print_lines(const CommandLineHost& host, const std::string& text) {
-  std::size_t begin = 0;
-  for (std::size_t end = text.find('\n'); end != std::string::npos; end = text.find('\n', begin)) {
-    host.out << visible_text(text.substr(begin, end - begin)) << '\n';
-    begin = end + 1;
-  }
 }
 
 void print_failure(const CommandLineHost& host, const std::string& message,

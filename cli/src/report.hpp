@@ -22,10 +22,8 @@ void print_result_json(const CommandLineHost& host, const OperationReport& repor
 void print_explanation(const CommandLineHost& host, const Explanation& explanation);
 
 /// Prints what an operation would do as one JSON object on a line.
-void print_explanation_json(const CommandLineHost& host, const Explanation& explanation);
-
-/// Prints lines, each with its end, that may hold names of a board file.
-void print_lines(const CommandLineHost& host, const std::string& text);
+void print_explanation_json(const CommandLineHost& host, const Explanation& explanation,
+                            ExitStatus status);
 
 /// Prints a failure for people: "failed: MESSAGE (REASON)", the parentheses only for a reason.
 void print_failure(const CommandLineHost& host, const std::string& message,

@@ -22,8 +22,9 @@ ExitStatus run_command(const CommandLineHost& host, const RunArguments& argument
                            host.err << visible_text(transfer_text(transfer)) << '\n';
                          }
                        });
-  const OperationReport report =
-      bridge->run(arguments.operation.device, arguments.operation.operation, call->payload);
+  const OperationReport report = bridge.ask([&](Bridge& board) {
+    return board.run(arguments.operation.device, arguments.operation.operation, call->payload);
+  });
   if (report.result.ok && !report.tolerated.empty()) {
     print_diagnostic(host, "failed on the way: " + bus_error_text(report.tolerated.back()));
   }

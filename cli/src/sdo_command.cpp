@@ -103,7 +103,7 @@ ExitStatus execute(const CommandLineHost& host, const SdoArguments& arguments,
     return ExitStatus::bad_input;
   }
   CommandBridge bridge(host, bus->channel(), {}, sdo_times(arguments.bus));
-  exchange(*bridge);
+  transfer.error = bridge.ask(exchange);
   const ExitStatus status = transfer.error ? exit_status_of(*transfer.error) : ExitStatus::success;
   if (arguments.json) {
     print_json(host, transfer, status);
@@ -123,11 +123,11 @@ ExitStatus sdo_read_command(const CommandLineHost& host, const SdoArguments& arg
   }
   return execute(host, arguments, *transfer, true, [&](Bridge& bridge) {
     auto read = bridge.read_object(transfer->node_id, transfer->index, transfer->sub_index);
-    if (read) {
-      transfer->data = *std::move(read);
-    } else {
-      transfer->error = read.error();
+    if (!read) {
+      return std::make_optional(read.error());
     }
+    transfer->data = *std::move(read);
+    return std::optional<BusError>();
   });
 }
 
@@ -139,8 +139,8 @@ ExitStatus sdo_write_command(const CommandLineHost& host, const SdoArguments& ar
   }
   transfer->data = *value;
   return execute(host, arguments, *transfer, false, [&](Bridge& bridge) {
-    transfer->error = bridge.write_object(transfer->node_id, transfer->index, transfer->sub_index,
-                                          transfer->data);
+    return bridge.write_object(transfer->node_id, transfer->index, transfer->sub_index,
+                               transfer->data);
   });
 }
 

@@ -29,7 +29,7 @@ class CommandBridgeTest : public testing::Test {
 
 TEST_F(CommandBridgeTest, rounds_the_rest_of_the_wait_up) {
   script.lateness = std::chrono::microseconds(100);
-  const auto read = bridge->read_object(0x10, 0x2000, 1);
+  const auto read = bridge.ask([](Bridge& board) { return board.read_object(0x10, 0x2000, 1); });
   ASSERT_FALSE(read);
   EXPECT_EQ(err.str(),
             "velmora-can-bridge: interrupted; waiting for the answer of node 0x10 about object "
@@ -38,7 +38,7 @@ TEST_F(CommandBridgeTest, rounds_the_rest_of_the_wait_up) {
 
 TEST_F(CommandBridgeTest, says_once_what_it_waits_for) {
   script.news = {{milliseconds(30), CanStatus::error_passive}};
-  const auto read = bridge->read_object(0x10, 0x2000, 1);
+  const auto read = bridge.ask([](Bridge& board) { return board.read_object(0x10, 0x2000, 1); });
   ASSERT_FALSE(read);
   EXPECT_EQ(err.str(),
             "velmora-can-bridge: interrupted; waiting for the answer of node 0x10 about object "
@@ -48,7 +48,7 @@ TEST_F(CommandBridgeTest, says_once_what_it_waits_for) {
 
 TEST_F(CommandBridgeTest, says_what_it_still_waits_for_after_a_passing_trouble) {
   script.news = {{milliseconds(10), CanStatus::error_passive}};
-  const auto read = bridge->read_object(0x10, 0x2000, 1);
+  const auto read = bridge.ask([](Bridge& board) { return board.read_object(0x10, 0x2000, 1); });
   ASSERT_FALSE(read);
   EXPECT_EQ(err.str(),
             "velmora-can-bridge: interrupted; waiting for the answer of node 0x10 about object "
@@ -58,7 +58,7 @@ TEST_F(CommandBridgeTest, says_what_it_still_waits_for_after_a_passing_trouble) 
 
 TEST_F(CommandBridgeTest, failure_before_the_interruption_stays_as_it_was) {
   script.on_send = [] {};
-  const auto read = bridge->read_object(0x10, 0x2000, 1);
+  const auto read = bridge.ask([](Bridge& board) { return board.read_object(0x10, 0x2000, 1); });
   ASSERT_FALSE(read);
   interrupted = true;
   EXPECT_EQ(read.error().kind, BusErrorKind::no_answer);
@@ -67,7 +67,8 @@ TEST_F(CommandBridgeTest, failure_before_the_interruption_stays_as_it_was) {
 
 TEST_F(CommandBridgeTest, call_after_the_interruption_tells_what_was_asked_and_nothing_else) {
   interrupted = true;
-  const auto error = bridge->write_object(0x10, 0x2000, 1, {1});
+  const auto error =
+      bridge.ask([](Bridge& board) { return board.write_object(0x10, 0x2000, 1, {1}); });
   ASSERT_TRUE(error);
   EXPECT_EQ(error->kind, BusErrorKind::stopped);
   EXPECT_EQ(bus_error_text(*error), "node 0x10, object 0x2000/1: interrupted");
@@ -76,7 +77,8 @@ TEST_F(CommandBridgeTest, call_after_the_interruption_tells_what_was_asked_and_n
 }
 
 TEST_F(CommandBridgeTest, unknown_outcome_is_kept_beside_the_interruption) {
-  const auto error = bridge->write_object(0x10, 0x2000, 1, {1});
+  const auto error =
+      bridge.ask([](Bridge& board) { return board.write_object(0x10, 0x2000, 1, {1}); });
   ASSERT_TRUE(error);
   EXPECT_EQ(error->kind, BusErrorKind::stopped);
   EXPECT_TRUE(error->outcome_unknown);

@@ -22,8 +22,12 @@ ObjectAddress multiplexer(const CanFrame& frame) {
 
 }  // namespace
 
-SdoServer::SdoServer(std::uint8_t node_id, UploadFunction upload, DownloadFunction download)
-    : node_id_(node_id), upload_(std::move(upload)), download_(std::move(download)) {}
+SdoServer::SdoServer(std::uint8_t node_id, UploadFunction upload, DownloadFunction download,
+                     std::size_t most_bytes)
+    : node_id_(node_id),
+      upload_(std::move(upload)),
+      download_(std::move(download)),
+      most_bytes_(most_bytes) {}
 
 std::optional<CanFrame> SdoServer::answer(const CanFrame& request) {
   if (request.length < sdo_request_length(request) || request.length > sdo_frame_length) {
@@ -121,7 +125,7 @@ std::optional<SdoAbort> SdoServer::download_as_much_as_fits(ObjectAddress at) {
 }
 
 SdoServer::Answer SdoServer::begin_download(ObjectAddress at, std::optional<std::uint32_t> size) {
-  if (size && *size > download_limit) {
+  if (size && *size > most_bytes_) {
     return abort_frame(at, SdoAbort::out_of_memory);
   }
   transfer_ = Download{at, size, {}};
@@ -138,7 +142,7 @@ SdoServer::Answer SdoServer::download_segment(const CanFrame& request) {
   }
   const std::size_t length = sdo_segment_size(request);
   const std::size_t new_size = download->bytes.size() + length;
-  if (new_size > download->size.value_or(download_limit)) {
+  if (new_size > download->size.value_or(most_bytes_)) {
     return end_with(download->size ? SdoAbort::wrong_length : SdoAbort::out_of_memory);
   }
   const auto* const begin = request.data.data() + 1;

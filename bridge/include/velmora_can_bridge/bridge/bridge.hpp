@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -67,7 +68,9 @@ class Bridge {
   ///
   /// A device or operation that the file does not hold answers "Device not found: NAME" or
   /// "Operation not found: NAME". Boot-ups, heartbeats and losses that had arrived before the call
-  /// count: images that they put in doubt are forgotten first. That waits for no observer.
+  /// count: images that they put in doubt are forgotten first. That waits for no observer. What
+  /// arrives while the operation waits its turn for the images counts where somebody polls, else
+  /// for the next call.
   OperationReport run(const std::string& device, const std::string& operation,
                       const std::vector<std::uint8_t>& payload, Detail detail = Detail::result);
 
@@ -76,7 +79,7 @@ class Bridge {
   ///
   /// Reads from the nodes what the operation itself would read. Sends and writes nothing, and
   /// leaves the images and modes of operation as they are. Blocks as long as the reads take, and
-  /// waits its turn for the images for a moment.
+  /// waits its turn for the images as an operation does, behind those that came before.
   Explanation explain(const std::string& device, const std::string& operation,
                       const std::vector<std::uint8_t>& payload);
 
@@ -103,19 +106,21 @@ class Bridge {
   /// what has arrived.
   std::optional<NmtState> node_state(std::uint8_t node_id);
 
-  /// From now on `observer`, which may be empty, is told of events. Returns what `remove_observer` takes.
+  /// From now on `observer`, which may be empty, is told of events. Returns what `remove_observer`
+  /// takes.
   std::uint64_t add_observer(BridgeObserver observer);
 
-  /// The observer is called no more, but for an event that another thread is delivering now.
+  /// The observer is called no more, but for a call that another thread has begun.
   void remove_observer(std::uint64_t observer);
 
   /// Watches the bus until `timeout` has passed, and tells the observers what happens; with 0 or
   /// less it takes what has arrived and tells that.
   ///
-  /// Events of transfers on other threads are told within 20 ms. Where several threads poll, an
+  /// What arrives, and events of transfers on other threads, are told within 10 ms. Where several
+  /// threads poll, an
   /// observer may be called by several at once. An exception of an observer passes through: its
   /// event is told no further, those behind it are told by the next poll. What the observers do
-  /// comes on top of `timeout`.
+  /// comes on top of `timeout`. Called within a transfer, from a `TransferHook`, it tells nothing.
   void poll(std::chrono::milliseconds timeout);
 
   /// Ends all waiting, for a program that ends: as `CanBusBackend::stop`, and every later transfer
@@ -133,6 +138,16 @@ class Bridge {
   struct Node;
   using Time = std::chrono::steady_clock::time_point;
 
+  /// Events are numbered from 1.
+  struct QueuedEvent {
+    std::uint64_t number = 0;
+    BridgeEvent event;
+  };
+  struct Observer {
+    /// The number of the last event that it is not told.
+    std::uint64_t since = 0;
+    std::shared_ptr<const BridgeObserver> observer;
+  };
   struct Addressed {
     Node* node = nullptr;
     const OperationConfig* operation = nullptr;
@@ -140,7 +155,9 @@ class Bridge {
 
   Expected<Addressed> find(const std::string& device, const std::string& operation) const;
   void take_in();
-  void nap(std::unique_ptr<CanEndpoint>& own, Time end);
+  std::chrono::nanoseconds nap(std::unique_ptr<CanEndpoint>& own, Time end);
+  std::optional<QueuedEvent> next_event(std::uint64_t last);
+  std::shared_ptr<const BridgeObserver> next_observer(std::uint64_t event, std::uint64_t& told);
   void deliver_events();
   void note(const BusError& error);
   void queue(BridgeEvent event);
@@ -163,16 +180,19 @@ class Bridge {
   std::mutex watch_mutex_;
   NodeWatch watch_;
 
-  // Held by the thread that waits on arrivals_, which sees the frames of the watch. Nobody waits for
-  // it: others who poll wait on an endpoint of their own.
-  std::mutex arrivals_mutex_;
-  const std::unique_ptr<CanEndpoint> arrivals_;
+  // Held by the thread that waits on nap_, which receives nothing, so that a wait on it does
+  // nothing but wait by the time of the bus. Nobody waits for the mutex: others who poll have an
+  // endpoint of their own.
+  std::mutex nap_mutex_;
+  const std::unique_ptr<CanEndpoint> nap_;
 
   // Guards the members below. A leaf: observers run without it.
   mutable std::mutex events_mutex_;
-  std::deque<BridgeEvent> events_;
+  std::deque<QueuedEvent> events_;
+  std::uint64_t events_so_far_ = 0;
   std::size_t lost_events_ = 0;
-  std::unordered_map<std::uint64_t, std::shared_ptr<const BridgeObserver>> observers_;
+  // By what add_observer returned.
+  std::map<std::uint64_t, Observer> observers_;
   std::uint64_t observers_so_far_ = 0;
   std::string stop_reason_;
 

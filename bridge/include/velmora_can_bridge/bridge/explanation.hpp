@@ -33,7 +33,8 @@ struct ExplainedTransfer {
   /// could not be sent.
   std::uint16_t cob_id = 0;
   std::vector<std::uint8_t> image_before;
-  /// Of a frame: its fields in frame order, as `PdoContent::fields`.
+  /// Of a frame: its fields in frame order, as `PdoContent::fields`; of all RPDO entries of its
+  /// number, one after another.
   std::vector<ExplainedField> fields;
 };
 
@@ -62,8 +63,7 @@ struct Explanation {
   std::vector<CanFrame> frames;
 };
 
-/// For people: several lines, each with its end. Names are as the board file has them: who prints
-/// to a terminal escapes them.
+/// For people: several lines, each with its end. What a terminal would obey or hide is escaped.
 std::string explanation_text(const Explanation& explanation);
 
 /// As a JSON object on one line. docs/command-line.md tells its members.

@@ -32,7 +32,8 @@ struct Transfer {
 std::string transfer_text(const Transfer& transfer);
 
 /// Is told of a transfer. Runs on the thread of the transfer, with the images locked where an
-/// operation writes to them: it may call `Bridge::stop` and `Bridge::poll`, and runs no operation.
+/// operation writes to them: it may call `Bridge::stop`, and `Bridge::poll`, which takes in what
+/// has arrived and tells nobody then; and runs no operation.
 using TransferHook = std::function<void(const Transfer& transfer)>;
 
 }  // namespace velmora_can_bridge

@@ -88,7 +88,7 @@ class NodeWatch {
   ///
   /// Takes no further frame once `timeout` has passed, however many wait; what the observer does
   /// with the last one comes on top. With 0 or less it handles what had come before the call, at
-  /// most 4096 frames, and waits for nothing.
+  /// most 65536 frames, and waits for nothing.
   void poll(std::chrono::milliseconds timeout);
 
   /// The state last seen; no value when the node was never heard of or is lost. Any thread.
@@ -132,6 +132,8 @@ class NodeWatch {
   std::uint64_t told_losses_ = 0;
   Time next_telling_ = Time::min();
   bool is_in_trouble_ = false;
+  // The status of the latest event about the bus.
+  CanStatus told_status_ = CanStatus::ok;
 
   // Guards nodes_. A leaf: neither the observer nor the endpoint is called with it held.
   mutable std::mutex mutex_;

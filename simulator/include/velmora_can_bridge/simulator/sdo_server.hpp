@@ -31,11 +31,14 @@ class SdoServer {
   using DownloadFunction = std::function<std::optional<SdoAbort>(
       std::uint16_t index, std::uint8_t sub_index, const std::vector<std::uint8_t>& data)>;
 
-  /// The most bytes that a download may bring; more are aborted with `SdoAbort::out_of_memory`.
+  /// The most bytes that a download may bring unless the constructor says otherwise; more are
+  /// aborted with `SdoAbort::out_of_memory`.
   static constexpr std::size_t download_limit = std::size_t{1} << 20U;
 
-  /// Both functions are called within `answer` only, and do not call the server.
-  SdoServer(std::uint8_t node_id, UploadFunction upload, DownloadFunction download);
+  /// Both functions are called within `answer` only, and do not call the server. `most_bytes` is
+  /// what a download may bring.
+  SdoServer(std::uint8_t node_id, UploadFunction upload, DownloadFunction download,
+            std::size_t most_bytes = download_limit);
 
   /// Takes a request and returns the answer, with the COB-ID 0x580 + node id.
   ///
@@ -49,7 +52,7 @@ class SdoServer {
   ///   frame has, as the object takes: when the object refuses them with `value_too_long`, fewer
   ///   are tried.
   /// - A segmented download reaches its object when its last segment has come. Objects therefore
-  ///   refuse in the answer to the last segment, a size above `download_limit` at the beginning.
+  ///   refuse in the answer to the last segment, a size above `most_bytes` at the beginning.
   ///   More or fewer bytes than indicated are aborted with `wrong_length`.
   /// - A request that begins a transfer ends the one under way, without a word about it.
   std::optional<CanFrame> answer(const CanFrame& request);
@@ -100,6 +103,7 @@ class SdoServer {
   const std::uint8_t node_id_;
   const UploadFunction upload_;
   const DownloadFunction download_;
+  const std::size_t most_bytes_;
   std::variant<std::monostate, Upload, Download> transfer_;
   // The object's bytes within one request: kept, so that an expedited transfer allocates nothing.
   Bytes bytes_;
