@@ -1,13 +1,12 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <iterator>
 
 #include "command_line_fixture.hpp"
+#include "support/full_disk.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -134,28 +133,6 @@ TEST_F(RunOnBus, trace_that_cannot_be_written_keeps_everything_from_the_bus) {
   CanFrame frame;
   EXPECT_EQ(listener->receive(frame, std::chrono::nanoseconds(0)), CanStatus::timed_out);
 }
-
-/// While it lives files cannot grow, as on a full disk.
-class FullDisk {
- public:
-  FullDisk() : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
-    ::getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit none{0, before_.rlim_max};
-    ::setrlimit(RLIMIT_FSIZE, &none);
-  }
-  FullDisk(const FullDisk&) = delete;
-  FullDisk(FullDisk&&) = delete;
-  FullDisk& operator=(const FullDisk&) = delete;
-  FullDisk& operator=(FullDisk&&) = delete;
-  ~FullDisk() {
-    ::setrlimit(RLIMIT_FSIZE, &before_);
-    EXPECT_NE(std::signal(SIGXFSZ, handler_), SIG_ERR);
-  }
-
- private:
-  rlimit before_{};
-  void (*handler_)(int);
-};
 
 TEST_F(RunOnBus, full_disk_under_the_trace_is_a_failure) {
   NodeOnBus lamp(can0, 0x10);
