@@ -183,12 +183,12 @@ TEST_F(ExplainOnBus, names_are_escaped) {
 nodes:
   - node_id: 0x10
     device_od_map:
-      "la\u202Emp": {base_index: 0x2000}
+      "la\u2028mp": {base_index: 0x2000}
     operations:
       read: {kind: sdo_read, index: 0x1000}
 )");
-  EXPECT_EQ(run({"explain", odd, "la\xE2\x80\xAEmp", "read"}), ExitStatus::success);
-  EXPECT_THAT(out, StartsWith("la\\u202Emp read on node 0x10; nothing is written or sent\n"));
+  EXPECT_EQ(run({"explain", odd, "la\xE2\x80\xA8mp", "read"}), ExitStatus::success);
+  EXPECT_THAT(out, StartsWith("la\\u2028mp read on node 0x10; nothing is written or sent\n"));
 }
 
 }  // namespace
