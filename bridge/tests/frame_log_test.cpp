@@ -24,8 +24,11 @@ constexpr const char* old_line = "(1600000000.000000) can0 000#0100\n";
 
 class FrameLogTest : public testing::Test {
  protected:
-  /// Why a log at the file's path is refused.
-  std::string problem() const { return FrameLog(file.path(), "can0").problem(); }
+  /// Why a log at the file's path is refused; empty when it is not.
+  std::string problem() const {
+    const auto log = FrameLog::open(file.path(), "can0");
+    return log ? "" : log.error();
+  }
 
   std::vector<std::string> lines() const {
     std::istringstream stream(file.text());
@@ -42,14 +45,16 @@ class FrameLogTest : public testing::Test {
 };
 
 TEST_F(FrameLogTest, makes_the_file_and_has_no_problem) {
-  FrameLog log(file.path(), "can0");
-  EXPECT_EQ(log.problem(), "");
-  EXPECT_TRUE(log.is_complete());
+  const auto log = FrameLog::open(file.path(), "can0");
+  ASSERT_TRUE(log);
+  EXPECT_TRUE((*log)->is_complete());
   EXPECT_TRUE(std::filesystem::is_regular_file(file.path()));
 }
 
 TEST_F(FrameLogTest, line_is_in_the_file_at_once) {
-  FrameLog log(file.path(), "can7");
+  const auto opened = FrameLog::open(file.path(), "can7");
+  ASSERT_TRUE(opened);
+  FrameLog& log = **opened;
   log.write(start_all, at(milliseconds(0)));
   ASSERT_EQ(lines().size(), 1U);
   EXPECT_TRUE(is_can_log_line(lines()[0])) << lines()[0];
@@ -57,7 +62,9 @@ TEST_F(FrameLogTest, line_is_in_the_file_at_once) {
 }
 
 TEST_F(FrameLogTest, times_are_as_far_apart_as_the_frames) {
-  FrameLog log(file.path(), "can0");
+  const auto opened = FrameLog::open(file.path(), "can0");
+  ASSERT_TRUE(opened);
+  FrameLog& log = **opened;
   log.write(start_all, at(milliseconds(500)));
   log.write(start_all, at(milliseconds(1750)));
   ASSERT_EQ(lines().size(), 2U);
@@ -119,14 +126,15 @@ TEST_F(FrameLogTest, does_not_go_where_the_program_prints) {
 }
 
 TEST_F(FrameLogTest, tells_why_there_is_no_file) {
-  FrameLog log("/nowhere/log", "can0");
-  EXPECT_EQ(log.problem(), "cannot write /nowhere/log: No such file or directory");
-  log.write(start_all, at(milliseconds(0)));
-  EXPECT_FALSE(log.is_complete());
+  const auto log = FrameLog::open("/nowhere/log", "can0");
+  ASSERT_FALSE(log);
+  EXPECT_EQ(log.error(), "cannot write /nowhere/log: No such file or directory");
 }
 
 TEST_F(FrameLogTest, is_not_complete_once_the_disk_was_full) {
-  FrameLog log(file.path(), "can0");
+  const auto opened = FrameLog::open(file.path(), "can0");
+  ASSERT_TRUE(opened);
+  FrameLog& log = **opened;
   log.write(start_all, at(milliseconds(0)));
   const std::string before = file.text();
   {
@@ -139,7 +147,9 @@ TEST_F(FrameLogTest, is_not_complete_once_the_disk_was_full) {
 }
 
 TEST_F(FrameLogTest, lines_of_several_threads_are_whole) {
-  FrameLog log(file.path(), "can0");
+  const auto opened = FrameLog::open(file.path(), "can0");
+  ASSERT_TRUE(opened);
+  FrameLog& log = **opened;
   std::vector<std::thread> threads;
   threads.reserve(4);
   for (int thread = 0; thread < 4; ++thread) {

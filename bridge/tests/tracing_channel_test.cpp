@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <sstream>
+#include <utility>
 
 #include "temporary_file.hpp"
 #include "velmora_can_bridge/bus/in_process_bus.hpp"
@@ -30,8 +31,8 @@ class TracingChannelTest : public testing::Test {
 
   TemporaryFile file;
   InProcessBus bus{BusTime::simulated, "can0"};
-  FrameLog log{file.path(), "can0"};
-  TracingChannel channel{bus, log};
+  std::unique_ptr<FrameLog> log = std::move(*FrameLog::open(file.path(), "can0"));
+  TracingChannel channel{bus, *log};
   const std::unique_ptr<CanEndpoint> endpoint = channel.open({{0x123}});
   const std::unique_ptr<CanEndpoint> other = bus.open({{0, 0}});
   CanFrame frame;
