@@ -136,6 +136,20 @@ TEST_F(ExplainOnBus, interface_that_is_down_has_its_exit_status) {
   EXPECT_THAT(out, HasSubstr("interface can0 is down"));
 }
 
+TEST_F(ExplainOnBus, interface_that_is_down_is_told_where_nothing_is_read) {
+  can0.set_state(CanStatus::interface_down);
+  EXPECT_EQ(explain_lamp({"write_level", "u16:500", "--json"}), ExitStatus::bus_fault);
+  EXPECT_THAT(out, HasSubstr(R"("code":"bus_fault")"));
+  EXPECT_THAT(err, HasSubstr("can0"));
+}
+
+TEST_F(ExplainOnBus, candump_of_a_failure_says_what_would_fail) {
+  NodeOnBus lamp(can0, 0x10);
+  EXPECT_EQ(explain_lamp({"read_nothing", "--candump"}), ExitStatus::operation_failed);
+  EXPECT_EQ(out, "(0000000000.000000) can0 610#40FF5F0000000000\n");
+  EXPECT_THAT(err, HasSubstr("would fail: SDO read failed at 0x5FFF/0 (abort 0x06020000, "));
+}
+
 TEST_F(ExplainOnBus, mistyped_names_are_refused_with_the_right_ones_and_nothing_is_sent) {
   EXPECT_EQ(run({"explain", "--bus", "can0", path, "Lamp", "set_level"}), ExitStatus::bad_input);
   const std::string of_device = err;
