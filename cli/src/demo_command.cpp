@@ -261,7 +261,7 @@ class Tour {
     if (json_) {
       print_explanation_json(host_, explanation, exit_status_of(explanation));
     } else {
-      print_explanation(host_, explanation);
+      host_.out << explanation_text(explanation);
     }
   }
 

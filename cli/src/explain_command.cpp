@@ -1,3 +1,4 @@
+#include <chrono>
 #include <utility>
 
 #include "command_bridge.hpp"
@@ -17,7 +18,7 @@ void print(const CommandLineHost& host, const ExplainArguments& arguments,
     return;
   }
   if (!arguments.candump) {
-    print_explanation(host, explanation);
+    host.out << explanation_text(explanation);
     return;
   }
   host.out << explanation_frames(explanation, arguments.bus.bus);
@@ -31,11 +32,13 @@ void print(const CommandLineHost& host, const ExplainArguments& arguments,
 /// is none.
 ExitStatus status_of_bus(const CommandLineHost& host, CanChannel& channel) {
   const auto endpoint = channel.open({});
-  const CanStatus state = endpoint->state();
-  if (state != CanStatus::ok) {
-    print_diagnostic(host, endpoint->explain(state));
+  CanFrame none;
+  const CanStatus status = endpoint->receive(none, std::chrono::nanoseconds(0));
+  if (status == CanStatus::timed_out || exit_status_of(status) == ExitStatus::success) {
+    return ExitStatus::success;
   }
-  return exit_status_of(state);
+  print_diagnostic(host, endpoint->explain(status));
+  return exit_status_of(status);
 }
 
 }  // namespace

@@ -51,10 +51,6 @@ void print_result_json(const CommandLineHost& host, const OperationReport& repor
   print_json_line(host, line);
 }
 
-void print_explanation(const CommandLineHost& host, const Explanation& explanation) {
-  host.out << explanation_text(explanation);
-}
-
 void print_explanation_json(const CommandLineHost& host, const Explanation& explanation,
                             ExitStatus status) {
   auto line = nlohmann::ordered_json::parse(explanation_json(explanation));

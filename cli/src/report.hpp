@@ -18,9 +18,6 @@ void print_result(const CommandLineHost& host, const OperationReport& report);
 /// Prints the result as one JSON object on a line.
 void print_result_json(const CommandLineHost& host, const OperationReport& report);
 
-/// Prints for people what an operation would do.
-void print_explanation(const CommandLineHost& host, const Explanation& explanation);
-
 /// Prints what an operation would do as one JSON object on a line.
 void print_explanation_json(const CommandLineHost& host, const Explanation& explanation,
                             ExitStatus status);
