@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "lamp_board.hpp"
+#include "support/passing_endpoint.hpp"
 #include "velmora_can_bridge/bridge/bridge_runner.hpp"
 #include "velmora_can_bridge/urgent_scope.hpp"
 
@@ -444,6 +445,43 @@ TEST_F(BridgeTest, command_that_the_bus_did_not_take_is_told_with_its_status) {
   EXPECT_EQ(error->status, CanStatus::queue_full);
   bridge.poll(milliseconds(0));
   EXPECT_THAT(told, SizeIs(1));
+}
+
+/// A bus that takes frames, or on which senders alone find the interface down.
+class ChannelWithDownSenders : public CanChannel {
+ public:
+  explicit ChannelWithDownSenders(CanChannel& inner) : inner_(&inner) {}
+
+  std::unique_ptr<CanEndpoint> open(const std::vector<CanFilter>& filters) override {
+    return std::make_unique<Endpoint>(inner_->open(filters), is_down);
+  }
+
+  bool is_down = false;
+
+ private:
+  class Endpoint : public PassingEndpoint {
+   public:
+    Endpoint(std::unique_ptr<CanEndpoint> inner, const bool& is_down)
+        : PassingEndpoint(std::move(inner)), is_down_(&is_down) {}
+    CanStatus send(const CanFrame& frame, std::chrono::nanoseconds patience) override {
+      return *is_down_ ? CanStatus::interface_down : PassingEndpoint::send(frame, patience);
+    }
+
+   private:
+    const bool* const is_down_;
+  };
+
+  CanChannel* const inner_;
+};
+
+TEST_F(BridgeTest, fault_that_only_a_transfer_has_met_puts_images_in_doubt) {
+  ChannelWithDownSenders channel(can0);
+  Bridge two(channel, lamp_file());
+  two.run("lamp", "set_level", {1});
+  channel.is_down = true;
+  EXPECT_EQ(two.run("lamp", "set_level", {2}).result.message, "RPDO send failed");
+  channel.is_down = false;
+  EXPECT_THAT(two.run("lamp", "set_level", {3}, Detail::transfers).transfers, SizeIs(3));
 }
 
 /// An interface that the system refuses whatever is asked of it; its clock stands still.
