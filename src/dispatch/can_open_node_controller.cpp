@@ -22,8 +22,10 @@ CanOpenNodeController::CanOpenNodeController(CanOpenNodeController& other, CanOp
     latest_mirrors_ = other.latest_mirrors_;
     mirrors_begun_ = other.mirrors_begun_.load();
   }
-  const std::lock_guard<std::mutex> lock(other.motor_modes_mutex_);
-  motor_modes_ = other.motor_modes_;
+  {
+    const std::lock_guard<std::mutex> lock(other.motor_modes_mutex_);
+    motor_modes_ = other.motor_modes_;
+  }
 }
 
 OperationResult CanOpenNodeController::execute_configured_operation(
