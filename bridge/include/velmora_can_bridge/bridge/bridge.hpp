@@ -77,7 +77,7 @@ class Bridge {
   /// What `run` would do with these arguments now, and what it would answer if every transfer
   /// succeeded.
   ///
-  /// Reads from the nodes what the operation itself would read. Sends and writes nothing, and
+  /// Reads from the nodes what the operation itself would read. Sends and writes nothing else, and
   /// leaves the images and modes of operation as they are. Blocks as long as the reads take, and
   /// waits its turn for the images as an operation does, behind those that came before.
   Explanation explain(const std::string& device, const std::string& operation,
@@ -117,16 +117,17 @@ class Bridge {
   /// less it takes what has arrived and tells that.
   ///
   /// What arrives, and events of transfers on other threads, are told within 10 ms. Where several
-  /// threads poll, an
-  /// observer may be called by several at once. An exception of an observer passes through: its
-  /// event is told no further, those behind it are told by the next poll. What the observers do
-  /// comes on top of `timeout`. Called within a transfer, from a `TransferHook`, it tells nothing.
+  /// threads poll, an observer may be called by several at once. An exception of an observer passes
+  /// through: its event is told no further, those behind it are told by the next poll. What the
+  /// observers do comes on top of `timeout`. Called within a transfer, from a `TransferHook`, it
+  /// tells nothing.
   void poll(std::chrono::milliseconds timeout);
 
   /// Ends all waiting, for a program that ends: as `CanBusBackend::stop`, and every later transfer
   /// fails, RPDOs included, as `stopped` with `reason` as its text; one that was under way and
   /// fails has `reason` before its own. What runs in an `UrgentScope` goes on. Only the first call
-  /// counts.
+  /// counts. An RPDO that is under way still goes out: it waits `SdoTimes::send_patience` at most
+  /// for room in a full transmit queue.
   void stop(const std::string& reason = "stopped");
 
   /// As `CanBusBackend::await_late_answers`.
