@@ -453,10 +453,10 @@ class ChannelWithDownSenders : public CanChannel {
   explicit ChannelWithDownSenders(CanChannel& inner) : inner_(&inner) {}
 
   std::unique_ptr<CanEndpoint> open(const std::vector<CanFilter>& filters) override {
-    return std::make_unique<Endpoint>(inner_->open(filters), is_down);
+    return std::make_unique<Endpoint>(inner_->open(filters), is_down_);
   }
 
-  bool is_down = false;
+  void set_down(bool is_down) { is_down_ = is_down; }
 
  private:
   class Endpoint : public PassingEndpoint {
@@ -472,15 +472,16 @@ class ChannelWithDownSenders : public CanChannel {
   };
 
   CanChannel* const inner_;
+  bool is_down_ = false;
 };
 
 TEST_F(BridgeTest, fault_that_only_a_transfer_has_met_puts_images_in_doubt) {
   ChannelWithDownSenders channel(can0);
   Bridge two(channel, lamp_file());
   two.run("lamp", "set_level", {1});
-  channel.is_down = true;
+  channel.set_down(true);
   EXPECT_EQ(two.run("lamp", "set_level", {2}).result.message, "RPDO send failed");
-  channel.is_down = false;
+  channel.set_down(false);
   EXPECT_THAT(two.run("lamp", "set_level", {3}, Detail::transfers).transfers, SizeIs(3));
 }
 
