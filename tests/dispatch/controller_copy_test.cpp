@@ -38,9 +38,6 @@ class ControllerCopy : public DriveTest {
     EXPECT_TRUE(copy.execute_configured_operation(setting, "wheel", {mode}).ok);
   }
 
-  ScriptedBackend trial_bus;
-
- private:
   static OperationConfig write_other() {
     OperationConfig op;
     op.kind = "pdo_write";
@@ -48,6 +45,8 @@ class ControllerCopy : public DriveTest {
     op.field = "other";
     return op;
   }
+
+  ScriptedBackend trial_bus;
 };
 
 TEST_F(ControllerCopy, sends_the_image_of_the_other_without_a_load) {
@@ -190,7 +189,8 @@ TEST_F(ControllerCopy, waits_its_turn_behind_an_operation_that_came_before) {
     copying = std::make_unique<BlockedThread<Copy>>(
         [&] { return std::make_unique<CanOpenNodeController>(controller, trial_bus); });
   };
-  write(0xA1);
+  // Not by `write`, which would look at the calls while the other thread makes one.
+  EXPECT_TRUE(controller.execute_configured_operation(write_other(), "", {0xA1}).ok);
   EXPECT_TRUE(mode->result().get().ok);
   const Copy copy = copying->result().get();
   EXPECT_EQ(write_on(*copy, 0xA2), Calls{"rpdo 5 1 len 8: 11 12 04 A2 15 16 17 18"});
