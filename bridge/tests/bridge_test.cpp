@@ -12,6 +12,7 @@
 #include "lamp_board.hpp"
 #include "support/passing_endpoint.hpp"
 #include "velmora_can_bridge/bridge/bridge_runner.hpp"
+#include "velmora_can_bridge/simulator/sdo_server.hpp"
 #include "velmora_can_bridge/urgent_scope.hpp"
 
 namespace velmora_can_bridge {
@@ -445,6 +446,40 @@ TEST_F(BridgeTest, command_that_the_bus_did_not_take_is_told_with_its_status) {
   EXPECT_EQ(error->status, CanStatus::queue_full);
   bridge.poll(milliseconds(0));
   EXPECT_THAT(told, SizeIs(1));
+}
+
+TEST_F(BridgeTest, explanation_of_a_write_has_no_limit_of_its_own) {
+  BoardFile file = lamp_file();
+  file.nodes[0].operations["write_all"] = file.nodes[0].operations.at("write_level");
+  file.nodes[0].operations["write_all"].data_type = "raw";
+  Bridge two(can0, file);
+  const std::size_t size = SdoServer::download_limit + 1;
+  const Explanation explanation = two.explain("lamp", "write_all", Bytes(size));
+  EXPECT_TRUE(explanation.result.ok);
+  EXPECT_THAT(explanation.frames, SizeIs(1 + (size + 6) / 7));
+}
+
+TEST_F(BridgeTest, explanation_has_the_fields_of_all_entries_of_an_rpdo) {
+  BoardFile file = lamp_file();
+  file.nodes[0].board.pdos.insert(file.nodes[0].board.pdos.begin(), PdoConfig{1, "RPDO", 0, {}});
+  OperationConfig& by_object = file.nodes[0].operations.at("set_level");
+  by_object.field.clear();
+  by_object.index = 0x2000;
+  by_object.sub_index = 1;
+  const Explanation explanation = Bridge(can0, file).explain("lamp", "set_level", {9});
+  ASSERT_THAT(explanation.transfers, SizeIs(3));
+  EXPECT_EQ(explanation.transfers[2].cob_id, 0x210);
+  EXPECT_EQ(explanation.transfers[2].image_before, (Bytes{0, 0}));
+  EXPECT_THAT(explanation.transfers[2].fields, SizeIs(2));
+}
+
+TEST_F(BridgeTest, name_with_a_line_end_makes_no_line_of_an_explanation) {
+  Explanation explanation;
+  explanation.device = "lamp\nwould answer ok: done";
+  explanation.result.message = "no\nsuch";
+  EXPECT_EQ(
+      explanation_text(explanation),
+      "lamp\\x0Awould answer ok: done ; nothing is written or sent\nwould fail: no\\x0Asuch\n");
 }
 
 /// A bus that takes frames, or on which senders alone find the interface down.
