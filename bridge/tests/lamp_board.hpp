@@ -1,4 +1,4 @@
-// A board with one lamp, and its node on a bus.
+// A board with one lamp.
 #pragma once
 
 #include <cstdint>
@@ -6,23 +6,11 @@
 #include <utility>
 #include <vector>
 
+#include "support/node_on_bus.hpp"
 #include "velmora_can_bridge/bridge/bridge.hpp"
 #include "velmora_can_bridge/bus/in_process_bus.hpp"
-#include "velmora_can_bridge/simulator/bus_node.hpp"
-#include "velmora_can_bridge/simulator/in_process_node.hpp"
 
 namespace velmora_can_bridge {
-
-/// A simulated node on a bus of the test.
-struct NodeOnBus {
-  NodeOnBus(InProcessBus& bus, std::uint8_t node_id, const BoardConfig& board = {})
-      : node(node_id, board), on_bus(bus, node) {
-    on_bus.boot();
-  }
-
-  SimulatedBusNode node;
-  InProcessNode on_bus;
-};
 
 inline BoardConfig lamp_board() {
   BoardConfig board;

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "support/node_on_bus.hpp"
 #include "velmora_can_bridge/bus/in_process_bus.hpp"
 #include "velmora_can_bridge/cli/command_line.hpp"
 #include "velmora_can_bridge/simulator/bus_node.hpp"
@@ -55,17 +56,6 @@ inline ObjectEntry object_of(std::vector<std::uint8_t> value) {
   entry.value = std::move(value);
   return entry;
 }
-
-/// A simulated node on a bus of the test.
-struct NodeOnBus {
-  NodeOnBus(InProcessBus& bus, std::uint8_t node_id, const BoardConfig& board = {})
-      : node(node_id, board), on_bus(bus, node) {
-    on_bus.boot();
-  }
-
-  SimulatedBusNode node;
-  InProcessNode on_bus;
-};
 
 /// Runs the program over a board file of the test's own.
 class CommandLine : public testing::Test {
