@@ -270,6 +270,11 @@ TEST_F(BridgeTest, events_that_nobody_polls_are_counted) {
   EXPECT_EQ(told.back(), "nobody polled: 2 events are lost");
 }
 
+TEST(BridgeEventText, tells_how_many_events_are_lost) {
+  EXPECT_EQ(bridge_event_text(EventsLost{1}), "nobody polled: 1 event is lost");
+  EXPECT_EQ(bridge_event_text(EventsLost{2}), "nobody polled: 2 events are lost");
+}
+
 TEST_F(BridgeTest, poll_waits_its_time_by_the_clock_of_the_bus) {
   const auto clock = can0.open({});
   const auto start = clock->now();

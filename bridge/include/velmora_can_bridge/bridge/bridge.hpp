@@ -176,8 +176,9 @@ class Bridge {
   std::vector<std::unique_ptr<Node>> nodes_;
   std::unordered_map<std::string, Node*> nodes_by_device_;
 
-  // Held while the watch takes in what has arrived, which waits for nothing: it is a matter of
-  // moments. Observers run without it.
+  // Held while the watch takes in what had arrived, at most 65536 frames, which waits for nothing:
+  // every operation waits here for one such round at most for each thread before it. Observers run
+  // without it.
   std::mutex watch_mutex_;
   NodeWatch watch_;
 
