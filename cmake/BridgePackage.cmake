@@ -1,5 +1,5 @@
-# The installed package: find_package(velmora_can_bridge [COMPONENTS bus config simulator traffic
-# bridge]), where each component brings those that it needs, and pkg-config velmora_can_bridge for the
+# The installed package: find_package(velmora_can_bridge [COMPONENTS bus config simulator values
+# traffic bridge]), where each component brings those that it needs, and pkg-config velmora_can_bridge for the
 # core.
 include(CMakePackageConfigHelpers)
 

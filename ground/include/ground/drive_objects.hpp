@@ -65,6 +65,27 @@ enum class DriveMode : std::int8_t {
   homing = 6,
 };
 
+struct DriveModeRow {
+  /// As `DriveObject::modes_of_operation` has it.
+  std::int8_t mode;
+  std::string_view name;
+};
+
+/// The modes of CiA 402-2. The short names are those of the modes that this system's operations
+/// tell apart.
+inline constexpr DriveModeRow drive_modes[] = {
+    {0, "none"},
+    {1, "position"},
+    {2, "frequency_converter"},
+    {3, "velocity"},
+    {4, "torque"},
+    {6, "homing"},
+    {7, "interpolated_position"},
+    {8, "cyclic_synchronous_position"},
+    {9, "cyclic_synchronous_velocity"},
+    {10, "cyclic_synchronous_torque"},
+};
+
 /// Objects of a claw by their sub-index of its homing record.
 enum class ClawObject : std::uint8_t {
   action_state = 1,

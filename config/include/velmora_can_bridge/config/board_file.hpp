@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "velmora_can_bridge/board_config.hpp"
+#include "velmora_can_bridge/config/value_description.hpp"
 #include "velmora_can_bridge/operation.hpp"
 
 namespace velmora_can_bridge {
@@ -20,6 +21,8 @@ struct NodeConfig {
   BoardConfig board;
   /// Operations by name. The name is the file's own; the controller does not know it.
   std::map<std::string, OperationConfig> operations;
+  /// What the values of objects mean: those that fields of PDOs carry and those reached by SDO.
+  std::map<ObjectAddress, ValueDescription> values;
 };
 
 /// Everything that one board file describes.

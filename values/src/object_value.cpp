@@ -1,0 +1,109 @@
+#include "velmora_can_bridge/values/object_value.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "ground/drive_objects.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+/// Objects that mean the same in every node (CiA 301, 7.5.2).
+struct CommonObject {
+  std::uint16_t index;
+  std::uint8_t sub_index;
+  ValueType type;
+  std::string_view unit;
+};
+
+constexpr CommonObject common_objects[] = {
+    {0x1000, 0, ValueType::u32, ""},   {0x1001, 0, ValueType::u8, ""},
+    {0x1002, 0, ValueType::u32, ""},   {0x1005, 0, ValueType::u32, ""},
+    {0x1006, 0, ValueType::u32, "us"}, {0x1008, 0, ValueType::text, ""},
+    {0x1009, 0, ValueType::text, ""},  {0x100A, 0, ValueType::text, ""},
+    {0x100C, 0, ValueType::u16, "ms"}, {0x100D, 0, ValueType::u8, ""},
+    {0x1014, 0, ValueType::u32, ""},   {0x1017, 0, ValueType::u16, "ms"},
+    {0x1018, 0, ValueType::u8, ""},    {0x1018, 1, ValueType::u32, ""},
+    {0x1018, 2, ValueType::u32, ""},   {0x1018, 3, ValueType::u32, ""},
+    {0x1018, 4, ValueType::u32, ""},   {0x1019, 0, ValueType::u8, ""},
+};
+
+ValueType integer_type(std::size_t length, bool has_sign) {
+  switch (length) {
+    case 1:
+      return has_sign ? ValueType::s8 : ValueType::u8;
+    case 2:
+      return has_sign ? ValueType::s16 : ValueType::u16;
+    default:
+      return has_sign ? ValueType::s32 : ValueType::u32;
+  }
+}
+
+bool holds_mode(DriveObject object) {
+  return object == DriveObject::modes_of_operation ||
+         object == DriveObject::modes_of_operation_display;
+}
+
+ValueDescription described(const DriveObjectRow& row) {
+  ValueDescription value;
+  value.type = integer_type(row.length, row.is_signed);
+  if (holds_mode(row.object)) {
+    for (const DriveModeRow& mode : drive_modes) {
+      value.values.push_back({std::string(mode.name), Count::of(static_cast<int>(mode.mode))});
+    }
+  }
+  return value;
+}
+
+/// By a drive of the node whose object it is.
+ValueDescription of_drive(const NodeConfig& node, std::uint16_t index, std::uint8_t sub_index) {
+  ValueDescription value;
+  if (sub_index != 0) {
+    return value;
+  }
+  for (const auto& device : node.board.device_od_map) {
+    const DriveObjectRow* const row = find_drive_object(device.second, index);
+    // Where the objects of two drives meet, a sign of either counts.
+    if (row != nullptr && (!value.type || row->is_signed)) {
+      value = described(*row);
+    }
+  }
+  return value;
+}
+
+ValueDescription of_any_node(std::uint16_t index, std::uint8_t sub_index) {
+  ValueDescription value;
+  for (const CommonObject& row : common_objects) {
+    if (row.index == index && row.sub_index == sub_index) {
+      value.type = row.type;
+      value.unit = row.unit;
+    }
+  }
+  return value;
+}
+
+}  // namespace
+
+ValueDescription object_value(const NodeConfig* node, std::uint16_t index, std::uint8_t sub_index) {
+  ValueDescription common = of_any_node(index, sub_index);
+  if (node == nullptr) {
+    return common;
+  }
+  ValueDescription profile = common.type ? std::move(common) : of_drive(*node, index, sub_index);
+  const auto found = node->values.find({index, sub_index});
+  if (found == node->values.end()) {
+    return profile;
+  }
+  ValueDescription value = found->second;
+  value.type = value.type ? value.type : profile.type;
+  // A scale without a unit, or a unit without names, is the file's word all the same.
+  if (value.unit.empty() && !value.scale) {
+    value.unit = std::move(profile.unit);
+  }
+  if (value.values.empty()) {
+    value.values = std::move(profile.values);
+  }
+  return value;
+}
+
+}  // namespace velmora_can_bridge
