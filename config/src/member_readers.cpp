@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <charconv>
-#include <numeric>
+#include <cmath>
 #include <system_error>
 #include <utility>
+
+#include "ground/nearest_name.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -27,18 +29,26 @@ bool has_prefix(std::string_view text, std::string_view prefix) {
   return text.substr(0, prefix.size()) == prefix;
 }
 
-/// A number too large for the result gives the largest result.
-std::optional<std::uint64_t> unsigned_digits(std::string_view digits, int base) {
+struct UnsignedNumber {
+  /// The largest one in the place of a number that is too large.
+  std::uint64_t number = 0;
+  bool is_too_large = false;
+};
+
+std::optional<UnsignedNumber> unsigned_digits(std::string_view digits, int base) {
   std::uint64_t number = 0;
   const char* end = digits.data() + digits.size();
   const auto [stop, failure] = std::from_chars(digits.data(), end, number, base);
   if (stop != end || failure == std::errc::invalid_argument) {
     return std::nullopt;
   }
-  return failure == std::errc() ? number : std::numeric_limits<std::uint64_t>::max();
+  if (failure != std::errc()) {
+    return UnsignedNumber{std::numeric_limits<std::uint64_t>::max(), true};
+  }
+  return UnsignedNumber{number, false};
 }
 
-std::optional<std::uint64_t> unsigned_number(std::string_view text) {
+std::optional<UnsignedNumber> unsigned_number(std::string_view text) {
   constexpr std::string_view hexadecimal = "0x";
   if (has_prefix(text, hexadecimal)) {
     return unsigned_digits(text.substr(hexadecimal.size()), 16);
@@ -48,6 +58,16 @@ std::optional<std::uint64_t> unsigned_number(std::string_view text) {
 
 bool has_leading_zero(std::string_view text) {
   return text.size() > 1 && text[0] == '0' && '0' <= text[1] && text[1] <= '9';
+}
+
+/// The number, or the one as far below 0; no value when no count is.
+std::optional<Count> count_from(const UnsignedNumber& parsed, bool is_negative) {
+  constexpr std::uint64_t farthest_below = std::uint64_t{1} << 63U;
+  if (parsed.is_too_large || (is_negative && parsed.number > farthest_below)) {
+    return std::nullopt;
+  }
+  return is_negative ? Count::of(static_cast<std::int64_t>(0 - parsed.number))
+                     : Count::of_unsigned(parsed.number);
 }
 
 /// Why the scalar is no number, when that is not plain to see.
@@ -65,21 +85,6 @@ std::string limit_text(std::uint64_t limit) {
   return limit == 0xFFFF ? "0xFFFF" : std::to_string(limit);
 }
 
-/// How many characters must be added, removed or replaced to make one of the other.
-std::size_t edit_distance(std::string_view left, std::string_view right) {
-  std::vector<std::size_t> row(right.size() + 1);
-  std::iota(row.begin(), row.end(), std::size_t{0});
-  for (std::size_t line = 1; line <= left.size(); ++line) {
-    std::size_t diagonal = std::exchange(row[0], line);
-    for (std::size_t column = 1; column <= right.size(); ++column) {
-      const std::size_t replaced = diagonal + (left[line - 1] == right[column - 1] ? 0 : 1);
-      const std::size_t shifted = std::min(row[column - 1], row[column]) + 1;
-      diagonal = std::exchange(row[column], std::min(replaced, shifted));
-    }
-  }
-  return row.back();
-}
-
 }  // namespace
 
 void report_unexpected(const Item& item, const std::string& expectation, const std::string& hint) {
@@ -87,47 +92,17 @@ void report_unexpected(const Item& item, const std::string& expectation, const s
                                          ", found " + found_text(item.value) + hint);
 }
 
-std::string_view nearest_name(std::string_view name,
-                              const std::vector<std::string_view>& candidates) {
-  constexpr std::size_t longest_name = 40;
-  constexpr std::size_t farthest = 2;
-  if (name.size() > longest_name) {
-    return {};
-  }
-  std::string_view nearest;
-  // At most two changes, and fewer than half of the characters.
-  std::size_t bound = std::min(farthest + 1, (name.size() + 1) / 2);
-  for (const std::string_view candidate : candidates) {
-    const std::size_t distance = edit_distance(name, candidate);
-    if (distance < bound) {
-      bound = distance;
-      nearest = candidate;
-    }
-  }
-  return nearest;
-}
-
-std::string enumeration(const std::vector<std::string>& texts) {
-  std::string joined;
-  for (std::size_t position = 0; position < texts.size(); ++position) {
-    const bool is_last = position + 1 == texts.size();
-    joined += position == 0 ? "" : is_last ? " or " : ", ";
-    joined += texts[position];
-  }
-  return joined;
-}
-
 std::optional<std::uint64_t> number_among(const Item& item, const std::vector<NumberRange>& ranges,
                                           const std::string& expectation) {
   const YamlValue& value = item.value;
   if (value.type == YamlType::scalar && !value.is_text && !has_leading_zero(value.text)) {
-    const std::optional<std::uint64_t> number = unsigned_number(value.text);
+    const std::optional<UnsignedNumber> parsed = unsigned_number(value.text);
     const bool is_allowed =
-        number && std::any_of(ranges.begin(), ranges.end(), [&](const NumberRange& range) {
-          return range.low <= *number && *number <= range.high;
+        parsed && std::any_of(ranges.begin(), ranges.end(), [&](const NumberRange& range) {
+          return range.low <= parsed->number && parsed->number <= range.high;
         });
     if (is_allowed) {
-      return number;
+      return parsed->number;
     }
   }
   report_unexpected(item, expectation, number_hint(value));
@@ -138,6 +113,34 @@ std::optional<std::uint64_t> number_between(const Item& item, std::uint64_t low,
                                             std::uint64_t high) {
   return number_among(item, {{low, high}},
                       "a number from " + limit_text(low) + " to " + limit_text(high));
+}
+
+std::optional<Count> count_of(const Item& item) {
+  const YamlValue& value = item.value;
+  const bool is_negative = has_prefix(value.text, "-");
+  const std::string_view digits = std::string_view(value.text).substr(is_negative ? 1 : 0);
+  if (value.type == YamlType::scalar && !value.is_text && !has_leading_zero(digits)) {
+    const std::optional<UnsignedNumber> number = unsigned_number(digits);
+    if (const auto count = number ? count_from(*number, is_negative) : std::nullopt) {
+      return count;
+    }
+  }
+  report_unexpected(item, "a whole number of at most 64 bits", number_hint(value));
+  return std::nullopt;
+}
+
+std::optional<double> positive_decimal_of(const Item& item) {
+  const std::string& text = item.value.text;
+  if (item.value.type == YamlType::scalar && !item.value.is_text && !has_leading_zero(text)) {
+    double number = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, failure] = std::from_chars(text.data(), end, number);
+    if (stop == end && failure == std::errc() && number > 0 && std::isfinite(number)) {
+      return number;
+    }
+  }
+  report_unexpected(item, "a decimal number above 0, such as 0.001");
+  return std::nullopt;
 }
 
 std::optional<std::string> text_of(const Item& item) {

@@ -10,7 +10,9 @@
 #include <string_view>
 #include <vector>
 
+#include "ground/nearest_name.hpp"
 #include "problem_list.hpp"
+#include "velmora_can_bridge/config/value_description.hpp"
 #include "yaml_tree.hpp"
 
 namespace velmora_can_bridge {
@@ -39,13 +41,6 @@ struct Member {
 void report_unexpected(const Item& item, const std::string& expectation,
                        const std::string& hint = "");
 
-/// The candidate that `name` is a slip of the pen of; empty when none is near enough.
-std::string_view nearest_name(std::string_view name,
-                              const std::vector<std::string_view>& candidates);
-
-/// "a, b or c".
-std::string enumeration(const std::vector<std::string>& texts);
-
 /// Numbers from `low` to `high`, both among them.
 struct NumberRange {
   std::uint64_t low = 0;
@@ -60,6 +55,14 @@ std::optional<std::uint64_t> number_among(const Item& item, const std::vector<Nu
 /// As `number_among`, from `low` to `high`.
 std::optional<std::uint64_t> number_between(const Item& item, std::uint64_t low,
                                             std::uint64_t high);
+
+/// The whole number, written as those of `number_among` and with "-" before it where it is below 0.
+/// Else reports it.
+std::optional<Count> count_of(const Item& item);
+
+/// The number above 0, "250", "0.001" or "1e-3", as the nearest `double`. Else reports it; so what
+/// is too large or too small for one.
+std::optional<double> positive_decimal_of(const Item& item);
 
 /// The text of any scalar. Else reports it.
 std::optional<std::string> text_of(const Item& item);

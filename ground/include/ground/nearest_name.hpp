@@ -1,0 +1,62 @@
+// Names that people type: what a wrong one was meant to be, and which there are.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <numeric>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace velmora_can_bridge {
+
+/// How many characters must be added, removed or replaced to make one of the other.
+inline std::size_t edit_distance(std::string_view left, std::string_view right) {
+  std::vector<std::size_t> row(right.size() + 1);
+  std::iota(row.begin(), row.end(), std::size_t{0});
+  for (std::size_t line = 1; line <= left.size(); ++line) {
+    std::size_t diagonal = std::exchange(row[0], line);
+    for (std::size_t column = 1; column <= right.size(); ++column) {
+      const std::size_t replaced = diagonal + (left[line - 1] == right[column - 1] ? 0 : 1);
+      const std::size_t shifted = std::min(row[column - 1], row[column]) + 1;
+      diagonal = std::exchange(row[column], std::min(replaced, shifted));
+    }
+  }
+  return row.back();
+}
+
+/// The candidate that `name` is a slip of the pen of: at most two changes away, and fewer than half
+/// of its characters. Empty when none is near enough, and for a name of more than 40 bytes. The
+/// first one of several that are equally near.
+inline std::string_view nearest_name(std::string_view name,
+                                     const std::vector<std::string_view>& candidates) {
+  constexpr std::size_t longest_name = 40;
+  constexpr std::size_t farthest = 2;
+  if (name.size() > longest_name) {
+    return {};
+  }
+  std::string_view nearest;
+  std::size_t bound = std::min(farthest + 1, (name.size() + 1) / 2);
+  for (const std::string_view candidate : candidates) {
+    const std::size_t distance = edit_distance(name, candidate);
+    if (distance < bound) {
+      bound = distance;
+      nearest = candidate;
+    }
+  }
+  return nearest;
+}
+
+/// "a, b or c".
+inline std::string enumeration(const std::vector<std::string>& texts) {
+  std::string joined;
+  for (std::size_t position = 0; position < texts.size(); ++position) {
+    const bool is_last = position + 1 == texts.size();
+    joined += position == 0 ? "" : is_last ? " or " : ", ";
+    joined += texts[position];
+  }
+  return joined;
+}
+
+}  // namespace velmora_can_bridge
