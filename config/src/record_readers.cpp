@@ -10,6 +10,7 @@
 
 #include "ground/pdo.hpp"
 #include "member_readers.hpp"
+#include "value_readers.hpp"
 #include "velmora_can_bridge/node_id.hpp"
 #include "velmora_can_bridge/operation_kinds.hpp"
 #include "velmora_can_bridge/predefined_cob_id.hpp"
@@ -53,6 +54,12 @@ constexpr Member<PdoMapping> mapping_members[] = {
     {"sub_index", optional, read_into<&PdoMapping::sub_index, read_number<uint8_t>>},
     {"bit_length", required, read_into<&PdoMapping::bit_length, read_number<uint8_t, 1, 64>>},
     {"field", optional, read_into<&PdoMapping::field, read_text>},
+    {"type", optional, read_with_values<PdoMapping>},
+    {"unit", optional, read_with_values<PdoMapping>},
+    {"minimum", optional, read_with_values<PdoMapping>},
+    {"maximum", optional, read_with_values<PdoMapping>},
+    {"scale", optional, read_with_values<PdoMapping>},
+    {"values", optional, read_with_values<PdoMapping>},
 };
 
 void read_mapping(const Item& item, PdoMapping& mapping) {
@@ -177,6 +184,7 @@ constexpr Member<NodeConfig> node_members[] = {
      read_into<&NodeConfig::node_id, read_number<uint8_t, 1, highest_node_id>>},
     {"device_od_map", optional, read_devices},
     {"pdos", optional, read_pdos},
+    {"objects", optional, read_with_values<NodeConfig>},
     {"operations", optional,
      read_into<&NodeConfig::operations,
                read_named<std::map<string, OperationConfig>, read_operation>>},
@@ -184,6 +192,7 @@ constexpr Member<NodeConfig> node_members[] = {
 
 void read_node(const Item& item, NodeConfig& node) {
   read_record("node", item, node_members, node);
+  read_values(item.value, node, item.problems);
 }
 
 void read_nodes(const Item& item, BoardFile& file) {

@@ -1,0 +1,171 @@
+#include "value_checks.hpp"
+
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "ground/number_text.hpp"
+#include "ground/pdo.hpp"
+#include "record_access.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+bool has_counts(ValueType type) { return type != ValueType::text && type != ValueType::bytes; }
+
+/// What the counts of a description must lie in, and how messages call it.
+struct CountLimits {
+  CountRange range;
+  std::string name;
+};
+
+bool is_negative(const std::optional<Count>& count) { return count && count->is_negative(); }
+
+bool has_negative_count(const ValueDescription& value) {
+  bool found = is_negative(value.minimum) || is_negative(value.maximum);
+  for (const NamedCode& named : value.values) {
+    found = found || named.code.is_negative();
+  }
+  return found;
+}
+
+/// Of a whole number of that type; without a type of a field's bits, with a sign when one of the
+/// counts has one. No value when nothing is known: `bit_length` is 0 where there is no field.
+std::optional<CountLimits> limits_of(const ValueDescription& value, unsigned bit_length) {
+  if (value.type) {
+    const std::optional<std::size_t> length = length_of(*value.type);
+    return is_integer(*value.type) && length
+               ? std::make_optional(CountLimits{
+                     range_of_bits(static_cast<unsigned>(*length) * 8, is_signed(*value.type)),
+                     std::string(value_type_text(*value.type))})
+               : std::nullopt;
+  }
+  if (bit_length == 0) {
+    return std::nullopt;
+  }
+  return CountLimits{range_of_bits(bit_length, has_negative_count(value)),
+                     counted(bit_length, "bit")};
+}
+
+void check_within(const CountLimits& limits, const std::string& name, Count count, Position at,
+                  ProblemList& problems) {
+  if (!limits.range.contains(count)) {
+    problems.error(at, name + ": " + count_text(count) + " does not fit into " + limits.name +
+                           " (" + count_text(limits.range.minimum) + " to " +
+                           count_text(limits.range.maximum) + ")");
+  }
+}
+
+void check_limits(const YamlValue& source, const ValueDescription& value, const CountLimits& limits,
+                  ProblemList& problems) {
+  if (value.minimum) {
+    check_within(limits, "minimum", *value.minimum, member_or_record(source, "minimum").at,
+                 problems);
+  }
+  if (value.maximum) {
+    check_within(limits, "maximum", *value.maximum, member_or_record(source, "maximum").at,
+                 problems);
+  }
+  const YamlValue& names = member_or_record(source, "values");
+  for (const NamedCode& named : value.values) {
+    check_within(limits, "values, " + shortened(named.name), named.code,
+                 member_or_record(names, named.name).at, problems);
+  }
+}
+
+void check_codes(const YamlValue& source, const ValueDescription& value, ProblemList& problems) {
+  const YamlValue& names = member_or_record(source, "values");
+  std::map<Count, std::string_view> first;
+  for (const NamedCode& named : value.values) {
+    const auto [found, is_new] = first.emplace(named.code, named.name);
+    if (!is_new) {
+      problems.error(member_or_record(names, named.name).at,
+                     "values: " + count_text(named.code) + " has the name " +
+                         quoted(found->second) + " already, a code has one name");
+    }
+  }
+}
+
+/// What only a number can have.
+void check_keys_of_numbers(const YamlValue& source, ValueType type, ProblemList& problems) {
+  constexpr std::string_view keys[] = {"minimum", "maximum", "scale", "values"};
+  for (const YamlEntry& entry : source.entries) {
+    for (const std::string_view key : keys) {
+      if (entry.key() == key) {
+        problems.error(entry.key_value->at, std::string(key) + ": only a number has one, not " +
+                                                std::string(value_type_text(type)));
+      }
+    }
+  }
+}
+
+void check_parts(const YamlValue& source, const ValueDescription& value, unsigned bit_length,
+                 ProblemList& problems) {
+  if (value.type && !has_counts(*value.type)) {
+    check_keys_of_numbers(source, *value.type, problems);
+    return;
+  }
+  if (value.minimum && value.maximum && *value.maximum < *value.minimum) {
+    problems.error(member_or_record(source, "maximum").at,
+                   "maximum: " + count_text(*value.maximum) + " is less than the minimum, " +
+                       count_text(*value.minimum));
+  }
+  if (const std::optional<CountLimits> limits = limits_of(value, bit_length)) {
+    check_limits(source, value, *limits, problems);
+  }
+  check_codes(source, value, problems);
+  if (value.scale && source.find("unit") == nullptr) {
+    problems.error(member_or_record(source, "scale").at,
+                   "scale: a count is so much of what? write its unit as well");
+  }
+}
+
+/// What to write for a field of so many bytes.
+std::string types_of_length(std::size_t length) {
+  switch (length) {
+    case 1:
+      return "write u8 or s8";
+    case 2:
+      return "write u16 or s16";
+    case 4:
+      return "write u32, s32 or float32";
+    case 8:
+      return "write u64 or s64";
+    default:
+      return "leave the type out";
+  }
+}
+
+void check_type_of_field(const YamlValue& source, ValueType type, const PdoMapping& mapping,
+                         ProblemList& problems) {
+  const std::size_t length = byte_length(mapping);
+  const bool fits =
+      type == ValueType::float32 ? mapping.bit_length == 32 : length_of(type) == length;
+  if (!fits) {
+    problems.error(member_or_record(source, "type").at,
+                   "type: " + std::string(value_type_text(type)) + " does not suit a field of " +
+                       counted(mapping.bit_length, "bit") + ", " + types_of_length(length));
+  }
+}
+
+}  // namespace
+
+void check_object_value(const YamlValue& source, const ValueDescription& value,
+                        ProblemList& problems) {
+  check_parts(source, value, 0, problems);
+}
+
+void check_field_value(const YamlValue& source, const ValueDescription& value,
+                       const PdoMapping& mapping, ProblemList& problems) {
+  const bool has_known_length = mapping.bit_length != 0;
+  if (value.type && has_known_length) {
+    check_type_of_field(source, *value.type, mapping, problems);
+  }
+  // What the type could not say may be right: nothing is judged by the bits in its place.
+  const bool has_unreadable_type = !value.type && source.find("type") != nullptr;
+  check_parts(source, value, has_unreadable_type ? 0 : mapping.bit_length, problems);
+}
+
+}  // namespace velmora_can_bridge

@@ -1,0 +1,141 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "problem_texts.hpp"
+#include "velmora_can_bridge/config/board_file.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+class ValueChecks : public testing::TestWithParam<ProblemCase> {};
+
+TEST_P(ValueChecks, of) {
+  EXPECT_EQ(texts_of(parse_board(GetParam().yaml).problems), GetParam().problems);
+}
+
+/// A field with so many bits; what its description says stands in line 2.
+ProblemCase field(const std::string& name, const std::string& bits, const std::string& keys,
+                  const Texts& problems) {
+  return {name,
+          "nodes: [{node_id: 1, pdos: [{number: 1, direction: RPDO, mappings: [{index: 0x2000, "
+          "bit_length: " +
+              bits + ",\n" + keys + "}]}]}]",
+          problems};
+}
+
+/// An object reached by SDO; what its description says stands in line 2.
+ProblemCase object(const std::string& name, const std::string& keys, const Texts& problems) {
+  return {name, "nodes: [{node_id: 1, objects: [{index: 0x2000,\n" + keys + "}]}]", problems};
+}
+
+ProblemCase wrong_type(const std::string& name, const std::string& bits, const std::string& type,
+                       const std::string& advice) {
+  return field(
+      name, bits, "type: " + type,
+      {"2:7: error: type: " + type + " does not suit a field of " + bits + " bits, " + advice});
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    types_of_fields, ValueChecks,
+    testing::Values(field("u8", "8", "type: u8", {}), field("s8", "8", "type: s8", {}),
+                    field("u16", "16", "type: u16", {}), field("s16", "16", "type: s16", {}),
+                    field("u32", "32", "type: u32", {}), field("s32", "32", "type: s32", {}),
+                    field("float32", "32", "type: float32", {}),
+                    field("u64", "64", "type: u64", {}), field("s64", "64", "type: s64", {}),
+                    field("of_a_length_without_type", "24", "unit: a", {}),
+                    wrong_type("too_long", "8", "u16", "write u8 or s8"),
+                    wrong_type("too_short", "16", "u8", "write u16 or s16"),
+                    wrong_type("float_of_16", "16", "float32", "write u16 or s16"),
+                    wrong_type("float_of_64", "64", "float32", "write u64 or s64"),
+                    wrong_type("integer_of_24", "24", "u32", "leave the type out"),
+                    wrong_type("integer_of_16", "32", "s16", "write u32, s32 or float32"),
+                    wrong_type("text", "8", "text", "write u8 or s8"),
+                    wrong_type("bytes", "32", "bytes", "write u32, s32 or float32")),
+    RowName());
+
+INSTANTIATE_TEST_SUITE_P(
+    ranges, ValueChecks,
+    testing::Values(
+        object("one_number", "type: u8, minimum: 5, maximum: 5", {}),
+        object("ends_of_the_type", "type: s16, minimum: -32768, maximum: 32767", {}),
+        object("turned_round", "minimum: 6, maximum: 5",
+               {"2:22: error: maximum: 5 is less than the minimum, 6"}),
+        object("turned_round_below_0", "type: s8, minimum: -1, maximum: -2",
+               {"2:33: error: maximum: -2 is less than the minimum, -1"}),
+        object("above_the_type", "type: u8, maximum: 256",
+               {"2:20: error: maximum: 256 does not fit into u8 (0 to 255)"}),
+        object("below_the_type", "type: u8, minimum: -1",
+               {"2:20: error: minimum: -1 does not fit into u8 (0 to 255)"}),
+        object("below_a_signed_type", "type: s32, minimum: -2147483649",
+               {"2:21: error: minimum: -2147483649 does not fit into s32 (-2147483648 to "
+                "2147483647)"}),
+        object("of_a_float", "type: float32, minimum: -5, maximum: 70000000000", {}),
+        object("of_unknown_type", "minimum: -5, maximum: 18446744073709551615", {}),
+        field("unsigned_bits", "8", "minimum: 0, maximum: 255", {}),
+        field("signed_bits", "8", "minimum: -128, maximum: 127", {}),
+        field("above_the_bits", "8", "maximum: 256",
+              {"2:10: error: maximum: 256 does not fit into 8 bits (0 to 255)"}),
+        field("neither_signed_nor_unsigned", "8", "minimum: -1, maximum: 200",
+              {"2:23: error: maximum: 200 does not fit into 8 bits (-128 to 127)"}),
+        field("bits_beside_a_wrong_type", "8", "type: x, maximum: 256",
+              {"2:7: error: type: expected u8, s8, u16, s16, u32, s32, u64, s64, float32, text or "
+               "bytes, found \"x\""}),
+        ProblemCase{"unreadable_bits",
+                    "nodes: [{node_id: 1, pdos: [{number: 1, direction: RPDO, mappings: [\n"
+                    "{index: 0x2000, bit_length: x, type: u8, maximum: 255}]}]}]",
+                    {"2:29: error: bit_length: expected a number from 1 to 64, found \"x\""}}),
+    RowName());
+
+INSTANTIATE_TEST_SUITE_P(
+    codes, ValueChecks,
+    testing::Values(
+        object("ends_of_the_type", "type: s8, values: {low: -128, high: 127}", {}),
+        object("outside_the_type", "type: u8, values: {a: 1, b: 256}",
+               {"2:29: error: values, b: 256 does not fit into u8 (0 to 255)"}),
+        field("outside_the_bits", "8", "values: {a: 256}",
+              {"2:13: error: values, a: 256 does not fit into 8 bits (0 to 255)"}),
+        object("twice", "values: {a: 1, b: 2, c: 0x01}",
+               {"2:25: error: values: 1 has the name \"a\" already, a code has one name"})),
+    RowName());
+
+INSTANTIATE_TEST_SUITE_P(
+    parts, ValueChecks,
+    testing::Values(
+        object("scale_with_unit", "scale: 2, unit: mm", {}),
+        object("scale_without_unit", "scale: 2",
+               {"2:8: error: scale: a count is so much of what? write its unit as well"}),
+        object("scale_beside_an_unreadable_unit", "scale: 2, unit: ''",
+               {"2:17: error: unit: expected a unit without blanks, such as mm/s, found the text "
+                "\"\""}),
+        object("text_with_unit", "type: text, unit: a", {}),
+        object("numbers_of_a_text",
+               "type: text, minimum: 1, maximum: 2, unit: V, scale: 2, values: {a: 1}",
+               {"2:13: error: minimum: only a number has one, not text",
+                "2:25: error: maximum: only a number has one, not text",
+                "2:46: error: scale: only a number has one, not text",
+                "2:56: error: values: only a number has one, not text"}),
+        object("range_of_bytes", "type: bytes, minimum: 1",
+               {"2:14: error: minimum: only a number has one, not bytes"})),
+    RowName());
+
+/// A mapping of this index with a unit in line 2.
+ProblemCase mapping_of(const std::string& name, const std::string& index, const Texts& problems) {
+  return {name,
+          "nodes: [{node_id: 1, pdos: [{number: 1, direction: RPDO, mappings: [{index: " + index +
+              ", bit_length: 8,\nunit: V, minimum: 1}]}]}]",
+          problems};
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    dummies, ValueChecks,
+    testing::Values(
+        mapping_of("dummy", "7",
+                   {"2:1: error: mapping: a dummy entry carries no value that \"unit\" could "
+                    "describe"}),
+        mapping_of("no_dummy", "8", {})),
+    RowName());
+
+}  // namespace
+}  // namespace velmora_can_bridge
