@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "ground/drive_objects.hpp"
+#include "named_drive_modes.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -48,9 +49,7 @@ ValueDescription described(const DriveObjectRow& row) {
   ValueDescription value;
   value.type = integer_type(row.length, row.is_signed);
   if (holds_mode(row.object)) {
-    for (const DriveModeRow& mode : drive_modes) {
-      value.values.push_back({std::string(mode.name), Count::of(static_cast<int>(mode.mode))});
-    }
+    value.values = named_drive_modes();
   }
   return value;
 }

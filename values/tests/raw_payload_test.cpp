@@ -1,4 +1,4 @@
-#include "payload_words.hpp"
+#include "velmora_can_bridge/values/payload_words.hpp"
 
 #include <gtest/gtest.h>
 
@@ -20,7 +20,7 @@ void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
 class PayloadWords : public testing::TestWithParam<Row> {};
 
 TEST_P(PayloadWords, give_bytes_or_name_the_culprit) {
-  EXPECT_EQ(parse_payload_words(GetParam().words), GetParam().expected);
+  EXPECT_EQ(raw_payload_from_words(GetParam().words), GetParam().expected);
 }
 
 Unexpected<std::string> out_of_range(const std::string& word, const std::string& range) {
@@ -73,7 +73,7 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"upper_case_type",
             {"U8:1"},
             Unexpected{"payload word \"U8:1\": unknown type \"U8\", expected u8, s8, u16, s16, u32 "
-                       "or s32"}},
+                       "s32, u64, s64 or float32"}},
         Row{"u8_too_large", {"u8:256"}, out_of_range("u8:256", "u8 is 0 to 255")},
         Row{"u8_negative", {"u8:-1"}, out_of_range("u8:-1", "u8 is 0 to 255")},
         Row{"s8_too_large", {"s8:128"}, out_of_range("s8:128", "s8 is -128 to 127")},

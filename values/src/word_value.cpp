@@ -1,0 +1,261 @@
+#include "word_value.hpp"
+
+#include <charconv>
+#include <cmath>
+#include <optional>
+#include <string>
+
+#include "ground/little_endian.hpp"
+#include "ground/parse_number.hpp"
+#include "name_match.hpp"
+#include "payload_value.hpp"
+#include "typed_word.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+std::string in_quotes(std::string_view word) { return "\"" + std::string(word) + "\""; }
+
+bool is_number(const PayloadValue& value) {
+  return is_integer(value.type) || value.type == ValueType::float32;
+}
+
+Expected<Bytes> checked(const PayloadValue& value, Count count, std::string_view word) {
+  if (const auto refusal = range_refusal(value, count)) {
+    return Unexpected{std::string(word) + " is " + *refusal};
+  }
+  return little_endian_bytes(count.bits(), value.length);
+}
+
+// --- with a type before a colon ---
+
+Expected<Bytes> wrong_type(const PayloadValue& value, std::string_view word) {
+  return Unexpected{in_quotes(word) + " has the wrong type, expected " + payload_type_text(value)};
+}
+
+/// Another type of the same length, where nobody tells the value's own.
+bool may_be(const PayloadValue& value, ValueType type) {
+  return !value.is_type_known && length_of(type) == value.length;
+}
+
+/// A number by itself, whatever the value is; the range stays the value's where it has one.
+Expected<Bytes> number_of_type(const PayloadValue& value, ValueType type, std::string_view word,
+                               std::string_view number) {
+  Expected<Bytes> bytes = number_bytes(type, number);
+  if (!bytes) {
+    return Unexpected{in_quotes(word) + ": " + bytes.error()};
+  }
+  const std::optional<Count> count = parse_count(number);
+  if (is_integer(value.type) && count && !has_whole_range(value) && !value.range.contains(*count)) {
+    return Unexpected{std::string(number) + " is " + out_of_range_text(value)};
+  }
+  return bytes;
+}
+
+Expected<Bytes> typed_number(const PayloadValue& value, ValueType type, std::string_view word,
+                             std::string_view number) {
+  const bool takes_any = value.length == 0 && value.type == ValueType::bytes;
+  const bool is_same = type == value.type && is_integer(type);
+  if (!is_same && !takes_any && type != value.type && !(is_number(value) && may_be(value, type))) {
+    return wrong_type(value, word);
+  }
+  if (!is_same) {
+    return number_of_type(value, type, word, number);
+  }
+  if (!parse_number(number)) {
+    return Unexpected{in_quotes(number) + " is not a decimal or 0x hexadecimal number"};
+  }
+  const std::optional<Count> count = parse_count(number);
+  return count ? checked(value, *count, number)
+               : Unexpected{std::string(number) + " is " + out_of_range_text(value)};
+}
+
+Expected<Bytes> hex_word(const PayloadValue& value, std::string_view word,
+                         std::string_view digits) {
+  Expected<Bytes> bytes = hex_digits_bytes(digits);
+  if (!bytes) {
+    return Unexpected{in_quotes(word) + ": " + bytes.error()};
+  }
+  if (value.length != 0 && bytes->size() != value.length) {
+    return Unexpected{in_quotes(word) + " has the wrong width, expected " +
+                      payload_type_text(value)};
+  }
+  if (!is_integer(value.type)) {
+    return bytes;
+  }
+  const auto refusal = range_refusal(value, count_of(value, *bytes));
+  return refusal ? Unexpected{std::string(word) + " is " + *refusal} : bytes;
+}
+
+Expected<Bytes> typed_word(const PayloadValue& value, std::string_view word, std::size_t colon) {
+  const std::string_view prefix = word.substr(0, colon);
+  const std::string_view rest = word.substr(colon + 1);
+  if (prefix == "hex") {
+    return hex_word(value, word, rest);
+  }
+  if (prefix == "text") {
+    return is_number(value) ? wrong_type(value, word) : Bytes(rest.begin(), rest.end());
+  }
+  const std::optional<ValueType> type = find_value_type(prefix);
+  if (!type || !length_of(*type)) {
+    return Unexpected{"unknown type " + in_quotes(prefix) +
+                      ", expected u8, s8, u16, s16, u32, s32, u64, s64, float32, hex or text"};
+  }
+  return typed_number(value, *type, word, rest);
+}
+
+// --- without one ---
+
+/// A decimal number at the beginning of a word, and what stands behind it.
+struct Measure {
+  double number = 0;
+  std::string_view unit;
+};
+
+std::optional<Measure> parse_measure(std::string_view word) {
+  const std::string_view digits = word.substr(word.substr(0, 1) == "-" ? 1 : 0);
+  // from_chars would take "infinity" and "nan".
+  if (digits.empty() || std::string_view(".0123456789").find(digits.front()) == std::string::npos) {
+    return std::nullopt;
+  }
+  Measure measure;
+  const char* const end = word.data() + word.size();
+  const auto [stop, error] = std::from_chars(word.data(), end, measure.number);
+  if (error != std::errc()) {
+    return std::nullopt;
+  }
+  measure.unit = word.substr(static_cast<std::size_t>(stop - word.data()));
+  return measure;
+}
+
+std::optional<Count> nearest_count(double number) {
+  constexpr double beyond_signed = 9223372036854775808.0;
+  constexpr double beyond_unsigned = 18446744073709551616.0;
+  const double rounded = std::round(number);
+  if (!(rounded >= -beyond_signed && rounded < beyond_unsigned)) {
+    return std::nullopt;
+  }
+  return rounded < 0 ? Count::of(static_cast<std::int64_t>(rounded))
+                     : Count::of_unsigned(static_cast<std::uint64_t>(rounded));
+}
+
+Expected<Bytes> measured(const PayloadValue& value, const Measure& measure, std::string_view word) {
+  if (value.unit.empty()) {
+    return Unexpected{in_quotes(word) + " has a unit, this value has none"};
+  }
+  if (measure.unit != value.unit) {
+    return Unexpected{in_quotes(word) + " is in " + std::string(measure.unit) + ", expected " +
+                      value.unit};
+  }
+  const double number = measure.number / value.scale.value_or(1);
+  if (value.type == ValueType::float32) {
+    return float_bytes(static_cast<float>(number));
+  }
+  const std::optional<Count> count = nearest_count(number);
+  if (!count) {
+    return Unexpected{std::string(word) + " is " + out_of_range_text(value)};
+  }
+  if (const auto refusal = range_refusal(value, *count)) {
+    return Unexpected{std::string(word) + ", which is " + count_text(*count) + " counts, is " +
+                      *refusal};
+  }
+  return little_endian_bytes(count->bits(), value.length);
+}
+
+bool is_hexadecimal(std::string_view word) {
+  return !word.empty() &&
+         word.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
+}
+
+std::string even_digits(std::string_view word) {
+  return (word.size() % 2 == 0 ? "" : "0") + std::string(word);
+}
+
+/// How bytes are written that look like this word.
+std::string bytes_hint(std::string_view word) {
+  return is_hexadecimal(word) ? "hex:" + even_digits(word) : "hex:0F00";
+}
+
+Expected<Bytes> named_code(const PayloadValue& value, std::string_view word) {
+  if (is_hexadecimal(word)) {
+    return Unexpected{in_quotes(word) + " is neither a number nor a name; write 0x" +
+                      std::string(word) + " for the number, " + bytes_hint(word) + " for bytes"};
+  }
+  if (value.values.empty()) {
+    return Unexpected{in_quotes(word) + " is no number; write bytes as hex:0F00"};
+  }
+  std::vector<std::string_view> names;
+  for (const NamedCode& code : value.values) {
+    names.push_back(code.name);
+  }
+  const Expected<std::size_t> found = match_name(names, word, "code");
+  if (!found) {
+    return Unexpected{found.error()};
+  }
+  return checked(value, value.values[*found].code, word);
+}
+
+bool is_named(const PayloadValue& value, std::string_view word) {
+  for (const NamedCode& code : value.values) {
+    if (code.name == word) {
+      return true;
+    }
+  }
+  return false;
+}
+
+Expected<Bytes> bare_integer(const PayloadValue& value, std::string_view word) {
+  if (parse_number(word)) {
+    const std::optional<Count> count = parse_count(word);
+    return count ? checked(value, *count, word)
+                 : Unexpected{std::string(word) + " is " + out_of_range_text(value)};
+  }
+  const std::optional<Measure> measure = parse_measure(word);
+  if (is_named(value, word) || is_hexadecimal(word) || !measure) {
+    return named_code(value, word);
+  }
+  if (measure->unit.empty()) {
+    return Unexpected{
+        in_quotes(word) + " is no whole number of counts" +
+        (value.unit.empty() ? "" : "; with " + value.unit + " behind it, it is converted")};
+  }
+  return measured(value, *measure, word);
+}
+
+Expected<Bytes> bare_float(const PayloadValue& value, std::string_view word) {
+  const std::optional<Measure> measure = parse_measure(word);
+  if (measure && !measure->unit.empty()) {
+    return measured(value, *measure, word);
+  }
+  return number_bytes(ValueType::float32, word);
+}
+
+Expected<Bytes> bare_word(const PayloadValue& value, std::string_view word) {
+  if (is_integer(value.type)) {
+    return bare_integer(value, word);
+  }
+  if (value.type == ValueType::float32) {
+    return bare_float(value, word);
+  }
+  if (value.type == ValueType::text) {
+    return Bytes(word.begin(), word.end());
+  }
+  return Unexpected{in_quotes(word) + " does not say its type; write a number as u16:" +
+                    (parse_number(word) ? std::string(word) : "500") + ", bytes as " +
+                    bytes_hint(word) + ", text as text:..."};
+}
+
+}  // namespace
+
+Expected<std::vector<std::uint8_t>> word_bytes(const PayloadValue& value, std::string_view word) {
+  const std::size_t colon = word.find(':');
+  // A text of its own may hold a colon.
+  const bool is_typed = colon != std::string_view::npos &&
+                        (value.type != ValueType::text || word.substr(0, colon) == "text" ||
+                         word.substr(0, colon) == "hex");
+  return is_typed ? typed_word(value, word, colon) : bare_word(value, word);
+}
+
+}  // namespace velmora_can_bridge
