@@ -92,6 +92,12 @@ Explanation Bridge::explain(const std::string& device, const std::string& operat
                            });
 }
 
+std::uint8_t Bridge::motor_mode(const std::string& device) const {
+  const auto node = nodes_by_device_.find(device);
+  return node == nodes_by_device_.end() ? std::uint8_t{0}
+                                        : node->second->controller.motor_mode(device);
+}
+
 Expected<Bridge::Addressed> Bridge::find(const std::string& device,
                                          const std::string& operation) const {
   const auto node = nodes_by_device_.find(device);

@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "board_on_bus.hpp"
 #include "lamp_board.hpp"
 #include "support/passing_endpoint.hpp"
 #include "velmora_can_bridge/bridge/bridge_runner.hpp"
@@ -154,6 +155,18 @@ TEST_F(BridgeTest, one_object_is_read_and_written) {
   const auto read = bridge.read_object(0x10, 0x2000, 1);
   ASSERT_TRUE(read);
   EXPECT_EQ(*read, Bytes{9});
+}
+
+TEST(BridgeMotorModes, are_those_that_were_set_last) {
+  BoardFile file = lamp_file();
+  file.nodes.front().board.device_od_map["wheel"] = {"ci402", 0x6040, 0};
+  file.nodes.front().operations["set_mode"].kind = "ci402_set_mode";
+  BoardOnBus board(file);
+
+  EXPECT_EQ(board.bridge.motor_mode("wheel"), 0);
+  EXPECT_TRUE(board.bridge.run("wheel", "set_mode", {3}).result.ok);
+  EXPECT_EQ(board.bridge.motor_mode("wheel"), 3);
+  EXPECT_EQ(board.bridge.motor_mode("nobody"), 0);
 }
 
 TEST_F(BridgeTest, objects_that_are_not_there_tell_why) {

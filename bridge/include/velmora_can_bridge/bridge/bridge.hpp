@@ -83,6 +83,11 @@ class Bridge {
   Explanation explain(const std::string& device, const std::string& operation,
                       const std::vector<std::uint8_t>& payload);
 
+  /// The mode of operation that was last set for the device through this bridge, as
+  /// `CanOpenNodeController::motor_mode`; 0 for a device that the file does not hold. Sends
+  /// nothing.
+  std::uint8_t motor_mode(const std::string& device) const;
+
   /// Reads any object of any node by SDO: its bytes, or why there are none.
   Expected<std::vector<std::uint8_t>, BusError> read_object(std::uint8_t node_id,
                                                             std::uint16_t index,
