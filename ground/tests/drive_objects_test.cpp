@@ -55,6 +55,13 @@ TEST(ClawObjects, have_a_byte_at_sub_indices_of_the_homing_record) {
                                 ClawRow(9, 1, true, "extend command")));
 }
 
+TEST(ClawObjects, have_names_for_their_states) {
+  EXPECT_EQ(claw_actions[static_cast<std::size_t>(ClawAction::error)], "error");
+  EXPECT_EQ(claw_actions[static_cast<std::size_t>(ClawAction::done)], "done");
+  EXPECT_EQ(claw_positions[static_cast<std::size_t>(ClawPosition::extended)], "extended");
+  EXPECT_EQ(claw_positions[static_cast<std::size_t>(ClawPosition::between)], "between");
+}
+
 TEST(DriveObjects, are_those_of_the_profiles_ci402_and_claw) {
   EXPECT_TRUE(is_drive(wheel));
   EXPECT_TRUE(is_drive(claw));

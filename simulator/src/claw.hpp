@@ -5,24 +5,12 @@
 #include <cstdint>
 
 #include "drive.hpp"
+#include "ground/drive_objects.hpp"
 
 namespace velmora_can_bridge {
 
 /// How long the claw takes to extend, from wherever it is.
 inline constexpr std::chrono::milliseconds extend_time{1500};
-
-/// Sub-index 1 of the homing record.
-enum class ClawAction : std::uint8_t {
-  /// Nothing was asked of the claw since it started.
-  idle = 0,
-  moving = 1,
-  done = 2,
-  /// The latest movement was refused, or did not come to its end.
-  error = 3,
-};
-
-/// Sub-index 2 of the homing record.
-enum class ClawPosition : std::uint8_t { unknown = 0, home = 1, extended = 2, between = 3 };
 
 /// A claw behind a drive. Knows the drive only by what it is shown of it.
 class Claw {

@@ -3,23 +3,30 @@
 #include <algorithm>
 #include <iterator>
 
+#include "ground/drive_commands.hpp"
+
 namespace velmora_can_bridge {
 namespace {
 
 constexpr unsigned fault_reset_bit = 0x80;
 
-struct CommandPattern {
-  unsigned mask;
-  unsigned bits;
-  PowerEvent command;
-};
-
-// The profile's command table. Every word with bit 7 clear matches exactly one row.
-constexpr CommandPattern command_patterns[] = {
-    {0x87, 0x06, PowerEvent::shutdown},         {0x8F, 0x07, PowerEvent::switch_on},
-    {0x8F, 0x0F, PowerEvent::enable_operation}, {0x82, 0x00, PowerEvent::disable_voltage},
-    {0x86, 0x02, PowerEvent::quick_stop},
-};
+PowerEvent event_of(DriveCommand command) {
+  switch (command) {
+    case DriveCommand::shutdown:
+      return PowerEvent::shutdown;
+    case DriveCommand::switch_on:
+      return PowerEvent::switch_on;
+    case DriveCommand::enable_operation:
+      return PowerEvent::enable_operation;
+    case DriveCommand::disable_voltage:
+      return PowerEvent::disable_voltage;
+    case DriveCommand::quick_stop:
+      return PowerEvent::quick_stop;
+    case DriveCommand::fault_reset:
+      break;
+  }
+  return PowerEvent::fault_reset;
+}
 
 struct Transition {
   PowerState from;
@@ -84,16 +91,12 @@ const Transition* find_transition(PowerState state, PowerEvent event) {
 }  // namespace
 
 std::optional<PowerEvent> power_command(std::uint16_t controlword, std::uint16_t previous) {
-  const bool rising = (controlword & ~previous & fault_reset_bit) != 0;
-  if (rising) {
-    return PowerEvent::fault_reset;
+  const PowerEvent command = event_of(drive_command(controlword).command);
+  const bool stays_set = (previous & fault_reset_bit) != 0;
+  if (command == PowerEvent::fault_reset && stays_set) {
+    return std::nullopt;
   }
-  for (const CommandPattern& row : command_patterns) {
-    if ((controlword & row.mask) == row.bits) {
-      return row.command;
-    }
-  }
-  return std::nullopt;
+  return command;
 }
 
 PowerState next_power_state(PowerState state, PowerEvent event) {

@@ -108,6 +108,25 @@ inline constexpr ClawObjectRow claw_objects[] = {
     {ClawObject::extend_command, 1, true, "extend command"},
 };
 
+/// What `ClawObject::action_state` holds.
+enum class ClawAction : std::uint8_t {
+  /// Nothing was asked of the claw since it started.
+  idle = 0,
+  moving = 1,
+  done = 2,
+  /// The latest movement was refused, or did not come to its end.
+  error = 3,
+};
+
+/// What `ClawObject::position_state` holds.
+enum class ClawPosition : std::uint8_t { unknown = 0, home = 1, extended = 2, between = 3 };
+
+/// The names of `ClawAction`, by its numbers.
+inline constexpr std::string_view claw_actions[] = {"idle", "moving", "done", "error"};
+
+/// The names of `ClawPosition`, by its numbers.
+inline constexpr std::string_view claw_positions[] = {"unknown", "home", "extended", "between"};
+
 /// The extend command that extends; a claw ignores every other.
 inline constexpr std::uint8_t extend_now = 1;
 
