@@ -22,7 +22,7 @@ struct NodeConfig {
   /// Operations by name. The name is the file's own; the controller does not know it.
   std::map<std::string, OperationConfig> operations;
   /// What the values of objects mean: those that fields of PDOs carry and those reached by SDO.
-  std::map<ObjectAddress, ValueDescription> values;
+  std::map<ValueAddress, ValueDescription> values{};
 };
 
 /// Everything that one board file describes.

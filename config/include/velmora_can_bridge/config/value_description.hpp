@@ -91,11 +91,11 @@ struct ValueDescription {
 };
 
 /// Where an object of a node stands.
-struct ObjectAddress {
+struct ValueAddress {
   std::uint16_t index = 0;
   std::uint8_t sub_index = 0;
 
-  friend constexpr bool operator<(ObjectAddress one, ObjectAddress other) {
+  friend constexpr bool operator<(ValueAddress one, ValueAddress other) {
     return one.index != other.index ? one.index < other.index : one.sub_index < other.sub_index;
   }
 };
