@@ -11,7 +11,12 @@ namespace velmora_can_bridge {
 namespace {
 
 constexpr const char* payload_help =
-    "hex bytes (0F 00, 0F00) or typed values (u16:500, s16:-500, u8:0x1F), little-endian";
+    "its values in order, or by name (red=255): numbers, with a unit (0.5m/s), names of codes, "
+    "hex:0F00, text:hello";
+
+constexpr const char* object_help =
+    "a number with its type (u16:500, s32:-1), hex:0F00 or text:hello; without a type where the "
+    "board file tells it";
 
 constexpr const char* footer =
     "Exit status: 0 done, 1 the operation failed, 2 usage or board file, 3 no answer,\n"
@@ -90,6 +95,8 @@ void add_operation(CLI::App& command, OperationArguments& operation) {
   command.add_option("OPERATION", operation.operation, "an operation of the device's node")
       ->required();
   command.add_option("PAYLOAD", operation.payload, payload_help);
+  command.add_flag("--raw", operation.raw,
+                   "the payload is bytes (0F00) and typed numbers (u16:500), unchecked");
 }
 
 void add_run(CLI::App& app, RunArguments& run) {
@@ -148,7 +155,7 @@ void add_sdo(CLI::App& app, SdoArguments& sdo) {
   add_sdo_transfer(*command.add_subcommand("read", "Read one object"), sdo);
   CLI::App& write = *command.add_subcommand("write", "Write one object");
   add_sdo_transfer(write, sdo);
-  write.add_option("VALUE", sdo.value, payload_help)->required();
+  write.add_option("VALUE", sdo.value, object_help)->required();
 }
 
 void add_check(CLI::App& app, CheckArguments& check) {

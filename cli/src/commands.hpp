@@ -16,6 +16,8 @@ struct OperationArguments {
   std::string device;
   std::string operation;
   std::vector<std::string> payload;
+  /// The words are bytes and typed numbers, whatever the operation takes.
+  bool raw = false;
 };
 
 struct RunArguments {

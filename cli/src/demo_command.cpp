@@ -8,8 +8,8 @@
 #include "example_board.hpp"
 #include "exit_status.hpp"
 #include "interface_channel.hpp"
-#include "payload_words.hpp"
 #include "report.hpp"
+#include "requested_operation.hpp"
 #include "table.hpp"
 #include "velmora_can_bridge/bridge/simulated_board.hpp"
 
@@ -163,10 +163,6 @@ std::string command_text(const std::string& command, const Step& step) {
   return text;
 }
 
-std::vector<std::uint8_t> payload_of(const Step& step) {
-  return *parse_payload_words(step.payload);
-}
-
 /// Transfers of one step, by kind.
 class TransferCounts {
  public:
@@ -255,7 +251,7 @@ class Tour {
     say("explain", step);
     quiet_ = true;
     const Explanation explanation = bridge_.ask([&](Bridge& bridge) {
-      return bridge.explain(step.device, step.operation, payload_of(step));
+      return bridge.explain(step.device, step.operation, payload_of(bridge, step));
     });
     quiet_ = false;
     if (json_) {
@@ -266,8 +262,16 @@ class Tour {
   }
 
   OperationReport execute(const Step& step) {
-    return bridge_.ask(
-        [&](Bridge& bridge) { return bridge.run(step.device, step.operation, payload_of(step)); });
+    return bridge_.ask([&](Bridge& bridge) {
+      return bridge.run(step.device, step.operation, payload_of(bridge, step));
+    });
+  }
+
+  /// The words of the steps are right: a test runs all of them.
+  static std::vector<std::uint8_t> payload_of(const Bridge& bridge, const Step& step) {
+    const auto found = find_operation(bridge.board(), "", step.device, step.operation);
+    return *requested_payload(*found, {"", step.device, step.operation, step.payload},
+                              bridge.motor_mode(step.device));
   }
 
   /// Lets the step's time pass, or asks again until the answer is the one waited for.

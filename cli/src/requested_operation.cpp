@@ -1,62 +1,103 @@
 #include "requested_operation.hpp"
 
 #include <algorithm>
-#include <string>
+#include <string_view>
 #include <utility>
 
-#include "payload_words.hpp"
+#include "ground/device_need.hpp"
+#include "ground/nearest_name.hpp"
+#include "ground/node_text.hpp"
+#include "ground/parse_number.hpp"
 #include "report.hpp"
+#include "velmora_can_bridge/values/payload_words.hpp"
 
 namespace velmora_can_bridge {
 namespace {
 
-std::string joined(std::vector<std::string> names) {
+/// "a, b, c", in the order of the alphabet.
+std::string joined(std::vector<std::string_view> names) {
   std::sort(names.begin(), names.end());
   std::string text;
-  for (const std::string& name : names) {
-    text += (text.empty() ? "" : ", ") + name;
+  for (const std::string_view name : names) {
+    text += (text.empty() ? "" : ", ") + std::string(name);
   }
   return text.empty() ? "none" : text;
 }
 
 template <typename Map>
-std::vector<std::string> keys(const Map& map) {
-  std::vector<std::string> names;
-  names.reserve(map.size());
+void add_keys(std::vector<std::string_view>& names, const Map& map) {
   for (const auto& row : map) {
     names.push_back(row.first);
   }
-  return names;
 }
 
-std::string devices_text(const BoardFile& file) {
-  std::vector<std::string> names;
+std::string guess(std::string_view name, const std::vector<std::string_view>& candidates) {
+  const std::string_view nearest = nearest_name(name, candidates);
+  return nearest.empty() ? "" : ", did you mean \"" + std::string(nearest) + "\"?";
+}
+
+std::string unknown_device(const BoardFile& file, const std::string& path,
+                           const std::string& device) {
+  std::vector<std::string_view> names;
   for (const NodeConfig& node : file.nodes) {
-    const std::vector<std::string> more = keys(node.board.device_od_map);
-    names.insert(names.end(), more.begin(), more.end());
+    add_keys(names, node.board.device_od_map);
   }
-  return joined(std::move(names));
+  return "unknown device \"" + device + "\"" + guess(device, names) + "; " + path +
+         " has: " + joined(names);
 }
 
-/// What is wrong with the device or the operation that the arguments name; no value when nothing
-/// is.
-std::optional<std::string> unknown_name(const BoardFile& file,
-                                        const OperationArguments& arguments) {
+const NodeConfig* node_of_device(const BoardFile& file, const std::string& device) {
   const auto node = std::find_if(file.nodes.begin(), file.nodes.end(), [&](const auto& config) {
-    return config.board.device_od_map.count(arguments.device) != 0;
+    return config.board.device_od_map.count(device) != 0;
   });
-  if (node == file.nodes.end()) {
-    return "unknown device \"" + arguments.device + "\"; " + arguments.board +
-           " has: " + devices_text(file);
-  }
-  if (node->operations.count(arguments.operation) == 0) {
-    return "unknown operation \"" + arguments.operation + "\"; the node of \"" + arguments.device +
-           "\" has: " + joined(keys(node->operations));
-  }
-  return std::nullopt;
+  return node == file.nodes.end() ? nullptr : &*node;
+}
+
+const NodeConfig* node_of_id(const BoardFile& file, const std::string& text) {
+  const std::optional<TypedNumber> number = parse_number(text);
+  const auto node = std::find_if(file.nodes.begin(), file.nodes.end(), [&](const auto& config) {
+    return number && !number->is_negative && number->magnitude == config.node_id;
+  });
+  return node == file.nodes.end() ? nullptr : &*node;
 }
 
 }  // namespace
+
+Expected<FoundOperation> find_operation(const BoardFile& file, const std::string& path,
+                                        const std::string& device, const std::string& operation) {
+  const NodeConfig* const owner = node_of_device(file, device);
+  const NodeConfig* const node = owner != nullptr ? owner : node_of_id(file, device);
+  if (node == nullptr) {
+    return Unexpected{unknown_device(file, path, device)};
+  }
+  const auto found = node->operations.find(operation);
+  if (found == node->operations.end()) {
+    std::vector<std::string_view> names;
+    add_keys(names, node->operations);
+    const std::string whose =
+        owner != nullptr ? "the node of \"" + device + "\"" : node_text(node->node_id);
+    return Unexpected{"unknown operation \"" + operation + "\"" + guess(operation, names) + "; " +
+                      whose + " has: " + joined(names)};
+  }
+  if (owner == nullptr && device_need(found->second.kind) != DeviceNeed::none) {
+    std::vector<std::string_view> names;
+    add_keys(names, node->board.device_od_map);
+    return Unexpected{"operation \"" + operation + "\" needs a device, not a node id; " +
+                      node_text(node->node_id) + " has: " + joined(names)};
+  }
+  return FoundOperation{node, &found->second};
+}
+
+Expected<std::vector<std::uint8_t>> requested_payload(const FoundOperation& found,
+                                                      const OperationArguments& arguments,
+                                                      std::uint8_t motor_mode) {
+  if (arguments.raw) {
+    return raw_payload_from_words(arguments.payload);
+  }
+  auto payload = payload_from_words({*found.node, arguments.device, *found.operation, motor_mode},
+                                    arguments.payload);
+  return payload ? payload : Unexpected{arguments.operation + ": " + payload.error()};
+}
 
 std::optional<RequestedOperation> read_operation(const CommandLineHost& host,
                                                  const OperationArguments& arguments) {
@@ -64,11 +105,9 @@ std::optional<RequestedOperation> read_operation(const CommandLineHost& host,
   if (!file) {
     return std::nullopt;
   }
-  if (const auto unknown = unknown_name(*file, arguments)) {
-    print_diagnostic(host, *unknown);
-    return std::nullopt;
-  }
-  auto payload = or_diagnostic(host, parse_payload_words(arguments.payload));
+  const auto found = or_diagnostic(
+      host, find_operation(*file, arguments.board, arguments.device, arguments.operation));
+  auto payload = found ? or_diagnostic(host, requested_payload(*found, arguments)) : std::nullopt;
   if (!payload) {
     return std::nullopt;
   }

@@ -9,8 +9,8 @@
 #include "ground/number_text.hpp"
 #include "json_line.hpp"
 #include "number_argument.hpp"
-#include "payload_words.hpp"
 #include "report.hpp"
+#include "velmora_can_bridge/values/payload_words.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -90,14 +90,21 @@ void print_json(const CommandLineHost& host, const SdoTransfer& transfer, ExitSt
   print_json_line(host, line);
 }
 
+/// The node of that id; null where no board file tells of it.
+const NodeConfig* find_node(const std::optional<BoardFile>& board, std::uint8_t node_id) {
+  for (std::size_t position = 0; board && position < board->nodes.size(); ++position) {
+    if (board->nodes[position].node_id == node_id) {
+      return &board->nodes[position];
+    }
+  }
+  return nullptr;
+}
+
 /// Opens the bus, transfers, and prints what came of it.
 template <typename Exchange>
 ExitStatus execute(const CommandLineHost& host, const SdoArguments& arguments,
-                   SdoTransfer& transfer, bool reads, const Exchange& exchange) {
-  std::optional<BoardFile> board;
-  if (!load_optional_board(host, arguments.board, board)) {
-    return ExitStatus::bad_input;
-  }
+                   const std::optional<BoardFile>& board, SdoTransfer& transfer, bool reads,
+                   const Exchange& exchange) {
   const auto bus = CommandBus::open(host, arguments.bus, board ? &*board : nullptr);
   if (!bus) {
     return ExitStatus::bad_input;
@@ -118,10 +125,11 @@ ExitStatus execute(const CommandLineHost& host, const SdoArguments& arguments,
 
 ExitStatus sdo_read_command(const CommandLineHost& host, const SdoArguments& arguments) {
   std::optional<SdoTransfer> transfer = read_object(host, arguments);
-  if (!transfer) {
+  std::optional<BoardFile> board;
+  if (!transfer || !load_optional_board(host, arguments.board, board)) {
     return ExitStatus::bad_input;
   }
-  return execute(host, arguments, *transfer, true, [&](Bridge& bridge) {
+  return execute(host, arguments, board, *transfer, true, [&](Bridge& bridge) {
     auto read = bridge.read_object(transfer->node_id, transfer->index, transfer->sub_index);
     if (!read) {
       return std::make_optional(read.error());
@@ -133,12 +141,18 @@ ExitStatus sdo_read_command(const CommandLineHost& host, const SdoArguments& arg
 
 ExitStatus sdo_write_command(const CommandLineHost& host, const SdoArguments& arguments) {
   std::optional<SdoTransfer> transfer = read_object(host, arguments);
-  const auto value = or_diagnostic(host, parse_payload_words(arguments.value));
-  if (!transfer || !value) {
+  std::optional<BoardFile> board;
+  if (!transfer || !load_optional_board(host, arguments.board, board)) {
+    return ExitStatus::bad_input;
+  }
+  const auto value =
+      or_diagnostic(host, object_from_words(find_node(board, transfer->node_id), transfer->index,
+                                            transfer->sub_index, arguments.value));
+  if (!value) {
     return ExitStatus::bad_input;
   }
   transfer->data = *value;
-  return execute(host, arguments, *transfer, false, [&](Bridge& bridge) {
+  return execute(host, arguments, board, *transfer, false, [&](Bridge& bridge) {
     return bridge.write_object(transfer->node_id, transfer->index, transfer->sub_index,
                                transfer->data);
   });

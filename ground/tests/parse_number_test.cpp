@@ -41,8 +41,8 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& row) { return std::string(row.param.name); });
 
 TEST(ParseNumber, takes_nothing_else) {
-  for (const char* text : {"", "-", "--1", "+1", " 1", "1 ", "1x", "0x", "0x-1", "-0x1", "0F", "1.0",
-                           "1e3"}) {
+  for (const char* text :
+       {"", "-", "--1", "+1", " 1", "1 ", "1x", "0x", "0x-1", "-0x1", "0F", "1.0", "1e3"}) {
     EXPECT_FALSE(parse_number(text)) << text;
   }
 }
