@@ -31,9 +31,13 @@ void add_keys(std::vector<std::string_view>& names, const Map& map) {
   }
 }
 
-std::string guess(std::string_view name, const std::vector<std::string_view>& candidates) {
+/// "unknown device "ledd", did you mean "led"? OWNER has: led, pumps".
+std::string unknown_name(std::string_view noun, std::string_view name, const std::string& owner,
+                         std::vector<std::string_view> candidates) {
   const std::string_view nearest = nearest_name(name, candidates);
-  return nearest.empty() ? "" : ", did you mean \"" + std::string(nearest) + "\"?";
+  return "unknown " + std::string(noun) + " \"" + std::string(name) + "\"" +
+         (nearest.empty() ? "" : ", did you mean \"" + std::string(nearest) + "\"?") + "; " +
+         owner + " has: " + joined(std::move(candidates));
 }
 
 std::string unknown_device(const BoardFile& file, const std::string& path,
@@ -42,8 +46,7 @@ std::string unknown_device(const BoardFile& file, const std::string& path,
   for (const NodeConfig& node : file.nodes) {
     add_keys(names, node.board.device_od_map);
   }
-  return "unknown device \"" + device + "\"" + guess(device, names) + "; " + path +
-         " has: " + joined(names);
+  return unknown_name("device", device, path, std::move(names));
 }
 
 const NodeConfig* node_of_device(const BoardFile& file, const std::string& device) {
@@ -76,8 +79,7 @@ Expected<FoundOperation> find_operation(const BoardFile& file, const std::string
     add_keys(names, node->operations);
     const std::string whose =
         owner != nullptr ? "the node of \"" + device + "\"" : node_text(node->node_id);
-    return Unexpected{"unknown operation \"" + operation + "\"" + guess(operation, names) + "; " +
-                      whose + " has: " + joined(names)};
+    return Unexpected{unknown_name("operation", operation, whose, std::move(names))};
   }
   if (owner == nullptr && device_need(found->second.kind) != DeviceNeed::none) {
     std::vector<std::string_view> names;

@@ -238,15 +238,22 @@ struct LedPayload {
   std::string_view operation;
   std::size_t length;
   std::optional<std::size_t> mode_position;
+  /// It is refused unless it covers every field of the list.
+  bool is_whole;
 };
 
 constexpr LedPayload led_payloads[] = {
-    {"set_led", 6, 3}, {"set_color", 3, std::nullopt}, {"set_mode", 3, 0}};
+    {"set_led", 6, 3, true}, {"set_color", 3, std::nullopt, false}, {"set_mode", 3, 0, false}};
 constexpr std::int64_t highest_led_mode = 3;
 
-/// Those of the values that make up the command's payload.
+/// Those of the values that make up the command's payload: all of them for a whole write.
 Layout led_values(const LedPayload& led, PayloadLayout fields) {
   PayloadLayout layout;
+  const std::size_t whole = total_length(fields);
+  if (led.is_whole && whole != led.length) {
+    return Unexpected{"the payload of " + std::string(led.operation) + " has " +
+                      counted(led.length, "byte") + ", its fields have " + std::to_string(whole)};
+  }
   std::size_t position = 0;
   for (PayloadValue& value : fields.values) {
     if (position >= led.length) {

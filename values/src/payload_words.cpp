@@ -121,6 +121,7 @@ std::optional<std::string> gap(const PayloadLayout& layout, const Assigned& assi
   return layout.values[position].name + " is missing";
 }
 
+/// The bytes of all words that there are; those of a value that is left out are missing.
 Expected<Bytes> encode(const PayloadLayout& layout, const Assigned& assigned,
                        const SplitWords& words) {
   Bytes payload;
@@ -133,13 +134,15 @@ Expected<Bytes> encode(const PayloadLayout& layout, const Assigned& assigned,
     payload.insert(payload.end(), bytes->begin(), bytes->end());
     return std::nullopt;
   };
-  for (std::size_t position = 0; position < assigned.size() && assigned[position]; ++position) {
-    if (auto refusal = add(layout.values[position], *assigned[position])) {
+  for (std::size_t position = 0; position < assigned.size(); ++position) {
+    const auto refusal =
+        assigned[position] ? add(layout.values[position], *assigned[position]) : std::nullopt;
+    if (refusal) {
       return Unexpected{*refusal};
     }
   }
   for (std::size_t position = assigned.size(); position < words.in_order.size(); ++position) {
-    if (auto refusal = add(layout.values.back(), words.in_order[position])) {
+    if (const auto refusal = add(layout.values.back(), words.in_order[position])) {
       return Unexpected{*refusal};
     }
   }
@@ -151,10 +154,10 @@ Expected<Bytes> by_layout(const PayloadLayout& layout, const SplitWords& words) 
   if (!assigned) {
     return Unexpected{assigned.error()};
   }
-  if (const auto refusal = gap(layout, *assigned)) {
-    return Unexpected{*refusal};
-  }
-  return encode(layout, *assigned, words);
+  // What is wrong with a word that is there says more than that another is missing.
+  Expected<Bytes> payload = encode(layout, *assigned, words);
+  const auto missing = gap(layout, *assigned);
+  return payload && missing ? Unexpected{*missing} : payload;
 }
 
 Unexpected<std::string> refused(const std::string& reason, const PayloadLayout& layout) {

@@ -22,12 +22,10 @@ Expected<Bytes> hex_bytes_of(std::string_view word) {
     return Unexpected{
         std::string("bytes are written without 0x (0F00), numbers with their type (u16:0x0F)")};
   }
-  Expected<Bytes> bytes = hex_digits_bytes(word);
-  const bool is_even = word.size() % 2 == 0;
-  if (word.empty() || (!bytes && is_even)) {
+  if (!is_hexadecimal(word)) {
     return Unexpected{std::string("expected hexadecimal bytes (0F00) or a typed value (u16:500)")};
   }
-  return bytes;
+  return hex_digits_bytes(word);
 }
 
 Expected<Bytes> bytes_of(std::string_view word) {

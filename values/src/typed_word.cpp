@@ -74,9 +74,13 @@ Expected<std::vector<std::uint8_t>> number_bytes(ValueType type, std::string_vie
   return little_endian_bytes(count->bits(), length);
 }
 
+bool is_hexadecimal(std::string_view word) {
+  return !word.empty() &&
+         word.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
+}
+
 Expected<std::vector<std::uint8_t>> hex_digits_bytes(std::string_view digits) {
-  constexpr std::string_view known = "0123456789abcdefABCDEF";
-  if (digits.find_first_not_of(known) != std::string_view::npos) {
+  if (!digits.empty() && !is_hexadecimal(digits)) {
     return Unexpected{std::string("expected hexadecimal digits")};
   }
   if (digits.size() % 2 != 0) {

@@ -25,7 +25,10 @@ Expected<std::vector<std::uint8_t>> number_bytes(ValueType type, std::string_vie
 /// The bytes of a float32.
 std::vector<std::uint8_t> float_bytes(float number);
 
-/// Two hexadecimal digits a byte.
+/// Whether the word is hexadecimal digits alone, at least one.
+bool is_hexadecimal(std::string_view word);
+
+/// Two hexadecimal digits a byte; none for no bytes.
 Expected<std::vector<std::uint8_t>> hex_digits_bytes(std::string_view digits);
 
 }  // namespace velmora_can_bridge

@@ -164,11 +164,6 @@ Expected<Bytes> measured(const PayloadValue& value, const Measure& measure, std:
   return little_endian_bytes(count->bits(), value.length);
 }
 
-bool is_hexadecimal(std::string_view word) {
-  return !word.empty() &&
-         word.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
-}
-
 std::string even_digits(std::string_view word) {
   return (word.size() % 2 == 0 ? "" : "0") + std::string(word);
 }

@@ -1,8 +1,8 @@
-#include "velmora_can_bridge/values/payload_words.hpp"
-
 #include <gtest/gtest.h>
 
 #include <ostream>
+
+#include "velmora_can_bridge/values/payload_words.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -69,7 +69,7 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"unknown_type",
             {"u24:1"},
             Unexpected{"payload word \"u24:1\": unknown type \"u24\", expected u8, s8, u16, s16, "
-                       "u32 or s32"}},
+                       "u32, s32, u64, s64 or float32"}},
         Row{"upper_case_type",
             {"U8:1"},
             Unexpected{"payload word \"U8:1\": unknown type \"U8\", expected u8, s8, u16, s16, u32 "
