@@ -119,18 +119,18 @@ constexpr Member<ValueDescription> value_members[] = {
     {"values", optional, read_into<&ValueDescription::values, read_codes>},
 };
 
-constexpr Member<ObjectAddress> object_members[] = {
-    {"index", required, read_into<&ObjectAddress::index, read_number<std::uint16_t, 1>>},
-    {"sub_index", optional, read_into<&ObjectAddress::sub_index, read_number<std::uint8_t>>},
-    {"type", optional, read_with_values<ObjectAddress>},
-    {"unit", optional, read_with_values<ObjectAddress>},
-    {"minimum", optional, read_with_values<ObjectAddress>},
-    {"maximum", optional, read_with_values<ObjectAddress>},
-    {"scale", optional, read_with_values<ObjectAddress>},
-    {"values", optional, read_with_values<ObjectAddress>},
+constexpr Member<ValueAddress> object_members[] = {
+    {"index", required, read_into<&ValueAddress::index, read_number<std::uint16_t, 1>>},
+    {"sub_index", optional, read_into<&ValueAddress::sub_index, read_number<std::uint8_t>>},
+    {"type", optional, read_with_values<ValueAddress>},
+    {"unit", optional, read_with_values<ValueAddress>},
+    {"minimum", optional, read_with_values<ValueAddress>},
+    {"maximum", optional, read_with_values<ValueAddress>},
+    {"scale", optional, read_with_values<ValueAddress>},
+    {"values", optional, read_with_values<ValueAddress>},
 };
 
-void read_object(const Item& item, ObjectAddress& address) {
+void read_object(const Item& item, ValueAddress& address) {
   read_record("object", item, object_members, address);
 }
 
@@ -174,7 +174,7 @@ class DescriptionReader {
     add(source, {mapping.index, mapping.sub_index}, value, key->at);
   }
 
-  void read_other(const YamlValue& source, ObjectAddress address) {
+  void read_other(const YamlValue& source, ValueAddress address) {
     const YamlValue* const key = first_value_key(source);
     if (key == nullptr) {
       return;
@@ -185,7 +185,7 @@ class DescriptionReader {
   }
 
  private:
-  void add(const YamlValue& source, ObjectAddress address, const ValueDescription& value,
+  void add(const YamlValue& source, ValueAddress address, const ValueDescription& value,
            Position at) {
     const bool is_unreadable =
         address.index == 0 || (address.sub_index == 0 && has_unreadable_sub_index(source));
@@ -212,7 +212,7 @@ class DescriptionReader {
   NodeConfig* node_;
   ProblemList* problems_;
   /// What describes each object. An alias that repeats it says nothing new.
-  std::map<ObjectAddress, const YamlValue*> first_;
+  std::map<ValueAddress, const YamlValue*> first_;
 };
 
 }  // namespace
@@ -227,11 +227,11 @@ void read_values(const YamlValue& source, NodeConfig& node, ProblemList& problem
     }
   }
   const YamlValue* const objects = source.find("objects");
-  std::vector<ObjectAddress> addresses;
+  std::vector<ValueAddress> addresses;
   if (objects == nullptr) {
     return;
   }
-  read_list<ObjectAddress, read_object>({"objects", *objects, problems}, addresses);
+  read_list<ValueAddress, read_object>({"objects", *objects, problems}, addresses);
   for (std::size_t position = 0; position < addresses.size(); ++position) {
     reader.read_other(*objects->elements[position], addresses[position]);
   }
