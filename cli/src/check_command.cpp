@@ -44,7 +44,7 @@ Counts count(const LoadedBoard& loaded) {
 void print_file_text(const CommandLineHost& host, const std::string& path,
                      const LoadedBoard& loaded, const Counts& counts) {
   for (const Problem& problem : loaded.problems) {
-    host.err << visible_text(problem_text(path, problem)) << '\n';
+    print_problem(host, path, problem);
   }
   host.out << visible_text(path) << ": ";
   if (loaded.file) {
@@ -122,7 +122,7 @@ void print_text(const CommandLineHost& host, const CheckedNodes& nodes) {
   }
   if (has_rows) {
     host.out << '\n';
-    table.print(host.out);
+    table.print(host);
   }
 }
 

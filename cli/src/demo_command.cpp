@@ -205,7 +205,7 @@ class Tour {
       run_step(step);
     }
     if (!json_) {
-      overview_.print(host_.out);
+      overview_.print(host_);
     }
     return status_;
   }
@@ -229,9 +229,11 @@ class Tour {
     counts_.clear();
     OperationReport report = execute(step);
     const bool arrived = wait(step, report);
-    (json_ ? print_result_json : print_result)(host_, report);
-    if (!json_) {
-      host_.out << '\n';
+    if (json_) {
+      print_result_json(host_, report);
+    } else {
+      // One that fails is a part of the tour.
+      host_.out << result_text(report, host_.colour) << '\n';
     }
     overview_.add({step.operation, step.device, counts_.text(),
                    (report.result.ok ? "ok: " : "failed: ") + report.result.message});

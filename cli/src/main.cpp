@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -11,6 +12,7 @@
 #include <thread>
 #include <vector>
 
+#include "terminal.hpp"
 #include "velmora_can_bridge/cli/command_line.hpp"
 
 namespace bridge = velmora_can_bridge;
@@ -44,6 +46,20 @@ void occupy_standard_streams() {
   }
 }
 
+bool shows_colour(int stream) {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing has started a thread yet
+  return bridge::has_colour(isatty(stream) == 1, std::getenv("NO_COLOR"), std::getenv("TERM"));
+}
+
+/// Columns of the terminal that shows the output; 0: not known.
+std::size_t width_of_output() {
+  struct winsize window {};
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): how POSIX declares it
+  const bool is_known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &window) == 0;
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing has started a thread yet
+  return bridge::terminal_width(std::getenv("COLUMNS"), is_known ? window.ws_col : 0);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -51,10 +67,10 @@ int main(int argc, char** argv) {
     occupy_standard_streams();
     end_on_signals();
     const bool live = isatty(STDOUT_FILENO) == 1;
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing has started a thread yet
-    const bool colour = live && std::getenv("NO_COLOR") == nullptr;
     const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
-    bridge::CommandLineHost host{std::cout, std::cerr, colour, {}, {}, &interrupted};
+    bridge::CommandLineHost host{
+        std::cout, std::cerr,    shows_colour(STDOUT_FILENO), {},
+        {},        &interrupted, shows_colour(STDERR_FILENO), width_of_output()};
     if (live) {
       host.sleep = [](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); };
     }

@@ -83,13 +83,14 @@ void print_text(const CommandLineHost& host, const NodeConfig& node) {
   }
   Table operations;
   operations.add({"operation", "kind", "payload", "label"});
+  operations.give_up(1);
   for (const auto& [name, op] : node.operations) {
     operations.add({name, op.kind, payload_text(node, op), op.label});
   }
   host.out << "node " << hex<2>(node.node_id) << '\n';
-  devices.print(host.out);
+  devices.print(host);
   host.out << '\n';
-  operations.print(host.out);
+  operations.print(host);
 }
 
 void print_json(const CommandLineHost& host, const NodeConfig& node) {

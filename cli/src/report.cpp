@@ -15,8 +15,9 @@ constexpr std::string_view red = "\033[31m";
 constexpr std::string_view green = "\033[32m";
 constexpr std::string_view plain = "\033[0m";
 
-std::string coloured(const CommandLineHost& host, std::string_view colour, std::string_view text) {
-  if (!host.colour) {
+/// In that colour where the stream may carry it.
+std::string coloured(bool has_colour, std::string_view colour, std::string_view text) {
+  if (!has_colour) {
     return std::string(text);
   }
   return std::string(colour) + std::string(text) + std::string(plain);
@@ -28,15 +29,20 @@ std::string reason_of(const OperationReport& report) {
 
 }  // namespace
 
-void print_result(const CommandLineHost& host, const OperationReport& report) {
+std::string result_text(const OperationReport& report, bool colour) {
   const OperationResult& result = report.result;
   if (!result.ok) {
-    print_failure(host, result.message, reason_of(report));
-    return;
+    return failure_text(result.message, reason_of(report), colour);
   }
-  host.out << coloured(host, green, "ok: ") << visible_text(result.message) << '\n';
-  if (!result.data.empty()) {
-    host.out << "data: " << bytes_text(result.data) << '\n';
+  return coloured(colour, green, "ok: ") + visible_text(result.message) + '\n' +
+         (result.data.empty() ? "" : "data: " + bytes_text(result.data) + '\n');
+}
+
+void print_result(const CommandLineHost& host, const OperationReport& report) {
+  if (report.result.ok) {
+    host.out << result_text(report, host.colour);
+  } else {
+    host.err << result_text(report, host.err_colour);
   }
 }
 
@@ -58,20 +64,43 @@ void print_explanation_json(const CommandLineHost& host, const Explanation& expl
   print_json_line(host, line);
 }
 
+std::string failure_text(const std::string& message, const std::string& reason, bool colour) {
+  return coloured(colour, red, "failed: ") + visible_text(message) +
+         (reason.empty() ? "" : " (" + visible_text(reason) + ")") + '\n';
+}
+
 void print_failure(const CommandLineHost& host, const std::string& message,
                    const std::string& reason) {
-  host.out << coloured(host, red, "failed: ") << visible_text(message)
-           << (reason.empty() ? "" : " (" + visible_text(reason) + ")") << '\n';
+  host.err << failure_text(message, reason, host.err_colour);
 }
 
 void print_diagnostic(const CommandLineHost& host, const std::string& text) {
+  host.err << coloured(host.err_colour, red, "velmora-can-bridge: ") << visible_text(text) << '\n';
+}
+
+void print_remark(const CommandLineHost& host, const std::string& text) {
   host.err << "velmora-can-bridge: " << visible_text(text) << '\n';
+}
+
+void print_problem(const CommandLineHost& host, const std::string& path, const Problem& problem) {
+  const bool has_colour = host.err_colour && problem.severity == Severity::error;
+  host.err << coloured(has_colour, red, visible_text(problem_text(path, problem))) << '\n';
 }
 
 std::optional<BoardFile> load_board(const CommandLineHost& host, const std::string& path) {
   LoadedBoard loaded = load_board_file(path);
+  std::size_t warnings = 0;
   for (const Problem& problem : loaded.problems) {
-    host.err << visible_text(problem_text(path, problem)) << '\n';
+    if (problem.severity == Severity::warning) {
+      ++warnings;
+    } else {
+      print_problem(host, path, problem);
+    }
+  }
+  if (warnings != 0) {
+    print_remark(host, path + ": " + counted(warnings, "warning") +
+                           "; \"velmora-can-bridge check " + path + "\" shows " +
+                           (warnings == 1 ? "it" : "them"));
   }
   return std::move(loaded.file);
 }

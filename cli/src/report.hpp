@@ -12,7 +12,10 @@
 
 namespace velmora_can_bridge {
 
-/// Prints the result for people.
+/// The result for people, in lines: "ok: MESSAGE" and its data, or as `failure_text`.
+std::string result_text(const OperationReport& report, bool colour);
+
+/// Prints the result for people, a failure as `print_failure` does.
 void print_result(const CommandLineHost& host, const OperationReport& report);
 
 /// Prints the result as one JSON object on a line.
@@ -22,12 +25,21 @@ void print_result_json(const CommandLineHost& host, const OperationReport& repor
 void print_explanation_json(const CommandLineHost& host, const Explanation& explanation,
                             ExitStatus status);
 
-/// Prints a failure for people: "failed: MESSAGE (REASON)", the parentheses only for a reason.
+/// A failure for people: the line "failed: MESSAGE (REASON)", the parentheses only for a reason.
+std::string failure_text(const std::string& message, const std::string& reason, bool colour);
+
+/// Prints a failure for people to the standard error, as `failure_text`.
 void print_failure(const CommandLineHost& host, const std::string& message,
                    const std::string& reason);
 
-/// A diagnostic line, "velmora-can-bridge: " before it.
+/// A diagnostic line: what is wrong, behind "velmora-can-bridge: ".
 void print_diagnostic(const CommandLineHost& host, const std::string& text);
+
+/// As `print_diagnostic`, of something worth to know that is no error.
+void print_remark(const CommandLineHost& host, const std::string& text);
+
+/// A line that tells a mistake in the board file at `path`.
+void print_problem(const CommandLineHost& host, const std::string& path, const Problem& problem);
 
 /// The value. Where there is none, the reason is printed as a diagnostic.
 template <typename Value>
@@ -39,7 +51,8 @@ std::optional<Value> or_diagnostic(const CommandLineHost& host, const Expected<V
   return *expected;
 }
 
-/// Loads the board file and prints its problems as diagnostics; no value when one is an error.
+/// Loads the board file and prints its errors as diagnostics; no value when there is one. Of
+/// warnings it prints how many there are, and that `check` shows them.
 std::optional<BoardFile> load_board(const CommandLineHost& host, const std::string& path);
 
 /// As `load_board` into `file`, but an empty path loads none. False when there is an error.

@@ -87,7 +87,8 @@ class CommandLine : public testing::Test {
     std::ostringstream out_stream;
     std::ostringstream err_stream;
     const ExitStatus status = run_command_line(
-        arguments, {out_stream, err_stream, false, sleep, open_interface, &interrupted});
+        arguments,
+        {out_stream, err_stream, false, sleep, open_interface, &interrupted, false, width});
     out = out_stream.str();
     err = err_stream.str();
     return status;
@@ -100,6 +101,8 @@ class CommandLine : public testing::Test {
   std::atomic<bool> interrupted{false};
   InProcessBus can0{BusTime::simulated, "can0"};
   std::vector<std::string> opened;
+  // Of the terminal.
+  std::size_t width = 0;
   std::string out;
   std::string err;
 };

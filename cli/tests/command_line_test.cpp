@@ -27,14 +27,14 @@ TEST_F(CommandLine, run_prints_the_result_to_the_standard_output) {
 
 TEST_F(CommandLine, run_of_an_operation_that_fails_says_why_the_bus_refused) {
   EXPECT_EQ(run({"run", board, "wheel", "read_nothing"}), ExitStatus::operation_failed);
-  EXPECT_EQ(out,
+  EXPECT_EQ(err,
             "failed: SDO read failed at 0x5FFF/0 (abort 0x06020000, no object at this index)\n");
-  EXPECT_EQ(err, "");
+  EXPECT_EQ(out, "");
 }
 
 TEST_F(CommandLine, run_that_fails_before_the_bus_names_no_refusal) {
   EXPECT_EQ(run({"run", board, "wheel", "set_acceleration", "u8:1"}), ExitStatus::operation_failed);
-  EXPECT_EQ(out, "failed: payload too short for sdo_write\n");
+  EXPECT_EQ(err, "failed: payload too short for sdo_write\n");
 }
 
 TEST_F(CommandLine, run_finds_the_node_by_its_device) {
@@ -180,6 +180,13 @@ TEST_F(CommandLine, operations_lists_devices_and_payloads) {
   EXPECT_THAT(out, HasSubstr("set_acceleration  sdo_write   u32 (4 bytes)"));
 }
 
+TEST_F(CommandLine, operations_leaves_the_kind_out_on_a_narrow_terminal) {
+  width = 50;
+  run({"operations", board});
+  EXPECT_THAT(out, HasSubstr("\n  operation         payload"));
+  EXPECT_THAT(out, HasSubstr("\n  set_acceleration  "));
+}
+
 TEST_F(CommandLine, operations_prints_json_line_by_line) {
   EXPECT_EQ(run({"operations", "--json", board}), ExitStatus::success);
   std::istringstream lines(out);
@@ -281,6 +288,7 @@ TEST_F(CommandLine, demo_explains_in_json_as_the_command_does) {
 }
 
 TEST_F(CommandLine, demo_ends_with_a_table_of_its_steps) {
+  width = 120;
   run({"demo"});
   const std::string table = out.substr(out.find("\n  operation  "));
   EXPECT_EQ(std::count(table.begin(), table.end(), '\n') - 2,
@@ -339,6 +347,78 @@ TEST(CommandLineColour, is_used_only_when_asked_for) {
   std::ostringstream err;
   run_command_line({"demo"}, {out, err, true, {}});
   EXPECT_THAT(out.str(), HasSubstr("\033[32mok: \033[0m"));
+  EXPECT_THAT(out.str(), HasSubstr("\033[31mfailed: \033[0m"));
+}
+
+class ErrorColour : public CommandLine {
+ protected:
+  /// What the standard error shows on a terminal with colours.
+  static std::string shown(const std::vector<std::string>& arguments) {
+    std::ostringstream out;
+    std::ostringstream err;
+    CommandLineHost host{out, err};
+    host.err_colour = true;
+    run_command_line(arguments, host);
+    EXPECT_THAT(out.str(), testing::Not(HasSubstr("\033")));
+    return err.str();
+  }
+};
+
+TEST_F(ErrorColour, marks_failures) {
+  EXPECT_THAT(shown({"run", board, "wheel", "read_nothing"}),
+              StartsWith("\033[31mfailed: \033[0mSDO read failed at 0x5FFF/0 ("));
+}
+
+TEST_F(ErrorColour, marks_what_is_wrong_with_arguments_and_files) {
+  EXPECT_THAT(shown({"nonsense"}), StartsWith("\033[31mvelmora-can-bridge: \033[0m"));
+  EXPECT_THAT(shown({"operations", "/nowhere"}), StartsWith("\033[31m/nowhere: error: "));
+  EXPECT_THAT(shown({"check", "/nowhere"}), StartsWith("\033[31m/nowhere: error: "));
+}
+
+/// A board file with so many warnings.
+std::string board_with_warnings(int warnings) {
+  std::string text = "nodes: [{node_id: 1, device_od_map: {d: {base_index: 0x2000}}, operations: {";
+  for (int number = 0; number < warnings; ++number) {
+    text += "r" + std::to_string(number) + ": {kind: sdo_read, index: 0x1000, data_type: u8}, ";
+  }
+  return text + "r: {kind: sdo_read, index: 0x1000}}}]";
+}
+
+TEST_F(CommandLine, warnings_of_the_board_file_are_counted) {
+  const std::string path = write_file("odd.yaml", board_with_warnings(2));
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"run", path, "d", "r"},
+        {"explain", path, "d", "r"},
+        {"operations", path},
+        {"sdo", "read", "1", "0x1000", "0", "--board", path}}) {
+    SCOPED_TRACE(arguments.front());
+    EXPECT_EQ(run(arguments), ExitStatus::success);
+    EXPECT_EQ(err, "velmora-can-bridge: " + path + ": 2 warnings; \"velmora-can-bridge check " +
+                       path + "\" shows them\n");
+  }
+}
+
+TEST_F(CommandLine, one_warning_of_the_board_file_is_one) {
+  const std::string path = write_file("odd.yaml", board_with_warnings(1));
+  run({"operations", path});
+  EXPECT_THAT(
+      err, testing::EndsWith(": 1 warning; \"velmora-can-bridge check " + path + "\" shows it\n"));
+}
+
+TEST_F(CommandLine, check_shows_each_warning_of_the_board_file) {
+  const std::string path = write_file("odd.yaml", board_with_warnings(2));
+  run({"check", path});
+  EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 2);
+  EXPECT_THAT(err, ContainsRegex(": warning: "));
+}
+
+TEST_F(CommandLine, errors_of_the_board_file_stand_beside_the_number_of_its_warnings) {
+  std::string text = board_with_warnings(1);
+  text.replace(text.find("r: {kind: sdo_read, index: 0x1000}"), 1, "r: {}, s");
+  const std::string path = write_file("odd.yaml", text);
+  EXPECT_EQ(run({"operations", path}), ExitStatus::bad_input);
+  EXPECT_THAT(err, ContainsRegex(": error: "));
+  EXPECT_THAT(err, HasSubstr(path + ": 1 warning; "));
 }
 
 }  // namespace

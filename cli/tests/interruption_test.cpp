@@ -99,8 +99,9 @@ TEST_F(Interruption, of_a_refresh_at_a_silent_node_lets_one_transfer_end_and_sen
   interrupt_after(milliseconds(100));
   EXPECT_EQ(run({"run", "--bus", "can0", path, "lamp", "set_level", "01"}),
             ExitStatus::interrupted);
-  EXPECT_EQ(err, waits_for_level + not_listening);
-  EXPECT_EQ(out, "failed: RPDO send failed (interrupted; no answer within 500 ms)\n");
+  EXPECT_EQ(err, waits_for_level +
+                     "failed: RPDO send failed (interrupted; no answer within 500 ms)\n" +
+                     not_listening);
   EXPECT_THAT(frames(), ElementsAre("610#4000200100000000", "610#8000200100000405"));
   EXPECT_EQ(elapsed(), milliseconds(500));
 }
@@ -109,8 +110,8 @@ TEST_F(Interruption, of_a_quarantine_ends_at_once) {
   interrupt_after(milliseconds(700));
   EXPECT_EQ(run({"run", "--bus", "can0", path, "lamp", "set_level", "01"}),
             ExitStatus::interrupted);
-  EXPECT_EQ(err, "velmora-can-bridge: interrupted\n" + not_listening);
-  EXPECT_EQ(out, "failed: RPDO send failed (interrupted)\n");
+  EXPECT_EQ(err, "velmora-can-bridge: interrupted\nfailed: RPDO send failed (interrupted)\n" +
+                     not_listening);
   EXPECT_THAT(frames(), ElementsAre("610#4000200100000000", "610#8000200100000405"));
   EXPECT_LE(elapsed(), milliseconds(720));
 }
@@ -128,9 +129,10 @@ TEST_F(Interruption, of_run_has_status_and_reason_in_json) {
 TEST_F(Interruption, of_a_read_at_a_silent_node_lets_it_end) {
   interrupt_after(milliseconds(100));
   EXPECT_EQ(run({"sdo", "read", "0x10", "0x2000", "1", "--bus", "can0"}), ExitStatus::interrupted);
-  EXPECT_EQ(err, waits_for_level + not_listening);
-  EXPECT_EQ(out,
-            "failed: SDO read of 0x2000/1 on node 0x10 (interrupted; no answer within 500 ms)\n");
+  EXPECT_EQ(err, waits_for_level +
+                     "failed: SDO read of 0x2000/1 on node 0x10 (interrupted; no answer within 500 "
+                     "ms)\n" +
+                     not_listening);
   EXPECT_THAT(frames(), ElementsAre("610#4000200100000000", "610#8000200100000405"));
   EXPECT_EQ(elapsed(), milliseconds(500));
 }
@@ -139,10 +141,10 @@ TEST_F(Interruption, of_a_write_at_a_silent_node_tells_that_the_outcome_is_unkno
   interrupt_after(milliseconds(100));
   EXPECT_EQ(run({"sdo", "write", "0x10", "0x2000", "1", "01", "--bus", "can0"}),
             ExitStatus::interrupted);
-  EXPECT_EQ(err, waits_for_level + not_listening);
-  EXPECT_EQ(out,
-            "failed: SDO write of 0x2000/1 on node 0x10 (interrupted; no answer within 500 ms; "
-            "whether the node has taken the value is unknown)\n");
+  EXPECT_EQ(err, waits_for_level +
+                     "failed: SDO write of 0x2000/1 on node 0x10 (interrupted; no answer within "
+                     "500 ms; whether the node has taken the value is unknown)\n" +
+                     not_listening);
   EXPECT_THAT(frames(), ElementsAre("610#2F00200101000000", "610#8000200100000405"));
   EXPECT_EQ(elapsed(), milliseconds(500));
 }
@@ -179,7 +181,10 @@ TEST_F(Interruption, while_listening_for_a_late_answer_ends_it_and_says_so) {
   EXPECT_EQ(run({"sdo", "write", "0x10", "0x2000", "1", "01", "--bus", "can0"}),
             ExitStatus::no_answer)
       << "the transfer had failed before";
-  EXPECT_EQ(err, not_listening);
+  EXPECT_EQ(err,
+            "failed: SDO write of 0x2000/1 on node 0x10 (no answer within 500 ms; whether the "
+            "node has taken the value is unknown)\n" +
+                not_listening);
   EXPECT_LE(elapsed(), milliseconds(730));
 }
 
@@ -191,8 +196,8 @@ TEST_F(Interruption, before_the_first_transfer_sends_nothing) {
                             {"sdo", "write", "0x10", "0x2000", "1", "01", "--bus", "can0"},
                             {"check", path, "--bus", "can0"}}) {
     EXPECT_EQ(run(arguments), ExitStatus::interrupted) << arguments.front();
-    EXPECT_THAT(out, testing::HasSubstr("interrupted")) << arguments.front();
-    EXPECT_EQ(err, "") << arguments.front();
+    EXPECT_THAT(out + err, testing::HasSubstr("interrupted")) << arguments.front();
+    EXPECT_THAT(err, testing::Not(testing::HasSubstr("velmora-can-bridge: "))) << arguments.front();
   }
   EXPECT_THAT(frames(), IsEmpty());
   EXPECT_EQ(elapsed(), milliseconds(0));
@@ -215,10 +220,9 @@ TEST_F(Interruption, before_a_refusal_keeps_the_abort_code) {
   NodeOnBus lamp(can0, 0x10);
   interrupt_at_frame(1, milliseconds(300));
   EXPECT_EQ(run({"sdo", "read", "0x10", "0x2000", "1", "--bus", "can0"}), ExitStatus::interrupted);
-  EXPECT_EQ(
-      out,
-      "failed: SDO read of 0x2000/1 on node 0x10 (interrupted; abort 0x06020000, no object at "
-      "this index)\n");
+  EXPECT_THAT(
+      err, EndsWith("failed: SDO read of 0x2000/1 on node 0x10 (interrupted; abort 0x06020000, no "
+                    "object at this index)\n"));
 }
 
 TEST_F(Interruption, between_the_transfers_of_an_operation_begins_no_other) {
@@ -228,8 +232,8 @@ TEST_F(Interruption, between_the_transfers_of_an_operation_begins_no_other) {
   interrupt_at_frame(2);
   EXPECT_EQ(run({"run", "--bus", "can0", path, "lamp", "set_level", "01"}),
             ExitStatus::interrupted);
-  EXPECT_EQ(out, "failed: RPDO send failed (interrupted)\n");
-  EXPECT_EQ(err, "");
+  EXPECT_EQ(out, "");
+  EXPECT_EQ(err, "failed: RPDO send failed (interrupted)\n");
   EXPECT_THAT(frames(), ElementsAre("610#4000200100000000", "590#4F00200100000000"));
 }
 
@@ -239,8 +243,8 @@ TEST_F(Interruption, between_two_segments_gives_the_transfer_up) {
   frames();
   interrupt_at_frame(4);
   EXPECT_EQ(run({"sdo", "read", "0x10", "0x2000", "1", "--bus", "can0"}), ExitStatus::interrupted);
-  EXPECT_EQ(out, "failed: SDO read of 0x2000/1 on node 0x10 (interrupted)\n");
-  EXPECT_EQ(err, "");
+  EXPECT_EQ(out, "");
+  EXPECT_EQ(err, "failed: SDO read of 0x2000/1 on node 0x10 (interrupted)\n");
   const Strings passed_frames = frames();
   ASSERT_EQ(passed_frames.size(), 5U);
   EXPECT_EQ(passed_frames[3], "590#0055555555555555");

@@ -55,7 +55,7 @@ TEST_F(Nmt, prints_json) {
 TEST_F(Nmt, frame_that_was_not_sent_is_a_bus_fault) {
   can0.set_state(CanStatus::interface_missing);
   EXPECT_EQ(run({"nmt", "start", "1", "--bus", "can0"}), ExitStatus::bus_fault);
-  EXPECT_EQ(out,
+  EXPECT_EQ(err,
             "failed: not sent (there is no interface can0 (ip link lists those that there are))\n");
 }
 

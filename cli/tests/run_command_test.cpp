@@ -59,15 +59,15 @@ TEST_F(RunOnBus, talks_to_the_node_of_the_interface) {
 TEST_F(RunOnBus, refusal_has_abort_code_and_words) {
   NodeOnBus lamp(can0, 0x10);
   EXPECT_EQ(run_lamp({"read_nothing"}), ExitStatus::operation_failed);
-  EXPECT_EQ(out,
+  EXPECT_EQ(err,
             "failed: SDO read failed at 0x5FFF/0 (abort 0x06020000, no object at this index)\n");
 }
 
 TEST_F(RunOnBus, silence_has_its_exit_status) {
   EXPECT_EQ(run_lamp({"read_level"}), ExitStatus::no_answer);
-  EXPECT_EQ(out, "failed: SDO read failed at 0x2000/1 (no answer within 500 ms)\n");
+  EXPECT_EQ(err, "failed: SDO read failed at 0x2000/1 (no answer within 500 ms)\n");
   EXPECT_EQ(run_lamp({"write_level", "u16:1", "--timeout", "20"}), ExitStatus::no_answer);
-  EXPECT_EQ(out,
+  EXPECT_EQ(err,
             "failed: SDO write failed at 0x2000/1 (no answer within 20 ms; whether the node has "
             "taken the value is unknown)\n");
 }
@@ -75,7 +75,7 @@ TEST_F(RunOnBus, silence_has_its_exit_status) {
 TEST_F(RunOnBus, interface_that_is_down_has_its_exit_status_and_remedy) {
   can0.set_state(CanStatus::interface_down);
   EXPECT_EQ(run_lamp({"read_level"}), ExitStatus::bus_fault);
-  EXPECT_EQ(out,
+  EXPECT_EQ(err,
             "failed: SDO read failed at 0x2000/1 (interface can0 is down (ip link set can0 up; "
             "before the first time: ip link set can0 type can bitrate 1000000, or what the board "
             "has))\n");
@@ -85,7 +85,7 @@ TEST_F(RunOnBus, interrupted_before_a_transfer_sends_nothing) {
   const auto listener = can0.open({{0, 0}});
   interrupted = true;
   EXPECT_EQ(run_lamp({"read_level"}), ExitStatus::interrupted);
-  EXPECT_EQ(out, "failed: SDO read failed at 0x2000/1 (interrupted)\n");
+  EXPECT_EQ(err, "failed: SDO read failed at 0x2000/1 (interrupted)\n");
   CanFrame frame;
   EXPECT_EQ(listener->receive(frame, std::chrono::nanoseconds(0)), CanStatus::timed_out);
 }

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <ostream>
@@ -35,7 +36,7 @@ enum class ExitStatus {
 struct CommandLineHost {
   /// Takes results.
   std::ostream& out;
-  /// Takes diagnostics.
+  /// Takes failures and diagnostics.
   std::ostream& err;
   /// Whether `out` may carry terminal colours.
   bool colour = false;
@@ -48,6 +49,10 @@ struct CommandLineHost {
   /// transfer is begun any more; for the one under way its answer or time-out is waited for, which
   /// `err` is told at once.
   const std::atomic<bool>* interrupted = nullptr;
+  /// Whether `err` may carry terminal colours.
+  bool err_colour = false;
+  /// Columns of the terminal, to which tables are fitted; 0: not known, they are fitted to 80.
+  std::size_t width = 0;
 };
 
 /// Runs the program with `arguments`, the program's name not among them.
