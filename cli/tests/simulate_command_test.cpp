@@ -56,6 +56,8 @@ TEST_F(Simulate, trouble_on_the_way_is_told_once_and_waited_out) {
 
 TEST_F(Simulate, needs_an_interface) {
   EXPECT_EQ(run({"simulate", board}), ExitStatus::bad_input);
+  EXPECT_EQ(err, "velmora-can-bridge: --bus is required (see --help)\n");
+  EXPECT_EQ(run({"simulate", board, "--bus", "sim"}), ExitStatus::bad_input);
   EXPECT_EQ(err,
             "velmora-can-bridge: name the CAN interface for the simulated nodes (--bus vcan0)\n");
 }

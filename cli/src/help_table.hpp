@@ -1,0 +1,74 @@
+// What the program tells of its commands, in one table: --help shows it.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "velmora_can_bridge/cli/command_line.hpp"
+
+namespace velmora_can_bridge {
+
+/// One argument of a command: a word in its place, such as BOARD, or an option, such as --bus.
+struct ArgumentHelp {
+  std::string_view name;
+  /// What stands behind an option: "MS"; empty for a flag and for a word in its place.
+  std::string_view value;
+  std::string_view help;
+  bool is_required = false;
+  /// Whether it may be given several times.
+  bool repeats = false;
+
+  constexpr bool is_option() const { return name.front() == '-'; }
+};
+
+/// A line that a person may type.
+struct ExampleHelp {
+  /// What it is good for, without a full stop.
+  std::string_view purpose;
+  /// Separated by single blanks; the program's name is not among them.
+  std::string_view arguments;
+};
+
+struct CommandHelp {
+  /// As it is typed: "run", "sdo read".
+  std::string_view name;
+  /// One line, without a full stop.
+  std::string_view summary;
+  /// Paragraphs, a line feed between two.
+  std::string_view description;
+  /// Words in their order, then options.
+  std::vector<ArgumentHelp> arguments;
+  std::vector<ExampleHelp> examples;
+};
+
+struct ExitStatusHelp {
+  ExitStatus status;
+  std::string_view help;
+};
+
+inline constexpr const char* program_name = "velmora-can-bridge";
+
+/// The program's name and version.
+std::string program_version();
+
+inline constexpr std::string_view program_summary =
+    "Runs configured operations on the CANopen nodes of a robot board.";
+
+/// Every command has it, and the program.
+inline constexpr ArgumentHelp help_option{"--help", "", "print this help and end"};
+
+/// The program has it.
+inline constexpr ArgumentHelp version_option{"--version", "", "print the version and end"};
+
+/// All commands, in the order of the program's help. A command with sub-commands stands before
+/// them.
+const std::vector<CommandHelp>& command_helps();
+
+/// The row of that name; null when there is none.
+const CommandHelp* find_command_help(std::string_view name);
+
+/// All exit statuses.
+const std::vector<ExitStatusHelp>& exit_status_helps();
+
+}  // namespace velmora_can_bridge
