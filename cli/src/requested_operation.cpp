@@ -31,13 +31,15 @@ void add_keys(std::vector<std::string_view>& names, const Map& map) {
   }
 }
 
-/// "unknown device "ledd", did you mean "led"? OWNER has: led, pumps".
+/// "unknown device "ledd", did you mean "led"? (OWNER has: led, pumps)".
 std::string unknown_name(std::string_view noun, std::string_view name, const std::string& owner,
                          std::vector<std::string_view> candidates) {
   const std::string_view nearest = nearest_name(name, candidates);
-  return "unknown " + std::string(noun) + " \"" + std::string(name) + "\"" +
-         (nearest.empty() ? "" : ", did you mean \"" + std::string(nearest) + "\"?") + "; " +
-         owner + " has: " + joined(std::move(candidates));
+  const std::string there_are = owner + " has: " + joined(std::move(candidates));
+  const std::string text = "unknown " + std::string(noun) + " \"" + std::string(name) + "\"";
+  return nearest.empty()
+             ? text + "; " + there_are
+             : text + ", did you mean \"" + std::string(nearest) + "\"? (" + there_are + ")";
 }
 
 std::string unknown_device(const BoardFile& file, const std::string& path,

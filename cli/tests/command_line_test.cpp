@@ -33,7 +33,8 @@ TEST_F(CommandLine, run_of_an_operation_that_fails_says_why_the_bus_refused) {
 }
 
 TEST_F(CommandLine, run_that_fails_before_the_bus_names_no_refusal) {
-  EXPECT_EQ(run({"run", board, "wheel", "set_acceleration", "u8:1"}), ExitStatus::operation_failed);
+  EXPECT_EQ(run({"run", board, "wheel", "set_acceleration", "--raw", "u8:1"}),
+            ExitStatus::operation_failed);
   EXPECT_EQ(err, "failed: payload too short for sdo_write\n");
 }
 
@@ -70,7 +71,8 @@ TEST_F(CommandLine, json_survives_names_that_are_no_utf8) {
 TEST_F(CommandLine, unknown_device_is_named_beside_those_that_there_are) {
   EXPECT_EQ(run({"run", board, "Wheel", "read_identity"}), ExitStatus::bad_input);
   EXPECT_EQ(out, "");
-  EXPECT_EQ(err, "velmora-can-bridge: unknown device \"Wheel\"; " + board + " has: claw, wheel\n");
+  EXPECT_EQ(err, "velmora-can-bridge: unknown device \"Wheel\", did you mean \"wheel\"? (" + board +
+                     " has: claw, wheel)\n");
 }
 
 TEST_F(CommandLine, unknown_operation_is_named_beside_those_of_the_node) {
@@ -80,11 +82,49 @@ TEST_F(CommandLine, unknown_operation_is_named_beside_those_of_the_node) {
             "read_name\n");
 }
 
+TEST_F(CommandLine, misspelt_operation_is_guessed) {
+  EXPECT_EQ(run({"run", board, "claw", "read_nam"}), ExitStatus::bad_input);
+  EXPECT_EQ(err,
+            "velmora-can-bridge: unknown operation \"read_nam\", did you mean \"read_name\"? (the "
+            "node of \"claw\" has: read_name)\n");
+}
+
 TEST_F(CommandLine, payload_word_that_does_not_parse_is_named) {
-  EXPECT_EQ(run({"run", board, "wheel", "set_acceleration", "00", "0F0"}), ExitStatus::bad_input);
+  EXPECT_EQ(run({"run", board, "wheel", "set_acceleration", "0F"}), ExitStatus::bad_input);
+  EXPECT_EQ(
+      err,
+      "velmora-can-bridge: set_acceleration: profile_acceleration: \"0F\" is neither a number "
+      "nor a name; write 0x0F for the number, hex:0F for bytes; expected "
+      "profile_acceleration u32\n");
+  EXPECT_EQ(run({"run", board, "wheel", "set_acceleration", "--raw", "00", "0F0"}),
+            ExitStatus::bad_input);
   EXPECT_EQ(err,
             "velmora-can-bridge: payload word \"0F0\": odd number of hexadecimal digits, every "
             "byte takes two\n");
+}
+
+TEST_F(CommandLine, node_id_stands_for_the_device_where_none_is_needed) {
+  const std::string path =
+      write_file("no_devices.yaml",
+                 "nodes: [{node_id: 0x10, operations: {name: {kind: sdo_read, index: 0x1008}}}]");
+  for (const char* node : {"0x10", "16"}) {
+    EXPECT_EQ(run({"run", path, node, "name"}), ExitStatus::success) << err;
+    EXPECT_THAT(out, HasSubstr("ok: OK\n"));
+    EXPECT_EQ(run({"explain", path, node, "name"}), ExitStatus::success) << err;
+  }
+  EXPECT_EQ(run({"run", path, "0x11", "name"}), ExitStatus::bad_input);
+  EXPECT_EQ(err, "velmora-can-bridge: unknown device \"0x11\"; " + path + " has: none\n");
+}
+
+TEST_F(CommandLine, node_id_is_no_device_for_an_operation_that_needs_one) {
+  const std::string path = write_file(
+      "drive.yaml",
+      "nodes: [{node_id: 0x10, device_od_map: {wheel: {profile: ci402, base_index: 0x6040}}, "
+      "operations: {enable: {kind: ci402_enable}}}]");
+  EXPECT_EQ(run({"run", path, "0x10", "enable"}), ExitStatus::bad_input);
+  EXPECT_EQ(err,
+            "velmora-can-bridge: operation \"enable\" needs a device, not a node id; node 0x10 "
+            "has: wheel\n");
 }
 
 TEST_F(CommandLine, broken_board_file_is_bad_input_for_every_command) {
@@ -177,7 +217,7 @@ TEST_F(CommandLine, operations_lists_devices_and_payloads) {
   EXPECT_EQ(run({"operations", board}), ExitStatus::success);
   EXPECT_THAT(out, HasSubstr("node 0x10\n"));
   EXPECT_THAT(out, HasSubstr("claw    claw     0x7040      0x2100"));
-  EXPECT_THAT(out, HasSubstr("set_acceleration  sdo_write   u32 (4 bytes)"));
+  EXPECT_THAT(out, HasSubstr("set_acceleration  sdo_write   profile_acceleration u32"));
 }
 
 TEST_F(CommandLine, operations_leaves_the_kind_out_on_a_narrow_terminal) {
@@ -270,12 +310,12 @@ TEST_F(CommandLine, demo_explains_a_step_before_it_runs_it) {
   EXPECT_THAT(
       out,
       HasSubstr("# Both wheels in one frame, in opposite directions\n"
-                "$ velmora-can-bridge explain robot_board.yaml left_wheel drive s32:300 s32:-300\n"
+                "$ velmora-can-bridge explain robot_board.yaml left_wheel drive 0.3m/s -0.3m/s\n"
                 "left_wheel drive on node 0x10; nothing is written or sent\n"
                 "read         left_wheel 0x60FF/0 (left_target_velocity) = 00 00 00 00 (0)\n"));
   EXPECT_THAT(
       out, HasSubstr("would answer ok: OK\n"
-                     "$ velmora-can-bridge run robot_board.yaml left_wheel drive s32:300 s32:-300\n"
+                     "$ velmora-can-bridge run robot_board.yaml left_wheel drive 0.3m/s -0.3m/s\n"
                      "  node 0x10  SDO read   0x60FF/0 -> 00 00 00 00\n"));
 }
 
@@ -329,7 +369,7 @@ TEST_F(CommandLine, refusal_that_an_operation_tolerates_is_a_diagnostic) {
                  "mappings: [{index: 0x2100, sub_index: 9, bit_length: 8, field: f}]}], "
                  "operations: {w: {kind: pdo_write, pdo_number: 1, field: f, "
                  "refresh_shadow: true}}}]");
-  EXPECT_EQ(run({"run", path, "c", "w", "01"}), ExitStatus::success);
+  EXPECT_EQ(run({"run", path, "c", "w", "1"}), ExitStatus::success);
   EXPECT_EQ(out, "ok: OK\n");
   EXPECT_EQ(err,
             "velmora-can-bridge: failed on the way: node 0x01, object 0x2100/9: abort 0x06010001, "

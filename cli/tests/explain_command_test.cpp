@@ -112,7 +112,7 @@ TEST_F(ExplainOnBus, candump_and_json_exclude_each_other) {
 }
 
 TEST_F(ExplainOnBus, payload_that_the_operation_refuses_is_a_failure) {
-  EXPECT_EQ(explain_lamp({"write_level"}), ExitStatus::operation_failed);
+  EXPECT_EQ(explain_lamp({"write_level", "--raw"}), ExitStatus::operation_failed);
   EXPECT_THAT(out, HasSubstr("would fail: payload too short for sdo_write\n"));
 }
 

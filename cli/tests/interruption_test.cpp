@@ -97,7 +97,7 @@ const std::string not_listening =
 
 TEST_F(Interruption, of_a_refresh_at_a_silent_node_lets_one_transfer_end_and_sends_no_rpdo) {
   interrupt_after(milliseconds(100));
-  EXPECT_EQ(run({"run", "--bus", "can0", path, "lamp", "set_level", "01"}),
+  EXPECT_EQ(run({"run", "--bus", "can0", path, "lamp", "set_level", "1"}),
             ExitStatus::interrupted);
   EXPECT_EQ(err, waits_for_level +
                      "failed: RPDO send failed (interrupted; no answer within 500 ms)\n" +
@@ -108,7 +108,7 @@ TEST_F(Interruption, of_a_refresh_at_a_silent_node_lets_one_transfer_end_and_sen
 
 TEST_F(Interruption, of_a_quarantine_ends_at_once) {
   interrupt_after(milliseconds(700));
-  EXPECT_EQ(run({"run", "--bus", "can0", path, "lamp", "set_level", "01"}),
+  EXPECT_EQ(run({"run", "--bus", "can0", path, "lamp", "set_level", "1"}),
             ExitStatus::interrupted);
   EXPECT_EQ(err, "velmora-can-bridge: interrupted\nfailed: RPDO send failed (interrupted)\n" +
                      not_listening);
@@ -118,7 +118,7 @@ TEST_F(Interruption, of_a_quarantine_ends_at_once) {
 
 TEST_F(Interruption, of_run_has_status_and_reason_in_json) {
   interrupt_after(milliseconds(100));
-  EXPECT_EQ(run({"run", "--json", "--bus", "can0", path, "lamp", "write_level", "01"}),
+  EXPECT_EQ(run({"run", "--json", "--bus", "can0", path, "lamp", "write_level", "1"}),
             ExitStatus::interrupted);
   EXPECT_EQ(out, R"({"operation":"write_level","device":"lamp","ok":false,"code":"interrupted",)"
                  R"("data":[],"message":"SDO write failed at 0x2000/1","reason":"interrupted; )"
@@ -139,7 +139,7 @@ TEST_F(Interruption, of_a_read_at_a_silent_node_lets_it_end) {
 
 TEST_F(Interruption, of_a_write_at_a_silent_node_tells_that_the_outcome_is_unknown) {
   interrupt_after(milliseconds(100));
-  EXPECT_EQ(run({"sdo", "write", "0x10", "0x2000", "1", "01", "--bus", "can0"}),
+  EXPECT_EQ(run({"sdo", "write", "0x10", "0x2000", "1", "u8:1", "--bus", "can0"}),
             ExitStatus::interrupted);
   EXPECT_EQ(err, waits_for_level +
                      "failed: SDO write of 0x2000/1 on node 0x10 (interrupted; no answer within "
@@ -151,7 +151,7 @@ TEST_F(Interruption, of_a_write_at_a_silent_node_tells_that_the_outcome_is_unkno
 
 TEST_F(Interruption, of_sdo_has_status_and_reason_in_json) {
   interrupt_after(milliseconds(100));
-  EXPECT_EQ(run({"sdo", "write", "0x10", "0x2000", "1", "01", "--bus", "can0", "--json"}),
+  EXPECT_EQ(run({"sdo", "write", "0x10", "0x2000", "1", "u8:1", "--bus", "can0", "--json"}),
             ExitStatus::interrupted);
   EXPECT_EQ(out, R"({"node_id":16,"index":8192,"sub_index":1,"ok":false,"code":"interrupted",)"
                  R"("data":[1],"reason":"interrupted; no answer within 500 ms; )"
@@ -178,7 +178,7 @@ TEST_F(Interruption, of_a_check_at_a_silent_node_lets_one_transfer_end) {
 
 TEST_F(Interruption, while_listening_for_a_late_answer_ends_it_and_says_so) {
   interrupt_after(milliseconds(700));
-  EXPECT_EQ(run({"sdo", "write", "0x10", "0x2000", "1", "01", "--bus", "can0"}),
+  EXPECT_EQ(run({"sdo", "write", "0x10", "0x2000", "1", "u8:1", "--bus", "can0"}),
             ExitStatus::no_answer)
       << "the transfer had failed before";
   EXPECT_EQ(err,
@@ -191,9 +191,9 @@ TEST_F(Interruption, while_listening_for_a_late_answer_ends_it_and_says_so) {
 TEST_F(Interruption, before_the_first_transfer_sends_nothing) {
   interrupted = true;
   for (const Strings& arguments :
-       std::vector<Strings>{{"run", "--bus", "can0", path, "lamp", "set_level", "01"},
+       std::vector<Strings>{{"run", "--bus", "can0", path, "lamp", "set_level", "1"},
                             {"sdo", "read", "0x10", "0x2000", "1", "--bus", "can0"},
-                            {"sdo", "write", "0x10", "0x2000", "1", "01", "--bus", "can0"},
+                            {"sdo", "write", "0x10", "0x2000", "1", "u8:1", "--bus", "can0"},
                             {"check", path, "--bus", "can0"}}) {
     EXPECT_EQ(run(arguments), ExitStatus::interrupted) << arguments.front();
     EXPECT_THAT(out + err, testing::HasSubstr("interrupted")) << arguments.front();
@@ -207,7 +207,7 @@ TEST_F(Interruption, before_the_answer_does_not_undo_a_success) {
   NodeOnBus lamp(can0, 0x10);
   lamp.node.device().add_object(0x2000, 1, object_of({7}));
   interrupt_at_frame(1, milliseconds(300));
-  EXPECT_EQ(run({"run", "--bus", "can0", path, "lamp", "write_level", "09"}), ExitStatus::success);
+  EXPECT_EQ(run({"run", "--bus", "can0", path, "lamp", "write_level", "9"}), ExitStatus::success);
   EXPECT_EQ(err,
             "velmora-can-bridge: interrupted; waiting for the answer of node 0x10 about object "
             "0x2000/1, at most 480 ms\n");
@@ -230,7 +230,7 @@ TEST_F(Interruption, between_the_transfers_of_an_operation_begins_no_other) {
   NodeOnBus lamp(can0, 0x10, pdos);
   frames();
   interrupt_at_frame(2);
-  EXPECT_EQ(run({"run", "--bus", "can0", path, "lamp", "set_level", "01"}),
+  EXPECT_EQ(run({"run", "--bus", "can0", path, "lamp", "set_level", "1"}),
             ExitStatus::interrupted);
   EXPECT_EQ(out, "");
   EXPECT_EQ(err, "failed: RPDO send failed (interrupted)\n");

@@ -50,8 +50,9 @@ TEST_F(Sdo, failure_has_its_reason_and_exit_status) {
   EXPECT_EQ(err,
             "failed: SDO read of 0x5000/0 on node 0x22 (abort 0x06020000, no object at this "
             "index)\n");
-  EXPECT_EQ(run({"sdo", "write", "0x23", "0x5000", "0", "01", "--bus", "can0", "--timeout", "7"}),
-            ExitStatus::no_answer);
+  EXPECT_EQ(
+      run({"sdo", "write", "0x23", "0x5000", "0", "hex:01", "--bus", "can0", "--timeout", "7"}),
+      ExitStatus::no_answer);
   EXPECT_EQ(err,
             "failed: SDO write of 0x5000/0 on node 0x23 (no answer within 7 ms; whether the node "
             "has taken the value is unknown)\n");
@@ -86,7 +87,7 @@ TEST_F(LateSdo, late_answer_is_not_taken_by_the_program_that_is_started_next) {
 
 TEST_F(LateSdo, late_answer_is_told_and_ends_the_listening) {
   answer_after(milliseconds(703));
-  EXPECT_EQ(run({"sdo", "write", "0x22", "0x2000", "3", "09", "--bus", "can0"}),
+  EXPECT_EQ(run({"sdo", "write", "0x22", "0x2000", "3", "u8:9", "--bus", "can0"}),
             ExitStatus::no_answer);
   EXPECT_EQ(out, "");
   EXPECT_EQ(err,
@@ -157,7 +158,8 @@ TEST_F(Sdo, names_what_is_wrong_with_its_arguments) {
       {{"sdo", "read", "1", "0x1000", "256"},
        "sub-index \"256\" is not a number from 0 to 255, decimal or 0x hexadecimal"},
       {{"sdo", "write", "1", "0x1000", "0", "5"},
-       "payload word \"5\": odd number of hexadecimal digits, every byte takes two"},
+       "value: \"5\" does not say its type; write a number as u16:5, bytes as hex:05, text as "
+       "text:...; expected value bytes"},
       {{"sdo", "write", "1", "0x1000", "0"}, "VALUE is required (see --help)"},
       {{"sdo", "read", "1", "0x1000", "0"},
        "nothing to simulate: name a board file (--board FILE), or a CAN interface (--bus can0)"},

@@ -201,9 +201,19 @@ bool is_named(const PayloadValue& value, std::string_view word) {
   return false;
 }
 
+/// Eight for some readers, ten for others, and sixteen for who thinks of bytes.
+bool begins_with_0(std::string_view number) {
+  const std::string_view digits = number.substr(number.substr(0, 1) == "-" ? 1 : 0);
+  return digits.size() > 1 && digits.front() == '0' && is_hexadecimal(digits);
+}
+
 Expected<Bytes> bare_integer(const PayloadValue& value, std::string_view word) {
   if (parse_number(word)) {
     const std::optional<Count> count = parse_count(word);
+    if (count && begins_with_0(word)) {
+      return Unexpected{in_quotes(word) + " begins with 0; write " + count_text(*count) +
+                        " for the number, " + bytes_hint(word) + " for bytes"};
+    }
     return count ? checked(value, *count, word)
                  : Unexpected{std::string(word) + " is " + out_of_range_text(value)};
   }
