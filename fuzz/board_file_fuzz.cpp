@@ -7,8 +7,8 @@
 #include "fuzz_input.hpp"
 #include "velmora_can_bridge/can_open_node_controller.hpp"
 #include "velmora_can_bridge/config/board_file.hpp"
-#include "velmora_can_bridge/config/payload_description.hpp"
 #include "velmora_can_bridge/operation_kinds.hpp"
+#include "velmora_can_bridge/values/payload_layout.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -112,7 +112,7 @@ void use_node(const NodeConfig& node) {
       return;
     }
     promise(find_operation_kind(op.kind) != nullptr, "the kind of an operation is known");
-    promise(!describe_payload(op, node.board).empty(), "a payload has a description");
+    promise(payload_layout({node, device, op}).has_value(), "a payload has a layout");
     use_operation(op, device, controller);
   }
 }

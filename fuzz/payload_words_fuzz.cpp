@@ -1,4 +1,5 @@
-// Words that people type as payload: any text, and values that must come back as they were.
+// Words that people type as payload: any text, and values that must come back as they were. Raw
+// words are held against a model, those of a layout against the layout.
 #include <algorithm>
 #include <cstddef>
 #include <map>
@@ -6,7 +7,7 @@
 #include <string>
 
 #include "fuzz_input.hpp"
-#include "payload_words.hpp"
+#include "velmora_can_bridge/values/payload_words.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -108,7 +109,7 @@ std::vector<std::string> split(const std::string& text) {
 
 void check_text(const std::vector<std::string>& words) {
   Bytes expected;
-  const auto parsed = parse_payload_words(words);
+  const auto parsed = raw_payload_from_words(words);
   for (const std::string& word : words) {
     const std::optional<Bytes> bytes = meaning(word);
     if (!bytes) {
@@ -131,7 +132,7 @@ void check_round_trip(const Bytes& bytes) {
   for (const std::uint8_t byte : bytes) {
     words.push_back({digits[byte / 16], digits[byte % 16]});
   }
-  promise(*parse_payload_words(words) == bytes, "hexadecimal bytes come back");
+  promise(*raw_payload_from_words(words) == bytes, "hexadecimal bytes come back");
   if (bytes.size() < 4) {
     return;
   }
@@ -140,15 +141,84 @@ void check_round_trip(const Bytes& bytes) {
     value = value * 256 + bytes[position - 1];
   }
   const std::string text = std::to_string(static_cast<std::int32_t>(value));
-  promise(*parse_payload_words({"s32:" + text}) == Bytes(bytes.begin(), bytes.begin() + 4),
+  promise(*raw_payload_from_words({"s32:" + text}) == Bytes(bytes.begin(), bytes.begin() + 4),
           "a typed value comes back");
+}
+
+// --- words by a layout ---
+
+NodeConfig described_node() {
+  NodeConfig node;
+  node.node_id = 1;
+  node.board.pdos = {{1,
+                      "RPDO",
+                      0,
+                      {{0x2000, 1, 8, "led_red"},
+                       {0x2000, 2, 8, "led_mode"},
+                       {0x2000, 3, 24, "odd"},
+                       {0x2000, 4, 16, "speed"}}}};
+  ValueDescription mode;
+  mode.values = {{"off", Count()}, {"slow_blink", Count::of(-3)}};
+  node.values[{0x2000, 2}] = mode;
+  ValueDescription speed;
+  speed.type = ValueType::s16;
+  speed.unit = "m/s";
+  speed.scale = 0.001;
+  speed.minimum = Count::of(-5000);
+  node.values[{0x2000, 4}] = speed;
+  ValueDescription voltage;
+  voltage.type = ValueType::float32;
+  node.values[{0x2001, 0}] = voltage;
+  ValueDescription name;
+  name.type = ValueType::text;
+  node.values[{0x2002, 0}] = name;
+  return node;
+}
+
+std::vector<OperationConfig> described_operations() {
+  OperationConfig fields;
+  fields.kind = "pdo_write";
+  fields.pdo_number = 1;
+  fields.fields = {"led_red", "led_mode", "odd", "speed"};
+  OperationConfig patch = fields;
+  patch.kind = "pdo_patch";
+  OperationConfig object;
+  object.kind = "sdo_write";
+  object.index = 0x2001;
+  OperationConfig by_sub_index = object;
+  by_sub_index.index = 0x2000;
+  by_sub_index.subindex_in_payload = 1;
+  return {fields, patch, object, by_sub_index};
+}
+
+void check_layouts(const std::vector<std::string>& words) {
+  static const NodeConfig node = described_node();
+  static const std::vector<OperationConfig> operations = described_operations();
+  for (const OperationConfig& operation : operations) {
+    const PayloadUse use{node, "", operation};
+    const auto payload = payload_from_words(use, words);
+    if (payload) {
+      promise(!payload_refusal(*payload_layout(use, *payload), *payload),
+              "words that are taken make a payload of the layout");
+    } else {
+      promise(payload.error().find("; expected ") != std::string::npos,
+              "a refusal says what is expected");
+    }
+  }
+  for (std::uint16_t index = 0x2001; index <= 0x2003; ++index) {
+    promise(object_from_words(&node, index, 0, words).has_value() ||
+                !object_from_words(&node, index, 0, words).error().empty(),
+            "an object has a value or a reason");
+  }
 }
 
 }  // namespace
 }  // namespace velmora_can_bridge
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  velmora_can_bridge::check_text(velmora_can_bridge::split({data, data + size}));
+  const std::vector<std::string> words = velmora_can_bridge::split({data, data + size});
+  velmora_can_bridge::check_text(words);
+  velmora_can_bridge::check_layouts(words);
   velmora_can_bridge::check_round_trip({data, data + size});
   return 0;
 }

@@ -8,6 +8,7 @@ set(expected_velmora_can_bridge "^SDO read failed at 0x0000/0\n$")
 set(expected_bus "^no answer within 500 ms\n$")
 set(expected_config "^nodes: expected a list, found .3.\n$")
 set(expected_simulator "^node 7\n$")
+set(expected_values "^2C 01: nothing is wrong\n$")
 set(expected_traffic "\"kind\":\"heartbeat\",\"node_id\":1,")
 set(expected_bridge "\nwould answer ok: OK, data 01 00 00 00\n")
 

@@ -4,6 +4,7 @@
 #include <string_view>
 #include <utility>
 
+#include "ground/data_types.hpp"
 #include "ground/drive_objects.hpp"
 #include "ground/kind_tables.hpp"
 #include "ground/little_endian.hpp"
@@ -44,13 +45,13 @@ Layout typed_object(const PayloadUse& use) {
   if (op.data_type.empty() || op.data_type == "raw") {
     return one_value(object_payload(&use.node, name, op.index, op.sub_index));
   }
-  const std::optional<ValueType> type = find_value_type(op.data_type);
-  if (!type || !is_integer(*type) || *length_of(*type) > 4) {
+  const std::optional<std::size_t> length = sized_type_length(op.data_type);
+  if (!length) {
     return Unexpected{"unknown data_type \"" + op.data_type + "\""};
   }
   ValueDescription meaning = object_value(&use.node, op.index, op.sub_index);
-  meaning.type = type;
-  return one_value(sized_value(name, meaning, *length_of(*type)));
+  meaning.type = find_value_type(op.data_type);
+  return one_value(sized_value(name, meaning, *length));
 }
 
 Layout sub_index_and_data(const PayloadUse& use, const Bytes& beginning) {

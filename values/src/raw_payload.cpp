@@ -1,5 +1,6 @@
 #include <string_view>
 
+#include "ground/data_types.hpp"
 #include "typed_word.hpp"
 #include "velmora_can_bridge/values/payload_words.hpp"
 
@@ -10,9 +11,9 @@ using Bytes = std::vector<std::uint8_t>;
 
 Expected<Bytes> typed_number(std::string_view type_name, std::string_view text) {
   const std::optional<ValueType> type = find_value_type(type_name);
-  if (!type || !length_of(*type)) {
+  if (!type || !sized_type_length(type_name)) {
     return Unexpected{"unknown type \"" + std::string(type_name) +
-                      "\", expected u8, s8, u16, s16, u32, s32, u64, s64 or float32"};
+                      "\", expected u8, s8, u16, s16, u32 or s32"};
   }
   return number_bytes(*type, text);
 }

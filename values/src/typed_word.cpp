@@ -20,10 +20,7 @@ Expected<Bytes> float_number_bytes(std::string_view text) {
   if (!number) {
     return Unexpected{"\"" + std::string(text) + "\" is not a decimal number"};
   }
-  if (std::abs(*number) > double{std::numeric_limits<float>::max()}) {
-    return Unexpected{std::string("out of range, a float32 is no greater than 3.4e38")};
-  }
-  return float_bytes(static_cast<float>(*number));
+  return float_bytes(*number);
 }
 
 }  // namespace
@@ -50,10 +47,15 @@ std::optional<double> parse_decimal(std::string_view text) {
   return is_number ? std::make_optional(number) : std::nullopt;
 }
 
-std::vector<std::uint8_t> float_bytes(float number) {
+Expected<std::vector<std::uint8_t>> float_bytes(double number) {
+  constexpr auto greatest = static_cast<double>(std::numeric_limits<float>::max());
+  if (!(std::abs(number) <= greatest)) {
+    return Unexpected{std::string("out of range, a float32 is no greater than 3.4e38")};
+  }
+  const auto narrow = static_cast<float>(number);
   std::uint32_t bits = 0;
-  static_assert(sizeof(bits) == sizeof(number) && std::numeric_limits<float>::is_iec559);
-  std::memcpy(&bits, &number, sizeof(bits));
+  static_assert(sizeof(bits) == sizeof(narrow) && std::numeric_limits<float>::is_iec559);
+  std::memcpy(&bits, &narrow, sizeof(bits));
   return little_endian_bytes(bits, sizeof(bits));
 }
 

@@ -22,8 +22,8 @@ std::optional<double> parse_decimal(std::string_view text);
 /// The bytes of a number of that type, which is none of `text` and `bytes`; or why `text` is none.
 Expected<std::vector<std::uint8_t>> number_bytes(ValueType type, std::string_view text);
 
-/// The bytes of a float32.
-std::vector<std::uint8_t> float_bytes(float number);
+/// The bytes of the float32 nearest to the number; or that there is none.
+Expected<std::vector<std::uint8_t>> float_bytes(double number);
 
 /// Whether the word is hexadecimal digits alone, at least one.
 bool is_hexadecimal(std::string_view word);

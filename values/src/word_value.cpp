@@ -151,7 +151,7 @@ Expected<Bytes> measured(const PayloadValue& value, const Measure& measure, std:
   }
   const double number = measure.number / value.scale.value_or(1);
   if (value.type == ValueType::float32) {
-    return float_bytes(static_cast<float>(number));
+    return float_bytes(number);
   }
   const std::optional<Count> count = nearest_count(number);
   if (!count) {
