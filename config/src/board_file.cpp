@@ -15,7 +15,7 @@ namespace velmora_can_bridge {
 namespace {
 
 BoardFile read_checked(const std::string& yaml, ProblemList& problems) {
-  if (!check_text(yaml, problems)) {
+  if (!check_text(yaml, problems) || !check_is_board(yaml, problems)) {
     return {};
   }
   const YamlTree tree = parse_yaml(yaml, problems);

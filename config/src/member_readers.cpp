@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "ground/nearest_name.hpp"
+#include "ground/number_text.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -70,10 +71,32 @@ std::optional<Count> count_from(const UnsignedNumber& parsed, bool is_negative) 
                      : Count::of_unsigned(parsed.number);
 }
 
+bool is_hexadecimal(std::string_view digits) {
+  return !digits.empty() &&
+         digits.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
+}
+
+/// The digits of a hexadecimal number that is written in another way: 60FF, 6041h, 0X10; empty for
+/// any other text. Letters alone may be a word.
+std::string_view foreign_hexadecimal(std::string_view text) {
+  if (has_prefix(text, "0X") || has_prefix(text, "16#")) {
+    text.remove_prefix(has_prefix(text, "0X") ? 2 : 3);
+    return is_hexadecimal(text) ? text : std::string_view();
+  }
+  const bool has_suffix = text.size() > 1 && (text.back() == 'h' || text.back() == 'H');
+  text.remove_suffix(has_suffix ? 1 : 0);
+  const bool has_digit = text.find_first_of("0123456789") != std::string_view::npos;
+  return has_digit && is_hexadecimal(text) ? text : std::string_view();
+}
+
 /// Why the scalar is no number, when that is not plain to see.
 std::string number_hint(const YamlValue& value) {
-  if (value.type != YamlType::scalar || !unsigned_number(value.text)) {
+  if (value.type != YamlType::scalar) {
     return "";
+  }
+  if (!unsigned_number(value.text)) {
+    const std::string_view digits = foreign_hexadecimal(value.text);
+    return digits.empty() ? "" : " (a hexadecimal number is written 0x" + shortened(digits) + ")";
   }
   if (value.is_text) {
     return " (a number has no quotes)";
@@ -83,6 +106,86 @@ std::string number_hint(const YamlValue& value) {
 
 std::string limit_text(std::uint64_t limit) {
   return limit == 0xFFFF ? "0xFFFF" : std::to_string(limit);
+}
+
+/// The choice that differs in its case alone, else the nearest; empty when none is near.
+std::string_view meant_choice(const std::string& text,
+                              const std::vector<std::string_view>& choices) {
+  for (const std::string_view choice : choices) {
+    if (in_lower_case(text) == in_lower_case(choice)) {
+      return choice;
+    }
+  }
+  return nearest_name(text, choices);
+}
+
+/// What people write for a key, and its name.
+struct OtherName {
+  std::string_view written;
+  std::string_view key;
+};
+
+constexpr OtherName other_names[] = {
+    {"sub", "sub_index"},     {"subindex", "sub_index"},
+    {"sub_idx", "sub_index"}, {"bits", "bit_length"},
+    {"length", "bit_length"}, {"size", "bit_length"},
+    {"name", "field"},        {"name", "label"},
+    {"id", "node_id"},        {"devices", "device_od_map"},
+    {"base", "base_index"},   {"cobid", "cob_id"},
+    {"min", "minimum"},       {"max", "maximum"},
+    {"factor", "scale"},      {"enum", "values"},
+    {"codes", "values"},      {"pdo", "pdo_number"},
+    {"rpdo", "pdo_number"},   {"data", "fixed_data"},
+    {"type", "data_type"},    {"offset", "index_offset"},
+    {"mapping", "mappings"},  {"homing", "homing_record"},
+    {"dir", "direction"},     {"operation", "kind"},
+};
+
+/// The one of `known` that `key` is another word for, or near to; empty when there is none.
+std::string_view meant_key(std::string_view key, const std::vector<std::string_view>& known) {
+  const std::string_view nearest = nearest_name(key, known);
+  if (!nearest.empty()) {
+    return nearest;
+  }
+  for (const OtherName& other : other_names) {
+    const bool is_known = std::find(known.begin(), known.end(), other.key) != known.end();
+    if (is_known && other.written == in_lower_case(key)) {
+      return other.key;
+    }
+  }
+  return {};
+}
+
+/// What to write in the place of a key that a record does not have.
+std::string key_advice(std::string_view key, const std::vector<std::string_view>& known) {
+  if (key == "<<") {
+    return ", there are no merge keys; write the keys out, or let an alias stand for all of a "
+           "value";
+  }
+  const std::size_t colon = key.find(':');
+  if (colon != std::string_view::npos && colon > 0) {
+    return ", write a blank behind the colon: " +
+           quoted(std::string(key.substr(0, colon)) + ": " + std::string(key.substr(colon + 1)));
+  }
+  const std::string_view meant = meant_key(key, known);
+  return meant.empty() ? "" : ", did you mean " + quoted(meant) + "?";
+}
+
+/// One byte of data; a larger number would have several.
+void read_data_byte(const Item& item, std::uint8_t& target) {
+  constexpr std::uint64_t two_bytes = 0xFFFF;
+  const auto parsed = item.value.type == YamlType::scalar && !item.value.is_text
+                          ? unsigned_number(item.value.text)
+                          : std::nullopt;
+  const bool is_long = parsed && parsed->number > 0xFF && parsed->number <= two_bytes;
+  if (!is_long) {
+    read_number<std::uint8_t>(item, target);
+    return;
+  }
+  const auto number = static_cast<std::uint32_t>(parsed->number);
+  report_unexpected(item, "a number from 0 to 255",
+                    " (it has two bytes, the low one first: " + hex<2>(number) + ", " +
+                        hex<2>(number >> 8U) + ")");
 }
 
 }  // namespace
@@ -169,10 +272,9 @@ bool is_map(const Item& item, const std::string& expectation) {
 
 void report_unknown_key(const Item& record, const YamlEntry& entry,
                         const std::vector<std::string_view>& known) {
-  const std::string_view nearest = nearest_name(entry.key(), known);
-  const std::string suggestion = nearest.empty() ? "" : ", did you mean " + quoted(nearest) + "?";
   record.problems.error(entry.key_value->at, std::string(record.name) + ": unknown key " +
-                                                 quoted(entry.key()) + suggestion);
+                                                 quoted(entry.key()) +
+                                                 key_advice(entry.key(), known));
 }
 
 std::optional<bool> flag_of(const Item& item) {
@@ -190,6 +292,18 @@ std::optional<bool> flag_of(const Item& item) {
   }
   report_unexpected(item, "true, false, 1 or 0");
   return std::nullopt;
+}
+
+void report_no_choice(const Item& item, const std::vector<std::string_view>& choices,
+                      const std::string& expectation) {
+  const bool is_scalar = item.value.type == YamlType::scalar;
+  const std::string_view meant = is_scalar ? meant_choice(item.value.text, choices) : "";
+  report_unexpected(item, expectation,
+                    meant.empty() ? "" : ", did you mean " + quoted(meant) + "?");
+}
+
+void read_data(const Item& item, std::vector<std::uint8_t>& target) {
+  read_list<std::uint8_t, read_data_byte>(item, target);
 }
 
 void read_text(const Item& item, std::string& target) {

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 #include <optional>
 #include <string>
@@ -97,6 +98,10 @@ void read_flag(const Item& item, Flag& target) {
 
 void read_text(const Item& item, std::string& target);
 
+/// Reports that none of `choices` stands there, and which of them may be meant.
+void report_no_choice(const Item& item, const std::vector<std::string_view>& choices,
+                      const std::string& expectation);
+
 /// One of the texts of the array `choices`, exactly.
 template <const auto& choices>
 void read_choice(const Item& item, std::string& target) {
@@ -108,7 +113,7 @@ void read_choice(const Item& item, std::string& target) {
     }
     expected.push_back(quoted(choice));
   }
-  report_unexpected(item, enumeration(expected));
+  report_no_choice(item, {std::begin(choices), std::end(choices)}, enumeration(expected));
 }
 
 /// One element for each of the file's, also for those that could not be read.
@@ -121,6 +126,10 @@ void read_list(const Item& item, std::vector<Element>& target) {
     read_element({item.name, *value, item.problems}, target.emplace_back());
   }
 }
+
+/// As `read_list`, of the bytes that are written: a hint tells how a number that needs more than
+/// one of them is written.
+void read_data(const Item& item, std::vector<std::uint8_t>& target);
 
 /// A map from names, which are not empty, to records.
 template <typename Map, Reader<typename Map::mapped_type> read_value>

@@ -39,11 +39,11 @@ void read_kind(const Item& item, string& target) {
     target = item.value.text;
     return;
   }
-  std::vector<string> kinds;
+  std::vector<std::string_view> kinds;
   for (const OperationKind& row : operation_kinds) {
-    kinds.emplace_back(row.kind);
+    kinds.push_back(row.kind);
   }
-  report_unexpected(item, enumeration(kinds));
+  report_no_choice(item, kinds, enumeration({kinds.begin(), kinds.end()}));
 }
 
 constexpr auto read_bytes = read_list<uint8_t, read_number<uint8_t>>;
@@ -121,8 +121,8 @@ constexpr Member<Op> operation_members[] = {
     {"sub_index", optional, read_into<&Op::sub_index, read_number<uint8_t>>},
     {"subindex_in_payload", optional, read_into<&Op::subindex_in_payload, read_flag>},
     {"sub_indices", optional, read_into<&Op::sub_indices, read_bytes>},
-    {"fixed_data", optional, read_into<&Op::fixed_data, read_bytes>},
-    {"default_data", optional, read_into<&Op::default_data, read_bytes>},
+    {"fixed_data", optional, read_into<&Op::fixed_data, read_data>},
+    {"default_data", optional, read_into<&Op::default_data, read_data>},
     {"data_type", optional, read_into<&Op::data_type, read_choice<data_types>>},
     {"field", optional, read_into<&Op::field, read_text>},
     {"pdo_number", optional, read_into<&Op::pdo_number, read_number<uint8_t>>},
@@ -204,7 +204,28 @@ void read_nodes(const Item& item, BoardFile& file) {
 
 constexpr Member<BoardFile> file_members[] = {{"nodes", required, read_nodes}};
 
+/// Reads the record once more, for its mistakes alone.
+template <typename Record, Reader<Record> read>
+bool is_readable(const YamlValue& source) {
+  ProblemList reported_before{};
+  Record unused{};
+  read({"", source, reported_before}, unused);
+  return !reported_before.has_errors();
+}
+
 }  // namespace
+
+bool is_node_key(std::string_view key) { return find_member(node_members, key) != nullptr; }
+
+bool is_readable_device(const YamlValue& source) {
+  return is_readable<DeviceOdEntry, read_device>(source);
+}
+
+bool is_readable_pdo(const YamlValue& source) { return is_readable<PdoConfig, read_pdo>(source); }
+
+bool is_readable_operation(const YamlValue& source) {
+  return is_readable<OperationConfig, read_operation>(source);
+}
 
 BoardFile read_board(const YamlValue& root, ProblemList& problems) {
   BoardFile file;

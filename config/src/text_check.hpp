@@ -18,6 +18,10 @@ inline constexpr std::size_t longest_file = 2'000'000;
 /// the file.
 bool check_text(std::string_view text, ProblemList& problems);
 
+/// True unless the text is one of the other files of the field, an EDS or a candump log, which it
+/// then reports by its name.
+bool check_is_board(std::string_view text, ProblemList& problems);
+
 /// Reports a file of more than `longest_file` bytes.
 void report_long_file(ProblemList& problems);
 

@@ -1,7 +1,6 @@
 #include "value_readers.hpp"
 
 #include <cstdint>
-#include <limits>
 #include <map>
 #include <optional>
 #include <string>
@@ -187,9 +186,7 @@ class DescriptionReader {
  private:
   void add(const YamlValue& source, ValueAddress address, const ValueDescription& value,
            Position at) {
-    const bool is_unreadable =
-        address.index == 0 || (address.sub_index == 0 && has_unreadable_sub_index(source));
-    if (is_unreadable) {
+    if (!readable_address(source)) {
       return;
     }
     const auto [first, is_new] = first_.emplace(address, &source);
@@ -202,13 +199,6 @@ class DescriptionReader {
     }
   }
 
-  static bool has_unreadable_sub_index(const YamlValue& source) {
-    const YamlValue* const sub_index = source.find("sub_index");
-    ProblemList reported_before{};
-    return sub_index != nullptr && !number_between({"sub_index", *sub_index, reported_before}, 0,
-                                                   std::numeric_limits<std::uint8_t>::max());
-  }
-
   NodeConfig* node_;
   ProblemList* problems_;
   /// What describes each object. An alias that repeats it says nothing new.
@@ -216,6 +206,18 @@ class DescriptionReader {
 };
 
 }  // namespace
+
+std::optional<ValueAddress> readable_address(const YamlValue& source) {
+  ProblemList reported_before{};
+  ValueAddress address;
+  for (const Member<ValueAddress>& member : object_members) {
+    if (const YamlValue* value = source.find(member.name)) {
+      member.read({member.name, *value, reported_before}, address);
+    }
+  }
+  const bool is_readable = address.index != 0 && !reported_before.has_errors();
+  return is_readable ? std::make_optional(address) : std::nullopt;
+}
 
 void read_values(const YamlValue& source, NodeConfig& node, ProblemList& problems) {
   DescriptionReader reader(node, problems);

@@ -191,6 +191,32 @@ Position within(const std::string& text, Position at) {
   return {at.line, std::min(at.column, text.size() - line_start + 1)};
 }
 
+/// A message of the parser, and what it means for whoever wrote the file.
+struct ParserAdvice {
+  std::string_view message;
+  std::string_view advice;
+};
+
+constexpr ParserAdvice parser_advices[] = {
+    {"end of map flow not found", "a { has no }, or a comma is missing before here"},
+    {"end of sequence flow not found", "a [ has no ], or a comma is missing before here"},
+    {"illegal flow end", "brackets close in the order in which they opened"},
+    {"end of map not found", "indent keys of one map alike, with blanks alone"},
+    {"end of sequence not found", "indent keys of one map alike, with blanks alone"},
+    {"illegal map value",
+     "a key before it lacks the blank behind its colon, or the line is indented too far"},
+};
+
+/// The parser's message, and what to look for.
+std::string parser_text(const std::string& message) {
+  for (const ParserAdvice& row : parser_advices) {
+    if (row.message == message) {
+      return message + " (" + std::string(row.advice) + ")";
+    }
+  }
+  return shortened(message);
+}
+
 /// Where the parser refuses the text as nested too deeply; no value when it does not, for whatever
 /// other reason.
 std::optional<Position> too_deep_place(const std::string& text) {
@@ -239,7 +265,7 @@ YamlTree read_first_document(const std::string& text, ProblemList& problems) {
   } catch (const YAML::DeepRecursion& deep) {
     problems.error(to_position(deep.mark), too_deep);
   } catch (const YAML::Exception& failure) {
-    problems.error(within(text, to_position(failure.mark)), shortened(failure.msg));
+    problems.error(within(text, to_position(failure.mark)), parser_text(failure.msg));
   }
   // Without a root, but not to be taken for an empty file.
   return {};

@@ -25,8 +25,8 @@ INSTANTIATE_TEST_SUITE_P(
                      "2:11: error: node_id: expected a number from 1 to 127, found \"0\""}},
         ProblemCase{"device_in_two_nodes",
                     "nodes:\n"
-                    "  - {node_id: 1, device_od_map: {a: {base_index: 1}, b: {base_index: 1}}}\n"
-                    "  - {node_id: 2, device_od_map: {A: {base_index: 1}, b: {base_index: 1}}}\n",
+                    "  - {node_id: 1, device_od_map: {a: {base_index: 1}, b: {base_index: 2}}}\n"
+                    "  - {node_id: 2, device_od_map: {A: {base_index: 1}, b: {base_index: 2}}}\n",
                     {"3:54: error: device \"b\" stands twice, first in line 2"}},
         ProblemCase{"device_twice_in_a_node",
                     "nodes:\n"

@@ -268,7 +268,10 @@ INSTANTIATE_TEST_SUITE_P(
 INSTANTIATE_TEST_SUITE_P(
     list, MemberProblems,
     testing::Values(
-        bytes("empty", "[]", {}), bytes("full_range", "[0, 255]", {}),
+        bytes("empty", "[]",
+              {"3:42: warning: sub_indices: names nothing to read, write the sub-indices of the "
+               "object"}),
+        bytes("full_range", "[0, 255]", {}),
         bytes("number", "1", {"3:42: error: sub_indices: expected a list, found \"1\""}),
         bytes("null", "~", {"3:29: error: sub_indices: expected a list, found nothing"}),
         bytes("map", "{}", {"3:42: error: sub_indices: expected a list, found a map"}),

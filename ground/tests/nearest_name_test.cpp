@@ -9,6 +9,11 @@
 namespace velmora_can_bridge {
 namespace {
 
+TEST(LowerCase, changes_the_letters_of_ascii_alone) {
+  EXPECT_EQ(in_lower_case("SDO az AZ @[ 09"), "sdo az az @[ 09");
+  EXPECT_EQ(in_lower_case("\xC3\x84"), "\xC3\x84");
+}
+
 TEST(EditDistance, counts_added_removed_and_replaced_characters) {
   EXPECT_EQ(edit_distance("", ""), 0U);
   EXPECT_EQ(edit_distance("index", "index"), 0U);

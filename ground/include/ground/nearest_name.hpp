@@ -11,6 +11,16 @@
 
 namespace velmora_can_bridge {
 
+/// `text` with the letters of ASCII in lower case.
+inline std::string in_lower_case(std::string_view text) {
+  std::string lower(text);
+  std::transform(lower.begin(), lower.end(), lower.begin(), [](char character) {
+    const bool is_upper = 'A' <= character && character <= 'Z';
+    return is_upper ? static_cast<char>(character - 'A' + 'a') : character;
+  });
+  return lower;
+}
+
 /// How many characters must be added, removed or replaced to make one of the other.
 inline std::size_t edit_distance(std::string_view left, std::string_view right) {
   std::vector<std::size_t> row(right.size() + 1);

@@ -1,0 +1,81 @@
+// Operations on a device that the caller names: whether the node has one that suits.
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "ground/drive_objects.hpp"
+#include "ground/nearest_name.hpp"
+#include "ground/number_text.hpp"
+#include "operation_check.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+template <typename Suits>
+bool has_device(const OperationCheck& check, const Suits& suits) {
+  return std::any_of(check.facts.devices.begin(), check.facts.devices.end(),
+                     [&](const NamedDevice& named) { return suits(*named.device); });
+}
+
+/// What ramps are: unsigned numbers of 4 bytes that a drive lets write.
+bool is_ramp(const DriveObjectRow& row) {
+  constexpr std::size_t ramp_length = 4;
+  return row.is_writable && !row.is_signed && row.length == ramp_length;
+}
+
+std::string ramp_texts() {
+  std::vector<std::string> texts;
+  for (const DriveObjectRow& row : drive_objects) {
+    if (is_ramp(row)) {
+      texts.push_back(hex<2>(static_cast<std::uint16_t>(row.object)) + " " + std::string(row.name));
+    }
+  }
+  return enumeration(texts);
+}
+
+}  // namespace
+
+void check_any_device(const OperationCheck& check) {
+  if (check.facts.knows_devices && check.facts.devices.empty()) {
+    check.error("kind", check.op.kind +
+                            " works on a device, this node has none; write it under device_od_map");
+  }
+}
+
+void check_drive(const OperationCheck& check) {
+  if (!check.facts.knows_devices || has_device(check, is_drive)) {
+    return;
+  }
+  const std::string message =
+      check.op.kind + " works on a drive, this node has no device with " + "profile: ci402 or claw";
+  const bool may_be_meant =
+      has_device(check, [](const DeviceOdEntry& device) { return device.profile.empty(); });
+  if (may_be_meant) {
+    check.warning("kind", message);
+  } else {
+    check.error("kind", message);
+  }
+}
+
+void check_ramp(const OperationCheck& check) {
+  check_drive(check);
+  const bool is_known = std::any_of(
+      std::begin(drive_objects), std::end(drive_objects), [&](const DriveObjectRow& row) {
+        return is_ramp(row) && static_cast<std::uint16_t>(row.object) == check.op.index_offset;
+      });
+  if (!is_known) {
+    check.error("index_offset", hex<2>(check.op.index_offset) + " is no ramp of a drive, write " +
+                                    ramp_texts() + "; others are written by sdo_write");
+  }
+}
+
+void check_claw_action(const OperationCheck& check) {
+  const bool has_claw =
+      has_device(check, [](const DeviceOdEntry& device) { return device.homing_record != 0; });
+  if (check.facts.knows_devices && !has_claw) {
+    check.error("kind",
+                "claw_action works on a claw, this node has no device with a homing_record");
+  }
+}
+
+}  // namespace velmora_can_bridge

@@ -1,0 +1,171 @@
+#include "object_facts.hpp"
+
+#include <charconv>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+#include "ground/number_text.hpp"
+#include "ground/pdo.hpp"
+#include "member_readers.hpp"
+#include "record_access.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+/// Objects that every node only lets read (CiA 301, 7.5.2).
+struct ReadOnlyObject {
+  std::uint16_t index;
+  std::uint8_t sub_index;
+  /// In bytes; 0 for any number of them.
+  std::uint8_t length;
+  /// No other sub-index stands beside it.
+  bool is_alone;
+  std::string_view name;
+};
+
+constexpr ReadOnlyObject read_only_objects[] = {
+    {0x1000, 0, 4, true, "the device type"},
+    {0x1001, 0, 1, true, "the error register"},
+    {0x1002, 0, 4, true, "the manufacturer status register"},
+    {0x1008, 0, 0, true, "the device name"},
+    {0x1009, 0, 0, true, "the hardware version"},
+    {0x100A, 0, 0, true, "the software version"},
+    {0x1018, 0, 1, false, "the length of the identity"},
+    {0x1018, 1, 4, false, "the vendor id"},
+    {0x1018, 2, 4, false, "the product code"},
+    {0x1018, 3, 4, false, "the revision number"},
+    {0x1018, 4, 4, false, "the serial number"},
+};
+
+std::optional<ProfileObject> common_object(std::uint16_t index, std::uint8_t sub_index) {
+  for (const ReadOnlyObject& row : read_only_objects) {
+    if (row.index == index && row.sub_index == sub_index) {
+      return ProfileObject{row.length, true, false, false, std::string(row.name)};
+    }
+  }
+  return std::nullopt;
+}
+
+/// The first mapping of an object, and where it stands; null when there is none.
+struct MappedAt {
+  const YamlValue* source = nullptr;
+  const PdoMapping* mapping = nullptr;
+};
+
+MappedAt find_mapping(const NodeFacts& facts, std::uint16_t index, std::uint8_t sub_index) {
+  if (!facts.knows_pdos) {
+    return {};
+  }
+  const std::vector<const YamlValue*>& pdos = elements_at(facts.source, "pdos");
+  for (std::size_t position = 0; position < pdos.size(); ++position) {
+    const PdoConfig& pdo = facts.node.board.pdos[position];
+    const PdoMapping* const found = find_mapping_by_object(pdo, index, sub_index);
+    if (found != nullptr) {
+      const auto place = static_cast<std::size_t>(found - pdo.mappings.data());
+      return {elements_at(*pdos[position], "mappings")[place], found};
+    }
+  }
+  return {};
+}
+
+std::optional<KnownLength> described_length(const NodeFacts& facts, std::uint16_t index,
+                                            std::uint8_t sub_index) {
+  const auto described = facts.node.values.find({index, sub_index});
+  if (described == facts.node.values.end() || !described->second.type) {
+    return std::nullopt;
+  }
+  const std::optional<std::size_t> length = length_of(*described->second.type);
+  if (!length) {
+    return std::nullopt;
+  }
+  return KnownLength{*length,
+                     "is described as " + std::string(value_type_text(*described->second.type))};
+}
+
+bool is_decimal_index(std::string_view text) {
+  return text.size() == 4 && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+/// The number that the decimal digits would be with "0x" before them.
+std::uint16_t with_prefix(std::string_view digits) {
+  std::uint16_t number = 0;
+  std::from_chars(digits.data(), digits.data() + digits.size(), number, 16);
+  return number;
+}
+
+bool is_known(const NodeFacts& facts, std::uint16_t index) {
+  return profile_object(facts, index, 0) ||
+         (facts.knows_pdos && find_rpdo_number(facts.node.board, index) != 0);
+}
+
+}  // namespace
+
+std::optional<ProfileObject> profile_object(const NodeFacts& facts, std::uint16_t index,
+                                            std::uint8_t sub_index) {
+  if (auto common = common_object(index, sub_index)) {
+    return common;
+  }
+  const auto found = facts.device_objects.find({index, sub_index});
+  return found == facts.device_objects.end() ? std::nullopt : std::make_optional(found->second);
+}
+
+std::optional<ProfileObject> lone_object(const NodeFacts& facts, std::uint16_t index,
+                                         std::uint8_t sub_index) {
+  if (sub_index == 0) {
+    return std::nullopt;
+  }
+  for (const ReadOnlyObject& row : read_only_objects) {
+    if (row.is_alone && row.index == index) {
+      return common_object(index, 0);
+    }
+  }
+  const auto found = facts.device_objects.find({index, 0});
+  return found != facts.device_objects.end() && found->second.is_of_drive
+             ? std::make_optional(found->second)
+             : std::nullopt;
+}
+
+std::optional<KnownLength> known_length(const NodeFacts& facts, std::uint16_t index,
+                                        std::uint8_t sub_index) {
+  auto described = described_length(facts, index, sub_index);
+  return described ? described : carried_length(facts, index, sub_index);
+}
+
+std::optional<KnownLength> carried_length(const NodeFacts& facts, std::uint16_t index,
+                                          std::uint8_t sub_index) {
+  const auto profile = profile_object(facts, index, sub_index);
+  if (profile && profile->length != 0) {
+    return KnownLength{profile->length, "is " + profile->name};
+  }
+  const MappedAt mapped = find_mapping(facts, index, sub_index);
+  if (mapped.mapping == nullptr || mapped.mapping->bit_length % 8 != 0 ||
+      mapped.mapping->bit_length == 0) {
+    return std::nullopt;
+  }
+  return KnownLength{byte_length(*mapped.mapping),
+                     "is mapped in line " + std::to_string(mapped.source->at.line)};
+}
+
+void check_index_digits(const NodeFacts& facts, const YamlValue& record, std::uint16_t index,
+                        ProblemList& problems) {
+  constexpr std::uint16_t first_object = 0x1000;
+  const YamlValue* const value = record.find("index");
+  if (value == nullptr || !is_decimal_index(value->text)) {
+    return;
+  }
+  const std::uint16_t meant = with_prefix(value->text);
+  const std::string message =
+      "index: " + value->text + " is " + hex<4>(index) + ", did you mean " + hex<4>(meant) + "?";
+  if (index < first_object && meant >= first_object) {
+    problems.error(value->at, message);
+  } else if (!is_known(facts, index) && is_known(facts, meant)) {
+    problems.warning(value->at, message);
+  }
+}
+
+bool is_short_field(const PdoMapping& mapping) {
+  return carries_object(mapping) && byte_length(mapping) == 0;
+}
+
+}  // namespace velmora_can_bridge
