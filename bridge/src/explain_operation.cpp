@@ -107,11 +107,12 @@ Explanation explain_operation(const CalledOperation& call, CanOpenNodeController
     explanation.mode->after = trial.motor_mode(call.device);
   }
   for (const Transfer& transfer : bus.transfers()) {
-    ExplainedTransfer step{transfer, {}, 0, {}, {}};
+    ExplainedTransfer step{transfer, {}, {}, 0, {}, {}};
     if (transfer.kind == TransferKind::rpdo) {
       explain_frame(call, before, bus.transfers(), step);
     } else {
       step.object = object_name(&call.node, transfer.index, transfer.sub_index);
+      step.reading = read_value(&call.node, transfer.index, transfer.sub_index, transfer.data);
     }
     explanation.transfers.push_back(std::move(step));
   }

@@ -4,20 +4,19 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "ground/drive_objects.hpp"
 #include "ground/json_text.hpp"
-#include "ground/little_endian.hpp"
 #include "ground/node_text.hpp"
 #include "ground/number_text.hpp"
 #include "ground/pdo.hpp"
 #include "ground/visible_text.hpp"
 #include "velmora_can_bridge/traffic/can_log.hpp"
-#include "velmora_can_bridge/traffic/value_text.hpp"
+#include "velmora_can_bridge/values/value_words.hpp"
 
 namespace velmora_can_bridge {
 namespace {
 
 using Json = nlohmann::ordered_json;
-using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::chrono::milliseconds between_frames{10};
 
@@ -28,8 +27,8 @@ std::string object_words(const ObjectName& object) {
          (has_name || object.profile_name.empty() ? "" : " (" + object.profile_name + ")");
 }
 
-std::string number_of(const DecodedField& field) {
-  return number_text(field.value, field.bit_length, field.object.is_signed);
+std::string value_of(const DecodedField& field) {
+  return visible_text(bracketed_reading_text(field.reading));
 }
 
 /// "left_target_velocity 0 -> 300, left_wheel 0x60FF/0".
@@ -38,8 +37,8 @@ std::string field_text(const ExplainedField& field) {
   const std::string name = visible_text(std::exchange(object.field, ""));
   object.operations.clear();
   const std::string where = visible_text(object_name_text(object));
-  const std::string change = field.has_changed() ? " -> " + number_of(field.after) : " unchanged";
-  return (name.empty() ? where : name) + " " + number_of(field.before) + change +
+  const std::string change = field.has_changed() ? " -> " + value_of(field.after) : " unchanged";
+  return (name.empty() ? where : name) + " " + value_of(field.before) + change +
          (name.empty() ? "" : ", " + where);
 }
 
@@ -67,14 +66,20 @@ std::string step_text(const ExplainedTransfer& step) {
       object_words(step.object);
   return text +
          (transfer.error ? ": " + visible_text(transfer.error->text)
-                         : " = " + value_text(transfer.data, step.object.is_signed)) +
+                         : " = " + visible_text(value_text(transfer.data, step.reading))) +
          "\n";
 }
 
+/// "3 (velocity)".
+std::string mode_text(std::uint8_t mode) {
+  const std::string_view name = drive_mode_name(mode);
+  return std::to_string(mode) + (name.empty() ? "" : " (" + std::string(name) + ")");
+}
+
 std::string mode_text(const ExplainedMode& mode) {
-  const std::string before = std::to_string(mode.before);
+  const std::string before = mode_text(mode.before);
   return mode.before == mode.after ? before + " unchanged"
-                                   : before + " -> " + std::to_string(mode.after);
+                                   : before + " -> " + mode_text(mode.after);
 }
 
 std::string answer_text(const Explanation& explanation) {
@@ -87,16 +92,32 @@ std::string answer_text(const Explanation& explanation) {
          (result.data.empty() ? "" : ", data " + hex_bytes(result.data));
 }
 
+/// `before` and `before_words`, or the same of `after`.
+void add_side(Json& json, const std::string& side, const ValueReading& reading) {
+  if (reading.number) {
+    json[side] = number_json<Json>(*reading.number);
+  }
+  if (!reading.words.empty()) {
+    json[side + "_words"] = reading.words;
+  }
+}
+
 Json field_json(const ExplainedField& field) {
   Json json;
-  const bool is_signed = field.after.object.is_signed;
-  const unsigned bit_length = field.after.bit_length;
   add_object(json, field.after.object);
-  json["bit_length"] = bit_length;
-  json["before"] = number_json<Json>(field.before.value, bit_length, is_signed);
-  json["after"] = number_json<Json>(field.after.value, bit_length, is_signed);
+  json["bit_length"] = field.after.bit_length;
+  add_side(json, "before", field.before.reading);
+  add_side(json, "after", field.after.reading);
   json["changed"] = field.has_changed();
   return json;
+}
+
+/// `mode_before` and `mode_before_words`, or the same of `mode_after`.
+void add_mode(Json& json, const std::string& member, std::uint8_t mode) {
+  json[member] = mode;
+  if (const std::string_view name = drive_mode_name(mode); !name.empty()) {
+    json[member + "_words"] = name;
+  }
 }
 
 void add_frame(Json& json, const ExplainedTransfer& step) {
@@ -112,13 +133,9 @@ void add_frame(Json& json, const ExplainedTransfer& step) {
 }
 
 void add_value(Json& json, const ExplainedTransfer& step) {
-  const Bytes& data = step.transfer.data;
   add_object(json, step.object);
-  json["data"] = data;
-  if (is_number_size(data.size())) {
-    json["value"] = number_json<Json>(
-        little_endian_number(data), static_cast<unsigned>(data.size() * 8), step.object.is_signed);
-  }
+  json["data"] = step.transfer.data;
+  add_reading(json, step.reading);
 }
 
 Json step_json(const ExplainedTransfer& step) {
@@ -160,8 +177,8 @@ std::string explanation_json(const Explanation& explanation) {
     json["reason"] = explanation.error->text;
   }
   if (explanation.mode) {
-    json["mode_before"] = explanation.mode->before;
-    json["mode_after"] = explanation.mode->after;
+    add_mode(json, "mode_before", explanation.mode->before);
+    add_mode(json, "mode_after", explanation.mode->after);
   }
   Json transfers = Json::array();
   for (const ExplainedTransfer& step : explanation.transfers) {

@@ -80,7 +80,7 @@ TEST_F(ExplanationTest, text_has_reads_frame_fields_mode_and_answer) {
             "               dim 0 unchanged, lamp 0x2000/2\n"
             "               lamp 0x2000/3 0 unchanged\n"
             "               lamp 0x2000/4 0 unchanged\n"
-            "mode of operation 0 unchanged\n"
+            "mode of operation 0 (none) unchanged\n"
             "would answer ok: OK\n");
 }
 
@@ -89,7 +89,7 @@ TEST_F(ExplanationTest, text_of_a_loaded_image_has_no_reads) {
   EXPECT_EQ(text_of("lamp", "set_hue", {8}),
             "lamp set_hue on node 0x10; nothing is written or sent\n"
             "would send   RPDO 2, COB-ID 0x0310: 00 07 -> 00 08\n"
-            "               mode 0 unchanged, wheel 0x6060/0\n"
+            "               mode 0 (none) unchanged, wheel 0x6060/0\n"
             "               hue 7 -> 8, 0x2001/1\n"
             "would answer ok: OK\n");
 }
@@ -113,8 +113,8 @@ TEST_F(ExplanationTest, text_of_a_mode_tells_before_and_after) {
   board.bridge.run("wheel", "set_mode", {3});
   EXPECT_EQ(text_of("wheel", "set_mode", {1}),
             "wheel set_mode on node 0x10; nothing is written or sent\n"
-            "would write  wheel 0x6060/0 (mode) = 01 (1)\n"
-            "mode of operation 3 -> 1\n"
+            "would write  wheel 0x6060/0 (mode) = 01 (1, position)\n"
+            "mode of operation 3 (velocity) -> 1 (position)\n"
             "would answer ok: Mode set to 1\n");
 }
 
@@ -258,11 +258,12 @@ TEST_F(ExplanationTest, json_of_a_frame) {
 }
 
 TEST_F(ExplanationTest, json_of_a_write_and_the_modes) {
-  EXPECT_EQ(explanation_json(explain("wheel", "set_mode", {0xFE})),
-            R"({"operation":"set_mode","device":"wheel","node_id":16,"ok":true,"data":[],)"
-            R"("message":"Mode set to 254","mode_before":0,"mode_after":254,)"
-            R"("transfers":[{"kind":"sdo_write","index":24672,"sub_index":0,"device":"wheel",)"
-            R"("field":"mode","data":[254],"value":-2}]})");
+  EXPECT_EQ(
+      explanation_json(explain("wheel", "set_mode", {0xFE})),
+      R"({"operation":"set_mode","device":"wheel","node_id":16,"ok":true,"data":[],)"
+      R"("message":"Mode set to 254","mode_before":0,"mode_before_words":"none","mode_after":254,)"
+      R"("transfers":[{"kind":"sdo_write","index":24672,"sub_index":0,"device":"wheel",)"
+      R"("field":"mode","data":[254],"value":-2}]})");
 }
 
 TEST_F(ExplanationTest, json_of_a_read) {
@@ -274,13 +275,37 @@ TEST_F(ExplanationTest, json_of_a_read) {
             R"("data":[254],"value":-2}]})");
 }
 
-TEST_F(ExplanationTest, json_of_a_text_has_no_value) {
+TEST_F(ExplanationTest, json_of_a_text_has_words_and_no_value) {
   EXPECT_EQ(explanation_json(explain("lamp", "read_name")),
             R"({"operation":"read_name","device":"lamp","node_id":16,"ok":true,)"
             R"("data":[83,105,109,117,108,97,116,101,100,32,110,111,100,101],"message":"OK",)"
             R"("transfers":[{"kind":"sdo_read","index":4104,"sub_index":0,)"
             R"("operations":["read_name"],)"
-            R"("data":[83,105,109,117,108,97,116,101,100,32,110,111,100,101]}]})");
+            R"("data":[83,105,109,117,108,97,116,101,100,32,110,111,100,101],)"
+            R"("words":"Simulated node"}]})");
+}
+
+TEST_F(ExplanationTest, json_has_the_words_of_values_and_fields) {
+  const auto written = nlohmann::json::parse(explanation_json(explain("wheel", "set_mode", {3})));
+  EXPECT_EQ(written["mode_after_words"], "velocity");
+  EXPECT_EQ(written["transfers"][0]["value"], 3);
+  EXPECT_EQ(written["transfers"][0]["words"], "velocity");
+  board.bridge.run("wheel", "set_mode", {3});
+  const auto sent = nlohmann::json::parse(explanation_json(explain("lamp", "set_hue", {8})));
+  const auto& mode = sent["transfers"].back()["fields"][0];
+  EXPECT_EQ(mode["before"], 3);
+  EXPECT_EQ(mode["before_words"], "velocity");
+  EXPECT_EQ(mode["after_words"], "velocity");
+}
+
+TEST(ExplanationText, text_of_a_device_is_escaped) {
+  const BoardFile file = wheel_and_lamp();
+  InProcessBus can0(BusTime::simulated);
+  NodeOnBus node(can0, 0x10, file.nodes[0].board);
+  node.node.device().add_object(0x1008, 0, {ObjectAccess::read_only, {0x1B, '[', 'J'}, false, 0});
+  Bridge bridge(can0, file);
+  EXPECT_THAT(explanation_text(bridge.explain("lamp", "read_name", {})),
+              testing::HasSubstr("= 1B 5B 4A (\"\\x1B[J\")\n"));
 }
 
 TEST_F(ExplanationTest, json_of_a_failure_has_the_reason) {

@@ -154,7 +154,7 @@ TEST_F(WatchCommand, shows_each_frame_with_its_time) {
   EXPECT_EQ(opened, "can7");
   EXPECT_EQ(out,
             "   0.000  node 0x10  boot-up\n"
-            "   0.250  node 0x10  TPDO 1     wheel 0x6041/0 = 37 02 (567)\n"
+            "   0.250  node 0x10  TPDO 1     wheel 0x6041/0 = 37 02 (567, Operation enabled)\n"
             "   1.250  node 0x33 (not in the board file)  SDO        read 0x1008/0\n");
   EXPECT_EQ(err, "");
 }

@@ -55,6 +55,13 @@ TEST(ClawObjects, have_a_byte_at_sub_indices_of_the_homing_record) {
                                 ClawRow(9, 1, true, "extend command")));
 }
 
+TEST(DriveModes, have_names) {
+  EXPECT_EQ(drive_mode_name(3), "velocity");
+  EXPECT_EQ(drive_mode_name(0), "none");
+  EXPECT_EQ(drive_mode_name(5), "");
+  EXPECT_EQ(drive_mode_name(0xFF), "");
+}
+
 TEST(ClawObjects, have_names_for_their_states) {
   EXPECT_EQ(claw_actions[static_cast<std::size_t>(ClawAction::error)], "error");
   EXPECT_EQ(claw_actions[static_cast<std::size_t>(ClawAction::done)], "done");

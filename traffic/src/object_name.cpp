@@ -61,19 +61,16 @@ bool uses(const OperationConfig& op, std::uint16_t index, std::uint8_t sub_index
   return op.subindex_in_payload != 0 || op.sub_index == sub_index;
 }
 
-/// What the drive profile says of the object; null when it is none of a drive's.
-const DriveObjectRow* drive_object(const BoardConfig& board, std::uint16_t index,
-                                   std::uint8_t sub_index) {
-  if (sub_index != 0) {
-    return nullptr;
-  }
-  const DriveObjectRow* found = nullptr;
+/// What the drive profile calls the object; empty when it is none of a drive's.
+std::string_view profile_name_of(const BoardConfig& board, std::uint16_t index,
+                                 std::uint8_t sub_index) {
   for (const auto& device : board.device_od_map) {
     const DriveObjectRow* const row = find_drive_object(device.second, index);
-    // Where the objects of two drives meet, a sign of either counts.
-    found = row != nullptr && (found == nullptr || row->is_signed) ? row : found;
+    if (row != nullptr && sub_index == 0) {
+      return row->name;
+    }
   }
-  return found;
+  return {};
 }
 
 }  // namespace
@@ -87,14 +84,10 @@ ObjectName object_name(const NodeConfig* node, std::uint16_t index, std::uint8_t
   }
   object.device = device_of(node->board, index);
   object.field = field_of(node->board, index, sub_index);
-  if (const DriveObjectRow* const row = drive_object(node->board, index, sub_index)) {
-    object.profile_name = row->name;
-    object.is_signed = row->is_signed;
-  }
+  object.profile_name = profile_name_of(node->board, index, sub_index);
   for (const auto& [name, op] : node->operations) {
     if (uses(op, index, sub_index)) {
       object.operations.push_back(name);
-      object.is_signed = object.is_signed || op.data_type.substr(0, 1) == "s";
     }
   }
   return object;

@@ -21,6 +21,16 @@ bool has_length(DecodedFrame& decoded, std::size_t length, const std::string& ki
   return false;
 }
 
+/// The whole value of a transfer, where the frame brings it or is the last of those that do; null
+/// else, and where only the beginning of a long value is kept.
+const std::vector<std::uint8_t>* whole_value(const SdoContent& sdo) {
+  if (sdo.step == SdoStep::write || sdo.step == SdoStep::value) {
+    return &sdo.bytes;
+  }
+  const bool is_whole = sdo.step == SdoStep::last_segment && sdo.size == sdo.whole.size();
+  return is_whole ? &sdo.whole : nullptr;
+}
+
 }  // namespace
 
 std::vector<DecodedField> decoded_fields(const NodeConfig& node, const PdoConfig& pdo,
@@ -34,8 +44,10 @@ std::vector<DecodedField> decoded_fields(const NodeConfig& node, const PdoConfig
       break;
     }
     if (carries_object(mapping)) {
-      fields.push_back({object_name(&node, mapping.index, mapping.sub_index), mapping.bit_length,
-                        bits_of(word, offset, mapping.bit_length)});
+      const std::uint64_t bits = bits_of(word, offset, mapping.bit_length);
+      fields.push_back(
+          {object_name(&node, mapping.index, mapping.sub_index), mapping.bit_length, bits,
+           read_field(&node, mapping.index, mapping.sub_index, bits, mapping.bit_length)});
     }
     offset = end;
   }
@@ -160,8 +172,11 @@ void TrafficDecoder::decode_sdo(DecodedFrame& decoded, TrafficKind kind) {
   content.sdo = kind == TrafficKind::sdo_request ? node.sdo.request(decoded.frame)
                                                  : node.sdo.answer(decoded.frame);
   if (content.sdo.object) {
-    content.object =
-        object_name(node.config, content.sdo.object->index, content.sdo.object->sub_index);
+    const auto [index, sub_index] = *content.sdo.object;
+    content.object = object_name(node.config, index, sub_index);
+    if (const auto* const bytes = whole_value(content.sdo)) {
+      content.reading = read_value(node.config, index, sub_index, *bytes);
+    }
   }
   decoded.problem = content.sdo.problem;
   decoded.content = std::move(content);

@@ -12,15 +12,14 @@
 #include "ground/pdo.hpp"
 #include "ground/visible_text.hpp"
 #include "velmora_can_bridge/bus/sdo_abort.hpp"
-#include "velmora_can_bridge/traffic/value_text.hpp"
+#include "velmora_can_bridge/values/error_words.hpp"
+#include "velmora_can_bridge/values/value_words.hpp"
 
 namespace velmora_can_bridge {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 using Json = nlohmann::ordered_json;
-
-constexpr unsigned bits_per_byte = 8;
 
 struct KindWords {
   std::string_view text;
@@ -76,8 +75,7 @@ Bytes field_bytes(const DecodedField& field) {
 }
 
 std::string field_text(const DecodedField& field) {
-  return object_name_text(field.object) + " = " + hex_bytes(field_bytes(field)) + " (" +
-         number_text(field.value, field.bit_length, field.object.is_signed) + ")";
+  return object_name_text(field.object) + " = " + value_text(field_bytes(field), field.reading);
 }
 
 std::string_view nmt_command_text(std::uint8_t command) {
@@ -101,35 +99,40 @@ std::string in_segments(const std::optional<std::size_t>& size) {
 }
 
 /// The whole of a value that came in segments, or as much of it as is kept.
-std::string whole_text(const SdoContent& sdo, bool is_signed) {
-  const std::size_t size = sdo.size.value_or(sdo.whole.size());
-  if (size > sdo.whole.size()) {
-    return std::to_string(size) + " bytes, at first " + hex_bytes(sdo.whole);
-  }
-  return value_text(sdo.whole, is_signed);
+std::string whole_text(const SdoTrafficContent& content) {
+  const SdoContent& sdo = content.sdo;
+  return content.reading ? value_text(sdo.whole, *content.reading)
+                         : std::to_string(*sdo.size) + " bytes, at first " + hex_bytes(sdo.whole);
 }
 
-std::string segment_text(const SdoContent& sdo, const std::string& object, bool is_signed) {
+std::string segment_text(const SdoTrafficContent& content, const std::string& object) {
+  const SdoContent& sdo = content.sdo;
   const std::string bytes = bytes_text(sdo.bytes);
   if (sdo.step != SdoStep::last_segment) {
     return "segment of " + object + ": " + bytes;
   }
   return "last segment of " + object + ": " + bytes +
-         (sdo.size ? "; whole: " + whole_text(sdo, is_signed) : "");
+         (sdo.size ? "; whole: " + whole_text(content) : "");
 }
 
-std::string sdo_text(const SdoContent& sdo, const std::string& object, bool is_signed) {
+/// " = 37 02 (567, Operation enabled)".
+std::string brought_text(const SdoTrafficContent& content) {
+  return " = " + value_text(content.sdo.bytes, content.reading.value_or(ValueReading()));
+}
+
+std::string sdo_text(const SdoTrafficContent& content, const std::string& object) {
+  const SdoContent& sdo = content.sdo;
   switch (sdo.step) {
     case SdoStep::read:
       return "read " + object;
     case SdoStep::write:
-      return "write " + object + " = " + value_text(sdo.bytes, is_signed);
+      return "write " + object + brought_text(content);
     case SdoStep::write_in_segments:
       return "write " + object + in_segments(sdo.size);
     case SdoStep::next_segment:
       return "next segment of " + object;
     case SdoStep::value:
-      return "answer " + object + " = " + value_text(sdo.bytes, is_signed);
+      return "answer " + object + brought_text(content);
     case SdoStep::value_in_segments:
       return "answer " + object + in_segments(sdo.size);
     case SdoStep::ready_for_segments:
@@ -140,7 +143,7 @@ std::string sdo_text(const SdoContent& sdo, const std::string& object, bool is_s
       return "done " + object;
     case SdoStep::segment:
     case SdoStep::last_segment:
-      return segment_text(sdo, object, is_signed);
+      return segment_text(content, object);
     case SdoStep::abort:
       return sdo_abort_line(sdo.abort_code) + ", of " + object;
     case SdoStep::block:
@@ -149,6 +152,23 @@ std::string sdo_text(const SdoContent& sdo, const std::string& object, bool is_s
       break;
   }
   return {};
+}
+
+/// "0x8210 (PDO not taken: its length is wrong)".
+std::string with_words(const std::string& number, const std::string& words) {
+  return number + (words.empty() ? "" : " (" + words + ")");
+}
+
+std::string emergency_text(const EmergencyContent& emergency) {
+  const Bytes data(emergency.device_data.begin(), emergency.device_data.end());
+  const std::string error = emergency.error_code == 0
+                                ? "no error any more"
+                                : "error " + with_words(hex<4>(emergency.error_code),
+                                                        emergency_words(emergency.error_code));
+  return error + ", error register " +
+         with_words(hex<2>(emergency.error_register),
+                    error_register_words(emergency.error_register)) +
+         ", data " + hex_bytes(data);
 }
 
 /// What a frame holds, for people; one overload for each content.
@@ -172,10 +192,7 @@ struct ContentText {
                                     : "");
   }
   std::string operator()(const EmergencyContent& emergency) const {
-    const Bytes data(emergency.device_data.begin(), emergency.device_data.end());
-    return (emergency.error_code == 0 ? "no error any more"
-                                      : "error " + hex<4>(emergency.error_code)) +
-           ", error register " + hex<2>(emergency.error_register) + ", data " + hex_bytes(data);
+    return emergency_text(emergency);
   }
   std::string operator()(const PdoContent& pdo) const {
     std::string text;
@@ -192,8 +209,7 @@ struct ContentText {
     const std::string object =
         content.object ? object_name_text(*content.object) : "an unknown object";
     const bool is_raw = content.sdo.step == SdoStep::block || content.sdo.step == SdoStep::unknown;
-    return sdo_text(content.sdo, object, content.object && content.object->is_signed) +
-           (is_raw ? raw() : "");
+    return sdo_text(content, object) + (is_raw ? raw() : "");
   }
 };
 
@@ -240,7 +256,11 @@ struct ContentJson {
   }
   void operator()(const EmergencyContent& emergency) const {
     (*line)["error_code"] = emergency.error_code;
+    if (const std::string words = emergency_words(emergency.error_code); !words.empty()) {
+      (*line)["error_words"] = words;
+    }
     (*line)["error_register"] = emergency.error_register;
+    (*line)["error_register_words"] = error_register_words(emergency.error_register);
     (*line)["device_data"] = emergency.device_data;
   }
   void operator()(const PdoContent& pdo) const {
@@ -250,7 +270,7 @@ struct ContentJson {
       Json object;
       add_object(object, field.object);
       object["bit_length"] = field.bit_length;
-      object["value"] = number_json<Json>(field.value, field.bit_length, field.object.is_signed);
+      add_reading(object, field.reading);
       fields.push_back(std::move(object));
     }
     (*line)["fields"] = std::move(fields);
@@ -261,18 +281,13 @@ struct ContentJson {
   void operator()(const SdoTrafficContent& content) const;
 };
 
-/// The value that an SDO frame or its transfer has brought, if it may be a number.
-void add_value(Json& line, const Bytes& bytes, bool is_signed) {
-  if (is_number_size(bytes.size())) {
-    line["value"] =
-        number_json<Json>(little_endian_number(bytes),
-                          static_cast<unsigned>(bytes.size() * bits_per_byte), is_signed);
-  }
+bool brings_bytes(SdoStep step) {
+  return step == SdoStep::write || step == SdoStep::value || step == SdoStep::segment ||
+         step == SdoStep::last_segment;
 }
 
 void ContentJson::operator()(const SdoTrafficContent& content) const {
   const SdoContent& sdo = content.sdo;
-  const bool is_signed = content.object && content.object->is_signed;
   (*line)["step"] = step_word(sdo.step);
   if (content.object) {
     add_object(*line, *content.object);
@@ -280,16 +295,14 @@ void ContentJson::operator()(const SdoTrafficContent& content) const {
   if (sdo.size) {
     (*line)["size"] = *sdo.size;
   }
-  if (sdo.step == SdoStep::write || sdo.step == SdoStep::value) {
-    (*line)["bytes"] = sdo.bytes;
-    add_value(*line, sdo.bytes, is_signed);
-  }
-  if (sdo.step == SdoStep::segment || sdo.step == SdoStep::last_segment) {
+  if (brings_bytes(sdo.step)) {
     (*line)["bytes"] = sdo.bytes;
   }
   if (sdo.step == SdoStep::last_segment && sdo.size) {
     (*line)["whole"] = sdo.whole;
-    add_value(*line, sdo.whole, is_signed);
+  }
+  if (content.reading) {
+    add_reading(*line, *content.reading);
   }
   if (sdo.step == SdoStep::abort) {
     (*line)["abort_code"] = sdo.abort_code;

@@ -111,11 +111,17 @@ const std::vector<FrameCase> service_cases{
     {"emergency",
      0x090,
      {0x10, 0x82, 0x11, 3, 4, 5, 6, 7},
-     "node 0x10  emergency  error 0x8210, error register 0x11, data 03 04 05 06 07"},
+     "node 0x10  emergency  error 0x8210 (PDO not taken: its length is wrong), "
+     "error register 0x11 (generic, communication), data 03 04 05 06 07"},
     {"emergency_over",
      0x090,
      {0, 0, 0, 0, 0, 0, 0, 0},
-     "node 0x10  emergency  no error any more, error register 0x00, data 00 00 00 00 00"},
+     "node 0x10  emergency  no error any more, error register 0x00 (no error), data 00 00 00 00 "
+     "00"},
+    {"emergency_of_no_class",
+     0x090,
+     {0, 0xA0, 0, 0, 0, 0, 0, 0},
+     "node 0x10  emergency  error 0xA000, error register 0x00 (no error), data 00 00 00 00 00"},
     {"emergency_short",
      0x090,
      {0x10, 0x82, 0x11},
@@ -162,7 +168,8 @@ const std::vector<FrameCase> pdo_cases{
     {"tpdo_that_another_node_receives",
      0x190,
      {0x37, 0x02},
-     "node 0x10  TPDO 1     wheel 0x6041/0 = 37 02 (567), also RPDO 2 of node 0x11"},
+     "node 0x10  TPDO 1     wheel 0x6041/0 = 37 02 (567, Operation enabled), also RPDO 2 of node "
+     "0x11"},
     {"predefined_id_of_a_pdo_with_another_one", 0x290, {1}, "           0x0290     01"},
     {"tpdo_that_the_file_does_not_hold",
      0x390,
@@ -201,7 +208,7 @@ const std::vector<FrameCase> sdo_cases{
     {"answer",
      0x590,
      {0x4B, 0x41, 0x60, 0, 0x37, 0x02, 0, 0},
-     "node 0x10  SDO        answer wheel 0x6041/0 = 37 02 (567)"},
+     "node 0x10  SDO        answer wheel 0x6041/0 = 37 02 (567, Operation enabled)"},
     {"answer_of_one_byte_with_sign",
      0x590,
      {0x4F, 0x61, 0x60, 0, 0xFA, 0, 0, 0},
@@ -217,7 +224,7 @@ const std::vector<FrameCase> sdo_cases{
     {"write",
      0x610,
      {0x2B, 0x40, 0x60, 0, 0x0F, 0, 0, 0},
-     "node 0x10  SDO        write wheel 0x6040/0 = 0F 00 (15)"},
+     "node 0x10  SDO        write wheel 0x6040/0 = 0F 00 (15, enable operation)"},
     {"done", 0x590, {0x60, 0x40, 0x60, 0, 0, 0, 0, 0}, "node 0x10  SDO        done wheel 0x6040/0"},
     {"abort",
      0x590,
@@ -515,8 +522,14 @@ TEST_F(TrafficDecoderTest, json_of_every_content) {
       {0x090,
        {0x10, 0x82, 0x11, 3, 0, 0, 0, 0},
        R"({"t":1.5,"id":144,"data":[16,130,17,3,0,0,0,0],"kind":"emergency","node_id":16,)"
-       R"("in_board_file":true,"error_code":33296,"error_register":17,)"
-       R"("device_data":[3,0,0,0,0]})"},
+       R"("in_board_file":true,"error_code":33296,)"
+       R"("error_words":"PDO not taken: its length is wrong","error_register":17,)"
+       R"("error_register_words":"generic, communication","device_data":[3,0,0,0,0]})"},
+      {0x090,
+       {0, 0xA0, 0, 0, 0, 0, 0, 0},
+       R"({"t":1.5,"id":144,"data":[0,160,0,0,0,0,0,0],"kind":"emergency","node_id":16,)"
+       R"("in_board_file":true,"error_code":40960,"error_register":0,)"
+       R"("error_register_words":"no error","device_data":[0,0,0,0,0]})"},
       {0x080, {}, R"({"t":1.5,"id":128,"data":[],"kind":"sync"})"},
       {0x100, {1}, R"({"t":1.5,"id":256,"data":[1],"kind":"time"})"},
       {0x7E5, {1}, R"({"t":1.5,"id":2021,"data":[1],"kind":"other"})"},
@@ -528,7 +541,8 @@ TEST_F(TrafficDecoderTest, json_of_every_content) {
       {0x190,
        {0x37, 0x02},
        R"({"t":1.5,"id":400,"data":[55,2],"kind":"tpdo","node_id":16,"in_board_file":true,"number":1,)"
-       R"("fields":[{"index":24641,"sub_index":0,"device":"wheel","bit_length":16,"value":567}],)"
+       R"("fields":[{"index":24641,"sub_index":0,"device":"wheel","bit_length":16,"value":567,)"
+       R"("words":"Operation enabled"}],)"
        R"("also":["RPDO 2 of node 0x11"]})"},
       {0x610,
        {0x40, 0x18, 0x10, 2, 0, 0, 0, 0},
@@ -549,6 +563,55 @@ TEST_F(TrafficDecoderTest, json_of_every_content) {
   for (const Case& row : cases) {
     EXPECT_EQ(json(row.id, row.data).dump(), row.json);
   }
+}
+
+/// A board file that says what values mean.
+class DescribedTraffic : public TrafficDecoderTest {
+ protected:
+  DescribedTraffic() {
+    auto& values = board.file->nodes.front().values;
+    values[{0x60FF, 0}].unit = "m/s";
+    values[{0x60FF, 0}].scale = 0.001;
+    values[{0x2000, 1}].values = {{"dark", Count::of(0)}, {"breath", Count::of(2)}};
+    values[{0x2400, 1}].type = ValueType::text;
+    values[{0x2400, 2}].type = ValueType::float32;
+    values[{0x2400, 2}].unit = "V";
+  }
+};
+
+TEST_F(DescribedTraffic, fields_have_units_and_names) {
+  EXPECT_EQ(line(0x210, {0xD4, 0xFE, 0xFF, 0xFF, 0, 2}),
+            "node 0x10  RPDO 1     wheel 0x60FF/0 (velocity) = D4 FE FF FF (-300, -0.3 m/s), "
+            "led 0x2000/1 (red) = 02 (2, breath)");
+  const auto fields = json(0x210, {0xD4, 0xFE, 0xFF, 0xFF, 0, 2})["fields"];
+  EXPECT_EQ(fields[0]["value"], -300);
+  EXPECT_EQ(fields[0]["words"], "-0.3 m/s");
+  EXPECT_EQ(fields[1]["words"], "breath");
+}
+
+TEST_F(DescribedTraffic, values_by_sdo_have_their_type) {
+  const std::vector<std::uint8_t> text{0x43, 0x00, 0x24, 1, 'b', 'l', 'u', 'e'};
+  EXPECT_EQ(line(0x590, text), "node 0x10  SDO        answer 0x2400/1 = 62 6C 75 65 (\"blue\")");
+  EXPECT_EQ(json(0x590, text)["words"], "blue");
+  EXPECT_FALSE(json(0x590, text).contains("value"));
+  const std::vector<std::uint8_t> voltage{0x23, 0x00, 0x24, 2, 0, 0, 0x48, 0x41};
+  EXPECT_EQ(line(0x610, voltage), "node 0x10  SDO        write 0x2400/2 = 00 00 48 41 (12.5 V)");
+  EXPECT_EQ(json(0x610, voltage)["value"], 12.5);
+}
+
+TEST_F(DescribedTraffic, text_of_a_device_is_escaped) {
+  const std::vector<std::uint8_t> text{0x43, 0x00, 0x24, 1, 0x1B, '[', '2', 'J'};
+  EXPECT_EQ(line(0x590, text),
+            "node 0x10  SDO        answer 0x2400/1 = 1B 5B 32 4A (\"\\x1B[2J\")");
+}
+
+TEST_F(TrafficDecoderTest, json_has_the_words_of_a_value_in_segments) {
+  json(0x610, {0x40, 0x08, 0x10, 0, 0, 0, 0, 0});
+  json(0x590, {0x41, 0x08, 0x10, 0, 5, 0, 0, 0});
+  json(0x610, {0x60, 0, 0, 0, 0, 0, 0, 0});
+  const auto last = json(0x590, {0x05, 'M', 'o', 't', 'o', 'r', 0, 0});
+  EXPECT_EQ(last["step"], "last_segment");
+  EXPECT_EQ(last["words"], "Motor");
 }
 
 TEST_F(TrafficDecoderTest, json_names_every_step) {

@@ -1,6 +1,7 @@
 #include "velmora_can_bridge/values/value_words.hpp"
 
 #include <algorithm>
+#include <string_view>
 
 #include "device_type_words.hpp"
 #include "drive_words.hpp"
@@ -119,10 +120,11 @@ ValueReading read_number(const NodeConfig* node, std::uint16_t index, std::uint8
   ValueReading reading;
   const ValueNumber number = number_of_bits(bits, bit_length, value.type);
   reading.number = number;
-  reading.is_typed = value.type.has_value();
+  const StandardObject object = standard_object(node, index, sub_index);
+  reading.is_typed = value.type.has_value() || object != StandardObject::none;
   reading.words = name_of(value, number);
   if (reading.words.empty()) {
-    reading.words = standard_words(standard_object(node, index, sub_index), bits);
+    reading.words = standard_words(object, bits);
   }
   if (reading.words.empty()) {
     reading.words = with_unit(value, number);
@@ -147,9 +149,24 @@ bool may_be_text(const Bytes& bytes) {
                      [](std::uint8_t byte) { return byte >= 0x20 && byte < 0x7F; });
 }
 
-/// Whether the words begin with the number itself: "300 mm/s".
-bool hold_number(const std::string& words, const std::string& number) {
-  return words.compare(0, number.size() + 1, number + " ") == 0;
+/// Whether the words say more than the number, and do not begin with it as "300 mm/s" does.
+bool stand_beside(const std::string& words, const std::string& number) {
+  return !words.empty() && words.compare(0, number.size() + 1, number + " ") != 0;
+}
+
+std::string joined_text(const ValueReading& reading, std::string_view before_words,
+                        std::string_view behind_words) {
+  if (reading.is_text) {
+    return '"' + reading.words + '"';
+  }
+  if (!reading.number) {
+    return reading.words;
+  }
+  const std::string number = number_text(*reading.number);
+  if (stand_beside(reading.words, number)) {
+    return number + std::string(before_words) + reading.words + std::string(behind_words);
+  }
+  return reading.words.empty() ? number : reading.words;
 }
 
 }  // namespace
@@ -181,18 +198,10 @@ std::string value_words(const NodeConfig* node, std::uint16_t index, std::uint8_
   return read_value(node, index, sub_index, bytes).words;
 }
 
-std::string reading_text(const ValueReading& reading) {
-  if (reading.is_text) {
-    return '"' + reading.words + '"';
-  }
-  if (!reading.number) {
-    return reading.words;
-  }
-  const std::string number = number_text(*reading.number);
-  if (reading.words.empty()) {
-    return number;
-  }
-  return hold_number(reading.words, number) ? reading.words : number + ", " + reading.words;
+std::string reading_text(const ValueReading& reading) { return joined_text(reading, ", ", ""); }
+
+std::string bracketed_reading_text(const ValueReading& reading) {
+  return joined_text(reading, " (", ")");
 }
 
 std::string value_text(const std::vector<std::uint8_t>& bytes, const ValueReading& reading) {

@@ -197,6 +197,7 @@ TEST(ReadValueWithoutNode, knows_the_objects_that_all_nodes_have) {
 TEST(ReadValueTyped, tells_guesses_apart) {
   const NodeConfig node = board_node();
   EXPECT_TRUE(read_value(&node, 0x6041, 0, {8, 0}).is_typed);
+  EXPECT_TRUE(read_value(&node, 0x603F, 0, {0x11, 0x86}).is_typed);
   EXPECT_TRUE(read_value(&node, 0x2010, 4, {'a'}).is_typed);
   EXPECT_TRUE(read_value(&node, 0x2010, 5, {1}).is_typed);
   EXPECT_FALSE(read_value(&node, 0x2800, 0, {8, 0}).is_typed);
@@ -225,6 +226,17 @@ TEST(ValueText, has_the_bytes_before) {
   EXPECT_EQ(text(0x1008, {'a'}), "61 (\"a\")");
   EXPECT_EQ(text(0x2800, {1, 2, 3}), "01 02 03");
   EXPECT_EQ(text(0x1008, {}), "no bytes");
+}
+
+TEST(BracketedReadingText, has_the_words_in_parentheses) {
+  const NodeConfig node = board_node();
+  const auto text = [&](std::uint16_t index, std::uint8_t sub_index, const Bytes& bytes) {
+    return bracketed_reading_text(read_value(&node, index, sub_index, bytes));
+  };
+  EXPECT_EQ(text(0x6060, 0, {0}), "0 (none)");
+  EXPECT_EQ(text(0x2010, 1, {0xD4, 0xFE}), "-300 mm/s");
+  EXPECT_EQ(text(0x2800, 0, {5}), "5");
+  EXPECT_EQ(text(0x1008, 0, {'a'}), "\"a\"");
 }
 
 TEST(ReadingJson, has_number_and_words) {

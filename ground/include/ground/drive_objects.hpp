@@ -86,6 +86,16 @@ inline constexpr DriveModeRow drive_modes[] = {
     {10, "cyclic_synchronous_torque"},
 };
 
+/// The name of the mode; empty for one that has none.
+inline std::string_view drive_mode_name(std::uint8_t mode) {
+  for (const DriveModeRow& row : drive_modes) {
+    if (static_cast<std::uint8_t>(row.mode) == mode) {
+      return row.name;
+    }
+  }
+  return {};
+}
+
 /// Objects of a claw by their sub-index of its homing record.
 enum class ClawObject : std::uint8_t {
   action_state = 1,

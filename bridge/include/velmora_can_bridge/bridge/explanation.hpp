@@ -27,8 +27,9 @@ struct ExplainedTransfer {
   /// Reads were made, and tell what the node answered. Writes and frames were held back; they have
   /// an error only where no bus could carry them, or a read before them was stopped.
   Transfer transfer;
-  /// Of an SDO transfer: the object in words of the board.
+  /// Of an SDO transfer: the object in words of the board, and what its value says.
   ObjectName object;
+  ValueReading reading;
   /// Of a frame: its COB-ID, and the image before the operation's change. Empty when the frame
   /// could not be sent.
   std::uint16_t cob_id = 0;

@@ -21,8 +21,6 @@ struct ObjectName {
   std::string profile_name;
   /// The operations that read or write it by its index, in the order of their names.
   std::vector<std::string> operations;
-  /// It holds a number with a sign: the board file or the drive profile (CiA 402-2) says so.
-  bool is_signed = false;
 };
 
 /// Names an object of `node`; of a null node it has no names.
@@ -35,5 +33,22 @@ ObjectName object_name(const NodeConfig* node, std::uint16_t index, std::uint8_t
 /// "left_wheel 0x60FF/0 (left_target_velocity)": the device, the object, and its field or else its
 /// operations; what has no name is left out.
 std::string object_name_text(const ObjectName& object);
+
+/// Adds what names the object to the JSON object `line`: `index` and `sub_index`, and `device`,
+/// `field` and `operations` where it has them. `Json` is one of the library nlohmann-json.
+template <typename Json>
+void add_object(Json& line, const ObjectName& object) {
+  line["index"] = object.index;
+  line["sub_index"] = object.sub_index;
+  if (!object.device.empty()) {
+    line["device"] = object.device;
+  }
+  if (!object.field.empty()) {
+    line["field"] = object.field;
+  }
+  if (!object.operations.empty()) {
+    line["operations"] = object.operations;
+  }
+}
 
 }  // namespace velmora_can_bridge

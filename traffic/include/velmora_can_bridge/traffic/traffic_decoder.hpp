@@ -15,6 +15,7 @@
 #include "velmora_can_bridge/config/board_file.hpp"
 #include "velmora_can_bridge/traffic/object_name.hpp"
 #include "velmora_can_bridge/traffic/sdo_traffic.hpp"
+#include "velmora_can_bridge/values/value_words.hpp"
 
 namespace velmora_can_bridge {
 
@@ -57,6 +58,8 @@ struct DecodedField {
   std::uint8_t bit_length = 0;
   /// Its bits as an unsigned number.
   std::uint64_t value = 0;
+  /// What they say. Its number is always there.
+  ValueReading reading;
 };
 
 /// The objects in a frame of the node's PDO, in frame order: those that the frame is long enough
@@ -78,6 +81,8 @@ struct SdoTrafficContent {
   SdoContent sdo;
   /// The name of `sdo.object`.
   std::optional<ObjectName> object;
+  /// What the value says that this frame brings, or of whose segments it is the last.
+  std::optional<ValueReading> reading;
 };
 
 struct DecodedFrame {

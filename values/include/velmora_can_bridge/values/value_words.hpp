@@ -46,6 +46,9 @@ std::string value_words(const NodeConfig* node, std::uint16_t index, std::uint8_
 /// what a terminal obeys.
 std::string reading_text(const ValueReading& reading);
 
+/// As `reading_text`, for the middle of a line: "1591 (Operation enabled, target reached)".
+std::string bracketed_reading_text(const ValueReading& reading);
+
 /// The bytes, lowest first, and what they say: "37 02 (567, Operation enabled)", "56 43 42".
 std::string value_text(const std::vector<std::uint8_t>& bytes, const ValueReading& reading);
 
