@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cctype>
 
 #include "command_bridge.hpp"
 #include "command_bus.hpp"
@@ -7,10 +6,12 @@
 #include "exit_status.hpp"
 #include "ground/little_endian.hpp"
 #include "ground/number_text.hpp"
+#include "ground/visible_text.hpp"
 #include "json_line.hpp"
 #include "number_argument.hpp"
 #include "report.hpp"
 #include "velmora_can_bridge/values/payload_words.hpp"
+#include "velmora_can_bridge/values/value_words.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -43,28 +44,58 @@ std::optional<SdoTransfer> read_object(const CommandLineHost& host, const SdoArg
                      {}};
 }
 
-std::optional<std::uint64_t> number_of(const Bytes& data) {
-  if (data.size() != 1 && data.size() != 2 && data.size() != 4 && data.size() != 8) {
-    return std::nullopt;
+/// What the value says: with a board file by what that tells of the object.
+ValueReading reading_of(const SdoTransfer& transfer, const std::optional<BoardFile>& board) {
+  const NodeConfig* node = nullptr;
+  if (board) {
+    const auto found =
+        std::find_if(board->nodes.begin(), board->nodes.end(),
+                     [&](const NodeConfig& each) { return each.node_id == transfer.node_id; });
+    node = found == board->nodes.end() ? nullptr : &*found;
   }
-  return little_endian_number(data);
+  return read_value(node, transfer.index, transfer.sub_index, transfer.data);
 }
 
-bool is_text(const Bytes& data) {
-  return data.size() > 4 && std::all_of(data.begin(), data.end(),
-                                        [](std::uint8_t byte) { return std::isprint(byte) != 0; });
+void print_line(const CommandLineHost& host, const std::string& name, const std::string& text) {
+  host.out << name << ": " << visible_text(text) << '\n';
 }
 
-void print_data(const CommandLineHost& host, const Bytes& data) {
+void print_number(const CommandLineHost& host, const ValueNumber& number) {
+  const bool is_decimal = std::holds_alternative<double>(number);
+  const bool is_signed = std::holds_alternative<std::int64_t>(number);
+  print_line(host, is_decimal ? "number" : is_signed ? "signed" : "unsigned", number_text(number));
+}
+
+/// What the number is where its first bit is a sign, which nobody tells.
+void print_guessed_sign(const CommandLineHost& host, const Bytes& data) {
+  constexpr unsigned bits_per_byte = 8;
+  const ValueNumber number =
+      number_of_bits(little_endian_number(data), static_cast<unsigned>(data.size() * bits_per_byte),
+                     ValueType::s64);
+  if (std::get<std::int64_t>(number) < 0) {
+    print_number(host, number);
+  }
+}
+
+void print_data(const CommandLineHost& host, const Bytes& data, const ValueReading& reading) {
   host.out << "data: " << bytes_text(data) << '\n';
-  if (is_text(data)) {
-    host.out << "text: " << std::string(data.begin(), data.end()) << '\n';
-  } else if (const auto number = number_of(data)) {
-    host.out << "unsigned: " << *number << '\n';
+  if (reading.is_text) {
+    print_line(host, "text", reading.words);
+    return;
+  }
+  if (reading.number) {
+    print_number(host, *reading.number);
+  }
+  if (reading.number && !reading.is_typed) {
+    print_guessed_sign(host, data);
+  }
+  if (!reading.words.empty()) {
+    print_line(host, "meaning", reading.words);
   }
 }
 
-void print_text(const CommandLineHost& host, const SdoTransfer& transfer, bool reads) {
+void print_text(const CommandLineHost& host, const SdoTransfer& transfer,
+                const ValueReading& reading, bool reads) {
   if (transfer.error) {
     print_failure(host,
                   (reads ? "SDO read of " : "SDO write of ") +
@@ -72,20 +103,23 @@ void print_text(const CommandLineHost& host, const SdoTransfer& transfer, bool r
                       hex<2>(transfer.node_id),
                   transfer.error->text);
   } else if (reads) {
-    print_data(host, transfer.data);
+    print_data(host, transfer.data, reading);
   } else {
     host.out << "ok: " << object_text(transfer.index, transfer.sub_index) << " on node "
              << hex<2>(transfer.node_id) << " written\n";
   }
 }
 
-void print_json(const CommandLineHost& host, const SdoTransfer& transfer, ExitStatus status) {
+void print_json(const CommandLineHost& host, const SdoTransfer& transfer,
+                const ValueReading& reading, ExitStatus status) {
   nlohmann::ordered_json line{
       {"node_id", transfer.node_id},      {"index", transfer.index},
       {"sub_index", transfer.sub_index},  {"ok", status == ExitStatus::success},
       {"code", exit_status_word(status)}, {"data", transfer.data}};
   if (transfer.error) {
     line["reason"] = transfer.error->text;
+  } else {
+    add_reading(line, reading);
   }
   print_json_line(host, line);
 }
@@ -112,10 +146,11 @@ ExitStatus execute(const CommandLineHost& host, const SdoArguments& arguments,
   CommandBridge bridge(host, bus->channel(), {}, sdo_times(arguments.bus));
   transfer.error = bridge.ask(exchange);
   const ExitStatus status = transfer.error ? exit_status_of(*transfer.error) : ExitStatus::success;
+  const ValueReading reading = reading_of(transfer, board);
   if (arguments.json) {
-    print_json(host, transfer, status);
+    print_json(host, transfer, reading, status);
   } else {
-    print_text(host, transfer, reads);
+    print_text(host, transfer, reading, reads);
   }
   bridge.await_late_answers();
   return bus->finish(status);

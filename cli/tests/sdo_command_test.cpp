@@ -21,10 +21,10 @@ TEST_F(Sdo, read_prints_bytes_and_what_they_may_mean) {
   };
   const std::vector<Case> cases{
       {{}, "data: no bytes\n"},
-      {{0xFF}, "data: FF\nunsigned: 255\n"},
-      {{0x01, 0x80}, "data: 01 80\nunsigned: 32769\n"},
+      {{0xFF}, "data: FF\nunsigned: 255\nsigned: -1\n"},
+      {{0x01, 0x80}, "data: 01 80\nunsigned: 32769\nsigned: -32767\n"},
       {{1, 2, 3}, "data: 01 02 03\n"},
-      {{0xFF, 0xFF, 0xFF, 0xFF}, "data: FF FF FF FF\nunsigned: 4294967295\n"},
+      {{0xFF, 0xFF, 0xFF, 0xFF}, "data: FF FF FF FF\nunsigned: 4294967295\nsigned: -1\n"},
       {{0, 0, 0, 0, 0, 0, 0, 1}, "data: 00 00 00 00 00 00 00 01\nunsigned: 72057594037927936\n"},
       {{'w', 'h', 'e', 'e', 'l'}, "data: 77 68 65 65 6C\ntext: wheel\n"},
       {{'w', 'h', 'e', 'e', '\n'}, "data: 77 68 65 65 0A\n"},
@@ -34,6 +34,80 @@ TEST_F(Sdo, read_prints_bytes_and_what_they_may_mean) {
     EXPECT_EQ(run({"sdo", "read", "0x22", "0x2000", "3", "--bus", "can0"}), ExitStatus::success);
     EXPECT_EQ(out, row.text);
   }
+}
+
+/// The wheel of the board file on the interface.
+class SdoOfWheel : public CommandLine {
+ protected:
+  SdoOfWheel() { plug_in(); }
+
+  ExitStatus read(const std::string& index, const std::string& sub_index,
+                  const std::vector<std::string>& options = {}) {
+    std::vector<std::string> arguments{"sdo", "read", "0x10", index, sub_index, "--bus", "can0"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    return run(arguments);
+  }
+
+  NodeOnBus node{can0, 0x10};
+};
+
+TEST_F(SdoOfWheel, read_says_what_the_board_file_knows) {
+  struct Case {
+    const char* name;
+    std::uint16_t index;
+    std::vector<std::uint8_t> bytes;
+    std::string text;
+  };
+  const std::vector<Case> cases{
+      {"sign", 0x60FF, {0xB3, 0xFF, 0xFF, 0xFF}, "data: B3 FF FF FF\nsigned: -77\n"},
+      {"no sign", 0x6083, {0xB3, 0xFF, 0xFF, 0xFF}, "data: B3 FF FF FF\nunsigned: 4294967219\n"},
+      {"state",
+       0x6041,
+       {0x37, 0x06},
+       "data: 37 06\nunsigned: 1591\nmeaning: Operation enabled, target reached\n"},
+      {"command", 0x6040, {0x06, 0}, "data: 06 00\nunsigned: 6\nmeaning: shutdown\n"},
+      {"mode", 0x6061, {3}, "data: 03\nsigned: 3\nmeaning: velocity\n"},
+      {"error", 0x603F, {0x11, 0x86}, "data: 11 86\nunsigned: 34321\nmeaning: following error\n"},
+      {"device type",
+       0x1000,
+       {0x92, 1, 2, 0},
+       "data: 92 01 02 00\nunsigned: 131474\nmeaning: CiA 402 drive, servo\n"},
+      {"short text", 0x1008, {'b', 'o', 'x'}, "data: 62 6F 78\ntext: box\n"},
+      {"text for a terminal", 0x1008, {0x1B, '['}, "data: 1B 5B\ntext: \\x1B[\n"},
+  };
+  for (const Case& row : cases) {
+    SCOPED_TRACE(row.name);
+    node.node.device().add_object(row.index, 0, object_of(row.bytes));
+    const std::string index = std::to_string(row.index);
+    EXPECT_EQ(read(index, "0", {"--board", board}), ExitStatus::success);
+    EXPECT_EQ(out, row.text);
+  }
+}
+
+TEST_F(SdoOfWheel, read_without_a_board_file_knows_what_all_nodes_have) {
+  node.node.device().add_object(0x1001, 0, object_of({0x11}));
+  read("0x1001", "0");
+  EXPECT_EQ(out, "data: 11\nunsigned: 17\nmeaning: generic, communication\n");
+}
+
+TEST_F(SdoOfWheel, board_file_of_other_nodes_adds_nothing) {
+  const std::string other = write_file("other.yaml", "nodes: [{node_id: 0x33}]");
+  node.node.device().add_object(0x6041, 0, object_of({0x37, 0x06}));
+  read("0x6041", "0", {"--board", other});
+  EXPECT_EQ(out, "data: 37 06\nunsigned: 1591\n");
+}
+
+TEST_F(SdoOfWheel, json_has_number_and_words) {
+  node.node.device().add_object(0x60FF, 0, object_of({0xB3, 0xFF, 0xFF, 0xFF}));
+  read("0x60FF", "0", {"--board", board, "--json"});
+  EXPECT_EQ(out, R"({"node_id":16,"index":24831,"sub_index":0,"ok":true,"code":"done",)"
+                 R"("data":[179,255,255,255],"value":-77})"
+                 "\n");
+  node.node.device().add_object(0x6041, 0, object_of({0x37, 0x06}));
+  read("0x6041", "0", {"--board", board, "--json"});
+  EXPECT_EQ(out, R"({"node_id":16,"index":24641,"sub_index":0,"ok":true,"code":"done",)"
+                 R"("data":[55,6],"value":1591,"words":"Operation enabled, target reached"})"
+                 "\n");
 }
 
 TEST_F(Sdo, write_changes_the_object) {
@@ -130,7 +204,7 @@ TEST_F(Sdo, prints_json) {
   node.node.device().add_object(0x2000, 3, object_of({1, 2}));
   run({"sdo", "read", "0x22", "0x2000", "3", "--bus", "can0", "--json"});
   EXPECT_EQ(out, R"({"node_id":34,"index":8192,"sub_index":3,"ok":true,"code":"done",)"
-                 R"("data":[1,2]})"
+                 R"("data":[1,2],"value":513})"
                  "\n");
   run({"sdo", "read", "0x23", "0x2000", "3", "--bus", "can0", "--json"});
   EXPECT_EQ(out, R"({"node_id":35,"index":8192,"sub_index":3,"ok":false,"code":"no_answer",)"
