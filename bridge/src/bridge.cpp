@@ -5,6 +5,7 @@
 #include <thread>
 #include <utility>
 
+#include "bridge_node.hpp"
 #include "explain_operation.hpp"
 #include "ground/longest_wait.hpp"
 #include "recording_backend.hpp"
@@ -23,14 +24,6 @@ constexpr milliseconds longest_nap{10};
 
 }  // namespace
 
-struct Bridge::Node {
-  Node(CanOpenBackend& backend, const NodeConfig& node_config)
-      : config(&node_config), controller(node_config.node_id, backend, node_config.board) {}
-
-  const NodeConfig* config;
-  CanOpenNodeController controller;
-};
-
 Bridge::Bridge(CanChannel& channel, BoardFile file, BridgeSettings settings)
     : file_(std::move(file)),
       settings_(std::move(settings)),
@@ -47,7 +40,7 @@ Bridge::Bridge(CanChannel& channel, BoardFile file, BridgeSettings settings)
   for (const NodeConfig& config : file_.nodes) {
     bus_.set_cob_ids(config.node_id, config.board);
     nodes_.push_back(std::make_unique<Node>(*backend_, config));
-    guard_.add(config.node_id, nodes_.back()->controller);
+    guard_.add(config.node_id, [node = nodes_.back().get()] { node->forget(); });
     for (const auto& device : config.board.device_od_map) {
       nodes_by_device_.emplace(device.first, nodes_.back().get());
     }
@@ -57,7 +50,7 @@ Bridge::Bridge(CanChannel& channel, BoardFile file, BridgeSettings settings)
 Bridge::~Bridge() = default;
 
 OperationReport Bridge::run(const std::string& device, const std::string& operation,
-                            const std::vector<std::uint8_t>& payload, Detail detail) {
+                            const std::vector<std::uint8_t>& payload, RunOptions options) {
   OperationReport report{device, operation, {}, {}, {}, {}};
   const Expected<Addressed> addressed = find(device, operation);
   if (!addressed) {
@@ -65,16 +58,16 @@ OperationReport Bridge::run(const std::string& device, const std::string& operat
     return report;
   }
   take_in();
-  CallRecord record(*this, detail);
-  report.result = addressed->node->controller.execute_configured_operation(*addressed->operation,
-                                                                           device, payload);
-  record.fill(report,
-              {*addressed->node->config, device, operation, *addressed->operation, payload});
+  Node& node = *addressed->node;
+  const CalledOperation call{*node.config, device, operation, *addressed->operation, payload};
+  CallRecord record(*this, options, node, call);
+  report.result = node.controller.execute_configured_operation(call.config, device, payload);
+  record.fill(report, call);
   return report;
 }
 
 Explanation Bridge::explain(const std::string& device, const std::string& operation,
-                            const std::vector<std::uint8_t>& payload) {
+                            const std::vector<std::uint8_t>& payload, bool force) {
   const Expected<Addressed> addressed = find(device, operation);
   if (!addressed) {
     Explanation explanation;
@@ -86,7 +79,7 @@ Explanation Bridge::explain(const std::string& device, const std::string& operat
   take_in();
   const NodeConfig& node = *addressed->node->config;
   return explain_operation({node, device, operation, *addressed->operation, payload},
-                           addressed->node->controller,
+                           addressed->node->controller, addressed->node->known, force,
                            [&](std::uint16_t index, std::uint8_t sub_index) {
                              return read_object(node.node_id, index, sub_index);
                            });

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <utility>
 
 #include "ground/drive_objects.hpp"
@@ -87,12 +89,35 @@ void explain_frame(const CalledOperation& call, CanOpenNodeController& before,
   }
 }
 
+/// Copies of a controller and of what is known of its images, as both were at one time.
+class Trial {
+ public:
+  Trial(CanOpenNodeController& controller, const KnownFields& known, CanOpenBackend& bus) {
+    std::uint64_t changes = 0;
+    do {
+      changes = known.changes();
+      known_.emplace(known);
+      controller_.emplace(controller, bus);
+    } while (known.changes() != changes);
+  }
+
+  CanOpenNodeController& controller() { return *controller_; }
+  KnownFields& known() { return *known_; }
+
+ private:
+  std::optional<KnownFields> known_;
+  std::optional<CanOpenNodeController> controller_;
+};
+
 }  // namespace
 
 Explanation explain_operation(const CalledOperation& call, CanOpenNodeController& controller,
-                              HeldBackBus::Read read) {
+                              const KnownFields& known, bool force, HeldBackBus::Read read) {
   HeldBackBus bus(call.node, std::move(read));
-  CanOpenNodeController trial(controller, bus);
+  Trial of_both(controller, known, bus);
+  CanOpenNodeController& trial = of_both.controller();
+  ImageWatch images(call, of_both.known(), trial.motor_mode(call.device), force);
+  bus.watch(images);
   CanOpenNodeController before(trial, bus);
 
   Explanation explanation;

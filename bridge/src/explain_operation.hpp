@@ -7,14 +7,16 @@
 
 #include "called_operation.hpp"
 #include "held_back_bus.hpp"
+#include "known_fields.hpp"
 #include "velmora_can_bridge/bridge/explanation.hpp"
 #include "velmora_can_bridge/can_open_node_controller.hpp"
 #include "velmora_can_bridge/config/board_file.hpp"
 
 namespace velmora_can_bridge {
 
-/// Runs the call on a copy of `controller`, reads by `read`, and holds everything else back.
+/// Runs the call on a copy of `controller`, of whose images `known` tells what is known, reads by
+/// `read`, and holds everything else back. With `force` it sends what carries unknown fields.
 Explanation explain_operation(const CalledOperation& call, CanOpenNodeController& controller,
-                              HeldBackBus::Read read);
+                              const KnownFields& known, bool force, HeldBackBus::Read read);
 
 }  // namespace velmora_can_bridge

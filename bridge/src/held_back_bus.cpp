@@ -60,11 +60,11 @@ bool HeldBackBus::sdo_read(std::uint8_t node_id, std::uint16_t index, std::uint8
     if (!stop_ && read.error().kind == BusErrorKind::stopped) {
       stop_ = read.error();
     }
-    transfers_.push_back(std::move(transfer));
+    keep(std::move(transfer));
     return false;
   }
   transfer.data = *read;
-  transfers_.push_back(std::move(transfer));
+  keep(std::move(transfer));
   data.insert(data.end(), read->begin(), read->end());
   return true;
 }
@@ -72,22 +72,35 @@ bool HeldBackBus::sdo_read(std::uint8_t node_id, std::uint16_t index, std::uint8
 bool HeldBackBus::sdo_write(std::uint8_t node_id, std::uint16_t index, std::uint8_t sub_index,
                             const Bytes& data) {
   return add(sdo_transfer(TransferKind::sdo_write, node_id, index, sub_index, data),
-             !stop_ && backend_.sdo_write(node_id, index, sub_index, data));
+             [&] { return backend_.sdo_write(node_id, index, sub_index, data); });
 }
 
 bool HeldBackBus::send_rpdo(std::uint8_t node_id, std::uint8_t rpdo,
                             const std::array<std::uint8_t, 8>& data, std::uint8_t length) {
   return add(rpdo_transfer(node_id, rpdo, data, length),
-             !stop_ && backend_.send_rpdo(node_id, rpdo, data, length));
+             [&] { return backend_.send_rpdo(node_id, rpdo, data, length); });
 }
 
-/// Answers `is_done`.
-bool HeldBackBus::add(Transfer transfer, bool is_done) {
-  if (!is_done) {
-    transfer.error = stop_ ? stop_ : backend_.last_error(transfer.node_id);
+/// Answers whether it is sent.
+template <typename Send>
+bool HeldBackBus::add(Transfer transfer, const Send& send) {
+  transfer.error = stop_;
+  if (!transfer.error && images_ != nullptr) {
+    transfer.error = images_->refusal(transfer);
+  }
+  if (!transfer.error && !send()) {
+    transfer.error = backend_.last_error(transfer.node_id);
+  }
+  const bool is_done = !transfer.error;
+  keep(std::move(transfer));
+  return is_done;
+}
+
+void HeldBackBus::keep(Transfer transfer) {
+  if (images_ != nullptr) {
+    images_->note(transfer);
   }
   transfers_.push_back(std::move(transfer));
-  return is_done;
 }
 
 bool ReplayedBus::sdo_read(std::uint8_t /*node_id*/, std::uint16_t index, std::uint8_t sub_index,

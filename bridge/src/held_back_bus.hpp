@@ -7,6 +7,7 @@
 #include <optional>
 #include <vector>
 
+#include "known_fields.hpp"
 #include "velmora_can_bridge/bridge/transfer.hpp"
 #include "velmora_can_bridge/bus/can_bus_backend.hpp"
 #include "velmora_can_bridge/bus/in_process_bus.hpp"
@@ -27,6 +28,10 @@ class HeldBackBus : public CanOpenBackend {
 
   HeldBackBus(const NodeConfig& node, Read read);
 
+  /// From now on transfers are refused as `images` says, which outlives their call and follows
+  /// them.
+  void watch(ImageWatch& images) { images_ = &images; }
+
   bool sdo_read(std::uint8_t node_id, std::uint16_t index, std::uint8_t sub_index,
                 std::vector<std::uint8_t>& data) override;
   bool sdo_write(std::uint8_t node_id, std::uint16_t index, std::uint8_t sub_index,
@@ -44,11 +49,14 @@ class HeldBackBus : public CanOpenBackend {
   const std::optional<BusError>& stop() const { return stop_; }
 
  private:
-  bool add(Transfer transfer, bool is_done);
+  template <typename Send>
+  bool add(Transfer transfer, const Send& send);
+  void keep(Transfer transfer);
   void take(const CanFrame& frame, std::vector<CanFrame>& answers);
 
   const std::uint8_t node_id_;
   const Read read_;
+  ImageWatch* images_ = nullptr;
   std::vector<Transfer> transfers_;
   std::vector<CanFrame> frames_;
   std::optional<BusError> stop_;

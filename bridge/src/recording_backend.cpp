@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "bridge_node.hpp"
 #include "own_refusal.hpp"
 #include "transfers.hpp"
 
@@ -24,7 +25,29 @@ Bridge::CallRecord*& Bridge::CallRecord::innermost() {
 Bridge::CallRecord::CallRecord(const Bridge& bridge, Detail detail)
     : bridge_(&bridge), detail_(detail), outer_(std::exchange(innermost(), this)) {}
 
-Bridge::CallRecord::~CallRecord() { innermost() = outer_; }
+Bridge::CallRecord::CallRecord(const Bridge& bridge, const RunOptions& options, Node& node,
+                               const CalledOperation& call)
+    : bridge_(&bridge),
+      detail_(options.detail),
+      outer_(std::exchange(innermost(), this)),
+      node_(&node) {
+  images_.emplace(call, node.known, node.controller.motor_mode(call.device), options.force);
+}
+
+Bridge::CallRecord::~CallRecord() {
+  innermost() = outer_;
+  if (images_ && !is_over_) {
+    node_->forget();  // an exception has ended it: nobody knows how far the images had come
+  }
+}
+
+std::optional<BusError> Bridge::CallRecord::refusal(const Transfer& transfer) {
+  std::optional<BusError> error = images_ ? images_->refusal(transfer) : std::nullopt;
+  if (error) {
+    node_->forget();
+  }
+  return error;
+}
 
 Bridge::CallRecord* Bridge::CallRecord::current(const Bridge& bridge) {
   CallRecord* record = innermost();
@@ -39,6 +62,9 @@ BusError Bridge::CallRecord::take_reason() {
 }
 
 void Bridge::CallRecord::add(const Transfer& transfer) {
+  if (images_) {
+    images_->note(transfer);
+  }
   if (!is_stopped(error_)) {
     error_ = transfer.error;
   }
@@ -51,6 +77,8 @@ void Bridge::CallRecord::add(const Transfer& transfer) {
 }
 
 void Bridge::CallRecord::fill(OperationReport& report, const CalledOperation& call) {
+  images_->finish();
+  is_over_ = true;
   report.transfers = std::move(transfers_);
   report.tolerated = std::move(failures_);
   if (report.result.ok || !error_ || is_own_refusal(call, report.result)) {
@@ -97,6 +125,12 @@ bool Bridge::RecordingBackend::make(Transfer& transfer, const Call& call) {
     bridge_->settings_.before_transfer(transfer);
   }
   transfer.error = bridge_->stopped_error(transfer);
+  if (!transfer.error) {
+    transfer.error = record->refusal(transfer);
+    if (transfer.error) {
+      bridge_->queue(*transfer.error);
+    }
+  }
   if (!transfer.error && !call()) {
     transfer.error = record->take_reason();
     bridge_->blame_stop(*transfer.error);

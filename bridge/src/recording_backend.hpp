@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "called_operation.hpp"
+#include "known_fields.hpp"
 #include "velmora_can_bridge/bridge/bridge.hpp"
 #include "velmora_can_bridge/can_open_backend.hpp"
 
@@ -17,6 +18,9 @@ namespace velmora_can_bridge {
 class Bridge::CallRecord {
  public:
   CallRecord(const Bridge& bridge, Detail detail);
+  /// Of an operation on the images of `node`.
+  CallRecord(const Bridge& bridge, const RunOptions& options, Node& node,
+             const CalledOperation& call);
   ~CallRecord();
   CallRecord(const CallRecord&) = delete;
   CallRecord(CallRecord&&) = delete;
@@ -25,6 +29,10 @@ class Bridge::CallRecord {
 
   /// That of the bridge's call under way on this thread, or null.
   static CallRecord* current(const Bridge& bridge);
+
+  /// Why a transfer that is about to begin must not, because of what it would carry; no value when
+  /// it may. The node's images are forgotten then.
+  std::optional<BusError> refusal(const Transfer& transfer);
 
   /// What the bus says of the transfer under way.
   void note(const BusError& error) { reported_ = error; }
@@ -35,7 +43,8 @@ class Bridge::CallRecord {
   /// A transfer that has ended.
   void add(const Transfer& transfer);
 
-  /// Moves into the report of the call what there is to tell of its transfers.
+  /// The operation has come to its end: moves into its report what there is to tell of its
+  /// transfers.
   void fill(OperationReport& report, const CalledOperation& call);
 
   /// Why the last transfer failed; no value when it did not.
@@ -47,6 +56,9 @@ class Bridge::CallRecord {
   const Bridge* const bridge_;
   const Detail detail_;
   CallRecord* const outer_;
+  Node* const node_ = nullptr;
+  std::optional<ImageWatch> images_;
+  bool is_over_ = false;
   std::optional<BusError> reported_;
   std::optional<BusError> error_;
   std::vector<BusError> failures_;

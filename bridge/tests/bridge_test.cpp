@@ -142,6 +142,7 @@ TEST_F(BridgeTest, reason_is_not_that_of_another_thread) {
 }
 
 TEST_F(BridgeTest, tolerated_reads_of_a_refresh_are_told) {
+  run("set_level", {1});
   lamp.node.device().add_object(0x2000, 2, {ObjectAccess::write_only, {0}, false, 0});
   run("refresh_level", {1});
   EXPECT_TRUE(report.result.ok);

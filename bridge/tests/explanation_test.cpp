@@ -227,7 +227,7 @@ TEST(ExplanationImage, image_before_a_refresh_that_is_the_first_load_may_lack_ob
   lamp.node.device().set_object_value(0x2000, 1, {7});
   lamp.node.device().add_object(0x2000, 2, {ObjectAccess::write_only, {0}, false, 0});
   Bridge bridge(can0, lamp_file());
-  const Explanation explanation = bridge.explain("lamp", "refresh_level", {8});
+  const Explanation explanation = bridge.explain("lamp", "refresh_level", {8}, true);
   ASSERT_EQ(explanation.transfers.size(), 3U);
   EXPECT_EQ(explanation.transfers[2].image_before, (Bytes{7, 0}));
   EXPECT_EQ(explanation.transfers[2].fields.size(), 2U);

@@ -39,8 +39,12 @@ std::optional<NmtState> asked_state(NmtCommand command) {
 }  // namespace
 
 void RestartGuard::add(std::uint8_t node_id, CanOpenNodeController& controller) {
+  add(node_id, [&controller] { controller.forget_rpdo_shadows(); });
+}
+
+void RestartGuard::add(std::uint8_t node_id, std::function<void()> forget) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  guarded_.push_back({node_id, &controller});
+  guarded_.push_back({node_id, std::move(forget)});
 }
 
 void RestartGuard::note(const NodeEvent& event) {
@@ -124,7 +128,7 @@ void RestartGuard::forget(std::uint8_t node_id) {
   const std::lock_guard<std::mutex> lock(mutex_);
   for (const Guarded& guarded : guarded_) {
     if (concerns(node_id, guarded.node_id)) {
-      guarded.controller->forget_rpdo_shadows();
+      guarded.forget();
     }
   }
 }

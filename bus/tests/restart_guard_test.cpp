@@ -93,6 +93,15 @@ NodeEvent frames_lost() {
   return event;
 }
 
+TEST_F(RestartGuardTest, who_keeps_more_than_images_is_told_to_forget) {
+  int forgotten = 0;
+  guard.add(six, [&] { ++forgotten; });
+  guard.note(booted(five));
+  EXPECT_EQ(forgotten, 0);
+  guard.note(booted(six));
+  EXPECT_EQ(forgotten, 1);
+}
+
 using Story = std::function<void(RestartGuard&)>;
 
 struct Row {

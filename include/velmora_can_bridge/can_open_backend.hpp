@@ -12,8 +12,10 @@ namespace velmora_can_bridge {
 /// Operations block until the transfer has ended. False means that the operation that asked has
 /// failed; it is never tried again by the controller, so any retry belongs in the implementation.
 /// All of it must be safe to call from every thread that runs operations, from several at once.
-/// None may call back into the controller, whose lock may be held. An exception passes through the
-/// controller to the caller of the operation.
+/// None may call back into the controller, whose lock may be held, but for `forget_rpdo_shadows`,
+/// which waits for nobody: a bus that refuses to send calls it before it answers, where what the
+/// image holds is not to be sent by others either. An exception passes through the controller to
+/// the caller of the operation.
 class CanOpenBackend {
  public:
   virtual ~CanOpenBackend() = default;

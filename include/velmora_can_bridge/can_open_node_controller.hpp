@@ -102,7 +102,8 @@ class CanOpenNodeController {
   /// values, and an image from before would bring the old ones back with the next partial write.
   ///
   /// Returns at once, whoever works on the images; an operation that is under way ends as it would.
-  /// Takes no lock, so any observer and any handler may call it.
+  /// Takes no lock, so any observer and any handler may call it, and a backend in the midst of a
+  /// transfer: until the operation of that transfer has ended nobody else sends an image.
   void forget_rpdo_shadows() noexcept;
 
  private:

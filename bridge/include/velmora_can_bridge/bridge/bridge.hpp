@@ -71,17 +71,30 @@ class Bridge {
   /// count: images that they put in doubt are forgotten first. That waits for no observer. What
   /// arrives while the operation waits its turn for the images counts where somebody polls, else
   /// for the next call.
+  ///
+  /// Where no device has the name, it may be the id of a node of the file ("0x10" or "16"): its
+  /// operations run then, and those that need a device answer "Device not found: NAME".
+  ///
+  /// No frame goes out with bytes that nobody knows. A field of an image is known when a load has
+  /// read it, when a frame with it was sent, when a drive or claw operation has repeated there what
+  /// it has written, or when this operation writes all of it; a change of bits writes nothing
+  /// whole. An RPDO that would carry another field is not sent, nor is the write of a
+  /// "pdo_bit_patch" by SDO: it fails, `OperationReport::error` says which field and why ("the
+  /// node's value of NAME is not known (REASON)"), with the kind of the failed read, and the images
+  /// are forgotten, so that the next operation loads them. With `RunOptions::force` it is sent all
+  /// the same, and what it carried is known from then on.
   OperationReport run(const std::string& device, const std::string& operation,
-                      const std::vector<std::uint8_t>& payload, Detail detail = Detail::result);
+                      const std::vector<std::uint8_t>& payload, RunOptions options = {});
 
   /// What `run` would do with these arguments now, and what it would answer if every transfer
-  /// succeeded.
+  /// succeeded. What `run` would not send because of a field that nobody knows has its error here,
+  /// too, unless `force` is set.
   ///
   /// Reads from the nodes what the operation itself would read. Sends and writes nothing else, and
   /// leaves the images and modes of operation as they are. Blocks as long as the reads take, and
   /// waits its turn for the images as an operation does, behind those that came before.
   Explanation explain(const std::string& device, const std::string& operation,
-                      const std::vector<std::uint8_t>& payload);
+                      const std::vector<std::uint8_t>& payload, bool force = false);
 
   /// The mode of operation that was last set for the device through this bridge, as
   /// `CanOpenNodeController::motor_mode`; 0 for a device that the file does not hold. Sends

@@ -1,6 +1,7 @@
 /// How an operation went.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,7 +22,8 @@ struct OperationReport {
   /// was stopped it is that one: those behind it were not begun.
   std::optional<BusError> error;
   /// Transfers of this call that failed although it went on, in order: objects that a refresh of an
-  /// image could not read, whose bytes stayed as they were.
+  /// image could not read, whose bytes stayed as they were. Where that held the operation back,
+  /// too.
   std::vector<BusError> tolerated;
   /// Every transfer in order, failed ones included, where `Detail::transfers` was asked for.
   std::vector<Transfer> transfers;
@@ -29,5 +31,17 @@ struct OperationReport {
 
 /// How much a report tells.
 enum class Detail : std::uint8_t { result, transfers };
+
+/// How an operation is run.
+struct RunOptions {
+  // Implicit: who wants nothing but the detail says it as before.
+  RunOptions(Detail chosen_detail = Detail::result,
+             bool chosen_force = false)  // NOLINT(google-explicit-constructor)
+      : detail(chosen_detail), force(chosen_force) {}
+
+  Detail detail;
+  /// Send also what carries fields that nobody knows, see `Bridge::run`.
+  bool force;
+};
 
 }  // namespace velmora_can_bridge

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <vector>
@@ -43,6 +44,10 @@ class RestartGuard {
   /// the last call of any other member. A node may have several.
   void add(std::uint8_t node_id, CanOpenNodeController& controller);
 
+  /// As `add` with a controller, for who keeps more than its images: `forget` is called where they
+  /// are to be forgotten. It throws nothing and takes no lock.
+  void add(std::uint8_t node_id, std::function<void()> forget);
+
   /// What a `NodeWatch` has told, events of the bus included.
   void note(const NodeEvent& event);
 
@@ -60,7 +65,7 @@ class RestartGuard {
  private:
   struct Guarded {
     std::uint8_t node_id;
-    CanOpenNodeController* controller;
+    std::function<void()> forget;
   };
   struct Node {
     // What the last command to it asked for, until it has shown it, or has restarted.
@@ -71,7 +76,7 @@ class RestartGuard {
   bool may_have_restarted(const NodeEvent& event);
   void forget(std::uint8_t node_id);
 
-  // Guards all below. A leaf: of controllers only what takes no lock is called with it held.
+  // Guards all below. A leaf: what forgets takes no lock.
   std::mutex mutex_;
   std::vector<Guarded> guarded_;
   std::array<Node, highest_node_id + 1> nodes_;
