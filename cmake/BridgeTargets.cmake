@@ -91,6 +91,16 @@ function(bridge_add_test target)
   endif()
 endfunction()
 
+# Lets the tests of a target find the board file of the examples and the documents.
+function(bridge_add_repository_paths target)
+  file(
+    CONFIGURE
+    OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/repository_paths.hpp
+    CONTENT "inline constexpr char example_board_path[] =\n    \"${PROJECT_SOURCE_DIR}/examples/robot_board.yaml\";\ninline constexpr char docs_path[] =\n    \"${PROJECT_SOURCE_DIR}/docs\";\n"
+    @ONLY)
+  target_include_directories(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR})
+endfunction()
+
 # Compiles every public header of the library alone.
 function(bridge_add_header_check library)
   get_target_property(include_dir ${library} bridge_include_dir)
