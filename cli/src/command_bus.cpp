@@ -63,6 +63,12 @@ CanChannel& CommandBus::channel() {
   return *interface_;
 }
 
+void CommandBus::tick(std::chrono::milliseconds elapsed) {
+  if (simulation_) {
+    simulation_->tick(elapsed);
+  }
+}
+
 ExitStatus CommandBus::finish(ExitStatus status) {
   if (!log_ || log_->is_complete()) {
     return status;

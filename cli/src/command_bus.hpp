@@ -43,6 +43,9 @@ class CommandBus {
 
   CanChannel& channel();
 
+  /// Lets time pass on the simulated nodes, if there are any.
+  void tick(std::chrono::milliseconds elapsed);
+
   /// Called at the end with the status of the command. Gives it back; that of a failure when the
   /// log could not be written, which is a diagnostic.
   ExitStatus finish(ExitStatus status);

@@ -75,6 +75,8 @@ void add_run(CLI::App& app, RunArguments& run) {
   add_bus(command, run.bus);
   add_timeout(command, run.bus);
   command.add_flag("--transfers", run.transfers);
+  command.add_flag("--force", run.force);
+  add_number(*command.add_flag("--wait{10}", run.wait), 1, 86400);
   add_json(command, run.json);
 }
 
@@ -83,6 +85,7 @@ void add_explain(CLI::App& app, ExplainArguments& explain) {
   add_operation(command, explain.operation);
   add_bus(command, explain.bus);
   add_timeout(command, explain.bus);
+  command.add_flag("--force", explain.force);
   CLI::Option& candump = *command.add_flag("--candump", explain.candump);
   add_json(command, explain.json).excludes(&candump);
 }

@@ -25,6 +25,10 @@ struct RunArguments {
   BusArguments bus;
   /// Print every transfer.
   bool transfers = false;
+  /// Send also what carries fields that nobody knows.
+  bool force = false;
+  /// How many seconds a drive has to do what it was told; 0: nobody waits for it.
+  std::uint32_t wait = 0;
   bool json = false;
 };
 
@@ -64,6 +68,8 @@ ExitStatus run_command(const CommandLineHost& host, const RunArguments& argument
 struct ExplainArguments {
   OperationArguments operation;
   BusArguments bus;
+  /// As of `RunArguments`.
+  bool force = false;
   bool json = false;
   /// Print the frames alone.
   bool candump = false;

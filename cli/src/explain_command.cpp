@@ -52,7 +52,7 @@ ExitStatus explain_command(const CommandLineHost& host, const ExplainArguments& 
   }
   CommandBridge bridge(host, bus->channel(), std::move(call->file), sdo_times(arguments.bus));
   const Explanation explanation = bridge.ask([&](Bridge& board) {
-    return board.explain(operation.device, operation.operation, call->payload);
+    return board.explain(operation.device, operation.operation, call->payload, arguments.force);
   });
   ExitStatus status = exit_status_of(explanation);
   if (status == ExitStatus::success) {

@@ -15,6 +15,8 @@ constexpr ArgumentHelp payload{"PAYLOAD", "",
                                false, true};
 constexpr ArgumentHelp raw{"--raw", "",
                            "the payload is bytes (0F00) and typed numbers (u16:500), unchecked"};
+constexpr ArgumentHelp force{"--force", "",
+                             "send RPDOs also with fields of the node that nobody knows"};
 constexpr ArgumentHelp node{"NODE", "", "a node id, 1 to 127; hexadecimal after 0x", true};
 constexpr ArgumentHelp object_index{"INDEX", "", "the object's index", true};
 constexpr ArgumentHelp object_sub_index{"SUB", "", "the object's sub-index", true};
@@ -47,6 +49,10 @@ CommandHelp run() {
        timeout,
        trace,
        {"--transfers", "", "print every transfer to the standard error"},
+       force,
+       {"--wait", "SECONDS",
+        "wait until a drive has done what it was told, at most so long (10 seconds for --wait "
+        "alone)"},
        json},
       {{"Colour the LED of the simulated board blue, and show what passes on its bus",
         "run robot.yaml led set_led_color 0 0 255 --transfers"},
@@ -66,6 +72,7 @@ CommandHelp explain() {
            bus,
            timeout,
            trace,
+           force,
            {"--candump", "", "print the frames alone, as candump -L does, for canplayer"},
            json},
           {{"What driving one wheel sends", "explain robot.yaml left_wheel drive_patch 150"},

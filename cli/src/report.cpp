@@ -2,6 +2,7 @@
 
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "exit_status.hpp"
 #include "ground/number_text.hpp"
@@ -27,26 +28,48 @@ std::string reason_of(const OperationReport& report) {
   return report.error ? report.error->text : "";
 }
 
+/// A message tells what was sent; this, how much more is known.
+std::string drive_remark(const ShownDrive& drive) {
+  if (drive.state.empty()) {
+    return " (sent; the drive's state was not read)";
+  }
+  return (drive.is_awaited ? " (the drive has followed: " : " (sent; the drive shows ") +
+         drive.state + ")";
+}
+
+nlohmann::ordered_json tolerated_json(const std::vector<BusError>& tolerated) {
+  auto list = nlohmann::ordered_json::array();
+  for (const BusError& error : tolerated) {
+    list.push_back(
+        {{"index", error.index}, {"sub_index", error.sub_index}, {"reason", error.text}});
+  }
+  return list;
+}
+
 }  // namespace
 
-std::string result_text(const OperationReport& report, bool colour) {
+std::string result_text(const OperationReport& report, bool colour,
+                        const std::optional<ShownDrive>& drive) {
   const OperationResult& result = report.result;
   if (!result.ok) {
     return failure_text(result.message, reason_of(report), colour);
   }
-  return coloured(colour, green, "ok: ") + visible_text(result.message) + '\n' +
+  return coloured(colour, green, "ok: ") + visible_text(result.message) +
+         (drive ? drive_remark(*drive) : "") + '\n' +
          (result.data.empty() ? "" : "data: " + bytes_text(result.data) + '\n');
 }
 
-void print_result(const CommandLineHost& host, const OperationReport& report) {
+void print_result(const CommandLineHost& host, const OperationReport& report,
+                  const std::optional<ShownDrive>& drive) {
   if (report.result.ok) {
-    host.out << result_text(report, host.colour);
+    host.out << result_text(report, host.colour, drive);
   } else {
     host.err << result_text(report, host.err_colour);
   }
 }
 
-void print_result_json(const CommandLineHost& host, const OperationReport& report) {
+void print_result_json(const CommandLineHost& host, const OperationReport& report,
+                       const std::optional<ShownDrive>& drive) {
   nlohmann::ordered_json line{
       {"operation", report.operation}, {"device", report.device},
       {"ok", report.result.ok},        {"code", exit_status_word(exit_status_of(report))},
@@ -54,7 +77,19 @@ void print_result_json(const CommandLineHost& host, const OperationReport& repor
   if (report.error) {
     line["reason"] = report.error->text;
   }
+  if (!report.tolerated.empty()) {
+    line["tolerated"] = tolerated_json(report.tolerated);
+  }
+  if (drive && !drive->state.empty()) {
+    line["drive_state"] = drive->state;
+  }
   print_json_line(host, line);
+}
+
+void print_tolerated(const CommandLineHost& host, const OperationReport& report) {
+  for (const BusError& error : report.tolerated) {
+    print_diagnostic(host, "failed on the way: " + bus_error_text(error));
+  }
 }
 
 void print_explanation_json(const CommandLineHost& host, const Explanation& explanation,

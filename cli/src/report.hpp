@@ -12,14 +12,29 @@
 
 namespace velmora_can_bridge {
 
-/// The result for people, in lines: "ok: MESSAGE" and its data, or as `failure_text`.
-std::string result_text(const OperationReport& report, bool colour);
+/// What a drive has shown after an operation.
+struct ShownDrive {
+  /// "Operation enabled"; empty where its statusword was not read.
+  std::string state;
+  /// Somebody has waited for it, and it was there in time.
+  bool is_awaited = false;
+};
+
+/// The result for people, in lines: "ok: MESSAGE" and its data, or as `failure_text`. `drive` is
+/// that of a command to a drive, else it has no value.
+std::string result_text(const OperationReport& report, bool colour,
+                        const std::optional<ShownDrive>& drive = std::nullopt);
 
 /// Prints the result for people, a failure as `print_failure` does.
-void print_result(const CommandLineHost& host, const OperationReport& report);
+void print_result(const CommandLineHost& host, const OperationReport& report,
+                  const std::optional<ShownDrive>& drive = std::nullopt);
 
 /// Prints the result as one JSON object on a line.
-void print_result_json(const CommandLineHost& host, const OperationReport& report);
+void print_result_json(const CommandLineHost& host, const OperationReport& report,
+                       const std::optional<ShownDrive>& drive = std::nullopt);
+
+/// Prints as diagnostics which transfers failed while the operation went on, each on a line.
+void print_tolerated(const CommandLineHost& host, const OperationReport& report);
 
 /// Prints what an operation would do as one JSON object on a line.
 void print_explanation_json(const CommandLineHost& host, const Explanation& explanation,

@@ -97,8 +97,7 @@ const std::string not_listening =
 
 TEST_F(Interruption, of_a_refresh_at_a_silent_node_lets_one_transfer_end_and_sends_no_rpdo) {
   interrupt_after(milliseconds(100));
-  EXPECT_EQ(run({"run", "--bus", "can0", path, "lamp", "set_level", "1"}),
-            ExitStatus::interrupted);
+  EXPECT_EQ(run({"run", "--bus", "can0", path, "lamp", "set_level", "1"}), ExitStatus::interrupted);
   EXPECT_EQ(err, waits_for_level +
                      "failed: RPDO send failed (interrupted; no answer within 500 ms)\n" +
                      not_listening);
@@ -108,10 +107,13 @@ TEST_F(Interruption, of_a_refresh_at_a_silent_node_lets_one_transfer_end_and_sen
 
 TEST_F(Interruption, of_a_quarantine_ends_at_once) {
   interrupt_after(milliseconds(700));
-  EXPECT_EQ(run({"run", "--bus", "can0", path, "lamp", "set_level", "1"}),
-            ExitStatus::interrupted);
-  EXPECT_EQ(err, "velmora-can-bridge: interrupted\nfailed: RPDO send failed (interrupted)\n" +
-                     not_listening);
+  EXPECT_EQ(run({"run", "--bus", "can0", path, "lamp", "set_level", "1"}), ExitStatus::interrupted);
+  EXPECT_EQ(err,
+            "velmora-can-bridge: interrupted\n"
+            "velmora-can-bridge: failed on the way: node 0x10, object 0x2000/1: no answer within "
+            "500 ms\n"
+            "failed: RPDO send failed (interrupted)\n" +
+                not_listening);
   EXPECT_THAT(frames(), ElementsAre("610#4000200100000000", "610#8000200100000405"));
   EXPECT_LE(elapsed(), milliseconds(720));
 }
@@ -230,8 +232,7 @@ TEST_F(Interruption, between_the_transfers_of_an_operation_begins_no_other) {
   NodeOnBus lamp(can0, 0x10, pdos);
   frames();
   interrupt_at_frame(2);
-  EXPECT_EQ(run({"run", "--bus", "can0", path, "lamp", "set_level", "1"}),
-            ExitStatus::interrupted);
+  EXPECT_EQ(run({"run", "--bus", "can0", path, "lamp", "set_level", "1"}), ExitStatus::interrupted);
   EXPECT_EQ(out, "");
   EXPECT_EQ(err, "failed: RPDO send failed (interrupted)\n");
   EXPECT_THAT(frames(), ElementsAre("610#4000200100000000", "590#4F00200100000000"));

@@ -35,8 +35,7 @@ enum class Detail : std::uint8_t { result, transfers };
 /// How an operation is run.
 struct RunOptions {
   // Implicit: who wants nothing but the detail says it as before.
-  RunOptions(Detail chosen_detail = Detail::result,
-             bool chosen_force = false)  // NOLINT(google-explicit-constructor)
+  RunOptions(Detail chosen_detail = Detail::result, bool chosen_force = false)
       : detail(chosen_detail), force(chosen_force) {}
 
   Detail detail;
