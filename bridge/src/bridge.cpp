@@ -1,7 +1,9 @@
 #include "velmora_can_bridge/bridge/bridge.hpp"
 
 #include <algorithm>
+#include <charconv>
 #include <string_view>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -21,6 +23,20 @@ using std::chrono::nanoseconds;
 
 // How long a frame, or an event of another thread, waits for one that polls.
 constexpr milliseconds longest_nap{10};
+
+/// Whether the text is the node's id, "16" or "0x10". Like numbers elsewhere it does not begin with
+/// 0: some read that as octal.
+bool is_node_id_text(std::string_view text, std::uint8_t node_id) {
+  const bool is_hex = text.substr(0, 2) == "0x" || text.substr(0, 2) == "0X";
+  const std::string_view digits = is_hex ? text.substr(2) : text;
+  if (!is_hex && digits.substr(0, 1) == "0") {
+    return false;
+  }
+  unsigned number = 0;
+  const char* const end = digits.data() + digits.size();
+  const auto [stop, error] = std::from_chars(digits.data(), end, number, is_hex ? 16 : 10);
+  return error == std::errc() && stop == end && number == node_id;
+}
 
 }  // namespace
 
@@ -93,16 +109,28 @@ std::uint8_t Bridge::motor_mode(const std::string& device) const {
 
 Expected<Bridge::Addressed> Bridge::find(const std::string& device,
                                          const std::string& operation) const {
-  const auto node = nodes_by_device_.find(device);
-  if (node == nodes_by_device_.end()) {
+  Node* const node = find_node(device);
+  if (node == nullptr) {
     return Unexpected{"Device not found: " + device};
   }
-  const auto& operations = node->second->config->operations;
-  const auto found = operations.find(operation);
-  if (found == operations.end()) {
+  const auto found = node->config->operations.find(operation);
+  if (found == node->config->operations.end()) {
     return Unexpected{"Operation not found: " + operation};
   }
-  return Addressed{node->second, &found->second};
+  return Addressed{node, &found->second};
+}
+
+/// The node of the device, or the one with that id; null when there is neither.
+Bridge::Node* Bridge::find_node(const std::string& device) const {
+  const auto found = nodes_by_device_.find(device);
+  if (found != nodes_by_device_.end()) {
+    return found->second;
+  }
+  const auto has_id = [&](const auto& node) {
+    return is_node_id_text(device, node->config->node_id);
+  };
+  const auto node = std::find_if(nodes_.begin(), nodes_.end(), has_id);
+  return node == nodes_.end() ? nullptr : node->get();
 }
 
 Expected<std::vector<std::uint8_t>, BusError> Bridge::read_object(std::uint8_t node_id,

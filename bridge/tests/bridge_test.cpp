@@ -158,6 +158,33 @@ TEST_F(BridgeTest, one_object_is_read_and_written) {
   EXPECT_EQ(*read, Bytes{9});
 }
 
+TEST_F(BridgeTest, node_stands_where_a_device_does) {
+  lamp.node.device().set_object_value(0x2000, 1, {7});
+  for (const char* const node : {"0x10", "0X10", "16"}) {
+    SCOPED_TRACE(node);
+    const OperationReport read = bridge.run(node, "read_level", {});
+    EXPECT_EQ(read.result.data, Bytes{7});
+    EXPECT_EQ(read.device, node);
+    EXPECT_EQ(bridge.explain(node, "read_level", {}).node_id, 0x10);
+  }
+  for (const char* const nobody : {"0x11", "17", "10", "016", "0x", "", "16 ", "0x-10", "272"}) {
+    EXPECT_EQ(bridge.run(nobody, "read_level", {}).result.message,
+              std::string("Device not found: ") + nobody);
+  }
+  EXPECT_EQ(bridge.run("16", "nothing", {}).result.message, "Operation not found: nothing");
+}
+
+TEST(BridgeNodes, that_stand_where_a_device_does_are_none) {
+  BoardFile file = lamp_file();
+  file.nodes.front().operations["enable"].kind = "ci402_enable";
+  file.nodes.push_back({0x11, {}, {{"read_level", file.nodes.front().operations["read_level"]}}});
+  file.nodes.back().board.device_od_map["0x10"].base_index = 0x3000;
+  BoardOnBus board(file);
+  EXPECT_EQ(board.bridge.run("16", "enable", {}).result.message, "Device not found: 16");
+  EXPECT_EQ(board.bridge.explain("0x10", "read_level", {}).node_id, 0x11)
+      << "a device of that name goes first";
+}
+
 TEST(BridgeMotorModes, are_those_that_were_set_last) {
   BoardFile file = lamp_file();
   file.nodes.front().board.device_od_map["wheel"] = {"ci402", 0x6040, 0};

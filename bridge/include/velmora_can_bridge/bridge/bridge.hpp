@@ -173,6 +173,7 @@ class Bridge {
   };
 
   Expected<Addressed> find(const std::string& device, const std::string& operation) const;
+  Node* find_node(const std::string& device) const;
   void take_in();
   std::chrono::nanoseconds nap(std::unique_ptr<CanEndpoint>& own, Time end);
   std::optional<QueuedEvent> next_event(std::uint64_t last);
