@@ -7,7 +7,7 @@
 #include "ground/little_endian.hpp"
 #include "ground/number_text.hpp"
 #include "joined_words.hpp"
-#include "velmora_can_bridge/values/object_value.hpp"
+#include "read_description.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -35,7 +35,7 @@ Parts io_part(const NodeConfig& node, const DeviceOdEntry& device, const Bytes& 
 
 /// In bytes; 0 when it is not known.
 std::size_t known_length(const NodeConfig& node, std::uint16_t index, std::uint8_t sub_index) {
-  const ValueDescription value = object_value(&node, index, sub_index);
+  const ValueDescription value = read_description(&node, index, sub_index);
   return value.type ? length_of(*value.type).value_or(0) : 0;
 }
 

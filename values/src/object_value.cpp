@@ -70,52 +70,6 @@ ValueDescription of_drive(const NodeConfig& node, std::uint16_t index, std::uint
   return value;
 }
 
-template <typename Names>
-ValueDescription named_states(const Names& names) {
-  ValueDescription value;
-  value.type = ValueType::u8;
-  for (const std::string_view name : names) {
-    const auto code = static_cast<std::int64_t>(value.values.size());
-    value.values.push_back({std::string(name), Count::of(code)});
-  }
-  return value;
-}
-
-/// By a claw of the node whose object it is.
-ValueDescription of_claw(const NodeConfig& node, std::uint16_t index, std::uint8_t sub_index) {
-  const auto& devices = node.board.device_od_map;
-  const bool has_claw = std::any_of(devices.begin(), devices.end(), [=](const auto& device) {
-    return is_claw(device.second) && device.second.homing_record == index;
-  });
-  if (has_claw && sub_index == static_cast<std::uint8_t>(ClawObject::action_state)) {
-    return named_states(claw_actions);
-  }
-  if (has_claw && sub_index == static_cast<std::uint8_t>(ClawObject::position_state)) {
-    return named_states(claw_positions);
-  }
-  return {};
-}
-
-ValueDescription of_device(const NodeConfig& node, std::uint16_t index, std::uint8_t sub_index) {
-  ValueDescription claw = of_claw(node, index, sub_index);
-  return claw.type ? claw : of_drive(node, index, sub_index);
-}
-
-/// By the operations that write it: where they differ, a type with a sign counts.
-std::optional<ValueType> written_type(const NodeConfig& node, std::uint16_t index,
-                                      std::uint8_t sub_index) {
-  std::optional<ValueType> type;
-  for (const auto& operation : node.operations) {
-    const OperationConfig& op = operation.second;
-    if (op.index != index || (op.subindex_in_payload == 0 && op.sub_index != sub_index)) {
-      continue;
-    }
-    const std::optional<ValueType> written = find_value_type(op.data_type);
-    type = written && (!type || is_signed(*written)) ? written : type;
-  }
-  return type;
-}
-
 ValueDescription of_any_node(std::uint16_t index, std::uint8_t sub_index) {
   ValueDescription value;
   for (const CommonObject& row : common_objects) {
@@ -134,10 +88,7 @@ ValueDescription object_value(const NodeConfig* node, std::uint16_t index, std::
   if (node == nullptr) {
     return common;
   }
-  ValueDescription profile = common.type ? std::move(common) : of_device(*node, index, sub_index);
-  if (!profile.type) {
-    profile.type = written_type(*node, index, sub_index);
-  }
+  ValueDescription profile = common.type ? std::move(common) : of_drive(*node, index, sub_index);
   const auto found = node->values.find({index, sub_index});
   if (found == node->values.end()) {
     return profile;

@@ -8,8 +8,8 @@
 #include "ground/drive_objects.hpp"
 #include "ground/little_endian.hpp"
 #include "ground/number_text.hpp"
+#include "read_description.hpp"
 #include "velmora_can_bridge/values/error_words.hpp"
-#include "velmora_can_bridge/values/object_value.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -173,7 +173,7 @@ std::string joined_text(const ValueReading& reading, std::string_view before_wor
 
 ValueReading read_value(const NodeConfig* node, std::uint16_t index, std::uint8_t sub_index,
                         const std::vector<std::uint8_t>& bytes) {
-  const ValueDescription value = object_value(node, index, sub_index);
+  const ValueDescription value = read_description(node, index, sub_index);
   const bool is_text = value.type ? *value.type == ValueType::text : may_be_text(bytes);
   if (is_text) {
     return read_text(bytes, value.type.has_value());
@@ -189,7 +189,7 @@ ValueReading read_value(const NodeConfig* node, std::uint16_t index, std::uint8_
 
 ValueReading read_field(const NodeConfig* node, std::uint16_t index, std::uint8_t sub_index,
                         std::uint64_t bits, unsigned bit_length) {
-  return read_number(node, index, sub_index, object_value(node, index, sub_index), bits,
+  return read_number(node, index, sub_index, read_description(node, index, sub_index), bits,
                      bit_length);
 }
 

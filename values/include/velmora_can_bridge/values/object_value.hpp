@@ -9,9 +9,8 @@
 namespace velmora_can_bridge {
 
 /// What the board file says of the object's value; for what it leaves out the drive profile
-/// (CiA 402-2), where the object is one of a drive's, the states of a claw, and CiA 301, where it
-/// is one that every node has under this meaning. A type that is still missing is that of the
-/// operations that write the object. Without `type` when none of them tells. `node` may be null.
+/// (CiA 402-2), where the object is one of a drive's, and CiA 301, where it is one that every node
+/// has under this meaning. Without `type` when none of them tells. `node` may be null.
 ///
 /// A range never comes from a profile.
 ValueDescription object_value(const NodeConfig* node, std::uint16_t index, std::uint8_t sub_index);
