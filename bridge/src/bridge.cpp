@@ -1,15 +1,14 @@
 #include "velmora_can_bridge/bridge/bridge.hpp"
 
 #include <algorithm>
-#include <charconv>
 #include <string_view>
-#include <system_error>
 #include <thread>
 #include <utility>
 
 #include "bridge_node.hpp"
 #include "explain_operation.hpp"
 #include "ground/longest_wait.hpp"
+#include "ground/node_text.hpp"
 #include "recording_backend.hpp"
 #include "sync_check.hpp"
 #include "velmora_can_bridge/can_open_node_controller.hpp"
@@ -24,18 +23,13 @@ using std::chrono::nanoseconds;
 // How long a frame, or an event of another thread, waits for one that polls.
 constexpr milliseconds longest_nap{10};
 
-/// Whether the text is the node's id, "16" or "0x10". Like numbers elsewhere it does not begin with
-/// 0: some read that as octal.
-bool is_node_id_text(std::string_view text, std::uint8_t node_id) {
-  const bool is_hex = text.substr(0, 2) == "0x" || text.substr(0, 2) == "0X";
-  const std::string_view digits = is_hex ? text.substr(2) : text;
-  if (!is_hex && digits.substr(0, 1) == "0") {
-    return false;
+void put_into_words(OperationReport& report, const CalledOperation& call) {
+  const std::vector<std::uint8_t>& data = report.result.data;
+  if (data.empty()) {
+    return;
   }
-  unsigned number = 0;
-  const char* const end = digits.data() + digits.size();
-  const auto [stop, error] = std::from_chars(digits.data(), end, number, is_hex ? 16 : 10);
-  return error == std::errc() && stop == end && number == node_id;
+  report.answer = answer_parts(call.node, call.device, call.config, call.payload, data);
+  report.answer_words = answer_words(call.node, call.device, call.config, call.payload, data);
 }
 
 }  // namespace
@@ -79,6 +73,7 @@ OperationReport Bridge::run(const std::string& device, const std::string& operat
   CallRecord record(*this, options, node, call);
   report.result = node.controller.execute_configured_operation(call.config, device, payload);
   record.fill(report, call);
+  put_into_words(report, call);
   return report;
 }
 
@@ -126,9 +121,7 @@ Bridge::Node* Bridge::find_node(const std::string& device) const {
   if (found != nodes_by_device_.end()) {
     return found->second;
   }
-  const auto has_id = [&](const auto& node) {
-    return is_node_id_text(device, node->config->node_id);
-  };
+  const auto has_id = [&](const auto& node) { return is_node_id(device, node->config->node_id); };
   const auto node = std::find_if(nodes_.begin(), nodes_.end(), has_id);
   return node == nodes_.end() ? nullptr : node->get();
 }

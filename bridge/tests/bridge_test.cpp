@@ -67,6 +67,24 @@ TEST_F(BridgeTest, reports_result_and_transfers) {
   EXPECT_THAT(report.tolerated, IsEmpty());
 }
 
+TEST(BridgeAnswer, is_told_in_words) {
+  const BoardFile file = parse_board(R"(
+nodes:
+  - node_id: 0x10
+    device_od_map: {wheel: {profile: ci402, base_index: 0x6040}}
+    operations: {read: {kind: od_io_read}, name: {kind: sdo_read, index: 0x5FFF}}
+)")
+                             .file.value();
+  InProcessBus can0(BusTime::simulated);
+  NodeOnBus wheel(can0, 0x10, file.nodes[0].board);
+  Bridge bridge(can0, file);
+  const OperationReport report = bridge.run("wheel", "read", {1, 0});
+  EXPECT_EQ(report.answer_words, "592, Switch on disabled");
+  ASSERT_EQ(report.answer.size(), 1U);
+  EXPECT_EQ(report.answer[0].index, 0x6041);
+  EXPECT_EQ(bridge.run("wheel", "name", {}).answer_words, "") << "of a failure";
+}
+
 TEST_F(BridgeTest, transfers_are_not_kept_unasked) {
   EXPECT_THAT(bridge.run("lamp", "set_level", {1}).transfers, IsEmpty());
 }

@@ -46,6 +46,22 @@ nlohmann::ordered_json tolerated_json(const std::vector<BusError>& tolerated) {
   return list;
 }
 
+std::string answer_text(const OperationReport& report) {
+  const std::vector<std::uint8_t>& data = report.result.data;
+  return (data.empty() ? "" : "data: " + bytes_text(data) + '\n') +
+         (report.answer_words.empty() ? "" : "value: " + visible_text(report.answer_words) + '\n');
+}
+
+nlohmann::ordered_json answer_json(const std::vector<AnswerPart>& answer) {
+  auto list = nlohmann::ordered_json::array();
+  for (const AnswerPart& part : answer) {
+    nlohmann::ordered_json value{{"index", part.index}, {"sub_index", part.sub_index}};
+    add_reading(value, part.reading);
+    list.push_back(std::move(value));
+  }
+  return list;
+}
+
 }  // namespace
 
 std::string result_text(const OperationReport& report, bool colour,
@@ -55,8 +71,7 @@ std::string result_text(const OperationReport& report, bool colour,
     return failure_text(result.message, reason_of(report), colour);
   }
   return coloured(colour, green, "ok: ") + visible_text(result.message) +
-         (drive ? drive_remark(*drive) : "") + '\n' +
-         (result.data.empty() ? "" : "data: " + bytes_text(result.data) + '\n');
+         (drive ? drive_remark(*drive) : "") + '\n' + answer_text(report);
 }
 
 void print_result(const CommandLineHost& host, const OperationReport& report,
@@ -74,6 +89,9 @@ void print_result_json(const CommandLineHost& host, const OperationReport& repor
       {"operation", report.operation}, {"device", report.device},
       {"ok", report.result.ok},        {"code", exit_status_word(exit_status_of(report))},
       {"data", report.result.data},    {"message", report.result.message}};
+  if (!report.answer.empty()) {
+    line["values"] = answer_json(report.answer);
+  }
   if (report.error) {
     line["reason"] = report.error->text;
   }

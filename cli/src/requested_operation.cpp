@@ -7,7 +7,6 @@
 #include "ground/device_need.hpp"
 #include "ground/nearest_name.hpp"
 #include "ground/node_text.hpp"
-#include "ground/parse_number.hpp"
 #include "report.hpp"
 #include "velmora_can_bridge/values/payload_words.hpp"
 
@@ -59,9 +58,8 @@ const NodeConfig* node_of_device(const BoardFile& file, const std::string& devic
 }
 
 const NodeConfig* node_of_id(const BoardFile& file, const std::string& text) {
-  const std::optional<TypedNumber> number = parse_number(text);
   const auto node = std::find_if(file.nodes.begin(), file.nodes.end(), [&](const auto& config) {
-    return number && !number->is_negative && number->magnitude == config.node_id;
+    return is_node_id(text, config.node_id);
   });
   return node == file.nodes.end() ? nullptr : &*node;
 }

@@ -312,7 +312,7 @@ TEST_F(CommandLine, demo_explains_a_step_before_it_runs_it) {
       HasSubstr("# Both wheels in one frame, in opposite directions\n"
                 "$ velmora-can-bridge explain robot_board.yaml left_wheel drive 0.3m/s -0.3m/s\n"
                 "left_wheel drive on node 0x10; nothing is written or sent\n"
-                "read         left_wheel 0x60FF/0 (left_target_velocity) = 00 00 00 00 (0)\n"));
+                "read         left_wheel 0x60FF/0 (left_target_velocity) = 00 00 00 00 (0 m/s)\n"));
   EXPECT_THAT(
       out, HasSubstr("would answer ok: OK\n"
                      "$ velmora-can-bridge run robot_board.yaml left_wheel drive 0.3m/s -0.3m/s\n"

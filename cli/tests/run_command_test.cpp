@@ -52,8 +52,44 @@ TEST_F(RunOnBus, talks_to_the_node_of_the_interface) {
   NodeOnBus lamp(can0, 0x10);
   lamp.node.device().add_object(0x2000, 1, object_of({0x34, 0x12}));
   EXPECT_EQ(run_lamp({"read_level"}), ExitStatus::success);
-  EXPECT_EQ(out, "ok: OK\ndata: 34 12\n");
+  EXPECT_EQ(out, "ok: OK\ndata: 34 12\nvalue: 4660\n");
   EXPECT_EQ(opened, std::vector<std::string>{"can0"});
+}
+
+TEST_F(CommandLine, answer_of_run_is_told_in_words) {
+  const std::string drive = write_file("drive.yaml", R"(
+nodes:
+  - node_id: 0x10
+    device_od_map:
+      claw: {profile: claw, base_index: 0x7040, homing_record: 0x2100}
+    operations:
+      query: {kind: claw_action, action: query}
+      name: {kind: sdo_read, index: 0x1008}
+      object: {kind: od_io_read}
+)");
+  run({"run", drive, "claw", "query"});
+  EXPECT_EQ(out, "ok: OK\ndata: 00 00\nvalue: idle, unknown\n");
+  run({"run", drive, "claw", "object", "1"});
+  EXPECT_EQ(out, "ok: OK\ndata: 50 02\nvalue: 592, Switch on disabled\n");
+  run({"run", drive, "claw", "name"});
+  EXPECT_THAT(out, HasSubstr("\nvalue: \"Simulated node\"\n"));
+  run({"run", drive, "claw", "query", "--json"});
+  EXPECT_THAT(out, HasSubstr(R"("values":[{"index":8448,"sub_index":1,"value":0,"words":"idle"},)"
+                             R"({"index":8448,"sub_index":2,"value":0,"words":"unknown"}])"));
+}
+
+TEST_F(RunOnBus, text_of_a_device_is_escaped) {
+  NodeOnBus lamp(can0, 0x10);
+  lamp.node.device().add_object(0x2000, 1, object_of({'a', 'b', 'c', 'd', 'e', 0x07}));
+  const std::string named = write_file("named.yaml", R"(
+nodes:
+  - node_id: 0x10
+    device_od_map: {lamp: {base_index: 0x2000}}
+    objects: [{index: 0x2000, sub_index: 1, type: text}]
+    operations: {read_level: {kind: sdo_read, index: 0x2000, sub_index: 1}}
+)");
+  run({"run", "--bus", "can0", named, "lamp", "read_level"});
+  EXPECT_THAT(out, HasSubstr("value: \"abcde\\x07\"\n"));
 }
 
 TEST_F(RunOnBus, refusal_has_abort_code_and_words) {
@@ -95,7 +131,8 @@ TEST_F(RunOnBus, json_has_the_word_of_the_exit_status) {
   lamp.node.device().add_object(0x2000, 1, object_of({0x34, 0x12}));
   run_lamp({"--json", "read_level"});
   EXPECT_EQ(out, R"({"operation":"read_level","device":"lamp","ok":true,"code":"done",)"
-                 R"("data":[52,18],"message":"OK"})"
+                 R"("data":[52,18],"message":"OK",)"
+                 R"("values":[{"index":8192,"sub_index":1,"value":4660}]})"
                  "\n");
   can0.set_state(CanStatus::interface_missing);
   run_lamp({"--json", "read_level"});

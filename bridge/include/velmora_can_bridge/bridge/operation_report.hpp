@@ -9,6 +9,7 @@
 #include "velmora_can_bridge/bridge/transfer.hpp"
 #include "velmora_can_bridge/bus/bus_error.hpp"
 #include "velmora_can_bridge/operation.hpp"
+#include "velmora_can_bridge/values/answer_words.hpp"
 
 namespace velmora_can_bridge {
 
@@ -27,6 +28,10 @@ struct OperationReport {
   std::vector<BusError> tolerated;
   /// Every transfer in order, failed ones included, where `Detail::transfers` was asked for.
   std::vector<Transfer> transfers;
+  /// What `result.data` says, object by object, as `velmora_can_bridge::answer_parts`.
+  std::vector<AnswerPart> answer{};
+  /// The same on one line, as `velmora_can_bridge::answer_words`: not escaped.
+  std::string answer_words{};
 };
 
 /// How much a report tells.
