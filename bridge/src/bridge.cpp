@@ -121,7 +121,7 @@ Bridge::Node* Bridge::find_node(const std::string& device) const {
   if (found != nodes_by_device_.end()) {
     return found->second;
   }
-  const auto has_id = [&](const auto& node) { return is_node_id(device, node->config->node_id); };
+  const auto has_id = [&](const auto& node) { return names_node(device, node->config->node_id); };
   const auto node = std::find_if(nodes_.begin(), nodes_.end(), has_id);
   return node == nodes_.end() ? nullptr : node->get();
 }

@@ -59,7 +59,7 @@ const NodeConfig* node_of_device(const BoardFile& file, const std::string& devic
 
 const NodeConfig* node_of_id(const BoardFile& file, const std::string& text) {
   const auto node = std::find_if(file.nodes.begin(), file.nodes.end(), [&](const auto& config) {
-    return is_node_id(text, config.node_id);
+    return names_node(text, config.node_id);
   });
   return node == file.nodes.end() ? nullptr : &*node;
 }
