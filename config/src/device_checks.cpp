@@ -13,12 +13,6 @@
 namespace velmora_can_bridge {
 namespace {
 
-// CiA 402: the first controlword of a node, how far apart those of its drives are, and where the
-// objects of such profiles end.
-constexpr unsigned first_controlword = 0x6040;
-constexpr unsigned axis_size = 0x800;
-constexpr unsigned profile_begin = 0x6000;
-constexpr unsigned profile_end = 0xA000;
 // CiA 301: what comes before are data types and objects of the communication.
 constexpr unsigned first_device_object = 0x2000;
 
@@ -32,26 +26,12 @@ struct DeviceCheck {
   Position at(std::string_view key) const { return member_or_record(*named.entry->value, key).at; }
 };
 
-bool stands_at_a_controlword(unsigned base) {
-  return base >= first_controlword && base < profile_end &&
-         (base - first_controlword) % axis_size == 0;
-}
-
-/// The controlword of the axis that `base` lies in; 0 for none.
-std::uint16_t controlword_near(unsigned base) {
-  if (base < profile_begin || base >= profile_end) {
-    return 0;
-  }
-  return static_cast<std::uint16_t>(first_controlword +
-                                    (base - profile_begin) / axis_size * axis_size);
-}
-
 /// A drive beside the controlword of its axis: its operations write something else. Certain when an
 /// RPDO of the node maps that controlword.
 void check_controlword(const DeviceCheck& check) {
   const std::uint16_t base = check.device().base_index;
   const std::uint16_t controlword = controlword_near(base);
-  if (controlword == 0 || stands_at_a_controlword(base)) {
+  if (controlword == 0 || controlword == base) {
     return;
   }
   const std::string message = "base_index: " + hex<4>(base) +

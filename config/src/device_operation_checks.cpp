@@ -1,5 +1,7 @@
 // Operations on a device that the caller names: whether the node has one that suits.
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -23,11 +25,16 @@ bool is_ramp(const DriveObjectRow& row) {
   return row.is_writable && !row.is_signed && row.length == ramp_length;
 }
 
+std::string offset_text(std::uint16_t offset) {
+  return offset > 0xFF ? hex<4>(offset) : hex<2>(offset);
+}
+
 std::string ramp_texts() {
   std::vector<std::string> texts;
   for (const DriveObjectRow& row : drive_objects) {
     if (is_ramp(row)) {
-      texts.push_back(hex<2>(static_cast<std::uint16_t>(row.object)) + " " + std::string(row.name));
+      texts.push_back(offset_text(static_cast<std::uint16_t>(row.object)) + " " +
+                      std::string(row.name));
     }
   }
   return enumeration(texts);
@@ -64,8 +71,9 @@ void check_ramp(const OperationCheck& check) {
         return is_ramp(row) && static_cast<std::uint16_t>(row.object) == check.op.index_offset;
       });
   if (!is_known) {
-    check.error("index_offset", hex<2>(check.op.index_offset) + " is no ramp of a drive, write " +
-                                    ramp_texts() + "; others are written by sdo_write");
+    check.error("index_offset", offset_text(check.op.index_offset) +
+                                    " is no ramp of a drive, write " + ramp_texts() +
+                                    "; others are written by sdo_write");
   }
 }
 

@@ -76,11 +76,11 @@ bool is_hexadecimal(std::string_view digits) {
          digits.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
 }
 
-/// The digits of a hexadecimal number that is written in another way: 60FF, 6041h, 0X10; empty for
-/// any other text. Letters alone may be a word.
+/// The digits of a hexadecimal number that is written in another way, 60FF, 6041h or 0X10; empty
+/// for any other text. Letters alone may be a word.
 std::string_view foreign_hexadecimal(std::string_view text) {
-  if (has_prefix(text, "0X") || has_prefix(text, "16#")) {
-    text.remove_prefix(has_prefix(text, "0X") ? 2 : 3);
+  if (has_prefix(text, "0X")) {
+    text.remove_prefix(2);
     return is_hexadecimal(text) ? text : std::string_view();
   }
   const bool has_suffix = text.size() > 1 && (text.back() == 'h' || text.back() == 'H');

@@ -10,8 +10,7 @@
 namespace velmora_can_bridge {
 namespace {
 
-/// A key that no node has may be meant as the key of any part.
-bool has_known_keys(const YamlValue& node) {
+bool knows_all_keys(const YamlValue& node) {
   return node.type == YamlType::map &&
          std::all_of(node.entries.begin(), node.entries.end(),
                      [](const YamlEntry& entry) { return is_node_key(entry.key()); });
@@ -81,7 +80,10 @@ void add_objects_of_claw(const NamedDevice& device,
 std::map<ValueAddress, ProfileObject> objects_of(const std::vector<NamedDevice>& devices) {
   std::map<ValueAddress, ProfileObject> objects;
   for (const NamedDevice& device : devices) {
-    if (is_drive(*device.device)) {
+    const std::uint16_t base = device.device->base_index;
+    const std::uint16_t controlword = controlword_near(base);
+    const bool is_misplaced = controlword != 0 && controlword != base;
+    if (is_drive(*device.device) && !is_misplaced) {
       add_objects_of_drive(device, objects);
     }
     if (is_claw(*device.device)) {
@@ -93,11 +95,24 @@ std::map<ValueAddress, ProfileObject> objects_of(const std::vector<NamedDevice>&
 
 }  // namespace
 
+std::uint16_t controlword_near(std::uint16_t index) {
+  constexpr unsigned profile_begin = 0x6000;
+  constexpr unsigned profile_end = 0xA000;
+  constexpr unsigned axis_size = 0x800;
+  constexpr unsigned controlword_offset = 0x40;
+  if (index < profile_begin || index >= profile_end) {
+    return 0;
+  }
+  return static_cast<std::uint16_t>(index - (index - profile_begin) % axis_size +
+                                    controlword_offset);
+}
+
 NodeFacts::NodeFacts(const YamlValue& node_source, const NodeConfig& node_config)
     : source(node_source),
       node(node_config),
-      knows_pdos(has_known_keys(source) && knows_all_pdos(source)),
-      knows_devices(has_known_keys(source) && knows_all_devices(source)),
+      has_known_keys(knows_all_keys(source)),
+      knows_pdos(has_known_keys && knows_all_pdos(source)),
+      knows_devices(has_known_keys && knows_all_devices(source)),
       devices(readable_devices(source, node)),
       device_objects(objects_of(devices)) {}
 

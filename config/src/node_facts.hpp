@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <string>
 #include <string_view>
@@ -11,6 +12,10 @@
 #include "yaml_tree.hpp"
 
 namespace velmora_can_bridge {
+
+/// The controlword of the axis of CiA 402 that `index` lies in, 0x6040 for 0x6000 to 0x67FF; 0
+/// where there is none.
+std::uint16_t controlword_near(std::uint16_t index);
 
 /// An object that means the same on every such node.
 struct ProfileObject {
@@ -41,13 +46,16 @@ struct NodeFacts {
 
   const YamlValue& source;
   const NodeConfig& node;
+  /// Every key is one that nodes have. Another one may be meant as the key of any part.
+  bool has_known_keys;
   /// No PDO is missing or unreadable, and there are no more of anything than a node can have.
   bool knows_pdos;
   /// No device is missing or unreadable.
   bool knows_devices;
   /// Those that could be read, in the order of the file.
   std::vector<NamedDevice> devices;
-  /// What the devices have by their profile; of several at one place that of the first.
+  /// What the devices have by their profile; of several at one place that of the first. Without
+  /// drives that no controlword can be the base of.
   std::map<ValueAddress, ProfileObject> device_objects;
 };
 

@@ -22,9 +22,11 @@ namespace {
 /// What the RPDOs of a node offer to operations. 0 stands for "of any number", as in operations.
 class RpdoFields {
  public:
-  RpdoFields(const YamlValue& node, const BoardConfig& board)
-      : has_unknown_number_(!is_absent_or(YamlType::list, node.find("pdos"))) {
-    const std::vector<const YamlValue*>& pdos = elements_at(node, "pdos");
+  explicit RpdoFields(const NodeFacts& facts)
+      : has_unknown_number_(!facts.has_known_keys ||
+                            !is_absent_or(YamlType::list, facts.source.find("pdos"))) {
+    const BoardConfig& board = facts.node.board;
+    const std::vector<const YamlValue*>& pdos = elements_at(facts.source, "pdos");
     if (has_unknown_number_) {
       unknown_fields_.insert(0);
     }
@@ -186,7 +188,7 @@ void check_meaning(const OperationCheck& check) {
 }  // namespace
 
 void check_operations(const NodeFacts& facts, ProblemList& problems) {
-  const RpdoFields rpdos(facts.source, facts.node.board);
+  const RpdoFields rpdos(facts);
   for (const YamlEntry& entry : entries_at(facts.source, "operations")) {
     const auto found = facts.node.operations.find(std::string(entry.key()));
     if (found == facts.node.operations.end()) {

@@ -132,6 +132,17 @@ void check_mapped_twice(const NodeFacts& facts, ProblemList& problems) {
   }
 }
 
+/// Of a TPDO it is what the node sends, and nothing is written with it.
+void report_length(const YamlValue& source, const PdoConfig& pdo, const std::string& message,
+                   ProblemList& problems) {
+  const Position at = member_or_record(source, "bit_length").at;
+  if (is_rpdo(pdo)) {
+    problems.error(at, message);
+  } else {
+    problems.warning(at, message);
+  }
+}
+
 /// What a mapping of a known object has wrong.
 void check_mapped_object(const NodeFacts& facts, const YamlValue& source, const PdoConfig& pdo,
                          const PdoMapping& mapping, ProblemList& problems) {
@@ -147,18 +158,14 @@ void check_mapped_object(const NodeFacts& facts, const YamlValue& source, const 
     return;
   }
   if (known->length != 0 && known->length * 8 != mapping.bit_length) {
-    problems.error(member_or_record(source, "bit_length").at,
-                   "bit_length: " + object + " is " + known->name + ", write " +
-                       std::to_string(known->length * 8));
+    report_length(source, pdo,
+                  "bit_length: " + object + " is " + known->name + ", write " +
+                      std::to_string(known->length * 8),
+                  problems);
   }
   if (is_rpdo(pdo) && !known->is_writable) {
     problems.error(source.at, "mapping: " + object + " is " + known->name +
                                   ", which a node does not receive; map it in a TPDO");
-  }
-  if (!known->is_readable) {
-    problems.warning(source.at, "mapping: " + object + " is " + known->name +
-                                    ", which cannot be read, so the image of this PDO cannot be "
-                                    "loaded; write it by SDO");
   }
 }
 

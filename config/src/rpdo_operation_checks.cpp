@@ -1,4 +1,5 @@
 // Operations through the image of an RPDO.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -12,6 +13,7 @@
 #include "member_readers.hpp"
 #include "object_facts.hpp"
 #include "operation_check.hpp"
+#include "velmora_can_bridge/operation_kinds.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -69,10 +71,10 @@ bool check_use(const OperationCheck& check, const PdoConfig& rpdo, const FieldUs
   return true;
 }
 
-/// Reports an RPDO that the operation sends and no bus can: the predefined identifiers end with 4.
-void check_sendable(const OperationCheck& check, const PdoConfig& rpdo) {
+/// Reports an RPDO that no bus can send: the predefined identifiers end with number 4.
+void check_cob_id(const OperationCheck& check, const PdoConfig& rpdo) {
   constexpr std::uint8_t last_predefined = 4;
-  if (check.goes_by_sdo() || rpdo.number <= last_predefined || rpdo.cob_id != 0) {
+  if (rpdo.number <= last_predefined || rpdo.cob_id != 0) {
     return;
   }
   const auto position = static_cast<std::size_t>(&rpdo - check.facts.node.board.pdos.data());
@@ -80,6 +82,38 @@ void check_sendable(const OperationCheck& check, const PdoConfig& rpdo) {
   check.problems.error(member_or_record(source, "number").at,
                        "number: operations send RPDO " + std::to_string(rpdo.number) +
                            ", but the predefined COB-IDs end with RPDO 4; write its cob_id");
+}
+
+/// Whether the operation goes on when an object of the RPDO cannot be read.
+bool tolerates_refusals(const OperationCheck& check) {
+  const bool is_patch_of_leds = check.op.kind == "led_write" && check.op.led_operation != "set_led";
+  const OperationKind* const kind = find_operation_kind(check.op.kind);
+  const bool reads_flag = kind != nullptr && kind->members.contains("refresh_shadow");
+  return is_patch_of_leds || (reads_flag && check.op.refresh_shadow != 0);
+}
+
+/// Reports an RPDO whose image cannot be loaded, as one of its objects can only be written.
+void check_loadable(const OperationCheck& check, const PdoConfig& rpdo) {
+  if (tolerates_refusals(check)) {
+    return;
+  }
+  for (const PdoMapping& mapping : rpdo.mappings) {
+    const auto object = profile_object(check.facts, mapping.index, mapping.sub_index);
+    if (object && !object->is_readable) {
+      check.problems.error(check.source.at,
+                           "operation: reads what " + pdo_text(rpdo) + " maps first, but " +
+                               object_text(mapping.index, mapping.sub_index) + " is " +
+                               object->name + ", which can only be written; use transport: sdo");
+    }
+  }
+}
+
+/// Whether the RPDO can be sent where the operation does not go by SDO. Else reports it.
+void check_sendable(const OperationCheck& check, const PdoConfig& rpdo) {
+  if (!check.goes_by_sdo()) {
+    check_cob_id(check, rpdo);
+    check_loadable(check, rpdo);
+  }
 }
 
 /// The RPDO that the operation writes; null when there is none, which is then reported, or when
@@ -186,11 +220,16 @@ std::size_t total_length(const std::vector<FieldUse>& uses) {
   return length;
 }
 
+std::string type_advice(std::size_t length) {
+  const bool has_type = length == 1 || length == 2 || length == 4;
+  return has_type ? ", write a type of that length" : ", leave data_type out";
+}
+
 void check_type_length(const OperationCheck& check, std::size_t length, const std::string& what) {
   const auto sized = sized_type_length(check.op.data_type);
   if (sized && *sized != length) {
     check.error("data_type", check.op.data_type + " has " + counted(*sized, "byte") + ", but " +
-                                 what + " " + std::to_string(length));
+                                 what + " " + std::to_string(length) + type_advice(length));
   }
 }
 
@@ -228,7 +267,7 @@ void check_led_payload(const OperationCheck& check, const std::vector<FieldUse>&
                   check.op.led_operation + " writes " + std::to_string(payload.length) +
                       " bytes, but " +
                       (payload.is_whole ? "the fields have " + std::to_string(total_length(uses))
-                                        : "none of the fields ends there"));
+                                        : "no field of the list ends there"));
     }
   }
 }

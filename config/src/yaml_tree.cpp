@@ -201,6 +201,7 @@ constexpr ParserAdvice parser_advices[] = {
     {"end of map flow not found", "a { has no }, or a comma is missing before here"},
     {"end of sequence flow not found", "a [ has no ], or a comma is missing before here"},
     {"illegal flow end", "brackets close in the order in which they opened"},
+    {"illegal tab when looking for indentation", "indent with blanks"},
     {"end of map not found", "indent keys of one map alike, with blanks alone"},
     {"end of sequence not found", "indent keys of one map alike, with blanks alone"},
     {"illegal map value",

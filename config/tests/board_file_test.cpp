@@ -59,19 +59,22 @@ TEST(ParseBoard, reports_everything_in_one_run) {
       ElementsAre(
           "2:14: error: node_id: expected a number from 1 to 127, found \"200\"",
           "4:14: error: device: missing key \"base_index\"",
-          "4:24: error: profile: expected \"\", \"ci402\", \"claw\" or \"io\", found \"ci403\"",
+          "4:24: error: profile: expected \"\", \"ci402\", \"claw\" or \"io\", found \"ci403\", "
+          "did you mean \"ci402\"?",
           "4:31: error: device: unknown key \"base_indx\", did you mean \"base_index\"?",
           "9:21: error: index: expected a number from 1 to 0xFFFF, found \"0\"",
           "9:36: error: bit_length: expected a number from 1 to 64, found \"72\"",
           "9:47: error: field: expected a text, found a list",
           "10:39: error: mapping: unknown key \"feld\", did you mean \"field\"?",
-          "12:21: error: kind: expected " + all_kinds + ", found \"sdo_wirte\"",
+          "12:21: error: kind: expected " + all_kinds +
+              ", found \"sdo_wirte\", did you mean \"sdo_write\"?",
           "12:39: error: index: expected a number from 0 to 0xFFFF, found the text \"5\" (a number "
           "has no quotes)",
           "13:13: error: operation: missing key \"index\", which sdo_read needs",
           "13:30: warning: operation: sdo_read does not read \"data_type\"",
           "14:7: error: key \"read\" stands twice, first in line 13",
-          "17:56: error: fixed_data: expected a number from 0 to 255, found \"300\"",
+          "17:56: error: fixed_data: expected a number from 0 to 255, found \"300\" (it has two "
+          "bytes, the low one first: 0x2C, 0x01)",
           "17:62: warning: operation: sdo_write does not read \"pdo_number\"",
           "17:74: error: pdo_number: this node has no RPDO 4"));
 }

@@ -70,7 +70,8 @@ INSTANTIATE_TEST_SUITE_P(
             {"1:1: error: board file: expected a map, found \"" + std::string(40, 'x') + "...\""}},
         ProblemCase{"megabyte_as_key",
                     '"' + std::string(1'000'000, 'x') + "\": 1\nnodes: []",
-                    {"1:1000003: error: illegal map value"}},
+                    {"1:1000003: error: illegal map value (a key before it lacks the blank behind "
+                     "its colon, or the line is indented too far)"}},
         ProblemCase{"alias_of_itself",
                     "nodes: &a [*a]",
                     {"1:12: error: the alias names the value that it stands in",

@@ -233,9 +233,13 @@ INSTANTIATE_TEST_SUITE_P(
         index("larger_than_any_register", "18446744073709551616", "\"18446744073709551616\""),
         index("negative", "-1", "\"-1\""), index("with_plus", "+1", "\"+1\""),
         index("negative_hexadecimal", "0x-1", "\"0x-1\""), index("fraction", "1.0", "\"1.0\""),
-        index("exponent", "1e3", "\"1e3\""), index("octal", "0o17", "\"0o17\""),
-        index("underscore", "1_0", "\"1_0\""), index("no_digits", "0x", "\"0x\""),
-        index("upper_case_prefix", "0X10", "\"0X10\""), index("no_hexadecimal", "0xG", "\"0xG\""),
+        index("exponent", "1e3", "\"1e3\" (a hexadecimal number is written 0x1e3)"),
+        index("octal", "0o17", "\"0o17\""), index("underscore", "1_0", "\"1_0\""),
+        index("no_digits", "0x", "\"0x\""),
+        index("upper_case_prefix", "0X10", "\"0X10\" (a hexadecimal number is written 0x10)"),
+        index("no_prefix", "60FF", "\"60FF\" (a hexadecimal number is written 0x60FF)"),
+        index("suffix", "6041h", "\"6041h\" (a hexadecimal number is written 0x6041)"),
+        index("suffix_of_a_word", "1xh", "\"1xh\""), index("no_hexadecimal", "0xG", "\"0xG\""),
         index("boolean", "true", "\"true\""), index("word", "abc", "\"abc\""),
         index("leading_zero", "010", "\"010\" (a number has no leading zeros)"),
         index("zero_twice", "00", "\"00\" (a number has no leading zeros)"),
@@ -299,7 +303,48 @@ INSTANTIATE_TEST_SUITE_P(
                      "1:1: error: board file: missing key \"nodes\""}},
         ProblemCase{"merge_key",
                     "<<: {}\nnodes: [{node_id: 1}]",
-                    {"1:1: error: board file: unknown key \"<<\""}}),
+                    {"1:1: error: board file: unknown key \"<<\", there are no merge keys; write "
+                     "the keys out, or let an alias stand for all of a value"}}),
+    RowName());
+
+/// A key of a mapping that there is not, at 4:28.
+ProblemCase unknown_key(const std::string& name, const std::string& key,
+                        const std::string& advice) {
+  return mapping(name, "index: 1, bit_length: 8,   " + key,
+                 {"4:28: error: mapping: unknown key " + advice});
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    unknown_key, MemberProblems,
+    testing::Values(
+        unknown_key("short", "sub: 1", "\"sub\", did you mean \"sub_index\"?"),
+        unknown_key("in_other_words", "Min: 1", "\"Min\", did you mean \"minimum\"?"),
+        unknown_key("name", "name: a", "\"name\", did you mean \"field\"?"),
+        unknown_key("meant_elsewhere", "pdo: 1", "\"pdo\""),
+        unknown_key("merge_key", "<<: 1",
+                    "\"<<\", there are no merge keys; write the keys out, or let an alias stand "
+                    "for all of a value"),
+        unknown_key("without_blank", "sub_index:0x1, field: a",
+                    "\"sub_index:0x1\", write a blank behind the colon: \"sub_index: 0x1\"")),
+    RowName());
+
+/// Data to write, which stands at 3:41.
+ProblemCase data(const std::string& name, const std::string& value, const std::string& problem) {
+  return operation(
+      name, "kind: sdo_write, index: 1, fixed_data: " + value,
+      problem.empty()
+          ? Texts{}
+          : Texts{"3:41: error: fixed_data: expected a number from 0 to 255, found " + problem});
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    data, MemberProblems,
+    testing::Values(data("bytes", "[0, 255]", ""),
+                    data("two_bytes", "[1000]",
+                         "\"1000\" (it has two bytes, the low one first: 0xE8, 0x03)"),
+                    data("hexadecimal", "[0x1234]",
+                         "\"0x1234\" (it has two bytes, the low one first: 0x34, 0x12)"),
+                    data("many_bytes", "[65536]", "\"65536\""), data("word", "[x]", "\"x\"")),
     RowName());
 
 INSTANTIATE_TEST_SUITE_P(
@@ -331,7 +376,7 @@ INSTANTIATE_TEST_SUITE_P(
         device("without_base", "profile: io", {"2:32: error: device: missing key \"base_index\""}),
         device("profile", "base_index: 0, profile: CI402",
                {"3:25: error: profile: expected \"\", \"ci402\", \"claw\" or \"io\", found "
-                "\"CI402\""}),
+                "\"CI402\", did you mean \"ci402\"?"}),
         device("homing_record", "base_index: 0, homing_record: x",
                {"3:31: error: homing_record: expected a number from 0 to 0xFFFF, found \"x\""}),
         device("slip", "base_index: 0, homing_rekord: 1",
@@ -399,7 +444,8 @@ INSTANTIATE_TEST_SUITE_P(
             {"3:44: error: shared_cob_id: expected true, false, 1 or 0, found "
              "\"2\""}),
         pdo("direction", "number: 1, direction: rpdo, mappings: []",
-            {"3:23: error: direction: expected \"RPDO\" or \"TPDO\", found \"rpdo\""}),
+            {"3:23: error: direction: expected \"RPDO\" or \"TPDO\", found \"rpdo\", did you mean "
+             "\"RPDO\"?"}),
         pdo("direction_as_list", "number: 1, direction: [RPDO], mappings: []",
             {"3:23: error: direction: expected \"RPDO\" or \"TPDO\", found a list"}),
         pdo("mappings", "number: 1, direction: RPDO, mappings: {}",
@@ -433,7 +479,8 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         operation("without_kind", "index: 1", {"2:29: error: operation: missing key \"kind\""}),
         operation("unknown_kind", "kind: sdo_raed, index: 1",
-                  {"3:7: error: kind: expected " + all_kinds + ", found \"sdo_raed\""}),
+                  {"3:7: error: kind: expected " + all_kinds +
+                   ", found \"sdo_raed\", did you mean \"sdo_read\"?"}),
         operation("kind_as_map", "kind: {}",
                   {"3:7: error: kind: expected " + all_kinds + ", found a map"}),
         operation("sdo_read_without_index", "kind: sdo_read",
@@ -457,17 +504,18 @@ INSTANTIATE_TEST_SUITE_P(
                   {"3:27: error: operation: unknown key \"\\x1B[2J\""}),
         operation("transport", "kind: sdo_read, index: 1, transport: SDO",
                   {"3:27: warning: operation: sdo_read does not read \"transport\"",
-                   "3:38: error: transport: expected \"\", \"sdo\" or \"pdo\", found \"SDO\""}),
+                   "3:38: error: transport: expected \"\", \"sdo\" or \"pdo\", found \"SDO\", did "
+                   "you mean \"sdo\"?"}),
         operation("data_type", "kind: sdo_write, index: 1, data_type: U16",
                   {"3:39: error: data_type: expected \"\", \"raw\", \"u8\", \"s8\", \"u16\", "
-                   "\"s16\", \"u32\" or \"s32\", found \"U16\""}),
+                   "\"s16\", \"u32\" or \"s32\", found \"U16\", did you mean \"u16\"?"}),
         operation("bit_index", "kind: sdo_read, index: 1, bit_index: 8",
                   {"3:27: warning: operation: sdo_read does not read \"bit_index\"",
                    "3:38: error: bit_index: expected a number from 0 to 7, found \"8\""}),
         operation("action", "kind: sdo_read, index: 1, action: Extend",
                   {"3:27: warning: operation: sdo_read does not read \"action\"",
                    "3:35: error: action: expected \"extend\", \"home\" or \"query\", found "
-                   "\"Extend\""}),
+                   "\"Extend\", did you mean \"extend\"?"}),
         operation("led_operation", "kind: sdo_read, index: 1, led_operation: ''",
                   {"3:27: warning: operation: sdo_read does not read \"led_operation\"",
                    "3:42: error: led_operation: expected \"set_led\", \"set_color\" or "

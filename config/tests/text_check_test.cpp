@@ -62,5 +62,35 @@ INSTANTIATE_TEST_SUITE_P(
                     {"error: the file is larger than 2000000 bytes"}}),
     RowName());
 
+class BoardCheck : public testing::TestWithParam<ProblemCase> {};
+
+TEST_P(BoardCheck, of) {
+  ProblemList problems;
+  EXPECT_EQ(check_is_board(GetParam().yaml, problems), GetParam().problems.empty());
+  EXPECT_EQ(texts_of(problems.take()), GetParam().problems);
+}
+
+const std::string is_eds =
+    ": error: this is an EDS file (an electronic data sheet), a board file describes nodes in YAML";
+const std::string is_log = ": error: this is a candump log, a board file describes nodes in YAML";
+
+INSTANTIATE_TEST_SUITE_P(
+    files, BoardCheck,
+    testing::Values(
+        ProblemCase{"empty", "", {}}, ProblemCase{"remarks", "# a\n\n; b\n", {}},
+        ProblemCase{"board", "# a\nnodes:\n[FileInfo]\n", {}},
+        ProblemCase{"eds", "[FileInfo]\nFileName=a.eds\n", {"1:1" + is_eds}},
+        ProblemCase{"eds_of_a_device", "[DeviceInfo]\r\nVendorName=a\r\n", {"1:1" + is_eds}},
+        ProblemCase{"eds_with_remarks", "; a\n\n  [FILEINFO] \nFileName=a\n", {"3:1" + is_eds}},
+        ProblemCase{"dcf", "[DeviceComissioning]\n", {"1:1" + is_eds}},
+        ProblemCase{"eds_behind_a_byte_order_mark", "\xEF\xBB\xBF[Comments]\n", {"1:1" + is_eds}},
+        ProblemCase{"other_brackets", "[a, b]\n", {}},
+        ProblemCase{"log", "(1700000000.000000) can0 123#0102\n", {"1:1" + is_log}},
+        ProblemCase{"log_of_a_remote_frame", "(0000000000.1) vcan0 123#R\n", {"1:1" + is_log}},
+        ProblemCase{"no_log", "(1) a\n", {}}, ProblemCase{"no_frame", "(a) can0 123#\n", {}},
+        ProblemCase{"dump", "\n  can0  123   [2]  01 02\n", {"2:1" + is_log}},
+        ProblemCase{"no_dump", "a:  [1]  \n", {}}),
+    RowName());
+
 }  // namespace
 }  // namespace velmora_can_bridge

@@ -38,7 +38,37 @@ INSTANTIATE_TEST_SUITE_P(
         ProblemCase{"null_alone",
                     "---\n~\n",
                     {"error: the file is empty, expected a map with the key \"nodes\""}},
-        ProblemCase{"syntax", "a: b: c", {"1:5: error: illegal map value"}},
+        ProblemCase{"syntax",
+                    "a: b: c",
+                    {"1:5: error: illegal map value (a key before it lacks the blank behind its "
+                     "colon, or the line is indented too far)"}},
+        ProblemCase{"blank_missing_behind_a_colon",
+                    "a:\n  b:1\n  c: 2\n",
+                    {"3:4: error: illegal map value (a key before it lacks the blank behind its "
+                     "colon, or the line is indented too far)"}},
+        ProblemCase{"missing_brace",
+                    "a: {b: 1\nc: {d: 1}\n",
+                    {"2:2: error: end of map flow not found (a { has no }, or a comma is missing "
+                     "before here)"}},
+        ProblemCase{"missing_bracket",
+                    "a: [1, 2\nb: [3]\n",
+                    {"2:2: error: end of sequence flow not found (a [ has no ], or a comma is "
+                     "missing before here)"}},
+        ProblemCase{"brackets_crossed",
+                    "a: {b: [1}\n",
+                    {"1:10: error: illegal flow end (brackets close in the order in which they "
+                     "opened)"}},
+        ProblemCase{"key_indented_too_little",
+                    "a:\n  b: 1\n c: 2\n",
+                    {"3:2: error: end of map not found (indent keys of one map alike, with blanks "
+                     "alone)"}},
+        ProblemCase{"list_indented_too_little",
+                    "a:\n  - b: 1\n   c: 2\n",
+                    {"3:4: error: end of sequence not found (indent keys of one map alike, with "
+                     "blanks alone)"}},
+        ProblemCase{"tab",
+                    "a:\n  b: 1\n\tc: 2\n",
+                    {"3:1: error: illegal tab when looking for indentation (indent with blanks)"}},
         ProblemCase{"unclosed_quote", "a:\n  \"x", {"2:5: error: illegal EOF in scalar"}},
         ProblemCase{"escape_cut_off",
                     "a:\n  \"x\\U0",

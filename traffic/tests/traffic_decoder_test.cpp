@@ -38,6 +38,7 @@ nodes:
           - {index: 0x2000, sub_index: 1, bit_length: 8, field: red}
       - {number: 5, direction: RPDO, cob_id: 0x690, mappings: [{index: 0x2300, bit_length: 64}]}
       - {number: 6, direction: RPDO, mappings: [{index: 0x2301, bit_length: 8}]}
+      - {number: 7, direction: RPDO, cob_id: 0x691, mappings: [{index: 0x2200, sub_index: 1, bit_length: 16}]}
       - {number: 2, direction: TPDO, cob_id: 0x300, mappings: [
          {index: 0x2001, bit_length: 1}, {index: 0x2002, bit_length: 7}, {index: 0x6077, bit_length: 12}]}
       - {number: 1, direction: TPDO, shared_cob_id: true, mappings: [{index: 0x6041, bit_length: 16}]}
@@ -46,7 +47,7 @@ nodes:
       read_vendor: {kind: sdo_read, index: 0x1018, sub_index: 1}
       set_offset: {kind: sdo_write, index: 0x2400, data_type: s16}
       set_any: {kind: sdo_write, index: 0x2500, subindex_in_payload: true}
-      set_pump: {kind: pump_duty, index: 0x2200, pump_pdo_number: 5, rpdo_channels: [1], sdo_channels: [3]}
+      set_pump: {kind: pump_duty, index: 0x2200, pump_pdo_number: 7, rpdo_channels: [1], sdo_channels: [3]}
   - node_id: 0x11
     pdos:
       - {number: 2, direction: RPDO, cob_id: 0x190, shared_cob_id: true, mappings: [{index: 0x2000, bit_length: 8}]}
