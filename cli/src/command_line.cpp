@@ -77,6 +77,8 @@ constexpr Command commands[] = {
     {"run", [](const Host& host, const Arguments& all) { return run_command(host, all.run); }},
     {"explain",
      [](const Host& host, const Arguments& all) { return explain_command(host, all.explain); }},
+    {"script",
+     [](const Host& host, const Arguments& all) { return script_command(host, all.script); }},
     {"simulate",
      [](const Host& host, const Arguments& all) { return simulate_command(host, all.simulate); }},
     {"nmt", [](const Host& host, const Arguments& all) { return nmt_command(host, all.nmt); }},

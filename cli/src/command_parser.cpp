@@ -90,6 +90,18 @@ void add_explain(CLI::App& app, ExplainArguments& explain) {
   add_json(command, explain.json).excludes(&candump);
 }
 
+void add_script(CLI::App& app, ScriptArguments& script) {
+  CLI::App& command = add_command(app, "script");
+  add_board(command, script.board);
+  command.add_option("FILE", script.file);
+  add_bus(command, script.bus);
+  add_timeout(command, script.bus);
+  command.add_flag("--force", script.force);
+  command.add_flag("--keep-going", script.keep_going);
+  command.add_flag("--transfers", script.transfers);
+  add_json(command, script.json);
+}
+
 void add_simulate(CLI::App& app, SimulateArguments& simulate) {
   CLI::App& command = add_command(app, "simulate");
   add_board(command, simulate.board);
@@ -163,6 +175,7 @@ void add_heartbeat(CLI::App& app, HeartbeatArguments& heartbeat) {
 void add_commands(CLI::App& app, Arguments& arguments) {
   add_run(app, arguments.run);
   add_explain(app, arguments.explain);
+  add_script(app, arguments.script);
   add_simulate(app, arguments.simulate);
   add_nmt(app, arguments.nmt);
   add_sdo(app, arguments.sdo);

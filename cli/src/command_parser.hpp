@@ -14,6 +14,7 @@ namespace velmora_can_bridge {
 struct Arguments {
   RunArguments run;
   ExplainArguments explain;
+  ScriptArguments script;
   SimulateArguments simulate;
   NmtArguments nmt;
   SdoArguments sdo;

@@ -78,6 +78,23 @@ struct ExplainArguments {
 /// Tells what one configured operation would do.
 ExitStatus explain_command(const CommandLineHost& host, const ExplainArguments& arguments);
 
+struct ScriptArguments {
+  std::string board;
+  /// "-" for the standard input.
+  std::string file = "-";
+  BusArguments bus;
+  /// Send also what carries fields that nobody knows.
+  bool force = false;
+  /// Go on behind a line that has failed.
+  bool keep_going = false;
+  /// Print every transfer.
+  bool transfers = false;
+  bool json = false;
+};
+
+/// Runs the lines of a script, or those that a person types, on one board.
+ExitStatus script_command(const CommandLineHost& host, const ScriptArguments& arguments);
+
 /// Puts the nodes of a board on a CAN interface until it is interrupted.
 ExitStatus simulate_command(const CommandLineHost& host, const SimulateArguments& arguments);
 

@@ -32,6 +32,7 @@ constexpr ArgumentHelp trace{"--trace", "FILE",
                              "write every frame to this file, as candump -L does"};
 constexpr ArgumentHelp period{"--period", "MS", "milliseconds between two frames, 1 to 3600000",
                               true};
+constexpr ArgumentHelp transfers{"--transfers", "", "print every transfer to the standard error"};
 constexpr ArgumentHelp json{"--json", "", "print results as JSON, one object a line"};
 
 CommandHelp run() {
@@ -77,6 +78,29 @@ CommandHelp explain() {
            json},
           {{"What driving one wheel sends", "explain robot.yaml left_wheel drive_patch 150"},
            {"The frames alone", "explain robot.yaml led set_led_blue 64 --candump"}}};
+}
+
+CommandHelp script() {
+  return {
+      "script",
+      "Run the lines of a script, or those that you type, on one board",
+      "Runs one operation a line, one after another on the same board, so that modes of operation "
+      "and what RPDOs carry are kept from line to line. On a terminal without FILE it asks for "
+      "lines, and the tabulator completes their words.\n"
+      "A line is \"DEVICE OPERATION [PAYLOAD...]\", with \"run\" or \"explain\" before it or not; "
+      "\"wait 200ms\"; or \"wait DEVICE CONDITION [TIME]\" for target_reached or a state of a "
+      "drive, such as operation_enabled, 5s at most where TIME is left out. A comment begins "
+      "with #.",
+      {board,
+       {"FILE", "", "the script; - for the standard input, which it is when left out"},
+       bus,
+       timeout,
+       trace,
+       {"--keep-going", "", "go on behind a line that has failed"},
+       transfers,
+       json},
+      {{"Run a script on a robot", "script robot.yaml tour.txt --bus can0"},
+       {"Type lines on a simulated board", "script robot.yaml"}}};
 }
 
 CommandHelp simulate() {
@@ -236,8 +260,8 @@ CommandHelp version() {
 
 const std::vector<CommandHelp>& command_helps() {
   static const std::vector<CommandHelp> table{
-      run(),       explain(), operations(), check(),    watch(), nmt(),  sdo(),    sdo_read(),
-      sdo_write(), sync(),    heartbeat(),  simulate(), demo(),  help(), version()};
+      run(),      script(),    explain(), operations(), check(),    watch(), nmt(),  sdo(),
+      sdo_read(), sdo_write(), sync(),    heartbeat(),  simulate(), demo(),  help(), version()};
   return table;
 }
 

@@ -5,13 +5,16 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "line_editor.hpp"
 #include "terminal.hpp"
 #include "velmora_can_bridge/cli/command_line.hpp"
 
@@ -71,6 +74,20 @@ int main(int argc, char** argv) {
     bridge::CommandLineHost host{
         std::cout, std::cerr,    shows_colour(STDOUT_FILENO), {},
         {},        &interrupted, shows_colour(STDERR_FILENO), width_of_output()};
+    std::unique_ptr<bridge::LineEditor> editor;
+    host.in = &std::cin;
+    if (live && isatty(STDIN_FILENO) == 1) {
+      host.type_line = [&](const std::string& prompt, const bridge::LineCompletion& completion) {
+        if (!editor) {
+          editor = std::make_unique<bridge::LineEditor>(stdin, stdout);
+        }
+        return editor->type(prompt, completion);
+      };
+      host.resume = [] {
+        interrupted = false;
+        end_on_signals();
+      };
+    }
     if (live) {
       host.sleep = [](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); };
     }

@@ -24,6 +24,15 @@ std::string coloured(bool has_colour, std::string_view colour, std::string_view 
   return std::string(colour) + std::string(text) + std::string(plain);
 }
 
+/// An object to which the members of a result are added.
+nlohmann::ordered_json of_line(std::size_t line) {
+  auto json = nlohmann::ordered_json::object();
+  if (line != 0) {
+    json["line"] = line;
+  }
+  return json;
+}
+
 std::string reason_of(const OperationReport& report) {
   return report.error ? report.error->text : "";
 }
@@ -84,24 +93,27 @@ void print_result(const CommandLineHost& host, const OperationReport& report,
 }
 
 void print_result_json(const CommandLineHost& host, const OperationReport& report,
-                       const std::optional<ShownDrive>& drive) {
-  nlohmann::ordered_json line{
-      {"operation", report.operation}, {"device", report.device},
-      {"ok", report.result.ok},        {"code", exit_status_word(exit_status_of(report))},
-      {"data", report.result.data},    {"message", report.result.message}};
+                       const std::optional<ShownDrive>& drive, std::size_t line) {
+  nlohmann::ordered_json json = of_line(line);
+  json["operation"] = report.operation;
+  json["device"] = report.device;
+  json["ok"] = report.result.ok;
+  json["code"] = exit_status_word(exit_status_of(report));
+  json["data"] = report.result.data;
+  json["message"] = report.result.message;
   if (!report.answer.empty()) {
-    line["values"] = answer_json(report.answer);
+    json["values"] = answer_json(report.answer);
   }
   if (report.error) {
-    line["reason"] = report.error->text;
+    json["reason"] = report.error->text;
   }
   if (!report.tolerated.empty()) {
-    line["tolerated"] = tolerated_json(report.tolerated);
+    json["tolerated"] = tolerated_json(report.tolerated);
   }
   if (drive && !drive->state.empty()) {
-    line["drive_state"] = drive->state;
+    json["drive_state"] = drive->state;
   }
-  print_json_line(host, line);
+  print_json_line(host, json);
 }
 
 void print_tolerated(const CommandLineHost& host, const OperationReport& report) {
@@ -111,10 +123,11 @@ void print_tolerated(const CommandLineHost& host, const OperationReport& report)
 }
 
 void print_explanation_json(const CommandLineHost& host, const Explanation& explanation,
-                            ExitStatus status) {
-  auto line = nlohmann::ordered_json::parse(explanation_json(explanation));
-  line["code"] = exit_status_word(status);
-  print_json_line(host, line);
+                            ExitStatus status, std::size_t line) {
+  nlohmann::ordered_json json = of_line(line);
+  json.update(nlohmann::ordered_json::parse(explanation_json(explanation)));
+  json["code"] = exit_status_word(status);
+  print_json_line(host, json);
 }
 
 std::string failure_text(const std::string& message, const std::string& reason, bool colour) {

@@ -1,6 +1,7 @@
 // How the commands speak: results to one stream, diagnostics to the other.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -29,16 +30,16 @@ std::string result_text(const OperationReport& report, bool colour,
 void print_result(const CommandLineHost& host, const OperationReport& report,
                   const std::optional<ShownDrive>& drive = std::nullopt);
 
-/// Prints the result as one JSON object on a line.
+/// Prints the result as one JSON object on a line; behind `line`, that of a script, unless it is 0.
 void print_result_json(const CommandLineHost& host, const OperationReport& report,
-                       const std::optional<ShownDrive>& drive = std::nullopt);
+                       const std::optional<ShownDrive>& drive = std::nullopt, std::size_t line = 0);
 
 /// Prints as diagnostics which transfers failed while the operation went on, each on a line.
 void print_tolerated(const CommandLineHost& host, const OperationReport& report);
 
-/// Prints what an operation would do as one JSON object on a line.
+/// Prints what an operation would do as one JSON object on a line, with `line` as above.
 void print_explanation_json(const CommandLineHost& host, const Explanation& explanation,
-                            ExitStatus status);
+                            ExitStatus status, std::size_t line = 0);
 
 /// A failure for people: the line "failed: MESSAGE (REASON)", the parentheses only for a reason.
 std::string failure_text(const std::string& message, const std::string& reason, bool colour);

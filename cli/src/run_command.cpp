@@ -81,6 +81,26 @@ std::optional<ShownDrive> follow(const CommandLineHost& host, const RunArguments
   return judge(await(bridge, bus, *drive, patience), patience, report);
 }
 
+/// Whether the operation sets a mode that the bridge remembers for the operations behind it.
+bool sets_motor_mode(const BoardFile& file, const OperationArguments& arguments) {
+  const auto found = find_operation(file, arguments.board, arguments.device, arguments.operation);
+  return found && found->operation->kind == "ci402_set_mode";
+}
+
+void print(const CommandLineHost& host, const RunArguments& arguments,
+           const OperationReport& report, const std::optional<ShownDrive>& shown, bool sets_mode) {
+  if (arguments.json) {
+    print_result_json(host, report, shown);
+    return;
+  }
+  print_result(host, report, shown);
+  if (report.result.ok && sets_mode) {
+    print_remark(host,
+                 "the mode is known to this run alone; \"velmora-can-bridge script\" keeps it for "
+                 "the operations behind it");
+  }
+}
+
 }  // namespace
 
 ExitStatus run_command(const CommandLineHost& host, const RunArguments& arguments) {
@@ -91,6 +111,7 @@ ExitStatus run_command(const CommandLineHost& host, const RunArguments& argument
     return ExitStatus::bad_input;
   }
   const auto drive = watched_drive(call->file, operation.device, operation.operation);
+  const bool sets_mode = sets_motor_mode(call->file, operation);
   CommandBridge bridge(host, bus->channel(), std::move(call->file), sdo_times(arguments.bus),
                        [&](const Transfer& transfer) {
                          if (arguments.transfers) {
@@ -103,7 +124,7 @@ ExitStatus run_command(const CommandLineHost& host, const RunArguments& argument
   });
   print_tolerated(host, report);
   const auto shown = follow(host, arguments, bridge, *bus, drive, report);
-  (arguments.json ? print_result_json : print_result)(host, report, shown);
+  print(host, arguments, report, shown, sets_mode);
   bridge.await_late_answers();
   return bus->finish(exit_status_of(report));
 }

@@ -86,9 +86,9 @@ class CommandLine : public testing::Test {
   ExitStatus run(const std::vector<std::string>& arguments) {
     std::ostringstream out_stream;
     std::ostringstream err_stream;
-    const ExitStatus status = run_command_line(
-        arguments,
-        {out_stream, err_stream, false, sleep, open_interface, &interrupted, false, width});
+    const ExitStatus status =
+        run_command_line(arguments, {out_stream, err_stream, false, sleep, open_interface,
+                                     &interrupted, false, width, in, type_line, resume});
     out = out_stream.str();
     err = err_stream.str();
     return status;
@@ -103,6 +103,9 @@ class CommandLine : public testing::Test {
   std::vector<std::string> opened;
   // Of the terminal.
   std::size_t width = 0;
+  std::istream* in = nullptr;
+  std::function<std::optional<std::string>(const std::string&, const LineCompletion&)> type_line;
+  std::function<void()> resume;
   std::string out;
   std::string err;
 };

@@ -125,6 +125,8 @@ TEST(HelpTable, examples_parse) {
 /// Examples that need no interface.
 TEST_F(CommandLine, examples_of_the_help_work_on_the_example_board) {
   const std::string path = write_file("robot.yaml", std::string(example_board()));
+  std::istringstream no_lines;
+  in = &no_lines;
   int run_so_far = 0;
   for (const CommandHelp& command : command_helps()) {
     for (const ExampleHelp& example : command.examples) {

@@ -5,7 +5,9 @@
 #include <chrono>
 #include <cstddef>
 #include <functional>
+#include <istream>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -32,6 +34,9 @@ enum class ExitStatus {
   interrupted = 130,
 };
 
+/// The words that may stand where `line`, as far as it is typed, ends: whole ones.
+using LineCompletion = std::function<std::vector<std::string>(const std::string& line)>;
+
 /// What the program stands on.
 struct CommandLineHost {
   /// Takes results.
@@ -53,12 +58,23 @@ struct CommandLineHost {
   bool err_colour = false;
   /// Columns of the terminal, to which tables are fitted; 0: not known, they are fitted to 80.
   std::size_t width = 0;
+  /// The standard input; null: there is none.
+  std::istream* in = nullptr;
+  /// Lets a person type a line behind `prompt` on a terminal, with the completion of words; no
+  /// value when there are no more, an empty line when `interrupted` was set meanwhile. Null: the
+  /// standard input is no terminal.
+  std::function<std::optional<std::string>(const std::string& prompt,
+                                           const LineCompletion& completion)>
+      type_line = nullptr;
+  /// Called by a session of such lines that goes on after an interruption: clears `interrupted`.
+  /// Not null where `type_line` is not.
+  std::function<void()> resume = nullptr;
 };
 
 /// Runs the program with `arguments`, the program's name not among them.
 ///
 /// Writes only to the streams of `host` and the files that the arguments name, and reads only the
-/// board file that they name. Everything that
+/// files that they name and `CommandLineHost::in`. Everything that
 /// is wrong with the arguments or the board is one line in `host.err` that names the culprit.
 ExitStatus run_command_line(const std::vector<std::string>& arguments, const CommandLineHost& host);
 

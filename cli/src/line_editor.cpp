@@ -1,0 +1,99 @@
+#include "line_editor.hpp"
+
+#include <histedit.h>
+
+#include <cerrno>
+#include <clocale>
+#include <cstdio>
+#include <vector>
+
+#include "line_completion.hpp"
+
+// How libedit declares its functions.
+// NOLINTBEGIN(cppcoreguidelines-pro-type-vararg)
+namespace velmora_can_bridge {
+namespace {
+
+constexpr int remembered_lines = 500;
+
+}  // namespace
+
+LineEditor::LineEditor(std::FILE* input, std::FILE* output)
+    : output_(output),
+      editor_(el_init("velmora-can-bridge", input, output, output)),
+      history_(history_init()) {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing has started a thread yet
+  std::setlocale(LC_CTYPE, "");  // characters of several bytes are edited as one
+  HistEvent event;
+  history(history_, &event, H_SETSIZE, remembered_lines);
+  el_set(editor_, EL_CLIENTDATA, this);
+  el_set(editor_, EL_PROMPT, &LineEditor::prompt_of);
+  el_set(editor_, EL_EDITOR, "emacs");
+  el_set(editor_, EL_HIST, history, history_);
+  el_set(editor_, EL_ADDFN, "complete", "complete the word", &LineEditor::complete_word);
+  el_set(editor_, EL_BIND, "^I", "complete", nullptr);
+}
+
+LineEditor::~LineEditor() {
+  el_end(editor_);
+  history_end(history_);
+}
+
+std::optional<std::string> LineEditor::type(const std::string& prompt,
+                                            const LineCompletion& completion) {
+  prompt_ = prompt;
+  completion_ = &completion;
+  int length = 0;
+  errno = 0;
+  const char* const typed = el_gets(editor_, &length);
+  if (typed == nullptr || length <= 0) {
+    std::fputc('\n', output_);
+    return errno == EINTR ? std::make_optional(std::string()) : std::nullopt;
+  }
+  std::string line(typed, static_cast<std::size_t>(length));
+  line.erase(line.find_last_not_of("\r\n") + 1);
+  if (!line.empty()) {
+    HistEvent event;
+    history(history_, &event, H_ENTER, line.c_str());
+  }
+  return line;
+}
+
+LineEditor& LineEditor::of(editline* editor) {
+  void* self = nullptr;
+  el_get(editor, EL_CLIENTDATA, &self);
+  return *static_cast<LineEditor*>(self);
+}
+
+char* LineEditor::prompt_of(editline* editor) { return of(editor).prompt_.data(); }
+
+unsigned char LineEditor::complete_word(editline* editor, int /*key*/) {
+  return of(editor).complete();
+}
+
+/// Inserts what all candidates have in common; where that is nothing new, shows them.
+unsigned char LineEditor::complete() {
+  const LineInfo* const info = el_line(editor_);
+  const std::string line(info->buffer, info->cursor);
+  const std::vector<std::string> candidates = (*completion_)(line);
+  const std::size_t typed = line.size() - (line.rfind(' ') + 1);
+  std::string rest = common_beginning(candidates).substr(candidates.empty() ? 0 : typed);
+  if (candidates.size() == 1 && candidates.front().back() != '=') {
+    rest += ' ';
+  }
+  if (!rest.empty()) {
+    return el_insertstr(editor_, rest.c_str()) == 0 ? CC_REFRESH : CC_ERROR;
+  }
+  if (candidates.empty()) {
+    return CC_ERROR;
+  }
+  std::fputc('\n', output_);
+  for (const std::string& candidate : candidates) {
+    std::fprintf(output_, "%s  ", candidate.c_str());
+  }
+  std::fputc('\n', output_);
+  return CC_REDISPLAY;
+}
+
+}  // namespace velmora_can_bridge
+// NOLINTEND(cppcoreguidelines-pro-type-vararg)

@@ -1,0 +1,45 @@
+// Lines that a person types and edits on a terminal.
+#pragma once
+
+#include <cstdio>
+#include <optional>
+#include <string>
+
+#include "velmora_can_bridge/cli/command_line.hpp"
+
+struct editline;
+struct history;
+
+namespace velmora_can_bridge {
+
+/// Reads lines from a terminal, with a history and with words that the tabulator completes. One
+/// thread at a time.
+class LineEditor {
+ public:
+  /// Both streams are those of the terminal, and outlive the editor.
+  LineEditor(std::FILE* input, std::FILE* output);
+  ~LineEditor();
+  LineEditor(const LineEditor&) = delete;
+  LineEditor(LineEditor&&) = delete;
+  LineEditor& operator=(const LineEditor&) = delete;
+  LineEditor& operator=(LineEditor&&) = delete;
+
+  /// A line without its end; an empty one when a signal came meanwhile, no value when there are no
+  /// more.
+  std::optional<std::string> type(const std::string& prompt, const LineCompletion& completion);
+
+ private:
+  static LineEditor& of(editline* editor);
+  static char* prompt_of(editline* editor);
+  static unsigned char complete_word(editline* editor, int key);
+  unsigned char complete();
+
+  std::FILE* const output_;
+  editline* const editor_;
+  history* const history_;
+  // Of the line being typed.
+  std::string prompt_;
+  const LineCompletion* completion_ = nullptr;
+};
+
+}  // namespace velmora_can_bridge

@@ -1,0 +1,109 @@
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <istream>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include "command_bus.hpp"
+#include "commands.hpp"
+#include "interface_channel.hpp"
+#include "line_completion.hpp"
+#include "report.hpp"
+#include "script_session.hpp"
+
+namespace velmora_can_bridge {
+namespace {
+
+constexpr const char* standard_input = "-";
+constexpr const char* prompt = "> ";
+
+/// Runs all lines of a stream, or those up to the first that fails.
+ExitStatus run_stream(const CommandLineHost& host, const ScriptArguments& arguments,
+                      ScriptSession& session, std::istream& lines) {
+  ExitStatus gravest = ExitStatus::success;
+  std::size_t number = 0;
+  for (std::string line; std::getline(lines, line);) {
+    ++number;
+    const std::string place = arguments.file + ":" + std::to_string(number);
+    gravest = std::max(gravest, session.run(line, number, place));
+    const bool goes_on = gravest == ExitStatus::success || arguments.keep_going;
+    if (!goes_on || is_interrupted(host)) {
+      return gravest;
+    }
+    host.out.flush();  // whoever reads along sees each line when it is done
+  }
+  if (lines.bad()) {
+    print_diagnostic(host, "cannot read all of " + arguments.file);
+    return std::max(gravest, ExitStatus::bad_input);
+  }
+  return gravest;
+}
+
+/// Runs what a person types until there is no more. What fails is for the person to see.
+ExitStatus run_typed(const CommandLineHost& host, ScriptSession& session) {
+  const LineCompletion completion = [&](const std::string& line) {
+    return line_candidates(line, session.board());
+  };
+  std::size_t number = 0;
+  while (const std::optional<std::string> line = host.type_line(prompt, completion)) {
+    if (!is_interrupted(host)) {
+      session.run(*line, ++number, "");
+      host.out.flush();
+      if (is_interrupted(host)) {
+        session.renew();
+      }
+    }
+    if (is_interrupted(host)) {
+      host.resume();
+    }
+  }
+  return ExitStatus::success;
+}
+
+/// The stream with the lines; null, after a diagnostic, where there is none. Opens `file`.
+std::istream* open_lines(const CommandLineHost& host, const std::string& name,
+                         std::ifstream& file) {
+  if (name == standard_input) {
+    if (host.in == nullptr) {
+      print_diagnostic(host, "there is no standard input; name a script");
+    }
+    return host.in;
+  }
+  file.open(name);
+  if (!file) {
+    print_diagnostic(host, "cannot read " + name + ": " + std::generic_category().message(errno));
+    return nullptr;
+  }
+  return &file;
+}
+
+}  // namespace
+
+ExitStatus script_command(const CommandLineHost& host, const ScriptArguments& arguments) {
+  const std::optional<BoardFile> board = load_board(host, arguments.board);
+  if (!board) {
+    return ExitStatus::bad_input;
+  }
+  const bool is_typed = arguments.file == standard_input && host.type_line;
+  std::ifstream file;
+  std::istream* const lines = is_typed ? nullptr : open_lines(host, arguments.file, file);
+  if (!is_typed && lines == nullptr) {
+    return ExitStatus::bad_input;
+  }
+  const auto bus = CommandBus::open(host, arguments.bus, &*board);
+  if (!bus) {
+    return ExitStatus::bad_input;
+  }
+  ScriptSession session(host, arguments, *board, *bus);
+  const ExitStatus status =
+      is_typed ? run_typed(host, session) : run_stream(host, arguments, session, *lines);
+  session.await_late_answers();
+  return bus->finish(status);
+}
+
+}  // namespace velmora_can_bridge

@@ -1,0 +1,127 @@
+#include "script_line.hpp"
+
+#include <charconv>
+#include <cmath>
+#include <optional>
+#include <string_view>
+#include <system_error>
+
+namespace velmora_can_bridge {
+namespace {
+
+using std::chrono::milliseconds;
+using Words = std::vector<std::string>;
+
+constexpr milliseconds longest_time = std::chrono::hours(24);
+
+bool is_blank(char character) { return character == ' ' || character == '\t' || character == '\r'; }
+
+bool is_quote(char character) { return character == '"' || character == '\''; }
+
+/// Takes the next word off `rest`, which begins with one; no value when a quote does not end.
+std::optional<std::string> take_word(std::string_view& rest) {
+  std::string word;
+  while (!rest.empty() && !is_blank(rest.front())) {
+    const char first = rest.front();
+    rest.remove_prefix(1);
+    if (!is_quote(first)) {
+      word += first;
+      continue;
+    }
+    const std::size_t end = rest.find(first);
+    if (end == std::string_view::npos) {
+      return std::nullopt;
+    }
+    word += rest.substr(0, end);
+    rest.remove_prefix(end + 1);
+  }
+  return word;
+}
+
+/// "200ms", "0.5s"; no value for anything else, nor for more than a day.
+std::optional<milliseconds> parse_time(std::string_view text) {
+  double number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [unit, error] = std::from_chars(text.data(), end, number, std::chars_format::fixed);
+  const std::string_view unit_text(unit, static_cast<std::size_t>(end - unit));
+  if (error != std::errc() || (unit_text != "ms" && unit_text != "s")) {
+    return std::nullopt;
+  }
+  const double time = unit_text == "s" ? number * 1000 : number;
+  if (!(time >= 0) || time > static_cast<double>(longest_time.count())) {
+    return std::nullopt;
+  }
+  return milliseconds(std::llround(time));
+}
+
+Unexpected<std::string> no_time(const std::string& word) {
+  return Unexpected{"\"" + word + "\" is no time, expected one such as 200ms or 5s, up to 86400s"};
+}
+
+Expected<ScriptLine> parse_wait(const Words& words) {
+  if (words.size() == 2) {
+    const std::optional<milliseconds> time = parse_time(words[1]);
+    return time ? Expected<ScriptLine>(PauseLine{*time}) : no_time(words[1]);
+  }
+  if (words.size() < 3 || words.size() > 4) {
+    return Unexpected{std::string("expected \"wait TIME\" or \"wait DEVICE CONDITION [TIME]\"")};
+  }
+  WaitLine line{words[1], words[2]};
+  if (words.size() == 4) {
+    const std::optional<milliseconds> patience = parse_time(words[3]);
+    if (!patience) {
+      return no_time(words[3]);
+    }
+    line.patience = *patience;
+  }
+  return ScriptLine(line);
+}
+
+Expected<ScriptLine> parse_operation(Words words, bool explains) {
+  if (words.size() < 2) {
+    return Unexpected{std::string("expected \"DEVICE OPERATION [PAYLOAD...]\"")};
+  }
+  const Words payload(words.begin() + 2, words.end());
+  return ScriptLine(OperationLine{explains, words[0], words[1], payload});
+}
+
+}  // namespace
+
+Expected<Words> script_words(const std::string& line) {
+  Words words;
+  std::string_view rest = line;
+  while (true) {
+    while (!rest.empty() && is_blank(rest.front())) {
+      rest.remove_prefix(1);
+    }
+    if (rest.empty() || rest.front() == '#') {
+      return words;
+    }
+    std::optional<std::string> word = take_word(rest);
+    if (!word) {
+      return Unexpected{std::string("a quote does not end")};
+    }
+    words.push_back(*std::move(word));
+  }
+}
+
+Expected<ScriptLine> parse_script_line(const std::string& line) {
+  Expected<Words> words = script_words(line);
+  if (!words) {
+    return Unexpected{words.error()};
+  }
+  if (words->empty()) {
+    return ScriptLine(EmptyLine{});
+  }
+  const std::string& first = words->front();
+  if (first == "wait") {
+    return parse_wait(*words);
+  }
+  const bool explains = first == "explain";
+  if (explains || first == "run") {
+    return parse_operation(Words(words->begin() + 1, words->end()), explains);
+  }
+  return parse_operation(*words, false);
+}
+
+}  // namespace velmora_can_bridge
