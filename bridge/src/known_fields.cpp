@@ -25,11 +25,11 @@ BusError unknown_error(std::uint8_t node_id, const KnownFields::Unknown& unknown
 
 }  // namespace
 
-KnownFields::KnownFields(const KnownFields& other) : board_(other.board_) {
-  const std::lock_guard<std::mutex> lock(other.mutex_);
-  age_ = other.age_.load();
-  images_ = other.images_;
-}
+KnownFields::KnownFields(const KnownFields& other)
+    : KnownFields(other, std::lock_guard<std::mutex>(other.mutex_)) {}
+
+KnownFields::KnownFields(const KnownFields& other, const std::lock_guard<std::mutex>& /*lock*/)
+    : board_(other.board_), age_(other.age_.load()), images_(other.images_) {}
 
 std::uint64_t KnownFields::changes() const {
   const std::lock_guard<std::mutex> lock(mutex_);

@@ -93,6 +93,7 @@ class KnownFields {
     std::vector<Failure> failures;
   };
 
+  KnownFields(const KnownFields& other, const std::lock_guard<std::mutex>& lock);
   Image& image(std::uint8_t rpdo) const;
   Image& image_of_age(std::uint8_t rpdo, Age age);
   bool is_known(const Image& image, std::size_t field) const;

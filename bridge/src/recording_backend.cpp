@@ -30,21 +30,23 @@ Bridge::CallRecord::CallRecord(const Bridge& bridge, const RunOptions& options, 
     : bridge_(&bridge),
       detail_(options.detail),
       outer_(std::exchange(innermost(), this)),
-      node_(&node) {
-  images_.emplace(call, node.known, node.controller.motor_mode(call.device), options.force);
-}
+      running_(RunningOperation{
+          node, {call, node.known, node.controller.motor_mode(call.device), options.force}}) {}
 
 Bridge::CallRecord::~CallRecord() {
   innermost() = outer_;
-  if (images_ && !is_over_) {
-    node_->forget();  // an exception has ended it: nobody knows how far the images had come
+  if (running_ && !running_->is_over) {
+    running_->node.forget();  // an exception has ended it: nobody knows how far the images had come
   }
 }
 
 std::optional<BusError> Bridge::CallRecord::refusal(const Transfer& transfer) {
-  std::optional<BusError> error = images_ ? images_->refusal(transfer) : std::nullopt;
+  if (!running_) {
+    return std::nullopt;
+  }
+  std::optional<BusError> error = running_->images.refusal(transfer);
   if (error) {
-    node_->forget();
+    running_->node.forget();
   }
   return error;
 }
@@ -62,8 +64,8 @@ BusError Bridge::CallRecord::take_reason() {
 }
 
 void Bridge::CallRecord::add(const Transfer& transfer) {
-  if (images_) {
-    images_->note(transfer);
+  if (running_) {
+    running_->images.note(transfer);
   }
   if (!is_stopped(error_)) {
     error_ = transfer.error;
@@ -77,8 +79,10 @@ void Bridge::CallRecord::add(const Transfer& transfer) {
 }
 
 void Bridge::CallRecord::fill(OperationReport& report, const CalledOperation& call) {
-  images_->finish();
-  is_over_ = true;
+  if (running_) {
+    running_->images.finish();
+    running_->is_over = true;
+  }
   report.transfers = std::move(transfers_);
   report.tolerated = std::move(failures_);
   if (report.result.ok || !error_ || is_own_refusal(call, report.result)) {

@@ -51,14 +51,18 @@ class Bridge::CallRecord {
   const std::optional<BusError>& error() const { return error_; }
 
  private:
+  struct RunningOperation {
+    Node& node;
+    ImageWatch images;
+    bool is_over = false;
+  };
+
   static CallRecord*& innermost();
 
   const Bridge* const bridge_;
   const Detail detail_;
   CallRecord* const outer_;
-  Node* const node_ = nullptr;
-  std::optional<ImageWatch> images_;
-  bool is_over_ = false;
+  std::optional<RunningOperation> running_;
   std::optional<BusError> reported_;
   std::optional<BusError> error_;
   std::vector<BusError> failures_;

@@ -25,7 +25,8 @@ struct ExplainedField {
 /// One transfer of the operation.
 struct ExplainedTransfer {
   /// Reads were made, and tell what the node answered. Writes and frames were held back; they have
-  /// an error only where no bus could carry them, or a read before them was stopped.
+  /// an error only where no bus could carry them, where `run` would not send them because of a
+  /// field that nobody knows, or where a read before them was stopped.
   Transfer transfer;
   /// Of an SDO transfer: the object in words of the board, and what its value says.
   ObjectName object;
