@@ -48,7 +48,7 @@ void check_controlword(const DeviceCheck& check) {
 
 void check_base_of_drive(const DeviceCheck& check) {
   const unsigned base = check.device().base_index;
-  constexpr unsigned last_object = static_cast<unsigned>(DriveObject::target_velocity);
+  constexpr auto last_object = static_cast<unsigned>(DriveObject::target_velocity);
   if (base < first_device_object || base + last_object > 0xFFFF) {
     check.problems.error(check.at("base_index"), "base_index: no drive begins at " + hex<4>(base) +
                                                      ", write its controlword, such as 0x6040");

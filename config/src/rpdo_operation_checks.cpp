@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -345,9 +346,12 @@ void check_rpdo_channels(const OperationCheck& check) {
 void check_sdo_channels(const OperationCheck& check) {
   constexpr std::size_t duty_length = 2;
   const std::vector<const YamlValue*>& elements = elements_at(check.source, "sdo_channels");
+  std::set<std::uint8_t> seen;
   for (std::size_t position = 0; position < elements.size(); ++position) {
     const std::uint8_t channel = check.op.sdo_channels[position];
-    const auto known = known_length(check.facts, check.op.index, channel);
+    const auto known = seen.insert(channel).second
+                           ? known_length(check.facts, check.op.index, channel)
+                           : std::nullopt;
     if (known && known->length != duty_length) {
       check.problems.error(elements[position]->at,
                            "sdo_channels: " + object_text(check.op.index, channel) + " " +

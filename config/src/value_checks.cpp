@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "ground/number_text.hpp"
 #include "ground/pdo.hpp"
@@ -58,6 +59,24 @@ void check_within(const CountLimits& limits, const std::string& name, Count coun
   }
 }
 
+/// A code that could be read, and where it stands.
+struct PlacedCode {
+  const NamedCode* named;
+  Position at;
+};
+
+/// In one pass over the file's, of which some may be missing in `value`.
+std::vector<PlacedCode> placed_codes(const YamlValue& source, const ValueDescription& value) {
+  std::vector<PlacedCode> placed;
+  for (const YamlEntry& entry : entries_at(source, "values")) {
+    const std::size_t next = placed.size();
+    if (next < value.values.size() && value.values[next].name == entry.key()) {
+      placed.push_back({&value.values[next], entry.value->at});
+    }
+  }
+  return placed;
+}
+
 void check_limits(const YamlValue& source, const ValueDescription& value, const CountLimits& limits,
                   ProblemList& problems) {
   if (value.minimum) {
@@ -68,22 +87,19 @@ void check_limits(const YamlValue& source, const ValueDescription& value, const 
     check_within(limits, "maximum", *value.maximum, member_or_record(source, "maximum").at,
                  problems);
   }
-  const YamlValue& names = member_or_record(source, "values");
-  for (const NamedCode& named : value.values) {
-    check_within(limits, "values, " + shortened(named.name), named.code,
-                 member_or_record(names, named.name).at, problems);
+  for (const PlacedCode& code : placed_codes(source, value)) {
+    check_within(limits, "values, " + shortened(code.named->name), code.named->code, code.at,
+                 problems);
   }
 }
 
 void check_codes(const YamlValue& source, const ValueDescription& value, ProblemList& problems) {
-  const YamlValue& names = member_or_record(source, "values");
   std::map<Count, std::string_view> first;
-  for (const NamedCode& named : value.values) {
-    const auto [found, is_new] = first.emplace(named.code, named.name);
+  for (const PlacedCode& code : placed_codes(source, value)) {
+    const auto [found, is_new] = first.emplace(code.named->code, code.named->name);
     if (!is_new) {
-      problems.error(member_or_record(names, named.name).at,
-                     "values: " + count_text(named.code) + " has the name " +
-                         quoted(found->second) + " already, a code has one name");
+      problems.error(code.at, "values: " + count_text(code.named->code) + " has the name " +
+                                  quoted(found->second) + " already, a code has one name");
     }
   }
 }

@@ -189,6 +189,34 @@ TEST(HostileFiles, may_be_large) {
                           HasSubstr("sdo_read does not read \"fields\"")));
 }
 
+TEST(HostileFiles, may_describe_many_values) {
+  std::string codes;
+  std::string objects;
+  for (std::size_t count = 0; count < 5'000; ++count) {
+    codes += "c" + std::to_string(count) + ": " + std::to_string(count) + ", ";
+    objects += "{index: " + std::to_string(0x2000 + count) + ", unit: V}, ";
+  }
+  const LoadedBoard loaded = parse_board("nodes: [{node_id: 1, objects: [" + objects +
+                                         "{index: 0xFFFF, type: u16, values: {" + codes + "}}]}]");
+  EXPECT_THAT(texts_of(loaded.problems), IsEmpty());
+  ASSERT_TRUE(loaded.file.has_value());
+  EXPECT_THAT(loaded.file->nodes.at(0).values, SizeIs(5'001));
+}
+
+TEST(HostileFiles, may_have_many_devices_and_operations) {
+  std::string devices;
+  std::string operations;
+  for (std::size_t count = 0; count < 2'000; ++count) {
+    const std::string number = std::to_string(count);
+    devices += "d" + number + ": {profile: ci402, base_index: 0x6040}, ";
+    operations += "o" + number + ": {kind: auto_write, index: 0x60FF, data_type: s32}, ";
+  }
+  const LoadedBoard loaded = parse_board("nodes: [{node_id: 1, device_od_map: {" + devices +
+                                         "}, operations: {" + operations + "}}]");
+  ASSERT_THAT(loaded.problems, SizeIs(101));
+  EXPECT_THAT(loaded.problems.front().message, HasSubstr("are those of \"d0\" in line 1"));
+}
+
 // Every problem is one line without control characters, with a place inside the file, and there is
 // a file or an error.
 void expect_sound(const LoadedBoard& loaded) {
