@@ -100,7 +100,7 @@ void read_codes(const Item& item, std::vector<NamedCode>& target) {
     if (!is_word(entry.key())) {
       item.problems.error(entry.key_value->at,
                           "values: expected a word as name, found " + quoted(entry.key()) +
-                              " (it has no blank, \"=\" or \":\" and does not begin as a number)");
+                              R"( (it has no blank, "=" or ":" and does not begin as a number))");
     }
     const std::string name = "values, " + shortened(entry.key());
     if (const std::optional<Count> code = count_of({name, *entry.value, item.problems})) {
