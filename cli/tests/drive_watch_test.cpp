@@ -106,7 +106,7 @@ TEST_F(DriveOnBus, message_in_json_is_that_of_the_operation) {
 }
 
 TEST_F(DriveOnBus, operation_that_commands_no_drive_looks_at_none) {
-  EXPECT_EQ(run_drive({"set_mode", "03", "--transfers"}), ExitStatus::success);
+  EXPECT_EQ(run_drive({"set_mode", "3", "--transfers"}), ExitStatus::success);
   EXPECT_EQ(out, "ok: Mode set to 3\n");
   EXPECT_THAT(err, testing::Not(HasSubstr("0x6041")));
 }
@@ -121,7 +121,7 @@ TEST_F(DriveOnBus, wait_ends_when_the_drive_is_there) {
 TEST_F(DriveOnBus, wait_ends_with_its_seconds) {
   shows_at_look(0, 0);
   EXPECT_EQ(run_drive({"enable", "--wait=2"}), ExitStatus::operation_failed);
-  EXPECT_EQ(out,
+  EXPECT_EQ(err,
             "failed: Motor enabled (the drive has not followed within 2 s: it shows Switch on "
             "disabled)\n");
   EXPECT_GE(looks, 10);
@@ -140,7 +140,7 @@ TEST_F(DriveOnBus, wait_ends_when_the_drive_gives_up) {
 TEST_F(DriveOnBus, wait_for_a_statusword_that_cannot_be_read_fails) {
   node.node.device().add_object(0x6041, 0, {ObjectAccess::write_only, {0, 0}, false, 0});
   EXPECT_EQ(run_drive({"stop", "--wait"}), ExitStatus::operation_failed);
-  EXPECT_THAT(out, HasSubstr("failed: Quick stop sent (the drive's state cannot be read: abort "));
+  EXPECT_THAT(err, HasSubstr("failed: Quick stop sent (the drive's state cannot be read: abort "));
 }
 
 TEST_F(DriveOnBus, wait_can_be_interrupted) {
@@ -152,10 +152,9 @@ TEST_F(DriveOnBus, wait_can_be_interrupted) {
 }
 
 TEST_F(DriveOnBus, wait_without_a_drive_is_a_remark) {
-  EXPECT_EQ(run_drive({"set_mode", "03", "--wait"}), ExitStatus::success);
-  EXPECT_EQ(err,
-            "velmora-can-bridge: --wait has nothing to wait for: the operation commands no "
-            "drive\n");
+  EXPECT_EQ(run_drive({"set_mode", "3", "--wait"}), ExitStatus::success);
+  EXPECT_THAT(err, HasSubstr("velmora-can-bridge: --wait has nothing to wait for: the operation "
+                             "commands no drive\n"));
 }
 
 TEST_F(DriveOnBus, wait_takes_seconds) {
@@ -166,7 +165,7 @@ TEST_F(DriveOnBus, wait_takes_seconds) {
 TEST_F(DriveOnBus, simulated_claw_comes_home) {
   EXPECT_EQ(run({"run", path, "claw", "home", "--wait"}), ExitStatus::operation_failed)
       << "it was never enabled";
-  EXPECT_THAT(out, HasSubstr("it shows Switch on disabled"));
+  EXPECT_THAT(err, HasSubstr("it shows Switch on disabled"));
 }
 
 TEST_F(DriveOnBus, simulated_wheel_follows) {
@@ -179,19 +178,18 @@ TEST_F(DriveOnBus, silent_bus_is_no_success) {
   can0.set_fault_rule([](const CanFrame& frame) {
     return frame.id == 0x590 ? std::vector<CanDelivery>{} : std::vector<CanDelivery>{{frame}};
   });
-  EXPECT_EQ(run_drive({"refresh_level", "07"}), ExitStatus::no_answer);
-  EXPECT_EQ(out,
-            "failed: RPDO send failed (the node's value of colour is not known (no answer within "
-            "500 ms))\n");
+  EXPECT_EQ(run_drive({"refresh_level", "7"}), ExitStatus::no_answer);
   EXPECT_EQ(err,
             "velmora-can-bridge: failed on the way: node 0x10, object 0x2000/1: no answer within "
             "500 ms\n"
             "velmora-can-bridge: failed on the way: node 0x10, object 0x2000/2: no answer within "
-            "500 ms\n");
+            "500 ms\n"
+            "failed: RPDO send failed (the node's value of colour is not known (no answer within "
+            "500 ms))\n");
 }
 
 TEST_F(DriveOnBus, refusal_is_a_failure_that_json_lists) {
-  EXPECT_EQ(run_drive({"refresh_level", "07", "--json"}), ExitStatus::operation_failed);
+  EXPECT_EQ(run_drive({"refresh_level", "7", "--json"}), ExitStatus::operation_failed);
   EXPECT_THAT(out, HasSubstr(R"("tolerated":[{"index":8192,"sub_index":1,"reason":"abort )"));
   EXPECT_THAT(out, HasSubstr(R"({"index":8192,"sub_index":2,"reason":"abort )"));
 }
@@ -200,11 +198,11 @@ TEST_F(DriveOnBus, force_sends_to_a_silent_bus) {
   can0.set_fault_rule([](const CanFrame& frame) {
     return frame.id == 0x590 ? std::vector<CanDelivery>{} : std::vector<CanDelivery>{{frame}};
   });
-  EXPECT_EQ(run_drive({"refresh_level", "07", "--force"}), ExitStatus::success);
+  EXPECT_EQ(run_drive({"refresh_level", "7", "--force"}), ExitStatus::success);
   EXPECT_EQ(out, "ok: OK\n");
-  EXPECT_EQ(run({"explain", "--bus", "can0", path, "wheel", "refresh_level", "07"}),
+  EXPECT_EQ(run({"explain", "--bus", "can0", path, "wheel", "refresh_level", "7"}),
             ExitStatus::no_answer);
-  EXPECT_EQ(run({"explain", "--bus", "can0", path, "wheel", "refresh_level", "07", "--force"}),
+  EXPECT_EQ(run({"explain", "--bus", "can0", path, "wheel", "refresh_level", "7", "--force"}),
             ExitStatus::success);
 }
 

@@ -82,7 +82,7 @@ class OperationsOverFrames : public testing::TestWithParam<unsigned> {
 
 TEST_P(OperationsOverFrames, answer_the_same_as_without) {
   std::set<std::string> succeeded;
-  for (int step = 0; step < 3000; ++step) {
+  for (int step = 0; step < 4000; ++step) {
     const OperationConfig& op = config.operations.at(operations[number_below(operations.size())]);
     const std::string& device = devices[number_below(devices.size())];
     const Bytes payload = any_payload();

@@ -25,6 +25,19 @@ bool is_ramp(const DriveObjectRow& row) {
   return row.is_writable && !row.is_signed && row.length == ramp_length;
 }
 
+/// Further unsigned numbers of 4 bytes that CiA 402-2 lets write: maximal profile velocity and
+/// motor speed, end velocity, homing acceleration, maximal acceleration and deceleration.
+constexpr std::uint16_t further_ramps[] = {0x3F, 0x40, 0x42, 0x5A, 0x85, 0x86};
+
+bool is_ramp_offset(std::uint16_t offset) {
+  const bool is_known = std::any_of(
+      std::begin(drive_objects), std::end(drive_objects), [&](const DriveObjectRow& row) {
+        return is_ramp(row) && static_cast<std::uint16_t>(row.object) == offset;
+      });
+  return is_known || std::find(std::begin(further_ramps), std::end(further_ramps), offset) !=
+                         std::end(further_ramps);
+}
+
 std::string offset_text(std::uint16_t offset) {
   return offset > 0xFF ? hex<4>(offset) : hex<2>(offset);
 }
@@ -66,11 +79,7 @@ void check_drive(const OperationCheck& check) {
 
 void check_ramp(const OperationCheck& check) {
   check_drive(check);
-  const bool is_known = std::any_of(
-      std::begin(drive_objects), std::end(drive_objects), [&](const DriveObjectRow& row) {
-        return is_ramp(row) && static_cast<std::uint16_t>(row.object) == check.op.index_offset;
-      });
-  if (!is_known) {
+  if (!is_ramp_offset(check.op.index_offset)) {
     check.error("index_offset", offset_text(check.op.index_offset) +
                                     " is no ramp of a drive, write " + ramp_texts() +
                                     "; others are written by sdo_write");

@@ -380,6 +380,7 @@ INSTANTIATE_TEST_SUITE_P(
                     right("acceleration", "kind: ci402_ramp, index_offset: 0x43"),
                     right("deceleration", "kind: ci402_ramp, index_offset: 0x44"),
                     right("quick_stop_deceleration", "kind: ci402_ramp, index_offset: 0x45"),
+                    right("homing_acceleration", "kind: ci402_ramp, index_offset: 0x5A"),
                     right("claw", "kind: claw_action, action: home"),
                     wrong("controlword_as_ramp", "kind: ci402_ramp, index_offset: 0", 44,
                           "error: index_offset: 0x00 is no ramp of a drive, write 0x41 profile "

@@ -14,13 +14,14 @@ TEST(LowerCase, changes_the_letters_of_ascii_alone) {
   EXPECT_EQ(in_lower_case("\xC3\x84"), "\xC3\x84");
 }
 
-TEST(EditDistance, counts_added_removed_and_replaced_characters) {
+TEST(EditDistance, counts_added_removed_replaced_and_exchanged_characters) {
   EXPECT_EQ(edit_distance("", ""), 0U);
   EXPECT_EQ(edit_distance("index", "index"), 0U);
   EXPECT_EQ(edit_distance("indx", "index"), 1U);
   EXPECT_EQ(edit_distance("indexx", "index"), 1U);
   EXPECT_EQ(edit_distance("indax", "index"), 1U);
-  EXPECT_EQ(edit_distance("idnex", "index"), 2U);
+  EXPECT_EQ(edit_distance("idnex", "index"), 1U);
+  EXPECT_EQ(edit_distance("idxen", "index"), 3U);
   EXPECT_EQ(edit_distance("abc", ""), 3U);
 }
 
@@ -42,7 +43,8 @@ TEST_P(NearestName, of) {
 INSTANTIATE_TEST_SUITE_P(names, NearestName,
                          testing::Values(NearestRow{"the_name_itself", "index", "index"},
                                          NearestRow{"one_change", "indx", "index"},
-                                         NearestRow{"two_changes", "idnex", "index"},
+                                         NearestRow{"two_changes", "inexx", "index"},
+                                         NearestRow{"exchanged_letters", "idnex", "index"},
                                          NearestRow{"three_changes", "idxen", ""},
                                          NearestRow{"nearest_of_two", "fieldz", "field"},
                                          NearestRow{"half_of_a_short_name", "xb", ""},

@@ -21,19 +21,27 @@ inline std::string in_lower_case(std::string_view text) {
   return lower;
 }
 
-/// How many characters must be added, removed or replaced to make one of the other.
+/// How many characters must be added, removed, replaced or exchanged with their neighbour to make
+/// one of the other.
 inline std::size_t edit_distance(std::string_view left, std::string_view right) {
-  std::vector<std::size_t> row(right.size() + 1);
-  std::iota(row.begin(), row.end(), std::size_t{0});
+  std::vector<std::size_t> before_last;
+  std::vector<std::size_t> last(right.size() + 1);
+  std::iota(last.begin(), last.end(), std::size_t{0});
   for (std::size_t line = 1; line <= left.size(); ++line) {
-    std::size_t diagonal = std::exchange(row[0], line);
+    std::vector<std::size_t> row{line};
     for (std::size_t column = 1; column <= right.size(); ++column) {
-      const std::size_t replaced = diagonal + (left[line - 1] == right[column - 1] ? 0 : 1);
-      const std::size_t shifted = std::min(row[column - 1], row[column]) + 1;
-      diagonal = std::exchange(row[column], std::min(replaced, shifted));
+      const bool is_same = left[line - 1] == right[column - 1];
+      std::size_t distance = std::min(last[column - 1] + (is_same ? 0 : 1),
+                                      std::min(row[column - 1], last[column]) + 1);
+      if (line > 1 && column > 1 && left[line - 1] == right[column - 2] &&
+          left[line - 2] == right[column - 1]) {
+        distance = std::min(distance, before_last[column - 2] + 1);
+      }
+      row.push_back(distance);
     }
+    before_last = std::exchange(last, std::move(row));
   }
-  return row.back();
+  return last.back();
 }
 
 /// The candidate that `name` is a slip of the pen of: at most two changes away, and fewer than half
