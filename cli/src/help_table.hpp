@@ -12,7 +12,8 @@ namespace velmora_can_bridge {
 /// One argument of a command: a word in its place, such as BOARD, or an option, such as --bus.
 struct ArgumentHelp {
   std::string_view name;
-  /// What stands behind an option: "MS"; empty for a flag and for a word in its place.
+  /// What stands behind an option: "MS"; empty for a flag and for a word in its place. "[=SECONDS]"
+  /// is one that may be left out.
   std::string_view value;
   std::string_view help;
   bool is_required = false;

@@ -17,7 +17,7 @@ constexpr std::size_t line_width = 80;
 std::string typed_argument(const ArgumentHelp& argument) {
   std::string text(argument.name);
   if (!argument.value.empty()) {
-    text += " " + std::string(argument.value);
+    text += (argument.value.front() == '[' ? "" : " ") + std::string(argument.value);
   }
   return argument.repeats ? text + "..." : text;
 }

@@ -44,7 +44,8 @@ std::string described(const CLI::Option& option) {
 }
 
 std::string described(const ArgumentHelp& argument) {
-  return std::string(argument.name) + (argument.value.empty() ? "" : " with value") +
+  const bool has_value = !argument.value.empty() && argument.value.front() != '[';
+  return std::string(argument.name) + (has_value ? " with value" : "") +
          (argument.is_required ? " required" : "") + (argument.repeats ? " repeats" : "");
 }
 
@@ -179,6 +180,12 @@ TEST_F(Help, of_a_command_has_its_usage_arguments_and_examples) {
   EXPECT_THAT(help, HasSubstr("Examples:\n  Simulate until Ctrl-C:\n"
                               "    velmora-can-bridge simulate robot.yaml --bus vcan0\n"));
   EXPECT_THAT(help, HasSubstr("Exit status: 0 done, 1 the operation failed, "));
+}
+
+TEST_F(Help, shows_a_value_that_may_be_left_out) {
+  const std::string help = help_of("run");
+  EXPECT_THAT(help, HasSubstr(" [--wait[=SECONDS]]"));
+  EXPECT_THAT(help, HasSubstr("\n  --wait[=SECONDS]  wait until a drive "));
 }
 
 TEST_F(Help, of_simulate_asks_for_a_real_interface) {

@@ -110,7 +110,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(Script, explains_a_line_and_changes_nothing) {
   EXPECT_EQ(run_script("explain led set_led_blue 9\nled read_object 0 3\n"), ExitStatus::success);
   EXPECT_THAT(out, HasSubstr("would answer ok: OK\n"));
-  EXPECT_THAT(out, EndsWith("ok: OK\ndata: 00\n"));
+  EXPECT_THAT(out, HasSubstr("led read_object 0 3\nok: OK\ndata: 00\n"));
 }
 
 TEST_F(Script, waits_in_simulated_time) {
@@ -118,7 +118,7 @@ TEST_F(Script, waits_in_simulated_time) {
                        "left_wheel drive 300 0\nwait 500ms\nleft_wheel read_object 0x2C\n"),
             ExitStatus::success);
   EXPECT_THAT(out, HasSubstr(":4: wait 500ms\n  ... 500 ms later\n"));
-  EXPECT_THAT(out, EndsWith("data: 2C 01 00 00\n"));
+  EXPECT_THAT(out, HasSubstr("read_object 0x2C\nok: OK\ndata: 2C 01 00 00\n"));
 }
 
 TEST_F(Script, waits_until_the_drive_has_reached_its_target) {
@@ -128,7 +128,7 @@ TEST_F(Script, waits_until_the_drive_has_reached_its_target) {
             ExitStatus::success);
   EXPECT_THAT(out, ContainsRegex(":5: wait left_wheel target_reached 5s\n  [.]{3} [1-9][0-9]+ ms "
                                  "later\n"));
-  EXPECT_THAT(out, EndsWith("data: 2C 01 00 00\n"));
+  EXPECT_THAT(out, HasSubstr("read_object 0x2C\nok: OK\ndata: 2C 01 00 00\n"));
 }
 
 TEST_F(Script, wait_that_is_in_vain_tells_the_state) {
