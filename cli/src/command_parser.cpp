@@ -218,9 +218,10 @@ std::vector<std::string> parser_arguments(const std::vector<std::string>& argume
 
 std::string parsed_command(const CLI::App& parser) {
   std::string name;
-  for (const CLI::App* const command : parser.get_subcommands()) {
-    const std::string rest = parsed_command(*command);
-    name = command->get_name() + (rest.empty() ? "" : " " + rest);
+  const CLI::App* command = &parser;
+  while (!command->get_subcommands().empty()) {
+    command = command->get_subcommands().front();
+    name += (name.empty() ? "" : " ") + command->get_name();
   }
   return name;
 }

@@ -23,7 +23,7 @@ LineEditor::LineEditor(std::FILE* input, std::FILE* output)
       editor_(el_init("velmora-can-bridge", input, output, output)),
       history_(history_init()) {
   // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing has started a thread yet
-  std::setlocale(LC_CTYPE, "");  // characters of several bytes are edited as one
+  static_cast<void>(std::setlocale(LC_CTYPE, ""));  // characters of several bytes are edited as one
   HistEvent event;
   history(history_, &event, H_SETSIZE, remembered_lines);
   el_set(editor_, EL_CLIENTDATA, this);
@@ -47,7 +47,7 @@ std::optional<std::string> LineEditor::type(const std::string& prompt,
   errno = 0;
   const char* const typed = el_gets(editor_, &length);
   if (typed == nullptr || length <= 0) {
-    std::fputc('\n', output_);
+    static_cast<void>(std::fputc('\n', output_));
     return errno == EINTR ? std::make_optional(std::string()) : std::nullopt;
   }
   std::string line(typed, static_cast<std::size_t>(length));
@@ -87,11 +87,11 @@ unsigned char LineEditor::complete() {
   if (candidates.empty()) {
     return CC_ERROR;
   }
-  std::fputc('\n', output_);
+  static_cast<void>(std::fputc('\n', output_));
   for (const std::string& candidate : candidates) {
-    std::fprintf(output_, "%s  ", candidate.c_str());
+    static_cast<void>(std::fprintf(output_, "%s  ", candidate.c_str()));
   }
-  std::fputc('\n', output_);
+  static_cast<void>(std::fputc('\n', output_));
   return CC_REDISPLAY;
 }
 

@@ -64,7 +64,7 @@ Expected<ScriptLine> parse_wait(const Words& words) {
     return time ? Expected<ScriptLine>(PauseLine{*time}) : no_time(words[1]);
   }
   if (words.size() < 3 || words.size() > 4) {
-    return Unexpected{std::string("expected \"wait TIME\" or \"wait DEVICE CONDITION [TIME]\"")};
+    return Unexpected{std::string(R"(expected "wait TIME" or "wait DEVICE CONDITION [TIME]")")};
   }
   WaitLine line{words[1], words[2]};
   if (words.size() == 4) {

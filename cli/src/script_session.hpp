@@ -44,7 +44,7 @@ class ScriptSession {
     std::string reason;
   };
 
-  ExitStatus execute(const EmptyLine& line);
+  static ExitStatus execute(const EmptyLine& line);
   ExitStatus execute(const OperationLine& line);
   ExitStatus execute(const PauseLine& line);
   ExitStatus execute(const WaitLine& line);

@@ -103,16 +103,21 @@ Table Table::without(std::size_t column) const {
 
 void Table::print(const CommandLineHost& host) const {
   const std::size_t width = host.width == 0 ? usual_width : host.width;
+  const bool cuts_words = sum(word_widths_) + gap * word_widths_.size() > width;
+  if (dispensable_ && cuts_words) {
+    without(*dispensable_).print_rows(host.out, width);
+  } else {
+    print_rows(host.out, width);
+  }
+}
+
+void Table::print_rows(std::ostream& out, std::size_t width) const {
   const std::size_t room = width - std::min(width, gap * widths_.size());
   Widths widths = widths_;
   narrow(widths, word_widths_, room);
-  if (dispensable_ && sum(widths) > room) {
-    without(*dispensable_).print(host);
-    return;
-  }
   narrow(widths, Widths(widths.size(), 1), room);  // words are cut only where it must be
   for (const std::vector<std::string>& row : rows_) {
-    print_row(host.out, row, widths);
+    print_row(out, row, widths);
   }
 }
 

@@ -25,6 +25,7 @@ class Table {
 
  private:
   Table without(std::size_t column) const;
+  void print_rows(std::ostream& out, std::size_t width) const;
 
   std::vector<std::vector<std::string>> rows_;
   std::vector<std::size_t> widths_;
