@@ -72,8 +72,7 @@ TEST(OperationsDocument, tells_words_and_bytes_of_every_kind) {
     EXPECT_EQ(op.kind, row.kind);
     EXPECT_EQ(node.board.device_od_map.count(row.words[0]), 1U) << row.words[0];
     const auto payload = payload_from_words(
-        {node, row.words[0], op},
-        std::vector<std::string>(row.words.begin() + 2, row.words.end()));
+        {node, row.words[0], op}, std::vector<std::string>(row.words.begin() + 2, row.words.end()));
     ASSERT_TRUE(payload) << payload.error();
     EXPECT_EQ(payload->empty() ? "none" : hex_bytes(*payload), row.payload) << row.words[1];
     kinds.insert(row.kind);
