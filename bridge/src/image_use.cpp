@@ -38,17 +38,6 @@ const DeviceOdEntry* find_device(const CalledOperation& call) {
   return found == devices.end() ? nullptr : &found->second;
 }
 
-DriveObject target_object(std::uint8_t mode) {
-  switch (static_cast<DriveMode>(mode)) {
-    case DriveMode::profile_position:
-      return DriveObject::target_position;
-    case DriveMode::profile_torque:
-      return DriveObject::target_torque;
-    default:
-      return DriveObject::target_velocity;
-  }
-}
-
 std::optional<std::uint8_t> rpdo_of_target(const CalledOperation& call, std::uint8_t mode) {
   const DeviceOdEntry* const drive = find_device(call);
   if (drive == nullptr || goes_by_sdo(call.config)) {

@@ -4,8 +4,8 @@ namespace velmora_can_bridge {
 namespace {
 
 struct TypeRow {
-  ValueType type;
   std::string_view text;
+  ValueType type;
   /// In bytes; 0 for any number of them.
   std::uint8_t length;
   bool is_integer;
@@ -13,12 +13,12 @@ struct TypeRow {
 };
 
 constexpr TypeRow types[] = {
-    {ValueType::u8, "u8", 1, true, false},           {ValueType::s8, "s8", 1, true, true},
-    {ValueType::u16, "u16", 2, true, false},         {ValueType::s16, "s16", 2, true, true},
-    {ValueType::u32, "u32", 4, true, false},         {ValueType::s32, "s32", 4, true, true},
-    {ValueType::u64, "u64", 8, true, false},         {ValueType::s64, "s64", 8, true, true},
-    {ValueType::float32, "float32", 4, false, true}, {ValueType::text, "text", 0, false, false},
-    {ValueType::bytes, "bytes", 0, false, false},
+    {"u8", ValueType::u8, 1, true, false},           {"s8", ValueType::s8, 1, true, true},
+    {"u16", ValueType::u16, 2, true, false},         {"s16", ValueType::s16, 2, true, true},
+    {"u32", ValueType::u32, 4, true, false},         {"s32", ValueType::s32, 4, true, true},
+    {"u64", ValueType::u64, 8, true, false},         {"s64", ValueType::s64, 8, true, true},
+    {"float32", ValueType::float32, 4, false, true}, {"text", ValueType::text, 0, false, false},
+    {"bytes", ValueType::bytes, 0, false, false},
 };
 
 const TypeRow& row_of(ValueType type) { return types[static_cast<std::size_t>(type)]; }

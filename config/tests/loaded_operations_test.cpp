@@ -12,7 +12,7 @@
 
 #include "problem_texts.hpp"
 #include "repository_paths.hpp"
-#include "velmora_can_bridge/can_open_backend.hpp"
+#include "support/willing_backend.hpp"
 #include "velmora_can_bridge/can_open_node_controller.hpp"
 #include "velmora_can_bridge/config/board_file.hpp"
 
@@ -20,26 +20,6 @@ namespace velmora_can_bridge {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
-
-/// Does everything, and answers reads with four bytes.
-class WillingNode : public CanOpenBackend {
- public:
-  bool sdo_read(std::uint8_t /*node_id*/, std::uint16_t /*index*/, std::uint8_t /*sub_index*/,
-                Bytes& data) override {
-    data = {0, 0, 0, 0};
-    return true;
-  }
-
-  bool sdo_write(std::uint8_t /*node_id*/, std::uint16_t /*index*/, std::uint8_t /*sub_index*/,
-                 const Bytes& /*data*/) override {
-    return true;
-  }
-
-  bool send_rpdo(std::uint8_t /*node_id*/, std::uint8_t /*rpdo*/,
-                 const std::array<std::uint8_t, 8>& /*data*/, std::uint8_t /*length*/) override {
-    return true;
-  }
-};
 
 /// Zeros or ones of 0 to 8 bytes, and behind each channel of the operation.
 std::vector<Bytes> payloads_for(const OperationConfig& op) {
@@ -65,7 +45,7 @@ bool suits(const OperationConfig& op, const DeviceOdEntry& device) {
 }
 
 bool can_succeed(const NodeConfig& node, const OperationConfig& op, const std::string& device) {
-  WillingNode bus;
+  WillingBackend bus;
   CanOpenNodeController controller(node.node_id, bus, node.board);
   for (const Bytes& payload : payloads_for(op)) {
     if (controller.execute_configured_operation(op, device, payload).ok) {

@@ -111,5 +111,13 @@ TEST(DriveObjects, axis_begins_at_0_where_there_is_no_room_below_the_controlword
   EXPECT_FALSE(is_in_axis(low, 0x0800));
 }
 
+TEST(DriveObjects, target_follows_the_mode) {
+  EXPECT_EQ(target_object(1), DriveObject::target_position);
+  EXPECT_EQ(target_object(4), DriveObject::target_torque);
+  EXPECT_EQ(target_object(0), DriveObject::target_velocity);
+  EXPECT_EQ(target_object(3), DriveObject::target_velocity);
+  EXPECT_EQ(target_object(8), DriveObject::target_velocity);
+}
+
 }  // namespace
 }  // namespace velmora_can_bridge

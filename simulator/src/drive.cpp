@@ -80,7 +80,7 @@ DriveOutputs Drive::outputs() const {
 bool Drive::is_halted() const { return (controlword_ & halt_bit) != 0; }
 
 bool Drive::has_fault() const {
-  return state_ == PowerState::fault_reaction_active || state_ == PowerState::fault;
+  return state_ == DriveState::fault_reaction_active || state_ == DriveState::fault;
 }
 
 void Drive::change_state(PowerEvent event) {
@@ -90,7 +90,7 @@ void Drive::change_state(PowerEvent event) {
     stop_homing(event == PowerEvent::fault_detected ? HomingState::failed : HomingState::idle);
     forget_set_point();
   }
-  if (!is_enabled() && state_ != PowerState::quick_stop_active) {
+  if (!is_enabled() && state_ != DriveState::quick_stop_active) {
     axis_.velocity = 0;
   }
 }
@@ -131,7 +131,7 @@ void Drive::forget_set_point() {
 void Drive::move() {
   if (is_enabled()) {
     move_by_mode();
-  } else if (state_ == PowerState::quick_stop_active) {
+  } else if (state_ == DriveState::quick_stop_active) {
     const std::uint32_t deceleration =
         or_default(inputs_.quick_stop_deceleration, default_quick_stop_deceleration);
     axis_ = step_to_velocity(axis_, 0, {deceleration, deceleration});
@@ -162,10 +162,10 @@ void Drive::advance_homing() {
 
 /// The transitions that a drive makes by itself.
 void Drive::advance_state() {
-  if (state_ == PowerState::quick_stop_active && stands_still()) {
+  if (state_ == DriveState::quick_stop_active && stands_still()) {
     change_state(PowerEvent::standstill);
   }
-  if (state_ == PowerState::fault_reaction_active) {
+  if (state_ == DriveState::fault_reaction_active) {
     change_state(PowerEvent::fault_reaction_ended);
   }
 }

@@ -83,7 +83,7 @@ class Drive {
 
   DriveOutputs outputs() const;
   HomingState homing() const { return homing_; }
-  bool is_enabled() const { return state_ == PowerState::operation_enabled; }
+  bool is_enabled() const { return state_ == DriveState::operation_enabled; }
   bool is_halted() const;
   bool has_fault() const;
 
@@ -102,8 +102,8 @@ class Drive {
   bool is_target_reached() const;
   std::uint16_t mode_bits() const;
 
-  PowerState state_ =
-      next_power_state(PowerState::not_ready_to_switch_on, PowerEvent::self_test_passed);
+  DriveState state_ =
+      next_power_state(DriveState::not_ready_to_switch_on, PowerEvent::self_test_passed);
   DriveMode mode_ = DriveMode::none;
   DriveInputs inputs_;
   std::uint16_t controlword_ = 0;

@@ -29,12 +29,12 @@ PowerEvent event_of(DriveCommand command) {
 }
 
 struct Transition {
-  PowerState from;
+  DriveState from;
   PowerEvent event;
-  PowerState to;
+  DriveState to;
 };
 
-using State = PowerState;
+using State = DriveState;
 using Event = PowerEvent;
 
 // The profile's transitions, each under its number there. Transition 0 is the construction.
@@ -81,7 +81,7 @@ constexpr Transition transitions[] = {
 };
 
 /// The transition out of `state`; null when the event does not lead out of it.
-const Transition* find_transition(PowerState state, PowerEvent event) {
+const Transition* find_transition(DriveState state, PowerEvent event) {
   const auto* const found =
       std::find_if(std::begin(transitions), std::end(transitions),
                    [&](const Transition& row) { return row.from == state && row.event == event; });
@@ -99,7 +99,7 @@ std::optional<PowerEvent> power_command(std::uint16_t controlword, std::uint16_t
   return command;
 }
 
-PowerState next_power_state(PowerState state, PowerEvent event) {
+DriveState next_power_state(DriveState state, PowerEvent event) {
   // Ends: no event leads round in a circle.
   for (const Transition* step = find_transition(state, event); step != nullptr;
        step = find_transition(state, event)) {
@@ -108,23 +108,23 @@ PowerState next_power_state(PowerState state, PowerEvent event) {
   return state;
 }
 
-std::uint16_t power_state_bits(PowerState state) {
+std::uint16_t power_state_bits(DriveState state) {
   switch (state) {
-    case PowerState::not_ready_to_switch_on:
+    case DriveState::not_ready_to_switch_on:
       return 0x0000;
-    case PowerState::switch_on_disabled:
+    case DriveState::switch_on_disabled:
       return 0x0040;
-    case PowerState::ready_to_switch_on:
+    case DriveState::ready_to_switch_on:
       return 0x0021;
-    case PowerState::switched_on:
+    case DriveState::switched_on:
       return 0x0023;
-    case PowerState::operation_enabled:
+    case DriveState::operation_enabled:
       return 0x0027;
-    case PowerState::quick_stop_active:
+    case DriveState::quick_stop_active:
       return 0x0007;
-    case PowerState::fault_reaction_active:
+    case DriveState::fault_reaction_active:
       return 0x000F;
-    case PowerState::fault:
+    case DriveState::fault:
       return 0x0008;
   }
   return 0x0000;

@@ -5,19 +5,9 @@
 #include <cstdint>
 #include <optional>
 
-namespace velmora_can_bridge {
+#include "ground/drive_state.hpp"
 
-/// The states, named as the profile names them.
-enum class PowerState : std::uint8_t {
-  not_ready_to_switch_on,
-  switch_on_disabled,
-  ready_to_switch_on,
-  switched_on,
-  operation_enabled,
-  quick_stop_active,
-  fault_reaction_active,
-  fault,
-};
+namespace velmora_can_bridge {
 
 /// What makes a drive leave a state: first the commands of the controlword, then what happens in
 /// the drive.
@@ -46,9 +36,9 @@ std::optional<PowerEvent> power_command(std::uint16_t controlword, std::uint16_t
 /// An event takes as many transitions as it can: Enable operation in Ready to switch on passes
 /// through Switched on. A quick stop ends in Switch on disabled, so Enable operation does not lead
 /// back out of it (quick stop option code 2: slow down, then transition 12; no transition 16).
-PowerState next_power_state(PowerState state, PowerEvent event);
+DriveState next_power_state(DriveState state, PowerEvent event);
 
 /// Bits 0 to 3, 5 and 6 of the statusword: those by which the profile tells the states apart.
-std::uint16_t power_state_bits(PowerState state);
+std::uint16_t power_state_bits(DriveState state);
 
 }  // namespace velmora_can_bridge

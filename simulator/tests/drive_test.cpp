@@ -82,30 +82,30 @@ DriveInputs position_inputs(std::int32_t target) {
 }
 
 /// A drive brought into the state over the shortest way; at speed where the state allows it.
-Drive drive_in(PowerState state) {
+Drive drive_in(DriveState state) {
   Drive drive;
   drive.set_inputs(velocity_inputs(100));
   drive.write_mode(velocity_mode);
-  if (state == PowerState::switch_on_disabled) {
+  if (state == DriveState::switch_on_disabled) {
     return drive;
   }
   drive.write_controlword(shutdown);
-  if (state == PowerState::ready_to_switch_on) {
+  if (state == DriveState::ready_to_switch_on) {
     return drive;
   }
   drive.write_controlword(switch_on);
-  if (state == PowerState::switched_on) {
+  if (state == DriveState::switched_on) {
     return drive;
   }
   drive.write_controlword(enable);
   step(drive, 100);
-  if (state == PowerState::quick_stop_active) {
+  if (state == DriveState::quick_stop_active) {
     drive.write_controlword(quick_stop);
   }
-  if (state == PowerState::fault_reaction_active || state == PowerState::fault) {
+  if (state == DriveState::fault_reaction_active || state == DriveState::fault) {
     drive.inject_fault();
   }
-  if (state == PowerState::fault) {
+  if (state == DriveState::fault) {
     drive.step();
   }
   return drive;
@@ -113,7 +113,7 @@ Drive drive_in(PowerState state) {
 
 struct ControlwordCase {
   std::string name;
-  PowerState state;
+  DriveState state;
   std::uint16_t statusword;  // the bits of the power state, as what is expected below
   std::uint16_t after_shutdown;
   std::uint16_t after_switch_on;
@@ -148,19 +148,19 @@ TEST_P(ControlwordTest, leads_to_the_statusword_of_the_profile) {
 
 INSTANTIATE_TEST_SUITE_P(
     all, ControlwordTest,
-    testing::Values(ControlwordCase{"switch_on_disabled", PowerState::switch_on_disabled, 0x40,
+    testing::Values(ControlwordCase{"switch_on_disabled", DriveState::switch_on_disabled, 0x40,
                                     0x21, 0x40, 0x40, 0x40, 0x40, 0x40},
-                    ControlwordCase{"ready_to_switch_on", PowerState::ready_to_switch_on, 0x21,
+                    ControlwordCase{"ready_to_switch_on", DriveState::ready_to_switch_on, 0x21,
                                     0x21, 0x23, 0x27, 0x40, 0x40, 0x21},
-                    ControlwordCase{"switched_on", PowerState::switched_on, 0x23, 0x21, 0x23, 0x27,
+                    ControlwordCase{"switched_on", DriveState::switched_on, 0x23, 0x21, 0x23, 0x27,
                                     0x40, 0x40, 0x23},
-                    ControlwordCase{"operation_enabled", PowerState::operation_enabled, 0x27, 0x21,
+                    ControlwordCase{"operation_enabled", DriveState::operation_enabled, 0x27, 0x21,
                                     0x23, 0x27, 0x40, 0x07, 0x27},
-                    ControlwordCase{"quick_stop_active", PowerState::quick_stop_active, 0x07, 0x07,
+                    ControlwordCase{"quick_stop_active", DriveState::quick_stop_active, 0x07, 0x07,
                                     0x07, 0x07, 0x40, 0x07, 0x07},
-                    ControlwordCase{"fault_reaction_active", PowerState::fault_reaction_active,
+                    ControlwordCase{"fault_reaction_active", DriveState::fault_reaction_active,
                                     0x0F, 0x0F, 0x0F, 0x0F, 0x0F, 0x0F, 0x0F},
-                    ControlwordCase{"fault", PowerState::fault, 0x08, 0x08, 0x08, 0x08, 0x08, 0x08,
+                    ControlwordCase{"fault", DriveState::fault, 0x08, 0x08, 0x08, 0x08, 0x08, 0x08,
                                     0x40}),
     [](const testing::TestParamInfo<ControlwordCase>& row) { return row.param.name; });
 
@@ -175,18 +175,18 @@ TEST(DriveTest, starts_in_switch_on_disabled_without_a_mode) {
 }
 
 TEST(DriveTest, statusword_says_voltage_enabled_and_remote_in_every_state) {
-  for (const PowerState state :
-       {PowerState::switch_on_disabled, PowerState::ready_to_switch_on, PowerState::switched_on,
-        PowerState::operation_enabled, PowerState::quick_stop_active,
-        PowerState::fault_reaction_active, PowerState::fault}) {
+  for (const DriveState state :
+       {DriveState::switch_on_disabled, DriveState::ready_to_switch_on, DriveState::switched_on,
+        DriveState::operation_enabled, DriveState::quick_stop_active,
+        DriveState::fault_reaction_active, DriveState::fault}) {
     EXPECT_TRUE(shows(drive_in(state), 0x0210)) << static_cast<int>(state);
   }
 }
 
 TEST(DriveTest, mode_bits_are_clear_unless_operation_is_enabled) {
-  for (const PowerState state :
-       {PowerState::switch_on_disabled, PowerState::ready_to_switch_on, PowerState::switched_on,
-        PowerState::quick_stop_active, PowerState::fault_reaction_active, PowerState::fault}) {
+  for (const DriveState state :
+       {DriveState::switch_on_disabled, DriveState::ready_to_switch_on, DriveState::switched_on,
+        DriveState::quick_stop_active, DriveState::fault_reaction_active, DriveState::fault}) {
     EXPECT_FALSE(shows_any(drive_in(state), 0x3400)) << static_cast<int>(state);
   }
 }
@@ -202,7 +202,7 @@ TEST(DriveTest, enabling_twice_in_a_row_stays_enabled) {
 // Faults
 
 TEST(DriveFaultTest, ends_the_motion_at_once) {
-  Drive drive = drive_in(PowerState::operation_enabled);
+  Drive drive = drive_in(DriveState::operation_enabled);
   ASSERT_EQ(drive.outputs().velocity, 100);
 
   drive.inject_fault();
@@ -220,7 +220,7 @@ TEST(DriveFaultTest, reaction_ends_after_a_millisecond) {
 }
 
 TEST(DriveFaultTest, second_fault_changes_nothing) {
-  Drive drive = drive_in(PowerState::fault);
+  Drive drive = drive_in(DriveState::fault);
 
   drive.inject_fault();
 
@@ -228,7 +228,7 @@ TEST(DriveFaultTest, second_fault_changes_nothing) {
 }
 
 TEST(DriveFaultTest, reset_needs_a_rising_edge) {
-  Drive drive = drive_in(PowerState::operation_enabled);
+  Drive drive = drive_in(DriveState::operation_enabled);
   drive.write_controlword(enable | fault_reset);  // the edge, while there is no fault
   drive.inject_fault();
   drive.step();
@@ -244,7 +244,7 @@ TEST(DriveFaultTest, reset_needs_a_rising_edge) {
 }
 
 TEST(DriveFaultTest, drive_can_be_enabled_again_after_the_reset) {
-  Drive drive = drive_in(PowerState::fault);
+  Drive drive = drive_in(DriveState::fault);
 
   drive.write_controlword(fault_reset);
   enable_operation(drive);
@@ -268,7 +268,7 @@ TEST(DriveModeTest, only_known_modes_are_taken) {
 }
 
 TEST(DriveModeTest, zero_asks_for_no_change) {
-  Drive drive = drive_in(PowerState::operation_enabled);
+  Drive drive = drive_in(DriveState::operation_enabled);
   const std::int32_t velocity = drive.outputs().velocity;
 
   drive.write_mode(0);
@@ -279,8 +279,8 @@ TEST(DriveModeTest, zero_asks_for_no_change) {
 }
 
 TEST(DriveModeTest, is_taken_in_every_power_state) {
-  for (const PowerState state :
-       {PowerState::switch_on_disabled, PowerState::operation_enabled, PowerState::fault}) {
+  for (const DriveState state :
+       {DriveState::switch_on_disabled, DriveState::operation_enabled, DriveState::fault}) {
     Drive drive = drive_in(state);
 
     drive.write_mode(torque_mode);
@@ -306,7 +306,7 @@ TEST(DriveModeTest, without_a_mode_nothing_moves) {
 TEST(DriveModeTest, mode_without_velocity_slows_a_moving_drive_down) {
   for (const std::int8_t mode : {position_mode, torque_mode, homing_mode}) {
     SCOPED_TRACE(int{mode});
-    Drive drive = drive_in(PowerState::operation_enabled);
+    Drive drive = drive_in(DriveState::operation_enabled);
 
     drive.write_mode(mode);
     step(drive, 100);
@@ -368,7 +368,7 @@ TEST(DriveVelocityTest, says_when_the_target_is_reached) {
 }
 
 TEST(DriveVelocityTest, halt_slows_down_until_it_is_cleared) {
-  Drive drive = drive_in(PowerState::operation_enabled);
+  Drive drive = drive_in(DriveState::operation_enabled);
 
   drive.write_controlword(enable_and_halt);
   step(drive, 100);
@@ -395,7 +395,7 @@ void PrintTo(const LeavingCase& row, std::ostream* out) { *out << row.name; }
 class LeavingOperationTest : public testing::TestWithParam<LeavingCase> {};
 
 TEST_P(LeavingOperationTest, ends_the_motion_at_once) {
-  Drive drive = drive_in(PowerState::operation_enabled);
+  Drive drive = drive_in(DriveState::operation_enabled);
   ASSERT_EQ(drive.outputs().velocity, 100);
 
   drive.write_controlword(GetParam().controlword);
@@ -418,7 +418,7 @@ INSTANTIATE_TEST_SUITE_P(all, LeavingOperationTest,
 // Quick stop
 
 TEST(DriveQuickStopTest, slows_down_before_it_disables) {
-  Drive drive = drive_in(PowerState::operation_enabled);
+  Drive drive = drive_in(DriveState::operation_enabled);
 
   drive.write_controlword(quick_stop);
   EXPECT_EQ(drive.outputs().velocity, 100);
@@ -443,7 +443,7 @@ TEST(DriveQuickStopTest, standing_drive_disables_after_a_millisecond) {
 }
 
 TEST(DriveQuickStopTest, enabling_does_not_lead_out_of_it) {
-  Drive drive = drive_in(PowerState::quick_stop_active);
+  Drive drive = drive_in(DriveState::quick_stop_active);
 
   drive.write_controlword(enable);
   step(drive, 50);
@@ -453,7 +453,7 @@ TEST(DriveQuickStopTest, enabling_does_not_lead_out_of_it) {
 }
 
 TEST(DriveQuickStopTest, disable_voltage_ends_it_at_once) {
-  Drive drive = drive_in(PowerState::quick_stop_active);
+  Drive drive = drive_in(DriveState::quick_stop_active);
 
   drive.write_controlword(disable_voltage);
 
@@ -461,7 +461,7 @@ TEST(DriveQuickStopTest, disable_voltage_ends_it_at_once) {
 }
 
 TEST(DriveQuickStopTest, fault_ends_it_at_once) {
-  Drive drive = drive_in(PowerState::quick_stop_active);
+  Drive drive = drive_in(DriveState::quick_stop_active);
 
   drive.inject_fault();
 

@@ -14,7 +14,7 @@
 namespace velmora_can_bridge {
 namespace {
 
-using State = PowerState;
+using State = DriveState;
 using Event = PowerEvent;
 
 struct TransitionCase {

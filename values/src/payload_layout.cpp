@@ -337,18 +337,6 @@ Layout set_mode(const PayloadUse& use, const Bytes& /*beginning*/) {
   return one_value(sized_value("mode", meaning, 1));
 }
 
-/// What the target follows: as the handler, velocity in every mode but position and torque.
-DriveObject target_object(std::uint8_t motor_mode) {
-  switch (static_cast<DriveMode>(motor_mode)) {
-    case DriveMode::profile_position:
-      return DriveObject::target_position;
-    case DriveMode::profile_torque:
-      return DriveObject::target_torque;
-    default:
-      return DriveObject::target_velocity;
-  }
-}
-
 Layout set_target(const PayloadUse& use, const Bytes& /*beginning*/) {
   ValueDescription meaning = drive_value(use, target_object(use.motor_mode));
   meaning.type = ValueType::s16;

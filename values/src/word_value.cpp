@@ -1,5 +1,6 @@
 #include "word_value.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <optional>
@@ -193,12 +194,8 @@ Expected<Bytes> named_code(const PayloadValue& value, std::string_view word) {
 }
 
 bool is_named(const PayloadValue& value, std::string_view word) {
-  for (const NamedCode& code : value.values) {
-    if (code.name == word) {
-      return true;
-    }
-  }
-  return false;
+  return std::any_of(value.values.begin(), value.values.end(),
+                     [&](const NamedCode& code) { return code.name == word; });
 }
 
 /// Eight for some readers, ten for others, and sixteen for who thinks of bytes.

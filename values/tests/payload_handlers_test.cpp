@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <cstddef>
 #include <string>
@@ -10,7 +9,7 @@
 
 #include "ground/device_need.hpp"
 #include "support/every_operation.hpp"
-#include "velmora_can_bridge/can_open_backend.hpp"
+#include "support/willing_backend.hpp"
 #include "velmora_can_bridge/can_open_node_controller.hpp"
 #include "velmora_can_bridge/operation_kinds.hpp"
 #include "velmora_can_bridge/values/payload_layout.hpp"
@@ -19,24 +18,6 @@ namespace velmora_can_bridge {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
-
-/// Takes everything.
-class WillingBackend : public CanOpenBackend {
- public:
-  bool sdo_read(std::uint8_t /*node_id*/, std::uint16_t /*index*/, std::uint8_t /*sub_index*/,
-                Bytes& data) override {
-    data.assign(4, 0);
-    return true;
-  }
-  bool sdo_write(std::uint8_t /*node_id*/, std::uint16_t /*index*/, std::uint8_t /*sub_index*/,
-                 const Bytes& /*data*/) override {
-    return true;
-  }
-  bool send_rpdo(std::uint8_t /*node_id*/, std::uint8_t /*rpdo*/,
-                 const std::array<std::uint8_t, 8>& /*data*/, std::uint8_t /*length*/) override {
-    return true;
-  }
-};
 
 bool is_about_size(const std::string& message) {
   return message.find("payload") != std::string::npos;

@@ -96,6 +96,19 @@ inline std::string_view drive_mode_name(std::uint8_t mode) {
   return {};
 }
 
+/// The target that operations write in that mode of operation: velocity in every mode but position
+/// and torque.
+constexpr DriveObject target_object(std::uint8_t mode) {
+  switch (static_cast<DriveMode>(mode)) {
+    case DriveMode::profile_position:
+      return DriveObject::target_position;
+    case DriveMode::profile_torque:
+      return DriveObject::target_torque;
+    default:
+      return DriveObject::target_velocity;
+  }
+}
+
 /// Objects of a claw by their sub-index of its homing record.
 enum class ClawObject : std::uint8_t {
   action_state = 1,

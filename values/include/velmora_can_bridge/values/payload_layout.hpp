@@ -50,7 +50,7 @@ struct PayloadLayout {
 struct PayloadUse {
   const NodeConfig& node;
   /// A name that the node does not have stands for any device.
-  const std::string& device;
+  std::string device;
   const OperationConfig& operation;
   /// The mode of operation recorded for the device (`CanOpenNodeController::motor_mode`).
   std::uint8_t motor_mode = 0;
