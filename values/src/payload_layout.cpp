@@ -38,20 +38,44 @@ Layout nothing(const PayloadUse& /*use*/, const Bytes& /*beginning*/) { return P
 
 // --- by SDO ---
 
+/// The description for bytes of that type. Of another sort of value, such as a float32, nothing
+/// fits but the type: its counts and its unit are not those of a whole number.
+ValueDescription as_type(const ValueDescription& meaning, ValueType type) {
+  ValueDescription converted =
+      meaning.type && !is_integer(*meaning.type) ? ValueDescription() : meaning;
+  converted.type = type;
+  return converted;
+}
+
+/// The description for the bytes of `data_type`; where it has their length, it knows more of them.
+ValueDescription as_data_type(const ValueDescription& meaning, std::string_view data_type) {
+  const ValueType type = find_value_type(data_type).value_or(ValueType::bytes);
+  const bool fits = meaning.type && length_of(*meaning.type) == length_of(type);
+  return fits ? meaning : as_type(meaning, type);
+}
+
+bool has_no_type(const OperationConfig& op) {
+  return op.data_type.empty() || op.data_type == "raw";
+}
+
+std::optional<std::string> type_refusal(const OperationConfig& op) {
+  const bool is_known = has_no_type(op) || sized_type_length(op.data_type);
+  return is_known ? std::nullopt : std::make_optional("unknown data_type \"" + op.data_type + "\"");
+}
+
 /// The value of the operation's own object, as its `data_type` has it.
 Layout typed_object(const PayloadUse& use) {
   const OperationConfig& op = use.operation;
   const std::string name = value_name(use.node, op.index, op.sub_index);
-  if (op.data_type.empty() || op.data_type == "raw") {
+  if (has_no_type(op)) {
     return one_value(object_payload(&use.node, name, op.index, op.sub_index));
   }
-  const std::optional<std::size_t> length = sized_type_length(op.data_type);
-  if (!length) {
-    return Unexpected{"unknown data_type \"" + op.data_type + "\""};
+  if (const auto refusal = type_refusal(op)) {
+    return Unexpected{*refusal};
   }
-  ValueDescription meaning = object_value(&use.node, op.index, op.sub_index);
-  meaning.type = find_value_type(op.data_type);
-  return one_value(sized_value(name, meaning, *length));
+  const ValueDescription meaning = object_value(&use.node, op.index, op.sub_index);
+  return one_value(
+      sized_value(name, as_data_type(meaning, op.data_type), *sized_type_length(op.data_type)));
 }
 
 Layout sub_index_and_data(const PayloadUse& use, const Bytes& beginning) {
@@ -214,22 +238,40 @@ std::size_t total_length(const PayloadLayout& layout) {
   return length;
 }
 
+/// The mapping that is written alone; null where there is none or several are.
+const PdoMapping* find_lone_mapping(const PayloadUse& use, std::uint8_t number) {
+  const std::vector<std::string>& fields = use.operation.fields;
+  if (fields.empty()) {
+    return find_single_mapping(use, number);
+  }
+  const PdoConfig* const rpdo = find_pdo(use.node.board, PdoDirection::rpdo, number);
+  return rpdo == nullptr || fields.size() != 1 ? nullptr : find_field(*rpdo, fields.front());
+}
+
 Layout auto_write(const PayloadUse& use, const Bytes& beginning) {
-  Layout object = typed_object(use);
-  if (!object || rpdo_number(use) == 0 || use.operation.transport == sdo_transport) {
-    return object;
+  const OperationConfig& op = use.operation;
+  const std::uint8_t number = rpdo_number(use);
+  if (number == 0 || op.transport == sdo_transport) {
+    return typed_object(use);
+  }
+  if (const auto refusal = type_refusal(op)) {
+    return Unexpected{*refusal};
   }
   Layout fields = pdo_write(use, beginning);
-  const std::size_t length = total_length(*object);
-  if (!fields || object->more_may_follow || use.operation.data_type.empty() ||
-      use.operation.data_type == "raw") {
+  if (!fields || has_no_type(op)) {
     return fields;
   }
+  const std::size_t length = *sized_type_length(op.data_type);
   if (total_length(*fields) != length) {
-    return Unexpected{"data_type " + use.operation.data_type + " has " + counted(length, "byte") +
+    return Unexpected{"data_type " + op.data_type + " has " + counted(length, "byte") +
                       ", its fields have " + std::to_string(total_length(*fields))};
   }
-  return fields->values.size() == 1 ? object : fields;
+  if (const PdoMapping* const mapping = find_lone_mapping(use, number)) {
+    const ValueDescription meaning = object_value(&use.node, mapping->index, mapping->sub_index);
+    return one_value(
+        sized_value(fields->values.front().name, as_data_type(meaning, op.data_type), length));
+  }
+  return fields;
 }
 
 // --- LED commands ---
@@ -263,7 +305,6 @@ Layout led_values(const LedPayload& led, PayloadLayout fields) {
     if (position == led.mode_position && value.length == 1) {
       narrow(value, Count(), Count::of(highest_led_mode));
     }
-    value.is_optional = false;
     position += value.length;
     layout.values.push_back(std::move(value));
   }
@@ -329,8 +370,8 @@ ValueDescription drive_value(const PayloadUse& use, DriveObject object) {
 }
 
 Layout set_mode(const PayloadUse& use, const Bytes& /*beginning*/) {
-  ValueDescription meaning = drive_value(use, DriveObject::modes_of_operation);
-  meaning.type = ValueType::s8;
+  ValueDescription meaning =
+      as_type(drive_value(use, DriveObject::modes_of_operation), ValueType::s8);
   if (meaning.values.empty()) {
     meaning.values = named_drive_modes();
   }
@@ -338,16 +379,15 @@ Layout set_mode(const PayloadUse& use, const Bytes& /*beginning*/) {
 }
 
 Layout set_target(const PayloadUse& use, const Bytes& /*beginning*/) {
-  ValueDescription meaning = drive_value(use, target_object(use.motor_mode));
-  meaning.type = ValueType::s16;
+  const ValueDescription meaning =
+      as_type(drive_value(use, target_object(use.motor_mode)), ValueType::s16);
   return one_value(sized_value("target", meaning, 2));
 }
 
 Layout ramp(const PayloadUse& use, const Bytes& /*beginning*/) {
   const DeviceOdEntry* const drive = find_device(use);
   const auto object = static_cast<DriveObject>(use.operation.index_offset);
-  ValueDescription meaning = drive_value(use, object);
-  meaning.type = ValueType::u32;
+  const ValueDescription meaning = as_type(drive_value(use, object), ValueType::u32);
   const std::string name =
       drive == nullptr ? "value" : value_name(use.node, drive_index(*drive, object), 0);
   return one_value(sized_value(name, meaning, 4));

@@ -85,7 +85,9 @@ PayloadValue sized_value(const std::string& name, const ValueDescription& meanin
     value.range =
         range_of_bits(static_cast<unsigned>(length) * bits_per_byte, is_signed(value.type));
   }
-  take_meaning(value, meaning);
+  if (is_number || is_float || !meaning.type) {
+    take_meaning(value, meaning);
+  }
   return value;
 }
 

@@ -154,6 +154,10 @@ TEST_P(Payload, is_laid_out) {
   depth.unit = "mm";
   depth.minimum = Count::of(-10);
   node.values[{0x2400, 3}] = depth;
+  ValueDescription voltage;
+  voltage.type = ValueType::float32;
+  voltage.unit = "V";
+  node.values[{0x2401, 0}] = voltage;
   EXPECT_EQ(text_of(payload_layout({node, GetParam().device, GetParam().op, GetParam().mode},
                                    GetParam().beginning)),
             GetParam().description);
@@ -173,7 +177,12 @@ INSTANTIATE_TEST_SUITE_P(
         PayloadCase{"no_type", sdo_write(""), "value bytes"},
         PayloadCase{"raw", sdo_write("raw"), "value bytes"},
         PayloadCase{"described", object_write("", 0x2400, 3), "value s16, -10 to 32767 in mm"},
-        PayloadCase{"described_and_typed", object_write("u16", 0x2400, 3), "value u16 in mm"},
+        PayloadCase{"described_and_typed", object_write("u16", 0x2400, 3),
+                    "value s16, -10 to 32767 in mm"},
+        PayloadCase{"described_and_typed_longer", object_write("u32", 0x2400, 3),
+                    "value u32 in mm"},
+        PayloadCase{"float_and_typed", object_write("s32", 0x2401, 0), "value float32 in V"},
+        PayloadCase{"float_and_typed_shorter", object_write("u16", 0x2401, 0), "value u16"},
         PayloadCase{"of_a_drive", object_write("", 0x6083, 0), "profile_acceleration u32"},
         PayloadCase{"u8", sdo_write("u8"), "value u8"},
         PayloadCase{"s16", sdo_write("s16"), "value s16"},
@@ -238,7 +247,7 @@ INSTANTIATE_TEST_SUITE_P(
                     "none: unknown led_operation \"set\""},
         PayloadCase{"auto_write", auto_write("s16"), "value s16"},
         PayloadCase{"auto_write_raw", auto_write(""), "value bytes"},
-        PayloadCase{"auto_write_of_fields", with_fields(auto_write("s16"), {"b"}), "value s16"},
+        PayloadCase{"auto_write_of_fields", with_fields(auto_write("s16"), {"b"}), "b s16"},
         PayloadCase{"auto_write_of_several", with_fields(auto_write("u32"), {"a", "b", "a"}),
                     "a u8; b u16; a u8"},
         PayloadCase{"auto_write_of_another_length", with_fields(auto_write("u32"), {"b"}),
@@ -319,6 +328,40 @@ TEST(PayloadLayout, of_a_target_follows_the_recorded_mode) {
   EXPECT_EQ(text_in(1), "target s16 in mm");
   EXPECT_EQ(text_in(3), "target s16 in mm/s");
   EXPECT_EQ(text_in(4), "target s16 in Nm");
+}
+
+TEST(PayloadLayout, of_a_drive_takes_nothing_from_a_float) {
+  NodeConfig node = node_of({{}, {{"wheel", {"ci402", 0x6040, 0}}}});
+  ValueDescription decimal;
+  decimal.type = ValueType::float32;
+  decimal.unit = "m/s";
+  decimal.scale = 0.001;
+  for (const std::uint16_t index : std::vector<std::uint16_t>{0x6060, 0x60FF, 0x6083}) {
+    node.values[{index, 0}] = decimal;
+  }
+  const auto text_of_op = [&](const OperationConfig& op) {
+    return text_of(payload_layout({node, "wheel", op}));
+  };
+  EXPECT_EQ(text_of_op(of_kind("ci402_set_target")), "target s16");
+  EXPECT_EQ(text_of_op(ramp(0x43)), "profile_acceleration u32");
+  EXPECT_EQ(text_of_op(of_kind("ci402_set_mode")).find("m/s"), std::string::npos);
+}
+
+TEST(PayloadLayout, of_an_auto_write_is_that_of_the_field_it_writes) {
+  NodeConfig node = node_of({{{1, "RPDO", 0, {{0x2000, 1, 16, "a"}, {0x2000, 2, 16, "b"}}}}, {}});
+  const auto describe = [&](std::uint8_t sub_index, const char* unit) {
+    node.values[{0x2000, sub_index}].unit = unit;
+  };
+  describe(1, "mm");
+  describe(2, "ms");
+  OperationConfig op = auto_write("s16");
+  op.index = 0x2000;
+  op.sub_index = 1;
+  op.pdo_number = 1;
+  EXPECT_EQ(text_of(payload_layout({node, "", op})), "a s16 in mm");
+  EXPECT_EQ(text_of(payload_layout({node, "", with_fields(op, {"b"}, 1)})), "b s16 in ms");
+  op.field = "b";
+  EXPECT_EQ(text_of(payload_layout({node, "", op})), "b s16 in ms");
 }
 
 TEST(PayloadLayout, of_a_narrow_range_keeps_what_the_kind_allows) {
