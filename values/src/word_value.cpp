@@ -174,8 +174,14 @@ std::string bytes_hint(std::string_view word) {
   return is_hexadecimal(word) ? "hex:" + even_digits(word) : "hex:0F00";
 }
 
+bool is_named(const PayloadValue& value, std::string_view word) {
+  return std::any_of(value.values.begin(), value.values.end(),
+                     [&](const NamedCode& code) { return code.name == word; });
+}
+
+/// Hexadecimal digits may be meant as a number: of names they stand for whole ones alone.
 Expected<Bytes> named_code(const PayloadValue& value, std::string_view word) {
-  if (is_hexadecimal(word)) {
+  if (is_hexadecimal(word) && !is_named(value, word)) {
     return Unexpected{in_quotes(word) + " is neither a number nor a name; write 0x" +
                       std::string(word) + " for the number, " + bytes_hint(word) + " for bytes"};
   }
@@ -191,11 +197,6 @@ Expected<Bytes> named_code(const PayloadValue& value, std::string_view word) {
     return Unexpected{found.error()};
   }
   return checked(value, value.values[*found].code, word);
-}
-
-bool is_named(const PayloadValue& value, std::string_view word) {
-  return std::any_of(value.values.begin(), value.values.end(),
-                     [&](const NamedCode& code) { return code.name == word; });
 }
 
 /// Eight for some readers, ten for others, and sixteen for who thinks of bytes.
@@ -215,7 +216,9 @@ Expected<Bytes> bare_integer(const PayloadValue& value, std::string_view word) {
                  : Unexpected{std::string(word) + " is " + out_of_range_text(value)};
   }
   const std::optional<Measure> measure = parse_measure(word);
-  if (is_named(value, word) || is_hexadecimal(word) || !measure) {
+  // "5A" are digits, and a current where the unit is A.
+  const bool has_unit = measure && !measure->unit.empty() && measure->unit == value.unit;
+  if (is_named(value, word) || !measure || (is_hexadecimal(word) && !has_unit)) {
     return named_code(value, word);
   }
   if (measure->unit.empty()) {

@@ -73,7 +73,17 @@ NodeConfig words_node() {
   node.values[{0x2102, 0}] = described(ValueType::u64);
   node.values[{0x2103, 0}] = described(ValueType::s64, "m", 1e-9);
   node.values[{0x2104, 3}] = described(ValueType::u16, "%", 0.1);
+  node.values[{0x2105, 0}] = described(ValueType::u16, "A", 0.5);
+  ValueDescription colour = described(ValueType::u8);
+  colour.values = {{"add", Count::of(1)}, {"fade", Count::of(2)}, {"slow", Count::of(3)}};
+  node.values[{0x2106, 0}] = colour;
   return node;
+}
+
+OperationConfig typed_write(const char* data_type, std::uint16_t index) {
+  OperationConfig op = object_write(index);
+  op.data_type = data_type;
+  return op;
 }
 
 OperationConfig led() {
@@ -154,6 +164,12 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"float", object_write(0x2100), {"1.5"}, {0, 0, 0xC0, 0x3F}},
         Row{"float_with_unit", object_write(0x2100), {"-2V"}, {0, 0, 0, 0xC0}},
         Row{"typed_float", object_write(0x2100), {"float32:1.5"}, {0, 0, 0xC0, 0x3F}},
+        Row{"float_for_a_data_type_of_its_length",
+            typed_write("u32", 0x2100),
+            {"24V"},
+            {0, 0, 0xC0, 0x41}},
+        Row{"unit_of_hexadecimal_digits", object_write(0x2105), {"5A"}, {10, 0}},
+        Row{"name_of_hexadecimal_digits", object_write(0x2106), {"add"}, {1}},
         Row{"text", object_write(0x2101), {"text:a b"}, {'a', ' ', 'b'}},
         Row{"text_with_a_colon", object_write(0x2101), {"text:a:b=c"}, {'a', ':', 'b', '=', 'c'}},
         Row{"bare_text", object_write(0x2101), {"hello"}, {'h', 'e', 'l', 'l', 'o'}},
@@ -292,6 +308,16 @@ INSTANTIATE_TEST_SUITE_P(
                 {"FF8000"},
                 "led_red: \"FF8000\" is neither a number nor a name; write 0xFF8000 for the "
                 "number, hex:FF8000 for bytes"},
+        Refused{"hexadecimal_beginning_of_a_name",
+                object_write(0x2106),
+                {"fad"},
+                "value: \"fad\" is neither a number nor a name; write 0xfad for the number, "
+                "hex:0fad for bytes"},
+        Refused{"hexadecimal_digits_of_another_unit",
+                object_write(0x2105),
+                {"5B"},
+                "value: \"5B\" is neither a number nor a name; write 0x5B for the number, hex:5B "
+                "for bytes"},
         Refused{"no_name_of_a_code",
                 red(),
                 {"fast"},
