@@ -1,5 +1,7 @@
 #include "velmora_can_bridge/config/value_description.hpp"
 
+#include <algorithm>
+
 namespace velmora_can_bridge {
 namespace {
 
@@ -51,7 +53,7 @@ std::string count_text(Count count) {
 }
 
 CountRange range_of_bits(unsigned bit_length, bool has_sign) {
-  const std::uint64_t all = ~std::uint64_t{0} >> (64 - bit_length);
+  const std::uint64_t all = ~std::uint64_t{0} >> (64 - std::min(bit_length, 64U));
   if (!has_sign) {
     return {Count(), Count::of_unsigned(all)};
   }

@@ -146,6 +146,9 @@ std::optional<PayloadValue> io_data(const PayloadUse& use, const Bytes& beginnin
   if (byte_length(*mapping) == 0) {
     return std::nullopt;
   }
+  if (!is_possible(*mapping)) {
+    return any_bytes("data");
+  }
   PayloadValue value = field_value(use.node, *mapping);
   value.name = "data";
   return value;
@@ -169,6 +172,11 @@ std::uint8_t rpdo_number(const PayloadUse& use) {
   return op.pdo_number != 0 ? op.pdo_number : find_rpdo_number(use.node.board, op.index);
 }
 
+std::string too_long_text(const PdoMapping& mapping) {
+  return object_text(mapping.index, mapping.sub_index) + " is mapped with " +
+         counted(mapping.bit_length, "bit") + ", a PDO has no more than 64";
+}
+
 Layout several_fields(const PayloadUse& use, std::uint8_t number) {
   const PdoConfig* const rpdo = find_pdo(use.node.board, PdoDirection::rpdo, number);
   if (rpdo == nullptr) {
@@ -179,6 +187,9 @@ Layout several_fields(const PayloadUse& use, std::uint8_t number) {
     const PdoMapping* const mapping = find_field(*rpdo, name);
     if (mapping == nullptr) {
       return Unexpected{pdo_text(*rpdo) + " maps no field \"" + name + "\""};
+    }
+    if (!is_possible(*mapping)) {
+      return Unexpected{too_long_text(*mapping)};
     }
     // What has less than a byte takes none of the payload.
     if (byte_length(*mapping) != 0) {
@@ -204,6 +215,9 @@ Layout single_field(const PayloadUse& use, std::uint8_t number) {
     return Unexpected{
         pdo_text(PdoDirection::rpdo, number) + " does not map " +
         (op.field.empty() ? object_text(op.index, op.sub_index) : "a field \"" + op.field + "\"")};
+  }
+  if (!is_possible(*mapping)) {
+    return Unexpected{too_long_text(*mapping)};
   }
   if (byte_length(*mapping) == 0) {
     return PayloadLayout{};
@@ -454,7 +468,7 @@ Expected<PayloadLayout> payload_layout(const PayloadUse& use,
                                        const std::vector<std::uint8_t>& beginning) {
   for (const Row& row : rows) {
     if (row.kind == use.operation.kind) {
-      return row.layout(use, beginning);
+      return if_possible(row.layout(use, beginning));
     }
   }
   return Unexpected{"unknown operation kind \"" + use.operation.kind + "\""};

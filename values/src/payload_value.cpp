@@ -10,6 +10,7 @@ namespace velmora_can_bridge {
 namespace {
 
 constexpr unsigned bits_per_byte = 8;
+constexpr std::size_t longest_number = 8;
 
 /// The shortest whole number that holds so many bytes.
 ValueType integer_of(std::size_t length, bool has_sign) {
@@ -45,7 +46,22 @@ void take_meaning(PayloadValue& value, const ValueDescription& meaning) {
   }
 }
 
+/// In bytes, of the first PDO that maps the object; 0 where none does, or its bits are no whole
+/// bytes.
+std::size_t mapped_length(const NodeConfig& node, std::uint16_t index, std::uint8_t sub_index) {
+  for (const PdoConfig& pdo : node.board.pdos) {
+    const PdoMapping* const mapping = find_mapping_by_object(pdo, index, sub_index);
+    if (mapping != nullptr && carries_object(*mapping)) {
+      const bool is_whole = mapping->bit_length % bits_per_byte == 0 && is_possible(*mapping);
+      return is_whole ? byte_length(*mapping) : 0;
+    }
+  }
+  return 0;
+}
+
 }  // namespace
+
+bool is_possible(const PdoMapping& mapping) { return byte_length(mapping) <= longest_number; }
 
 PayloadValue plain_value(const std::string& name, ValueType type) {
   PayloadValue value;
@@ -96,7 +112,8 @@ PayloadValue object_payload(const NodeConfig* node, const std::string& name, std
   const ValueDescription meaning =
       node == nullptr ? ValueDescription() : object_value(node, index, sub_index);
   if (!meaning.type) {
-    return any_bytes(name);
+    const std::size_t length = node == nullptr ? 0 : mapped_length(*node, index, sub_index);
+    return length == 0 ? any_bytes(name) : sized_value(name, meaning, length);
   }
   PayloadValue value = plain_value(name, *meaning.type);
   take_meaning(value, meaning);
@@ -129,17 +146,24 @@ std::string value_name(const NodeConfig& node, std::uint16_t index, std::uint8_t
 }
 
 void narrow(PayloadValue& value, Count minimum, Count maximum) {
-  const CountRange narrowed{std::max(value.range.minimum, minimum),
-                            std::min(value.range.maximum, maximum)};
-  // A board file that says otherwise is refused; one made by hand must not shut the value out.
-  if (!(narrowed.maximum < narrowed.minimum)) {
-    value.range = narrowed;
-  }
+  value.range = {std::max(value.range.minimum, minimum), std::min(value.range.maximum, maximum)};
 }
 
 void narrow(PayloadValue& value, const ValueDescription& meaning) {
   narrow(value, meaning.minimum.value_or(value.range.minimum),
          meaning.maximum.value_or(value.range.maximum));
+}
+
+Expected<PayloadLayout> if_possible(Expected<PayloadLayout> layout) {
+  if (!layout) {
+    return layout;
+  }
+  for (const PayloadValue& value : layout->values) {
+    if (is_integer(value.type) && value.range.maximum < value.range.minimum) {
+      return Unexpected{"the range of " + value.name + " and that of the operation do not meet"};
+    }
+  }
+  return layout;
 }
 
 }  // namespace velmora_can_bridge

@@ -27,11 +27,15 @@ PayloadValue any_bytes(const std::string& name);
 PayloadValue sized_value(const std::string& name, const ValueDescription& meaning,
                          std::size_t length);
 
-/// The value of an object that is reached by SDO; any bytes where its type is not known.
+/// The value of an object that is reached by SDO. Where its type is not known it has the bytes of
+/// its mapping; without a mapping it is any bytes.
 PayloadValue object_payload(const NodeConfig* node, const std::string& name, std::uint16_t index,
                             std::uint8_t sub_index);
 
-/// The value of the mapped object, which has at least 8 bits.
+/// Whether the mapping has no more bits than a frame.
+bool is_possible(const PdoMapping& mapping);
+
+/// The value of the mapped object, which is possible and has at least 8 bits.
 PayloadValue field_value(const NodeConfig& node, const PdoMapping& mapping);
 
 /// How a payload calls the value of the object: the field that carries it, what the drive profile
@@ -54,10 +58,14 @@ std::optional<std::string> range_refusal(const PayloadValue& value, Count count)
 /// "u16", "u32 in 3 bytes", "bytes".
 std::string payload_type_text(const PayloadValue& value);
 
-/// Narrows the range to the counts from `minimum` to `maximum`, where it has any of them.
+/// Narrows the range to the counts from `minimum` to `maximum`. Where it has none of them, its
+/// maximum is below its minimum afterwards, which `if_possible` refuses.
 void narrow(PayloadValue& value, Count minimum, Count maximum);
 
 /// As `narrow`, to what the description says.
 void narrow(PayloadValue& value, const ValueDescription& meaning);
+
+/// The layout; where one of its values has nothing in its range, that instead.
+Expected<PayloadLayout> if_possible(Expected<PayloadLayout> layout);
 
 }  // namespace velmora_can_bridge

@@ -131,6 +131,9 @@ Expected<Bytes> encode(const PayloadLayout& layout, const Assigned& assigned,
     if (!bytes) {
       return value.name + ": " + bytes.error();
     }
+    if (bytes->empty() && value.is_optional) {
+      return value.name + ": an empty value would write the default";
+    }
     payload.insert(payload.end(), bytes->begin(), bytes->end());
     return std::nullopt;
   };
@@ -179,6 +182,9 @@ Expected<Bytes> from_words(const LayoutOf& layout_of, const std::vector<std::str
       return refused(beginning.error(), *layout);
     }
     layout = layout_of(*beginning);
+    if (!layout) {
+      return Unexpected{"no payload can be right: " + layout.error()};
+    }
   }
   Expected<Bytes> payload = by_layout(*layout, *split_words);
   return payload ? payload : refused(payload.error(), *layout);
@@ -197,8 +203,7 @@ Expected<std::vector<std::uint8_t>> object_from_words(const NodeConfig* node, st
   PayloadLayout layout;
   layout.values = {object_payload(node, "value", index, sub_index)};
   layout.more_may_follow = layout.values.front().type == ValueType::bytes;
-  return from_words([&](const Bytes& /*beginning*/) { return Expected<PayloadLayout>(layout); },
-                    words);
+  return from_words([&](const Bytes& /*beginning*/) { return if_possible(layout); }, words);
 }
 
 }  // namespace velmora_can_bridge

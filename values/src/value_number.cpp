@@ -1,5 +1,6 @@
 #include "velmora_can_bridge/values/value_number.hpp"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstring>
@@ -44,6 +45,7 @@ double as_float(std::uint64_t bits) {
 }  // namespace
 
 ValueNumber number_of_bits(std::uint64_t bits, unsigned bit_length, std::optional<ValueType> type) {
+  bit_length = std::min(bit_length, word_bits);
   const std::uint64_t all = lowest(bits, bit_length);
   if (type == ValueType::float32 && bit_length == float_bits) {
     return as_float(all);

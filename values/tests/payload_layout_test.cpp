@@ -374,6 +374,33 @@ TEST(PayloadLayout, of_a_narrow_range_keeps_what_the_kind_allows) {
             "target s16, -32768 to 500");
 }
 
+TEST(PayloadLayout, without_anything_in_its_range_is_none) {
+  NodeConfig node = node_of({{{2, "RPDO", 0, {{0x2000, 1, 8, "mode"}, {0x2000, 2, 16, "period"}}}},
+                             {{"wheel", {"ci402", 0x6040, 0}}}});
+  node.values[{0x2000, 1}].minimum = Count::of(4);
+  node.values[{0x60FF, 0}].minimum = Count::of(40000);
+  EXPECT_EQ(text_of(payload_layout({node, "", led_write("set_mode", {"mode", "period"})})),
+            "none: the range of mode and that of the operation do not meet");
+  EXPECT_EQ(text_of(payload_layout({node, "wheel", of_kind("ci402_set_target")})),
+            "none: the range of target and that of the operation do not meet");
+}
+
+TEST(PayloadLayout, of_a_field_longer_than_a_frame_is_none) {
+  const NodeConfig node = node_of({{{2, "RPDO", 0, {{0x2000, 1, 72, "a"}}}}, {}});
+  constexpr const char* refusal =
+      "none: 0x2000/1 is mapped with 72 bits, a PDO has no more than 64";
+  EXPECT_EQ(text_of(payload_layout({node, "", with_fields(of_kind("pdo_write"), {"a"})})), refusal);
+  EXPECT_EQ(text_of(payload_layout({node, "", with_field(of_kind("pdo_write"), "a", 0)})), refusal);
+}
+
+TEST(PayloadLayout, of_an_object_without_a_type_has_the_length_of_its_mapping) {
+  NodeConfig node = node_of({{{1, "TPDO", 0, {{0x2000, 1, 16, "a"}, {0x2000, 2, 12, "b"}}}}, {}});
+  EXPECT_EQ(text_of(payload_layout({node, "", object_write("", 0x2000, 1)})), "a u16");
+  EXPECT_EQ(text_of(payload_layout({node, "", object_write("", 0x2000, 2)})), "b bytes");
+  node.values[{0x2000, 1}].minimum = Count::of(-5);
+  EXPECT_EQ(text_of(payload_layout({node, "", object_write("", 0x2000, 1)})), "a s16, -5 to 32767");
+}
+
 TEST(PayloadLayout, range_or_code_below_0_tells_a_sign) {
   NodeConfig node = node_of({{{1, "RPDO", 0, {{0x2000, 1, 16, "a"}, {0x2000, 2, 8, "b"}}}}, {}});
   ValueDescription range;

@@ -35,6 +35,7 @@ INSTANTIATE_TEST_SUITE_P(
         NumberCase{"one_bit", 1, 1, ValueType::u8, "1"},
         NumberCase{"s64_lowest", 0x8000000000000000U, 64, ValueType::s64, "-9223372036854775808"},
         NumberCase{"u64_highest", ~std::uint64_t{0}, 64, ValueType::u64, "18446744073709551615"},
+        NumberCase{"more_bits_than_there_are", ~std::uint64_t{0}, 72, ValueType::s64, "-1"},
         NumberCase{"float32", 0x3DCCCCCD, 32, ValueType::float32, "0.1"},
         NumberCase{"float32_negative", 0xC0200000, 32, ValueType::float32, "-2.5"},
         NumberCase{"float32_no_number", 0x7FC00000, 32, ValueType::float32, "nan"},

@@ -73,7 +73,7 @@ std::optional<std::string> payload_refusal(const PayloadLayout& layout,
 /// "led_mode u8, 0 to 3 (off 0, on 1)": one value.
 std::string payload_value_text(const PayloadValue& value);
 
-/// The layout on one line, such as "led_red u8, led_green u8, [led_blue u8]"; in brackets what may
+/// The layout on one line, such as "led_red u8; led_green u8; [led_blue u8]"; in brackets what may
 /// be left out. "nothing" where it has no values.
 std::string payload_layout_text(const PayloadLayout& layout);
 
