@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <limits>
 #include <optional>
 #include <string>
 
@@ -36,9 +37,15 @@ Expected<Bytes> wrong_type(const PayloadValue& value, std::string_view word) {
   return Unexpected{in_quotes(word) + " has the wrong type, expected " + payload_type_text(value)};
 }
 
+/// Whether range, unit or names say that the value is counted.
+bool is_counted(const PayloadValue& value) {
+  return !has_whole_range(value) || !value.unit.empty() || !value.values.empty();
+}
+
 /// Another type of the same length, where nobody tells the value's own.
 bool may_be(const PayloadValue& value, ValueType type) {
-  return !value.is_type_known && length_of(type) == value.length;
+  return !value.is_type_known && length_of(type) == value.length &&
+         (is_integer(type) || !is_counted(value));
 }
 
 /// A number by itself, whatever the value is; the range stays the value's where it has one.
@@ -112,6 +119,8 @@ Expected<Bytes> typed_word(const PayloadValue& value, std::string_view word, std
 /// A decimal number at the beginning of a word, and what stands behind it.
 struct Measure {
   double number = 0;
+  /// Where `number` is a whole one that a count can hold, and no exponent was written.
+  std::optional<Count> whole;
   std::string_view unit;
 };
 
@@ -127,14 +136,25 @@ std::optional<Measure> parse_measure(std::string_view word) {
   if (error != std::errc()) {
     return std::nullopt;
   }
-  measure.unit = word.substr(static_cast<std::size_t>(stop - word.data()));
+  const auto length = static_cast<std::size_t>(stop - word.data());
+  measure.whole = parse_count(word.substr(0, length));
+  measure.unit = word.substr(length);
   return measure;
+}
+
+/// The half that the number is meant to be: decimal halves come out of a division beside it.
+double with_exact_half(double number) {
+  constexpr double most_error = 0.01;
+  const double doubled = number * 2;
+  const double half = std::round(doubled);
+  const double error = 4 * std::numeric_limits<double>::epsilon() * std::abs(doubled);
+  return std::abs(doubled - half) <= std::min(error, most_error) ? half / 2 : number;
 }
 
 std::optional<Count> nearest_count(double number) {
   constexpr double beyond_signed = 9223372036854775808.0;
   constexpr double beyond_unsigned = 18446744073709551616.0;
-  const double rounded = std::round(number);
+  const double rounded = std::round(with_exact_half(number));
   if (!(rounded >= -beyond_signed && rounded < beyond_unsigned)) {
     return std::nullopt;
   }
@@ -154,7 +174,8 @@ Expected<Bytes> measured(const PayloadValue& value, const Measure& measure, std:
   if (value.type == ValueType::float32) {
     return float_bytes(number);
   }
-  const std::optional<Count> count = nearest_count(number);
+  const std::optional<Count> count =
+      value.scale || !measure.whole ? nearest_count(number) : measure.whole;
   if (!count) {
     return Unexpected{std::string(word) + " is " + out_of_range_text(value)};
   }

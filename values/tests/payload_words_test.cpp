@@ -53,7 +53,8 @@ NodeConfig words_node() {
         {0x2000, 4, 8, "led_mode"},
         {0x2000, 5, 16, "led_period"}}},
       {2, "RPDO", 0, {{0x60FF, 0, 32, "left_speed"}, {0x68FF, 0, 32, "right_speed"}}},
-      {3, "RPDO", 0, {{0x2001, 1, 24, "odd"}, {0x2001, 2, 40, "long"}}}};
+      {3, "RPDO", 0, {{0x2001, 1, 24, "odd"}, {0x2001, 2, 40, "long"}}},
+      {1, "TPDO", 0, {{0x2001, 3, 32, "limited"}, {0x2001, 4, 32, "plain"}}}};
   node.board.device_od_map = {{"wheel", {"ci402", 0x6040, 0}}};
   ValueDescription mode = described(ValueType::u8);
   mode.values = {{"off", Count()},
@@ -73,11 +74,32 @@ NodeConfig words_node() {
   node.values[{0x2102, 0}] = described(ValueType::u64);
   node.values[{0x2103, 0}] = described(ValueType::s64, "m", 1e-9);
   node.values[{0x2104, 3}] = described(ValueType::u16, "%", 0.1);
+  for (const auto& [sub_index, scale] :
+       {std::pair(1, 0.1), std::pair(2, 0.01), std::pair(3, 0.001)}) {
+    node.values[{0x2107, static_cast<std::uint8_t>(sub_index)}] =
+        described(ValueType::s32, "%", scale);
+  }
+  node.values[{0x2108, 0}] = described(ValueType::s64, "ns");
+  ValueDescription limited;
+  limited.maximum = Count::of(1000);
+  node.values[{0x2001, 3}] = limited;
   node.values[{0x2105, 0}] = described(ValueType::u16, "A", 0.5);
   ValueDescription colour = described(ValueType::u8);
   colour.values = {{"add", Count::of(1)}, {"fade", Count::of(2)}, {"slow", Count::of(3)}};
   node.values[{0x2106, 0}] = colour;
   return node;
+}
+
+OperationConfig sub_object_write(std::uint16_t index, std::uint8_t sub_index) {
+  OperationConfig op = object_write(index);
+  op.sub_index = sub_index;
+  return op;
+}
+
+OperationConfig default_write(std::uint16_t index) {
+  OperationConfig op = object_write(index);
+  op.default_data = {1};
+  return op;
 }
 
 OperationConfig typed_write(const char* data_type, std::uint16_t index) {
@@ -168,6 +190,16 @@ INSTANTIATE_TEST_SUITE_P(
             typed_write("u32", 0x2100),
             {"24V"},
             {0, 0, 0xC0, 0x41}},
+        Row{"float_for_what_nobody_describes",
+            sub_object_write(0x2001, 4),
+            {"float32:1.5"},
+            {0, 0, 0xC0, 0x3F}},
+        Row{"number_of_the_length_of_a_mapping", sub_object_write(0x2001, 4), {"7"}, {7, 0, 0, 0}},
+        Row{"whole_number_beyond_53_bits",
+            object_write(0x2108),
+            {"9007199254740993ns"},
+            {1, 0, 0, 0, 0, 0, 0x20, 0}},
+        Row{"negative_whole_number", object_write(0x2108), {"-1ns"}, Bytes(8, 0xFF)},
         Row{"unit_of_hexadecimal_digits", object_write(0x2105), {"5A"}, {10, 0}},
         Row{"name_of_hexadecimal_digits", object_write(0x2106), {"add"}, {1}},
         Row{"text", object_write(0x2101), {"text:a b"}, {'a', ' ', 'b'}},
@@ -286,6 +318,18 @@ INSTANTIATE_TEST_SUITE_P(
                 {"u24:1"},
                 "led_red: unknown type \"u24\", expected u8, s8, u16, s16, u32, s32, u64, s64, "
                 "float32, hex or text"},
+        Refused{"float_for_a_range",
+                sub_object_write(0x2001, 3),
+                {"float32:1.5"},
+                "limited: \"float32:1.5\" has the wrong type, expected u32"},
+        Refused{"empty_text_where_there_is_a_default",
+                default_write(0x2101),
+                {"text:"},
+                "value: an empty value would write the default"},
+        Refused{"no_bytes_where_there_is_a_default",
+                default_write(0x3000),
+                {"hex:"},
+                "value: an empty value would write the default"},
         Refused{"typed_no_number",
                 drive(),
                 {"s32:fast", "0"},
@@ -399,6 +443,37 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{"selecting_value_missing", object_write(0x2104, true), {}, "sub_index is missing"}),
     [](const auto& row) { return std::string(row.param.name); });
 
+struct HalfCase {
+  const char* name;
+  std::uint8_t sub_index;
+  const char* word;
+  std::uint8_t count;
+};
+
+class Halves : public testing::TestWithParam<HalfCase> {};
+
+TEST_P(Halves, round_away_from_0_as_they_are_written) {
+  const NodeConfig node = words_node();
+  const OperationConfig op = sub_object_write(0x2107, GetParam().sub_index);
+  EXPECT_EQ(*payload_from_words({node, "", op}, {GetParam().word}),
+            (Bytes{GetParam().count, 0, 0, 0}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Scales, Halves,
+                         testing::Values(HalfCase{"tenths_of_0_15", 1, "0.15%", 2},
+                                         HalfCase{"tenths_of_0_25", 1, "0.25%", 3},
+                                         HalfCase{"tenths_of_0_35", 1, "0.35%", 4},
+                                         HalfCase{"tenths_below", 1, "0.2499999%", 2},
+                                         HalfCase{"tenths_above", 1, "0.1500001%", 2},
+                                         HalfCase{"tenths_just_below", 1, "0.1499999%", 1},
+                                         HalfCase{"hundredths_of_0_015", 2, "0.015%", 2},
+                                         HalfCase{"hundredths_of_0_285", 2, "0.285%", 29},
+                                         HalfCase{"hundredths_of_0_145", 2, "0.145%", 15},
+                                         HalfCase{"thousandths_of_0_0015", 3, "0.0015%", 2},
+                                         HalfCase{"thousandths_of_0_0025", 3, "0.0025%", 3},
+                                         HalfCase{"thousandths_of_0_0355", 3, "0.0355%", 36}),
+                         [](const auto& row) { return std::string(row.param.name); });
+
 TEST(PayloadWords, layout_stands_behind_the_reason) {
   const NodeConfig node = words_node();
   EXPECT_EQ(payload_from_words({node, "wheel", drive()}, {"1"}).error(),
@@ -410,6 +485,16 @@ TEST(PayloadWords, of_an_operation_that_cannot_succeed_say_why) {
   const NodeConfig node = words_node();
   EXPECT_EQ(payload_from_words({node, "", fields_write("pdo_write", 9, {"a"})}, {"1"}).error(),
             "no payload can be right: the node has no RPDO 9");
+}
+
+TEST(PayloadWords, of_a_selected_object_that_has_no_range_say_why) {
+  NodeConfig node = words_node();
+  node.values[{0x2104, 4}] = described(ValueType::u8);
+  node.values[{0x2104, 4}].minimum = Count::of(300);
+  EXPECT_EQ(payload_from_words({node, "", object_write(0x2104, true)}, {"4", "7"}).error(),
+            "no payload can be right: the range of data and that of the operation do not meet");
+  EXPECT_EQ(object_from_words(&node, 0x2104, 4, {"7"}).error(),
+            "no payload can be right: the range of value and that of the operation do not meet");
 }
 
 TEST(ObjectWords, need_a_type_of_their_own_without_a_board_file) {
