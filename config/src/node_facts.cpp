@@ -61,9 +61,9 @@ std::string of_device(std::string_view object, const NamedDevice& device) {
 void add_objects_of_drive(const NamedDevice& device,
                           std::map<ValueAddress, ProfileObject>& objects) {
   for (const DriveObjectRow& row : drive_objects) {
-    objects.emplace(
-        ValueAddress{drive_index(*device.device, row.object), 0},
-        ProfileObject{row.length, true, row.is_writable, true, of_device(row.name, device)});
+    objects.emplace(ValueAddress{drive_index(*device.device, row.object), 0},
+                    ProfileObject{row.length, true, row.is_writable, true, row.is_signed,
+                                  of_device(row.name, device)});
   }
 }
 
@@ -72,7 +72,7 @@ void add_objects_of_claw(const NamedDevice& device,
   for (const ClawObjectRow& row : claw_objects) {
     objects.emplace(
         ValueAddress{device.device->homing_record, static_cast<std::uint8_t>(row.object)},
-        ProfileObject{row.length, !row.is_writable, row.is_writable, false,
+        ProfileObject{row.length, !row.is_writable, row.is_writable, false, false,
                       of_device(row.name, device)});
   }
 }

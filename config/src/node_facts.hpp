@@ -25,6 +25,7 @@ struct ProfileObject {
   bool is_writable = true;
   /// It belongs to a drive, and no other sub-index stands beside it.
   bool is_of_drive = false;
+  bool is_signed = false;
   /// "the statusword of \"wheel\"", as messages call it.
   std::string name;
 };

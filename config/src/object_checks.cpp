@@ -8,10 +8,27 @@
 #include "member_readers.hpp"
 #include "object_facts.hpp"
 #include "record_access.hpp"
+#include "value_checks.hpp"
 #include "value_readers.hpp"
 
 namespace velmora_can_bridge {
 namespace {
+
+/// What its type would tell, where neither the file nor a profile tells it.
+void check_untyped(const NodeFacts& facts, const YamlValue& source, ValueAddress address,
+                   ProblemList& problems) {
+  const auto described = facts.node.values.find(address);
+  if (described == facts.node.values.end() || source.find("type") != nullptr) {
+    return;
+  }
+  const auto profile = profile_object(facts, address.index, address.sub_index);
+  if (const auto type = profile ? profile_type(*profile) : std::nullopt) {
+    check_counts(source, described->second, *type, problems);
+  } else if (!profile && !may_be_mapped(facts, address)) {
+    problems.warning(source.at, "type is missing: nothing tells how many bytes " +
+                                    object_text(address.index, address.sub_index) + " has");
+  }
+}
 
 void check_object(const NodeFacts& facts, const YamlValue& source, ValueAddress address,
                   ProblemList& problems) {
@@ -31,6 +48,8 @@ void check_object(const NodeFacts& facts, const YamlValue& source, ValueAddress 
                                  carried->reason + ", write a type of " +
                                  counted(carried->length, "byte"));
   }
+  check_described_type(facts, source, address, problems);
+  check_untyped(facts, source, address, problems);
 }
 
 }  // namespace

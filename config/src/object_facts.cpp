@@ -5,6 +5,7 @@
 #include <system_error>
 #include <vector>
 
+#include "ground/common_objects.hpp"
 #include "ground/number_text.hpp"
 #include "ground/pdo.hpp"
 #include "member_readers.hpp"
@@ -13,35 +14,10 @@
 namespace velmora_can_bridge {
 namespace {
 
-/// Objects that every node only lets read (CiA 301, 7.5.2).
-struct ReadOnlyObject {
-  std::uint16_t index;
-  std::uint8_t sub_index;
-  /// In bytes; 0 for any number of them.
-  std::uint8_t length;
-  /// No other sub-index stands beside it.
-  bool is_alone;
-  std::string_view name;
-};
-
-constexpr ReadOnlyObject read_only_objects[] = {
-    {0x1000, 0, 4, true, "the device type"},
-    {0x1001, 0, 1, true, "the error register"},
-    {0x1002, 0, 4, true, "the manufacturer status register"},
-    {0x1008, 0, 0, true, "the device name"},
-    {0x1009, 0, 0, true, "the hardware version"},
-    {0x100A, 0, 0, true, "the software version"},
-    {0x1018, 0, 1, false, "the length of the identity"},
-    {0x1018, 1, 4, false, "the vendor id"},
-    {0x1018, 2, 4, false, "the product code"},
-    {0x1018, 3, 4, false, "the revision number"},
-    {0x1018, 4, 4, false, "the serial number"},
-};
-
 std::optional<ProfileObject> common_object(std::uint16_t index, std::uint8_t sub_index) {
-  for (const ReadOnlyObject& row : read_only_objects) {
+  for (const CommonObjectRow& row : common_objects) {
     if (row.index == index && row.sub_index == sub_index) {
-      return ProfileObject{row.length, true, false, false, std::string(row.name)};
+      return ProfileObject{row.length, true, row.is_writable, false, false, std::string(row.name)};
     }
   }
   return std::nullopt;
@@ -115,7 +91,7 @@ std::optional<ProfileObject> lone_object(const NodeFacts& facts, std::uint16_t i
   if (sub_index == 0) {
     return std::nullopt;
   }
-  for (const ReadOnlyObject& row : read_only_objects) {
+  for (const CommonObjectRow& row : common_objects) {
     if (row.is_alone && row.index == index) {
       return common_object(index, 0);
     }
@@ -145,6 +121,32 @@ std::optional<KnownLength> carried_length(const NodeFacts& facts, std::uint16_t 
   }
   return KnownLength{byte_length(*mapped.mapping),
                      "is mapped in line " + std::to_string(mapped.source->at.line)};
+}
+
+std::optional<ValueType> profile_type(const ProfileObject& object) {
+  return find_value_type((object.is_signed ? "s" : "u") + std::to_string(object.length * 8));
+}
+
+bool may_be_mapped(const NodeFacts& facts, ValueAddress address) {
+  return !facts.knows_pdos ||
+         find_mapping(facts, address.index, address.sub_index).mapping != nullptr;
+}
+
+void check_described_type(const NodeFacts& facts, const YamlValue& source, ValueAddress address,
+                          ProblemList& problems) {
+  const YamlValue* const type = source.find("type");
+  const auto described = type == nullptr ? std::nullopt : find_value_type(type->text);
+  const auto object = profile_object(facts, address.index, address.sub_index);
+  const auto expected = object ? profile_type(*object) : std::nullopt;
+  if (!described || !expected || length_of(*described) != object->length) {
+    return;
+  }
+  if (*described != *expected) {
+    problems.error(type->at, "type: " + std::string(value_type_text(*described)) + ", but " +
+                                 object_text(address.index, address.sub_index) + " is " +
+                                 object->name + ", write " +
+                                 std::string(value_type_text(*expected)));
+  }
 }
 
 void check_index_digits(const NodeFacts& facts, const YamlValue& record, std::uint16_t index,

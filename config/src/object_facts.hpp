@@ -40,6 +40,16 @@ std::optional<KnownLength> known_length(const NodeFacts& facts, std::uint16_t in
 std::optional<KnownLength> carried_length(const NodeFacts& facts, std::uint16_t index,
                                           std::uint8_t sub_index);
 
+/// The type of its numbers; no value for any number of bytes.
+std::optional<ValueType> profile_type(const ProfileObject& object);
+
+/// Whether a PDO maps the object, for all that is known.
+bool may_be_mapped(const NodeFacts& facts, ValueAddress address);
+
+/// Reports a description's type that is not the one of the profile, though it has its length.
+void check_described_type(const NodeFacts& facts, const YamlValue& source, ValueAddress address,
+                          ProblemList& problems);
+
 /// Reports an index of `record` that was written without the "0x" that makes it one: what it names
 /// is no object, and what it would name with it is.
 void check_index_digits(const NodeFacts& facts, const YamlValue& record, std::uint16_t index,

@@ -50,6 +50,9 @@ void check_written_object(const OperationCheck& check);
 /// Whether `data_type` suits the object at `index` and `sub_index`.
 void check_data_type(const OperationCheck& check);
 
+/// Warns where the sign of `data_type` is not that of the object's description, which counts.
+void check_data_sign(const OperationCheck& check, ValueAddress address);
+
 /// Operations through the image of an RPDO.
 void check_led_write(const OperationCheck& check);
 void check_auto_write(const OperationCheck& check);

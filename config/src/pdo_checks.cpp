@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "ground/number_text.hpp"
+#include "ground/parse_number.hpp"
 #include "ground/pdo.hpp"
 #include "member_readers.hpp"
 #include "object_facts.hpp"
@@ -18,11 +19,23 @@
 namespace velmora_can_bridge {
 namespace {
 
+/// Why nobody can name the field where a payload is written as words; empty where people can.
+std::string unnameable_text(const std::string& field) {
+  if (field.find_first_of("=:") != std::string::npos) {
+    return R"(cannot be named in words, where "=" and ":" end a name)";
+  }
+  return parse_number(field) ? "cannot be named in words, where it is a number" : "";
+}
+
 void check_field_names(const YamlValue& pdo, const PdoConfig& config, ProblemList& problems) {
   const std::vector<const YamlValue*>& mappings = elements_at(pdo, "mappings");
   FirstUses<std::string_view> uses;
   for (std::size_t position = 0; position < mappings.size(); ++position) {
     const std::string& field = config.mappings[position].field;
+    if (const std::string reason = unnameable_text(field); !reason.empty()) {
+      problems.warning(member_or_record(*mappings[position], "field").at,
+                       "field: " + quoted(field) + " " + reason);
+    }
     if (!field.empty()) {
       uses.add(field, member_or_record(*mappings[position], "field").at,
                "field " + quoted(field) + " of this PDO", problems);
@@ -59,8 +72,8 @@ void check_layout(const YamlValue& pdo, const PdoConfig& config, ProblemList& pr
                                                  " bits, a PDO has no more than 64");
       return;
     }
-    // Of all short fields of an RPDO one warning tells.
-    if (!is_rpdo(config) || !is_short_field(config.mappings[position])) {
+    // Of all short fields of an RPDO one warning tells; to what is only read it makes no odds.
+    if (is_rpdo(config) && !is_short_field(config.mappings[position])) {
       check_alignment({begin, end}, mappings[position]->at, problems);
     }
     begin = end;
@@ -157,6 +170,7 @@ void check_mapped_object(const NodeFacts& facts, const YamlValue& source, const 
   if (!known) {
     return;
   }
+  check_described_type(facts, source, {mapping.index, mapping.sub_index}, problems);
   if (known->length != 0 && known->length * 8 != mapping.bit_length) {
     report_length(source, pdo,
                   "bit_length: " + object + " is " + known->name + ", write " +

@@ -435,6 +435,7 @@ void check_auto_write(const OperationCheck& check) {
   }
   if (const auto use = single_use(check, *rpdo)) {
     check_type_length(check, byte_length(*use->mapping), use->name() + " has");
+    check_data_sign(check, {use->mapping->index, use->mapping->sub_index});
     if (!check.op.field.empty()) {
       check_named_object(check, *use->mapping);
     }

@@ -131,6 +131,23 @@ void check_data_type(const OperationCheck& check) {
                                  known->reason + ", write a type of " +
                                  std::to_string(known->length));
   }
+  check_data_sign(check, {check.op.index, check.op.sub_index});
+}
+
+void check_data_sign(const OperationCheck& check, ValueAddress address) {
+  const auto written = find_value_type(check.op.data_type);
+  const auto described = check.facts.node.values.find(address);
+  if (!written || described == check.facts.node.values.end() || !described->second.type) {
+    return;
+  }
+  const ValueType type = *described->second.type;
+  const bool has_other_sign = is_integer(type) && length_of(type) == length_of(*written) &&
+                              is_signed(type) != is_signed(*written);
+  if (has_other_sign) {
+    check.warning("data_type",
+                  check.op.data_type + ", but " + object_text(address.index, address.sub_index) +
+                      " is described as " + std::string(value_type_text(type)) + ", which counts");
+  }
 }
 
 void check_sdo_write(const OperationCheck& check) {

@@ -1,6 +1,8 @@
 #include "value_checks.hpp"
 
+#include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <string>
@@ -104,23 +106,54 @@ void check_codes(const YamlValue& source, const ValueDescription& value, Problem
   }
 }
 
-/// What only a number can have.
+/// What only a number can have, and of that what only a whole one can.
 void check_keys_of_numbers(const YamlValue& source, ValueType type, ProblemList& problems) {
-  constexpr std::string_view keys[] = {"minimum", "maximum", "scale", "values"};
+  if (is_integer(type)) {
+    return;
+  }
+  constexpr std::string_view keys[] = {"minimum", "maximum", "values", "scale"};
+  const std::string type_text(value_type_text(type));
   for (const YamlEntry& entry : source.entries) {
-    for (const std::string_view key : keys) {
-      if (entry.key() == key) {
-        problems.error(entry.key_value->at, std::string(key) + ": only a number has one, not " +
-                                                std::string(value_type_text(type)));
-      }
+    const auto* const key = std::find(std::begin(keys), std::end(keys), entry.key());
+    const bool is_of_float = has_counts(type) && entry.key() == "scale";
+    if (key == std::end(keys) || is_of_float) {
+      continue;
+    }
+    problems.error(entry.key_value->at,
+                   std::string(*key) + (has_counts(type)
+                                            ? ": counts are for whole numbers, not for " + type_text
+                                            : ": only a number has one, not " + type_text));
+  }
+}
+
+/// A name that the description's own range shuts out.
+void check_codes_in_range(const YamlValue& source, const ValueDescription& value,
+                          ProblemList& problems) {
+  for (const PlacedCode& code : placed_codes(source, value)) {
+    const Count count = code.named->code;
+    const bool is_below = value.minimum && count < *value.minimum;
+    if (is_below || (value.maximum && *value.maximum < count)) {
+      problems.warning(
+          code.at, "values, " + shortened(code.named->name) + ": " + count_text(count) + " is " +
+                       (is_below ? "less than the minimum, " : "more than the maximum, ") +
+                       count_text(is_below ? *value.minimum : *value.maximum));
     }
   }
 }
 
 void check_parts(const YamlValue& source, const ValueDescription& value, unsigned bit_length,
                  ProblemList& problems) {
-  if (value.type && !has_counts(*value.type)) {
+  if (value.type) {
     check_keys_of_numbers(source, *value.type, problems);
+  }
+  if (value.type && !has_counts(*value.type)) {
+    return;
+  }
+  if (value.scale && source.find("unit") == nullptr) {
+    problems.error(member_or_record(source, "scale").at,
+                   "scale: a count is so much of what? write its unit as well");
+  }
+  if (value.type == ValueType::float32) {
     return;
   }
   if (value.minimum && value.maximum && *value.maximum < *value.minimum) {
@@ -132,15 +165,13 @@ void check_parts(const YamlValue& source, const ValueDescription& value, unsigne
     check_limits(source, value, *limits, problems);
   }
   check_codes(source, value, problems);
-  if (value.scale && source.find("unit") == nullptr) {
-    problems.error(member_or_record(source, "scale").at,
-                   "scale: a count is so much of what? write its unit as well");
-  }
+  check_codes_in_range(source, value, problems);
 }
 
-/// What to write for a field of so many bytes.
-std::string types_of_length(std::size_t length) {
-  switch (length) {
+/// What to write for such a field.
+std::string types_of(const PdoMapping& mapping) {
+  const bool is_broken = mapping.bit_length % 8 != 0;
+  switch (is_broken ? 0 : byte_length(mapping)) {
     case 1:
       return "write u8 or s8";
     case 2:
@@ -156,13 +187,11 @@ std::string types_of_length(std::size_t length) {
 
 void check_type_of_field(const YamlValue& source, ValueType type, const PdoMapping& mapping,
                          ProblemList& problems) {
-  const std::size_t length = byte_length(mapping);
-  const bool fits =
-      type == ValueType::float32 ? mapping.bit_length == 32 : length_of(type) == length;
+  const bool fits = length_of(type) && *length_of(type) * 8 == mapping.bit_length;
   if (!fits) {
     problems.error(member_or_record(source, "type").at,
                    "type: " + std::string(value_type_text(type)) + " does not suit a field of " +
-                       counted(mapping.bit_length, "bit") + ", " + types_of_length(length));
+                       counted(mapping.bit_length, "bit") + ", " + types_of(mapping));
   }
 }
 
@@ -171,6 +200,15 @@ void check_type_of_field(const YamlValue& source, ValueType type, const PdoMappi
 void check_object_value(const YamlValue& source, const ValueDescription& value,
                         ProblemList& problems) {
   check_parts(source, value, 0, problems);
+}
+
+void check_counts(const YamlValue& source, const ValueDescription& value, ValueType type,
+                  ProblemList& problems) {
+  ValueDescription typed = value;
+  typed.type = type;
+  if (const std::optional<CountLimits> limits = limits_of(typed, 0)) {
+    check_limits(source, typed, *limits, problems);
+  }
 }
 
 void check_field_value(const YamlValue& source, const ValueDescription& value,

@@ -16,4 +16,8 @@ void check_object_value(const YamlValue& source, const ValueDescription& value,
 void check_field_value(const YamlValue& source, const ValueDescription& value,
                        const PdoMapping& mapping, ProblemList& problems);
 
+/// Judges the counts of a description without a type by the type that is known otherwise.
+void check_counts(const YamlValue& source, const ValueDescription& value, ValueType type,
+                  ProblemList& problems);
+
 }  // namespace velmora_can_bridge

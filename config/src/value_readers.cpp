@@ -32,6 +32,11 @@ bool is_one_of(std::string_view characters, std::string_view text, std::size_t p
   return position < text.size() && characters.find(text[position]) != std::string_view::npos;
 }
 
+/// What splits a word into name and value, or type and value.
+bool has_sign_of_words(std::string_view text) {
+  return text.find_first_of("=:") != std::string_view::npos;
+}
+
 bool has_blank(std::string_view text) {
   return text.find_first_of(" \t\r\n") != std::string_view::npos;
 }
@@ -70,6 +75,8 @@ void read_unit(const Item& item, std::string& target) {
   }
   if (unit->empty() || has_blank(*unit)) {
     report_unexpected(item, "a unit without blanks, such as mm/s");
+  } else if (has_sign_of_words(*unit)) {
+    report_unexpected(item, R"(a unit without "=" and ":", which split words, such as mm/s)");
   } else if (continues_number(*unit)) {
     report_unexpected(item,
                       "a unit that stands behind a number without being taken for a part of "
@@ -88,8 +95,7 @@ void read_scale(const Item& item, std::optional<double>& target) {
 
 /// Whether people can write the name of a code as one word in the place of a number.
 bool is_word(std::string_view name) {
-  return !name.empty() && !has_blank(name) && !begins_as_number(name) &&
-         name.find_first_of("=:") == std::string_view::npos;
+  return !name.empty() && !has_blank(name) && !begins_as_number(name) && !has_sign_of_words(name);
 }
 
 void read_codes(const Item& item, std::vector<NamedCode>& target) {

@@ -99,16 +99,23 @@ INSTANTIATE_TEST_SUITE_P(
              {"8:9: error: mapping: ends after 72 bits, a PDO has no more than 64"}),
         pdos("parts_of_bytes",
              "    - number: 1\n"
+             "      direction: RPDO\n"
+             "      mappings:\n"
+             "      - {index: 0x2000, bit_length: 8}\n"
+             "      - {index: 0x2001, bit_length: 12}\n"
+             "      - {index: 0x2002, bit_length: 12}\n"
+             "      - {index: 0x2003, bit_length: 8}\n",
+             {"8:9: warning: mapping: bits 8 to 19 are not whole bytes, operations on the field "
+              "miss some of them",
+              "9:9: warning: mapping: bits 20 to 31 are not whole bytes, operations on the field "
+              "miss some of them"}),
+        pdos("parts_of_bytes_that_the_node_sends",
+             "    - number: 1\n"
              "      direction: TPDO\n"
              "      mappings:\n"
-             "      - {index: 1, bit_length: 8}\n"
-             "      - {index: 2, bit_length: 4}\n"
-             "      - {index: 3, bit_length: 12}\n"
-             "      - {index: 4, bit_length: 8}\n",
-             {"8:9: warning: mapping: bits 8 to 11 are not whole bytes, operations on the field "
-              "miss some of them",
-              "9:9: warning: mapping: bits 12 to 23 are not whole bytes, operations on the field "
-              "miss some of them"}),
+             "      - {index: 0x2000, bit_length: 4}\n"
+             "      - {index: 0x2001, bit_length: 12}\n",
+             {}),
         pdos("nothing_known_after_an_unreadable_length",
              "    - number: 1\n"
              "      direction: RPDO\n"

@@ -194,7 +194,7 @@ TEST(HostileFiles, may_describe_many_values) {
   std::string objects;
   for (std::size_t count = 0; count < 5'000; ++count) {
     codes += "c" + std::to_string(count) + ": " + std::to_string(count) + ", ";
-    objects += "{index: " + std::to_string(0x2000 + count) + ", unit: V}, ";
+    objects += "{index: " + std::to_string(0x2000 + count) + ", type: s16, unit: V}, ";
   }
   const LoadedBoard loaded = parse_board("nodes: [{node_id: 1, objects: [" + objects +
                                          "{index: 0xFFFF, type: u16, values: {" + codes + "}}]}]");

@@ -27,7 +27,20 @@ ProblemCase field(const std::string& name, const std::string& bits, const std::s
 
 /// An object reached by SDO; what its description says stands in line 2.
 ProblemCase object(const std::string& name, const std::string& keys, const Texts& problems) {
-  return {name, "nodes: [{node_id: 1, objects: [{index: 0x2000,\n" + keys + "}]}]", problems};
+  // The mapping tells what no type does, but for a length.
+  return {name,
+          "nodes: [{node_id: 1, objects: [{index: 0x2000,\n" + keys +
+              "}], pdos: [{number: 1, direction: TPDO, mappings: [{index: 0x2000, bit_length: "
+              "12}]}]}]",
+          problems};
+}
+
+/// A field of a TPDO.
+ProblemCase in_tpdo(const std::string& name, const std::string& keys, const Texts& problems) {
+  return {name,
+          "nodes: [{node_id: 1, pdos: [{number: 1, direction: TPDO, mappings: [{index: 0x2000, " +
+              keys + "}]}]}]",
+          problems};
 }
 
 ProblemCase wrong_type(const std::string& name, const std::string& bits, const std::string& type,
@@ -51,6 +64,22 @@ INSTANTIATE_TEST_SUITE_P(
                     wrong_type("float_of_64", "64", "float32", "write u64 or s64"),
                     wrong_type("integer_of_24", "24", "u32", "leave the type out"),
                     wrong_type("integer_of_16", "32", "s16", "write u32, s32 or float32"),
+                    in_tpdo("u8_of_12", "bit_length: 12,\ntype: u8",
+                            {"2:7: error: type: u8 does not suit a field of 12 bits, leave the "
+                             "type out"}),
+                    in_tpdo("float_of_36", "bit_length: 36,\ntype: float32",
+                            {"2:7: error: type: float32 does not suit a field of 36 bits, leave "
+                             "the type out"}),
+                    in_tpdo("part_of_a_byte", "bit_length: 12,\nunit: V", {}),
+                    in_tpdo("name_with_an_equals_sign", "bit_length: 8,\nfield: a=b",
+                            {"2:8: warning: field: \"a=b\" cannot be named in words, where "
+                             "\"=\" and \":\" end a name"}),
+                    in_tpdo("name_with_a_colon", "bit_length: 8,\nfield: a:b",
+                            {"2:8: warning: field: \"a:b\" cannot be named in words, where "
+                             "\"=\" and \":\" end a name"}),
+                    in_tpdo("name_of_a_number", "bit_length: 8,\nfield: 0x1F",
+                            {"2:8: warning: field: \"0x1F\" cannot be named in words, where it "
+                             "is a number"}),
                     wrong_type("text", "8", "text", "write u8 or s8"),
                     wrong_type("bytes", "32", "bytes", "write u32, s32 or float32")),
     RowName());
@@ -71,7 +100,11 @@ INSTANTIATE_TEST_SUITE_P(
         object("below_a_signed_type", "type: s32, minimum: -2147483649",
                {"2:21: error: minimum: -2147483649 does not fit into s32 (-2147483648 to "
                 "2147483647)"}),
-        object("of_a_float", "type: float32, minimum: -5, maximum: 70000000000", {}),
+        object("of_a_float", "type: float32, minimum: -5, maximum: 7, values: {a: 1}, unit: V",
+               {"2:16: error: minimum: counts are for whole numbers, not for float32",
+                "2:29: error: maximum: counts are for whole numbers, not for float32",
+                "2:41: error: values: counts are for whole numbers, not for float32"}),
+        object("scale_of_a_float", "type: float32, scale: 0.5, unit: V", {}),
         object("of_unknown_type", "minimum: -5, maximum: 18446744073709551615", {}),
         field("unsigned_bits", "8", "minimum: 0, maximum: 255", {}),
         field("signed_bits", "8", "minimum: -128, maximum: 127", {}),
@@ -96,6 +129,10 @@ INSTANTIATE_TEST_SUITE_P(
                {"2:29: error: values, b: 256 does not fit into u8 (0 to 255)"}),
         field("outside_the_bits", "8", "values: {a: 256}",
               {"2:13: error: values, a: 256 does not fit into 8 bits (0 to 255)"}),
+        object("outside_its_own_range",
+               "type: u8, minimum: 2, maximum: 3, values: {a: 1, b: 2, c: 4}",
+               {"2:47: warning: values, a: 1 is less than the minimum, 2",
+                "2:59: warning: values, c: 4 is more than the maximum, 3"}),
         object("twice", "values: {a: 1, b: 2, c: 0x01}",
                {"2:25: error: values: 1 has the name \"a\" already, a code has one name"})),
     RowName());
@@ -118,6 +155,48 @@ INSTANTIATE_TEST_SUITE_P(
                 "2:56: error: values: only a number has one, not text"}),
         object("range_of_bytes", "type: bytes, minimum: 1",
                {"2:14: error: minimum: only a number has one, not bytes"})),
+    RowName());
+
+/// An object of a node with a drive; what its description says stands in line 2.
+ProblemCase known_object(const std::string& name, const std::string& index, const std::string& keys,
+                         const Texts& problems) {
+  return {name,
+          "nodes: [{node_id: 1, device_od_map: {wheel: {profile: ci402, base_index: 0x6040}}, "
+          "pdos: [{number: 1, direction: TPDO, mappings: [{index: 0x2001, bit_length: 16}]}], "
+          "objects: [{index: " +
+              index + ",\n" + keys + "}]}]",
+          problems};
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    known_objects, ValueChecks,
+    testing::Values(
+        known_object("own_type", "0x60FF", "type: s32, unit: m", {}),
+        known_object("float_of_a_drive", "0x60FF", "type: float32",
+                     {"2:7: error: type: float32, but 0x60FF/0 is the target velocity of "
+                      "\"wheel\", write s32"}),
+        known_object("other_sign_of_a_drive", "0x6083", "type: s32",
+                     {"2:7: error: type: s32, but 0x6083/0 is the profile acceleration of "
+                      "\"wheel\", write u32"}),
+        known_object("text_of_a_drive", "0x60FF", "type: text",
+                     {"2:7: error: type: text, but 0x60FF/0 is the target velocity of \"wheel\", "
+                      "write a type of 4 bytes"}),
+        known_object("other_sign_of_every_node", "0x1017", "type: s16",
+                     {"2:7: error: type: s16, but 0x1017/0 is the producer heartbeat time, write "
+                      "u16"}),
+        known_object("other_length_of_every_node", "0x1017", "type: u32",
+                     {"2:7: error: type: u32, but 0x1017/0 is the producer heartbeat time, write a "
+                      "type of 2 bytes"}),
+        known_object("text_of_every_node", "0x1008", "unit: a", {}),
+        known_object("above_the_profile", "0x6060", "maximum: 300",
+                     {"2:10: error: maximum: 300 does not fit into s8 (-128 to 127)"}),
+        known_object("within_the_profile", "0x6060", "minimum: -128, values: {a: 127}", {}),
+        known_object("code_beyond_the_profile", "0x1017", "values: {a: -1}",
+                     {"2:13: error: values, a: -1 does not fit into u16 (0 to 65535)"}),
+        known_object("length_of_a_mapping", "0x2001", "unit: V", {}),
+        known_object("nobody_tells_the_length", "0x2002", "unit: V",
+                     {"1:177: warning: type is missing: nothing tells how many bytes 0x2002/0 "
+                      "has"})),
     RowName());
 
 /// A mapping of this index with a unit in line 2.

@@ -40,7 +40,7 @@ nodes:
          maximum: 18446744073709551615}
 )");
     ASSERT_TRUE(loaded.file.has_value()) << testing::PrintToString(texts_of(loaded.problems));
-    EXPECT_THAT(texts_of(loaded.problems), SizeIs(1)) << "the field of 12 bits";
+    EXPECT_THAT(texts_of(loaded.problems), SizeIs(1)) << "the object without a type";
     node = loaded.file->nodes.at(0);
   }
 
@@ -109,7 +109,9 @@ TEST(ValueTypes, are_read_by_their_names) {
 
 /// An object on line 2 that says so much of its value.
 std::string object_yaml(const std::string& keys) {
-  return "nodes: [{node_id: 1, objects: [{index: 1,\n" + keys + "}]}]";
+  // The mapping tells what no type does, but for a length.
+  return "nodes: [{node_id: 1, objects: [{index: 0x2000,\n" + keys +
+         "}], pdos: [{number: 1, direction: TPDO, mappings: [{index: 0x2000, bit_length: 12}]}]}]";
 }
 
 struct ScaleCase {
@@ -125,7 +127,7 @@ class Scale : public testing::TestWithParam<ScaleCase> {};
 TEST_P(Scale, is_read) {
   const LoadedBoard loaded = parse_board(object_yaml("unit: V, scale: " + GetParam().text));
   ASSERT_TRUE(loaded.file.has_value()) << testing::PrintToString(texts_of(loaded.problems));
-  EXPECT_EQ(loaded.file->nodes.at(0).values.at({1, 0}).scale, GetParam().scale);
+  EXPECT_EQ(loaded.file->nodes.at(0).values.at({0x2000, 0}).scale, GetParam().scale);
 }
 
 INSTANTIATE_TEST_SUITE_P(texts, Scale,
@@ -217,6 +219,12 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         unit("plain", "mm/s", ""), unit("percent", "'%'", ""), unit("degree", "°C", ""),
         unit("x_alone", "x", ""), unit("e_word", "edges", ""), unit("e_sign", "e-", ""),
+        unit("equals_sign", "a=b",
+             R"(unit: expected a unit without "=" and ":", which split words, such as mm/s, found )"
+             "\"a=b\""),
+        unit("colon", "'a:b'",
+             R"(unit: expected a unit without "=" and ":", which split words, such as mm/s, found )"
+             "the text \"a:b\""),
         unit("empty", "''",
              "unit: expected a unit without blanks, such as mm/s, found the text "
              "\"\""),
@@ -311,10 +319,10 @@ INSTANTIATE_TEST_SUITE_P(
         both("mapping_and_object", "{index: 0x2000, sub_index: 3, bit_length: 8, unit: a}",
              "{index: 0x2000, sub_index: 3, unit: a}",
              {"4:31: error: object 0x2000/3 is described twice, first in line 2"}),
-        both("objects", "", "{index: 0x2000, unit: a},\n{index: 0x2000, sub_index: 0, unit: a}",
+        both("objects", "", "{index: 0x2000, type: u8},\n{index: 0x2000, sub_index: 0, type: u8}",
              {"5:31: error: object 0x2000/0 is described twice, first in line 4"}),
         both("sub_indices", "{index: 0x2000, sub_index: 1, bit_length: 8, unit: a}",
-             "{index: 0x2000, sub_index: 2, unit: a}", {}),
+             "{index: 0x2000, sub_index: 2, type: u8}", {}),
         both("described_and_mapped",
              "{index: 0x2000, bit_length: 8, unit: a},\n"
              "{index: 0x2000, bit_length: 8}",
@@ -323,11 +331,11 @@ INSTANTIATE_TEST_SUITE_P(
         both("unreadable_index", "", "{index: x, unit: a}, {index: 0, unit: a}",
              {"4:9: error: index: expected a number from 1 to 0xFFFF, found \"x\"",
               "4:30: error: index: expected a number from 1 to 0xFFFF, found \"0\""}),
-        both("unreadable_sub_index", "", "{index: 1, sub_index: x, unit: a}, {index: 1, unit: a}",
+        both("unreadable_sub_index", "", "{index: 1, sub_index: x, type: u8}, {index: 1, type: u8}",
              {"4:23: error: sub_index: expected a number from 0 to 255, found \"x\""}),
         ProblemCase{"in_two_nodes",
-                    "nodes: [{node_id: 1, objects: [{index: 1, unit: a}]},\n"
-                    "{node_id: 2, objects: [{index: 1, unit: a}]}]",
+                    "nodes: [{node_id: 1, objects: [{index: 1, type: u8}]},\n"
+                    "{node_id: 2, objects: [{index: 1, type: u8}]}]",
                     {}}),
     RowName());
 

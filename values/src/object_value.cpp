@@ -3,31 +3,12 @@
 #include <algorithm>
 #include <utility>
 
+#include "ground/common_objects.hpp"
 #include "ground/drive_objects.hpp"
 #include "named_drive_modes.hpp"
 
 namespace velmora_can_bridge {
 namespace {
-
-/// Objects that mean the same in every node (CiA 301, 7.5.2).
-struct CommonObject {
-  std::uint16_t index;
-  std::uint8_t sub_index;
-  ValueType type;
-  std::string_view unit;
-};
-
-constexpr CommonObject common_objects[] = {
-    {0x1000, 0, ValueType::u32, ""},   {0x1001, 0, ValueType::u8, ""},
-    {0x1002, 0, ValueType::u32, ""},   {0x1005, 0, ValueType::u32, ""},
-    {0x1006, 0, ValueType::u32, "us"}, {0x1008, 0, ValueType::text, ""},
-    {0x1009, 0, ValueType::text, ""},  {0x100A, 0, ValueType::text, ""},
-    {0x100C, 0, ValueType::u16, "ms"}, {0x100D, 0, ValueType::u8, ""},
-    {0x1014, 0, ValueType::u32, ""},   {0x1017, 0, ValueType::u16, "ms"},
-    {0x1018, 0, ValueType::u8, ""},    {0x1018, 1, ValueType::u32, ""},
-    {0x1018, 2, ValueType::u32, ""},   {0x1018, 3, ValueType::u32, ""},
-    {0x1018, 4, ValueType::u32, ""},   {0x1019, 0, ValueType::u8, ""},
-};
 
 ValueType integer_type(std::size_t length, bool has_sign) {
   switch (length) {
@@ -72,9 +53,9 @@ ValueDescription of_drive(const NodeConfig& node, std::uint16_t index, std::uint
 
 ValueDescription of_any_node(std::uint16_t index, std::uint8_t sub_index) {
   ValueDescription value;
-  for (const CommonObject& row : common_objects) {
+  for (const CommonObjectRow& row : common_objects) {
     if (row.index == index && row.sub_index == sub_index) {
-      value.type = row.type;
+      value.type = row.length == 0 ? ValueType::text : integer_type(row.length, false);
       value.unit = row.unit;
     }
   }
