@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "ground/nearest_name.hpp"
+#include "short_word.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -19,7 +20,7 @@ bool is_end_of(std::string_view words, std::string_view name) {
 std::string unknown(const std::vector<std::string_view>& names, std::string_view wanted,
                     std::string_view noun) {
   const std::string_view nearest = nearest_name(wanted, names);
-  return "no " + std::string(noun) + " is called \"" + std::string(wanted) + "\"" +
+  return "no " + std::string(noun) + " is called " + in_quotes(wanted) +
          (nearest.empty() ? "" : ", did you mean \"" + std::string(nearest) + "\"?");
 }
 
@@ -30,7 +31,7 @@ std::string ambiguous(const std::vector<std::string_view>& names,
   for (const std::size_t position : fits) {
     candidates.emplace_back(names[position]);
   }
-  return "\"" + std::string(wanted) + "\" may be " + enumeration(candidates);
+  return in_quotes(wanted) + " may be " + enumeration(candidates);
 }
 
 }  // namespace

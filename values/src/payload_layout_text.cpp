@@ -19,11 +19,14 @@ std::string range_text(const PayloadValue& value) {
 }
 
 std::string codes_text(const std::vector<NamedCode>& codes) {
+  constexpr std::size_t most_codes = 10;
   std::string text;
-  for (const NamedCode& code : codes) {
+  for (std::size_t position = 0; position < std::min(codes.size(), most_codes); ++position) {
+    const NamedCode& code = codes[position];
     text += (text.empty() ? " (" : ", ") + code.name + " " + count_text(code.code);
   }
-  return text.empty() ? text : text + ")";
+  const std::string rest = codes.size() > most_codes ? ", ..." : "";
+  return text.empty() ? text : text + rest + ")";
 }
 
 /// Of bytes nobody can tell whether they are meant signed, where nobody tells the type.

@@ -7,6 +7,7 @@
 
 #include "name_match.hpp"
 #include "payload_value.hpp"
+#include "short_word.hpp"
 #include "word_value.hpp"
 
 namespace velmora_can_bridge {
@@ -43,8 +44,7 @@ Expected<SplitWords> split(const std::vector<std::string>& words) {
     } else if (split.by_name.empty()) {
       split.in_order.push_back(word);
     } else {
-      return Unexpected{"\"" + std::string(word) +
-                        "\" needs a name, as the value before it has one"};
+      return Unexpected{in_quotes(word) + " needs a name, as the value before it has one"};
     }
   }
   return split;
@@ -58,6 +58,15 @@ Expected<std::size_t> find_value(const PayloadLayout& layout, std::string_view n
   return match_name(names, name, "value");
 }
 
+/// Where a text may be meant that holds an "=".
+std::string text_hint(const PayloadLayout& layout, const NamedWord& word) {
+  const bool has_text =
+      std::any_of(layout.values.begin(), layout.values.end(),
+                  [](const PayloadValue& value) { return value.type == ValueType::text; });
+  const std::string whole = std::string(word.name) + "=" + std::string(word.text);
+  return has_text ? "; for a text write text:" + short_word(whole) : "";
+}
+
 /// The word for each value of the layout, as far as there is one.
 using Assigned = std::vector<std::optional<std::string_view>>;
 
@@ -66,12 +75,12 @@ Expected<Assigned> assign(const PayloadLayout& layout, const SplitWords& words) 
   const std::size_t in_order = std::min(assigned.size(), words.in_order.size());
   std::copy_n(words.in_order.begin(), in_order, assigned.begin());
   if (words.in_order.size() > in_order && !layout.more_may_follow) {
-    return Unexpected{"\"" + std::string(words.in_order[in_order]) + "\" is one value too many"};
+    return Unexpected{in_quotes(words.in_order[in_order]) + " is one value too many"};
   }
   for (const NamedWord& word : words.by_name) {
     const Expected<std::size_t> position = find_value(layout, word.name);
     if (!position) {
-      return Unexpected{position.error()};
+      return Unexpected{position.error() + text_hint(layout, word)};
     }
     if (assigned[*position]) {
       return Unexpected{layout.values[*position].name + " is given twice"};

@@ -7,6 +7,7 @@
 
 #include "ground/little_endian.hpp"
 #include "ground/parse_number.hpp"
+#include "short_word.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -18,7 +19,7 @@ constexpr std::uint64_t lowest_magnitude = std::uint64_t{1} << 63U;
 Expected<Bytes> float_number_bytes(std::string_view text) {
   const std::optional<double> number = parse_decimal(text);
   if (!number) {
-    return Unexpected{"\"" + std::string(text) + "\" is not a decimal number"};
+    return Unexpected{in_quotes(text) + " is not a decimal number"};
   }
   return float_bytes(*number);
 }
@@ -64,7 +65,7 @@ Expected<std::vector<std::uint8_t>> number_bytes(ValueType type, std::string_vie
     return float_number_bytes(text);
   }
   if (!parse_number(text)) {
-    return Unexpected{"\"" + std::string(text) + "\" is not a decimal or 0x hexadecimal number"};
+    return Unexpected{in_quotes(text) + " is not a decimal or 0x hexadecimal number"};
   }
   const std::size_t length = *length_of(type);
   const CountRange range = range_of_bits(static_cast<unsigned>(length) * 8, is_signed(type));

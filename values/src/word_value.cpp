@@ -11,6 +11,7 @@
 #include "ground/parse_number.hpp"
 #include "name_match.hpp"
 #include "payload_value.hpp"
+#include "short_word.hpp"
 #include "typed_word.hpp"
 
 namespace velmora_can_bridge {
@@ -18,15 +19,13 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-std::string in_quotes(std::string_view word) { return "\"" + std::string(word) + "\""; }
-
 bool is_number(const PayloadValue& value) {
   return is_integer(value.type) || value.type == ValueType::float32;
 }
 
 Expected<Bytes> checked(const PayloadValue& value, Count count, std::string_view word) {
   if (const auto refusal = range_refusal(value, count)) {
-    return Unexpected{std::string(word) + " is " + *refusal};
+    return Unexpected{short_word(word) + " is " + *refusal};
   }
   return little_endian_bytes(count.bits(), value.length);
 }
@@ -57,7 +56,7 @@ Expected<Bytes> number_of_type(const PayloadValue& value, ValueType type, std::s
   }
   const std::optional<Count> count = parse_count(number);
   if (is_integer(value.type) && count && !has_whole_range(value) && !value.range.contains(*count)) {
-    return Unexpected{std::string(number) + " is " + out_of_range_text(value)};
+    return Unexpected{short_word(number) + " is " + out_of_range_text(value)};
   }
   return bytes;
 }
@@ -77,7 +76,7 @@ Expected<Bytes> typed_number(const PayloadValue& value, ValueType type, std::str
   }
   const std::optional<Count> count = parse_count(number);
   return count ? checked(value, *count, number)
-               : Unexpected{std::string(number) + " is " + out_of_range_text(value)};
+               : Unexpected{short_word(number) + " is " + out_of_range_text(value)};
 }
 
 Expected<Bytes> hex_word(const PayloadValue& value, std::string_view word,
@@ -94,7 +93,7 @@ Expected<Bytes> hex_word(const PayloadValue& value, std::string_view word,
     return bytes;
   }
   const auto refusal = range_refusal(value, count_of(value, *bytes));
-  return refusal ? Unexpected{std::string(word) + " is " + *refusal} : bytes;
+  return refusal ? Unexpected{short_word(word) + " is " + *refusal} : bytes;
 }
 
 Expected<Bytes> typed_word(const PayloadValue& value, std::string_view word, std::size_t colon) {
@@ -124,6 +123,15 @@ struct Measure {
   std::string_view unit;
 };
 
+/// What the number is to be taken for that no double holds: it has a negative exponent, or is too
+/// large. A number so long without an exponent does not come from people.
+double too_large_or_small(std::string_view number) {
+  const double infinity = std::numeric_limits<double>::infinity();
+  const bool is_small =
+      number.find("e-") != std::string_view::npos || number.find("E-") != std::string_view::npos;
+  return is_small ? 0 : number.front() == '-' ? -infinity : infinity;
+}
+
 std::optional<Measure> parse_measure(std::string_view word) {
   const std::string_view digits = word.substr(word.substr(0, 1) == "-" ? 1 : 0);
   // from_chars would take "infinity" and "nan".
@@ -133,8 +141,12 @@ std::optional<Measure> parse_measure(std::string_view word) {
   Measure measure;
   const char* const end = word.data() + word.size();
   const auto [stop, error] = std::from_chars(word.data(), end, measure.number);
-  if (error != std::errc()) {
+  if (error == std::errc::invalid_argument) {
     return std::nullopt;
+  }
+  if (error == std::errc::result_out_of_range) {
+    measure.number =
+        too_large_or_small({word.data(), static_cast<std::size_t>(stop - word.data())});
   }
   const auto length = static_cast<std::size_t>(stop - word.data());
   measure.whole = parse_count(word.substr(0, length));
@@ -162,12 +174,32 @@ std::optional<Count> nearest_count(double number) {
                      : Count::of_unsigned(static_cast<std::uint64_t>(rounded));
 }
 
+/// What stands behind the number is no unit, but shows what was meant.
+std::optional<std::string> slip_text(const PayloadValue& value, const Measure& measure,
+                                     std::string_view word) {
+  const std::string_view rest = measure.unit;
+  if (rest.find_first_not_of(" \t") != 0) {
+    return in_quotes(word) + " has a blank; write number and unit without a blank";
+  }
+  if (rest.front() == ',') {
+    return in_quotes(word) + " has a comma; write a point, as in 0.5" + value.unit;
+  }
+  const bool is_hexadecimal_number = rest.front() == 'x' || rest.front() == 'X';
+  if (is_hexadecimal_number && is_hexadecimal(rest.substr(1)) && word.front() == '-') {
+    return in_quotes(word) + ": a hexadecimal number has no sign; write it in decimal";
+  }
+  return std::nullopt;
+}
+
 Expected<Bytes> measured(const PayloadValue& value, const Measure& measure, std::string_view word) {
+  if (const auto slip = slip_text(value, measure, word)) {
+    return Unexpected{*slip};
+  }
   if (value.unit.empty()) {
     return Unexpected{in_quotes(word) + " has a unit, this value has none"};
   }
   if (measure.unit != value.unit) {
-    return Unexpected{in_quotes(word) + " is in " + std::string(measure.unit) + ", expected " +
+    return Unexpected{in_quotes(word) + " is in " + short_word(measure.unit) + ", expected " +
                       value.unit};
   }
   const double number = measure.number / value.scale.value_or(1);
@@ -177,22 +209,33 @@ Expected<Bytes> measured(const PayloadValue& value, const Measure& measure, std:
   const std::optional<Count> count =
       value.scale || !measure.whole ? nearest_count(number) : measure.whole;
   if (!count) {
-    return Unexpected{std::string(word) + " is " + out_of_range_text(value)};
+    return Unexpected{short_word(word) + " is " + out_of_range_text(value)};
   }
   if (const auto refusal = range_refusal(value, *count)) {
-    return Unexpected{std::string(word) + ", which is " + count_text(*count) + " counts, is " +
+    return Unexpected{short_word(word) + ", which is " + count_text(*count) + " counts, is " +
                       *refusal};
   }
   return little_endian_bytes(count->bits(), value.length);
 }
 
-std::string even_digits(std::string_view word) {
-  return (word.size() % 2 == 0 ? "" : "0") + std::string(word);
+/// Digits of whole bytes, as many as the value has: lowest first, so that zeros behind change
+/// nothing, and those before are left out where there are too many.
+std::string padded_digits(const PayloadValue& value, std::string_view word) {
+  std::string digits = (word.size() % 2 == 0 ? "" : "0") + std::string(word);
+  const std::size_t wanted = value.length == 0 ? digits.size() : value.length * 2;
+  while (digits.size() > wanted && digits.compare(0, 2, "00") == 0) {
+    digits.erase(0, 2);
+  }
+  digits.resize(std::max(digits.size(), wanted), '0');
+  return digits;
 }
 
 /// How bytes are written that look like this word.
-std::string bytes_hint(std::string_view word) {
-  return is_hexadecimal(word) ? "hex:" + even_digits(word) : "hex:0F00";
+std::string bytes_hint(const PayloadValue& value, std::string_view word) {
+  if (is_hexadecimal(word)) {
+    return "hex:" + short_word(padded_digits(value, word));
+  }
+  return value.length == 0 ? "hex:0F00" : "hex:" + padded_digits(value, "0F");
 }
 
 bool is_named(const PayloadValue& value, std::string_view word) {
@@ -204,10 +247,11 @@ bool is_named(const PayloadValue& value, std::string_view word) {
 Expected<Bytes> named_code(const PayloadValue& value, std::string_view word) {
   if (is_hexadecimal(word) && !is_named(value, word)) {
     return Unexpected{in_quotes(word) + " is neither a number nor a name; write 0x" +
-                      std::string(word) + " for the number, " + bytes_hint(word) + " for bytes"};
+                      short_word(word) + " for the number, " + bytes_hint(value, word) +
+                      " for bytes"};
   }
   if (value.values.empty()) {
-    return Unexpected{in_quotes(word) + " is no number; write bytes as hex:0F00"};
+    return Unexpected{in_quotes(word) + " is no number; write bytes as " + bytes_hint(value, "")};
   }
   std::vector<std::string_view> names;
   for (const NamedCode& code : value.values) {
@@ -231,10 +275,10 @@ Expected<Bytes> bare_integer(const PayloadValue& value, std::string_view word) {
     const std::optional<Count> count = parse_count(word);
     if (count && begins_with_0(word)) {
       return Unexpected{in_quotes(word) + " begins with 0; write " + count_text(*count) +
-                        " for the number, " + bytes_hint(word) + " for bytes"};
+                        " for the number, " + bytes_hint(value, word) + " for bytes"};
     }
     return count ? checked(value, *count, word)
-                 : Unexpected{std::string(word) + " is " + out_of_range_text(value)};
+                 : Unexpected{short_word(word) + " is " + out_of_range_text(value)};
   }
   const std::optional<Measure> measure = parse_measure(word);
   // "5A" are digits, and a current where the unit is A.
@@ -255,7 +299,7 @@ Expected<Bytes> bare_float(const PayloadValue& value, std::string_view word) {
   if (measure && !measure->unit.empty()) {
     return measured(value, *measure, word);
   }
-  return number_bytes(ValueType::float32, word);
+  return measure ? float_bytes(measure->number) : number_bytes(ValueType::float32, word);
 }
 
 Expected<Bytes> bare_word(const PayloadValue& value, std::string_view word) {
@@ -269,8 +313,8 @@ Expected<Bytes> bare_word(const PayloadValue& value, std::string_view word) {
     return Bytes(word.begin(), word.end());
   }
   return Unexpected{in_quotes(word) + " does not say its type; write a number as u16:" +
-                    (parse_number(word) ? std::string(word) : "500") + ", bytes as " +
-                    bytes_hint(word) + ", text as text:..."};
+                    (parse_number(word) ? short_word(word) : "500") + ", bytes as " +
+                    bytes_hint(value, word) + ", text as text:..."};
 }
 
 }  // namespace

@@ -374,6 +374,19 @@ TEST(PayloadLayout, of_a_narrow_range_keeps_what_the_kind_allows) {
             "target s16, -32768 to 500");
 }
 
+TEST(PayloadLayout, names_ten_codes_at_most) {
+  PayloadValue value;
+  value.name = "mode";
+  value.type = ValueType::bytes;
+  for (std::int64_t code = 0; code < 10; ++code) {
+    value.values.push_back({"m" + std::to_string(code), Count::of(code)});
+  }
+  const std::string ten = "mode bytes (m0 0, m1 1, m2 2, m3 3, m4 4, m5 5, m6 6, m7 7, m8 8, m9 9";
+  EXPECT_EQ(payload_value_text(value), ten + ")");
+  value.values.push_back({"m10", Count::of(10)});
+  EXPECT_EQ(payload_value_text(value), ten + ", ...)");
+}
+
 TEST(PayloadLayout, without_anything_in_its_range_is_none) {
   NodeConfig node = node_of({{{2, "RPDO", 0, {{0x2000, 1, 8, "mode"}, {0x2000, 2, 16, "period"}}}},
                              {{"wheel", {"ci402", 0x6040, 0}}}});

@@ -70,7 +70,7 @@ Expected<PayloadLayout> payload_layout(const PayloadUse& use,
 std::optional<std::string> payload_refusal(const PayloadLayout& layout,
                                            const std::vector<std::uint8_t>& payload);
 
-/// "led_mode u8, 0 to 3 (off 0, on 1)": one value.
+/// "led_mode u8, 0 to 3 (off 0, on 1)": one value, and at most ten names of its codes.
 std::string payload_value_text(const PayloadValue& value);
 
 /// The layout on one line, such as "led_red u8; led_green u8; [led_blue u8]"; in brackets what may
