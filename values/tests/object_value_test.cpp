@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 namespace velmora_can_bridge {
 namespace {
 
@@ -48,6 +50,16 @@ TEST(ObjectValue, names_the_modes_of_a_drive) {
   ASSERT_EQ(mode.values.size(), 10U);
   EXPECT_EQ(mode.values[3].name, "velocity");
   EXPECT_EQ(mode.values[3].code, Count::of(3));
+}
+
+TEST(ObjectValue, where_two_drives_meet_has_the_sign_of_either) {
+  for (const auto& [first, second] : {std::pair("a", "b"), std::pair("b", "a")}) {
+    NodeConfig node;
+    // 0x6084 is the profile deceleration of the one and the velocity of the other.
+    node.board.device_od_map[first] = {"ci402", 0x6040, 0};
+    node.board.device_od_map[second] = {"ci402", 0x6058, 0};
+    EXPECT_EQ(type_of(object_value(&node, 0x6084, 0)), "s32") << first;
+  }
 }
 
 TEST(ObjectValue, without_a_node_knows_the_objects_of_every_node) {

@@ -374,6 +374,32 @@ TEST(PayloadLayout, of_a_narrow_range_keeps_what_the_kind_allows) {
             "target s16, -32768 to 500");
 }
 
+TEST(PayloadLayout, range_wholly_below_0_tells_a_sign_by_its_maximum) {
+  NodeConfig node = node_of({{{1, "RPDO", 0, {{0x2000, 1, 16, "a"}}}}, {}});
+  node.values[{0x2000, 1}].maximum = Count::of(-5);
+  EXPECT_EQ(text_of(payload_layout({node, "", with_fields(of_kind("pdo_write"), {"a"}, 1)})),
+            "a s16, -32768 to -5");
+}
+
+TEST(PayloadLayout, of_a_float_of_another_length_is_a_number_without_its_unit) {
+  NodeConfig node = node_of({{{1, "RPDO", 0, {{0x2000, 1, 24, "a"}, {0x2000, 2, 32, "b"}}}}, {}});
+  for (const std::uint8_t sub_index : std::vector<std::uint8_t>{1, 2}) {
+    node.values[{0x2000, sub_index}].type = ValueType::float32;
+    node.values[{0x2000, sub_index}].unit = "V";
+  }
+  EXPECT_EQ(text_of(payload_layout({node, "", with_fields(of_kind("pdo_write"), {"a", "b"}, 1)})),
+            "a u32 in 3 bytes; b float32 in V");
+}
+
+TEST(PayloadRefusal, reads_unsigned_bytes_with_their_highest_bit_as_above_0) {
+  NodeConfig node = node_of({{{1, "RPDO", 0, {{0x2000, 1, 16, "a"}}}}, {}});
+  node.values[{0x2000, 1}].maximum = Count::of(0x8000);
+  const OperationConfig op = with_fields(of_kind("pdo_write"), {"a"}, 1);
+  const PayloadLayout layout = *payload_layout({node, "", op});
+  EXPECT_EQ(payload_refusal(layout, {0x00, 0x80}), std::nullopt);
+  EXPECT_EQ(payload_refusal(layout, {0xFF, 0xFF}), "a: 65535 is out of range, 0 to 32768");
+}
+
 TEST(PayloadLayout, names_ten_codes_at_most) {
   PayloadValue value;
   value.name = "mode";
