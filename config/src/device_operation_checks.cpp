@@ -53,6 +53,18 @@ std::string ramp_texts() {
   return enumeration(texts);
 }
 
+/// Whether the object's range has no number of 16 bits with a sign.
+bool is_beyond_operation(const OperationCheck& check, std::uint16_t index) {
+  const auto found = check.facts.node.values.find({index, 0});
+  if (found == check.facts.node.values.end()) {
+    return false;
+  }
+  const ValueDescription& value = found->second;
+  const CountRange range = range_of_bits(16, true);
+  return (value.minimum && range.maximum < *value.minimum) ||
+         (value.maximum && *value.maximum < range.minimum);
+}
+
 }  // namespace
 
 void check_any_device(const OperationCheck& check) {
@@ -74,6 +86,21 @@ void check_drive(const OperationCheck& check) {
     check.warning("kind", message);
   } else {
     check.error("kind", message);
+  }
+}
+
+void check_set_target(const OperationCheck& check) {
+  check_drive(check);
+  constexpr DriveObject targets[] = {DriveObject::target_position, DriveObject::target_velocity,
+                                     DriveObject::target_torque};
+  for (const NamedDevice& named : check.facts.devices) {
+    for (const DriveObject target : targets) {
+      const std::uint16_t index = drive_index(*named.device, target);
+      if (is_drive(*named.device) && is_beyond_operation(check, index)) {
+        check.warning("kind", "takes a target of 16 bits, and the range of " +
+                                  object_text(index, 0) + " has none of them");
+      }
+    }
   }
 }
 

@@ -64,6 +64,7 @@ void check_pump_duty(const OperationCheck& check);
 /// Operations that need a device of some sort.
 void check_any_device(const OperationCheck& check);
 void check_drive(const OperationCheck& check);
+void check_set_target(const OperationCheck& check);
 void check_ramp(const OperationCheck& check);
 void check_claw_action(const OperationCheck& check);
 

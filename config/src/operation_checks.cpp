@@ -156,7 +156,7 @@ constexpr Row rows[] = {
     {"ci402_disable", check_drive},
     {"ci402_quick_stop", check_drive},
     {"ci402_set_mode", check_drive},
-    {"ci402_set_target", check_drive},
+    {"ci402_set_target", check_set_target},
     {"ci402_ramp", check_ramp},
     {"claw_action", check_claw_action},
     {"pump_duty", check_pump_duty},

@@ -238,12 +238,14 @@ void check_type_length(const OperationCheck& check, std::size_t length, const st
 struct LedPayload {
   std::string_view operation;
   std::size_t length;
+  /// Where its mode stands, a byte of 0 to 3; `length` where it has none.
+  std::size_t mode_position;
   /// The last field has to end with it.
   bool is_whole;
 };
 
 constexpr LedPayload led_payloads[] = {
-    {"set_led", 6, true}, {"set_color", 3, false}, {"set_mode", 3, false}};
+    {"set_led", 6, 3, true}, {"set_color", 3, 3, false}, {"set_mode", 3, 0, false}};
 
 bool ends_at(const std::vector<FieldUse>& uses, std::size_t wanted) {
   std::size_t end = 0;
@@ -256,11 +258,32 @@ bool ends_at(const std::vector<FieldUse>& uses, std::size_t wanted) {
   return false;
 }
 
+/// Reports a field of the mode whose range has no mode in it.
+void check_led_mode(const OperationCheck& check, const LedPayload& payload,
+                    const std::vector<FieldUse>& uses) {
+  constexpr std::int64_t highest_mode = 3;
+  std::size_t position = 0;
+  for (const FieldUse& use : uses) {
+    const bool is_mode = position == payload.mode_position && position < payload.length &&
+                         byte_length(*use.mapping) == 1;
+    const auto described =
+        check.facts.node.values.find({use.mapping->index, use.mapping->sub_index});
+    if (is_mode && described != check.facts.node.values.end() && described->second.minimum &&
+        Count::of(highest_mode) < *described->second.minimum) {
+      report(check, use,
+             use.name() + " is the mode, 0 to 3, but its minimum is " +
+                 count_text(*described->second.minimum));
+    }
+    position += byte_length(*use.mapping);
+  }
+}
+
 void check_led_payload(const OperationCheck& check, const std::vector<FieldUse>& uses) {
   for (const LedPayload& payload : led_payloads) {
     if (payload.operation != check.op.led_operation) {
       continue;
     }
+    check_led_mode(check, payload, uses);
     const bool fits =
         payload.is_whole ? total_length(uses) == payload.length : ends_at(uses, payload.length);
     if (!fits) {

@@ -199,6 +199,42 @@ INSTANTIATE_TEST_SUITE_P(
                       "has"})),
     RowName());
 
+/// A set_mode of an LED whose mode has this minimum; the operation stands in line 2.
+ProblemCase led_mode(const std::string& name, const std::string& minimum, const Texts& problems) {
+  return {
+      name,
+      "nodes: [{node_id: 1, pdos: [{number: 1, direction: RPDO, mappings: [{index: 0x2000, "
+      "field: mode, bit_length: 8, minimum: " +
+          minimum +
+          "}, {index: 0x2001, field: period, bit_length: 16, minimum: 9}]}], operations: {op:\n"
+          "{kind: led_write, pdo_number: 1, led_operation: set_mode, fields: [mode, period]}}}]",
+      problems};
+}
+
+/// A set_target of a drive with this range; the operation stands in line 2.
+ProblemCase target(const std::string& name, const std::string& object, const Texts& problems) {
+  return {name,
+          "nodes: [{node_id: 1, device_od_map: {wheel: {profile: ci402, base_index: 0x6040}}, "
+          "objects: [{" +
+              object + "}], operations: {op:\n{kind: ci402_set_target}}}]",
+          problems};
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    operations, ValueChecks,
+    testing::Values(
+        led_mode("mode_in_its_range", "3", {}),
+        led_mode("mode_beyond_its_range", "4",
+                 {"2:68: error: fields: \"mode\" is the mode, 0 to 3, but its minimum is 4"}),
+        target("target_in_its_range", "index: 0x60FF, minimum: 32767, maximum: 40000", {}),
+        target("target_above_16_bits", "index: 0x60FF, minimum: 32768",
+               {"2:8: warning: kind: takes a target of 16 bits, and the range of 0x60FF/0 has none "
+                "of them"}),
+        target("target_below_16_bits", "index: 0x607A, maximum: -32769",
+               {"2:8: warning: kind: takes a target of 16 bits, and the range of 0x607A/0 has none "
+                "of them"})),
+    RowName());
+
 /// A mapping of this index with a unit in line 2.
 ProblemCase mapping_of(const std::string& name, const std::string& index, const Texts& problems) {
   return {name,
