@@ -80,9 +80,12 @@ class Bridge {
   /// it has written, or when this operation writes all of it; a change of bits writes nothing
   /// whole. An RPDO that would carry another field is not sent, nor is the write of a
   /// "pdo_bit_patch" by SDO: it fails, `OperationReport::error` says which field and why ("the
-  /// node's value of NAME is not known (REASON)"), with the kind of the failed read, and the images
-  /// are forgotten, so that the next operation loads them. With `RunOptions::force` it is sent all
-  /// the same, and what it carried is known from then on.
+  /// node's value of NAME is not known (REASON)"), with the kind of the failed read. All images
+  /// of the node are forgotten then, those of other RPDOs too, with the controlwords and modes that
+  /// drive and claw operations have repeated in them and with what became known by writing: the
+  /// next operation on each loads it from the node afresh. So enable drives again before a frame
+  /// that carries a controlword. With `RunOptions::force` it is sent all the same, and what it
+  /// carried is known from then on.
   OperationReport run(const std::string& device, const std::string& operation,
                       const std::vector<std::uint8_t>& payload, RunOptions options = {});
 
