@@ -50,7 +50,7 @@ void CommandBridge::begin(const Transfer& transfer) {
   under_way_ = &transfer;
   is_sent_ = false;
   if (is_interrupted(*host_)) {
-    bridge_.stop(interrupted);
+    stop_bridge();
   }
 }
 
@@ -61,10 +61,16 @@ void CommandBridge::end(const Transfer& transfer) {
   }
 }
 
+void CommandBridge::idle(milliseconds time) {
+  is_idle_ = true;
+  bridge_.poll(time);
+  is_idle_ = false;
+}
+
 void CommandBridge::await_late_answers() {
   host_->out.flush();  // the result need not wait for this
   if (is_interrupted(*host_)) {
-    bridge_.stop(interrupted);
+    stop_bridge();
   }
   const std::vector<std::uint8_t> awaited = bridge_.await_late_answers();
   bridge_.poll(milliseconds(0));
@@ -77,7 +83,10 @@ void CommandBridge::await_late_answers() {
 
 /// Inside a receive of any endpoint, which waits `left` longer at most.
 void CommandBridge::stop(nanoseconds left) {
-  bridge_.stop(interrupted);
+  if (is_idle_) {
+    return;
+  }
+  stop_bridge();
   if (under_way_ == nullptr || has_said_ || (is_sent_ && left == nanoseconds(0))) {
     return;  // there is nothing to wait for, or that was said
   }
@@ -87,6 +96,11 @@ void CommandBridge::stop(nanoseconds left) {
                                           object_text(under_way_->index, under_way_->sub_index) +
                                           ", at most " + milliseconds_text(left)
                                     : interrupted);
+}
+
+void CommandBridge::stop_bridge() {
+  is_stopped_ = true;
+  bridge_.stop(interrupted);
 }
 
 }  // namespace velmora_can_bridge

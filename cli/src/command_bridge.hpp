@@ -28,6 +28,13 @@ class CommandBridge {
     return answer;
   }
 
+  /// Lets so much time pass on the bus, and prints its warnings. An interruption meanwhile concerns
+  /// no transfer, and leaves the bridge as it is.
+  void idle(std::chrono::milliseconds time);
+
+  /// Whether an interruption has ended the bridge: every later transfer fails.
+  bool is_stopped() const { return is_stopped_; }
+
   /// Before the program ends: `Bridge::await_late_answers`. An interruption ends the wait, and a
   /// diagnostic then says which nodes may still answer.
   void await_late_answers();
@@ -37,6 +44,7 @@ class CommandBridge {
   void begin(const Transfer& transfer);
   void end(const Transfer& transfer);
   void stop(std::chrono::nanoseconds left);
+  void stop_bridge();
 
   const CommandLineHost* const host_;
   const TransferHook told_;
@@ -44,6 +52,8 @@ class CommandBridge {
   const Transfer* under_way_ = nullptr;
   bool is_sent_ = false;
   bool has_said_ = false;
+  bool is_idle_ = false;
+  bool is_stopped_ = false;
   StoppableChannel channel_;
   Bridge bridge_;
 };

@@ -31,4 +31,8 @@ inline bool is_interrupted(const CommandLineHost& host) {
   return host.interrupted != nullptr && host.interrupted->load();
 }
 
+inline bool is_terminated(const CommandLineHost& host) {
+  return host.terminated != nullptr && host.terminated->load();
+}
+
 }  // namespace velmora_can_bridge

@@ -1,10 +1,13 @@
 #include "line_editor.hpp"
 
 #include <histedit.h>
+#include <poll.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <clocale>
 #include <cstdio>
+#include <cwchar>
 #include <vector>
 
 #include "line_completion.hpp"
@@ -16,10 +19,15 @@ namespace {
 
 constexpr int remembered_lines = 500;
 
+// How long an interruption may go unnoticed, in milliseconds.
+constexpr int slice = 50;
+
 }  // namespace
 
-LineEditor::LineEditor(std::FILE* input, std::FILE* output)
+LineEditor::LineEditor(std::FILE* input, std::FILE* output, const std::atomic<bool>& interrupted)
     : output_(output),
+      input_(fileno(input)),
+      interrupted_(&interrupted),
       editor_(el_init("velmora-can-bridge", input, output, output)),
       history_(history_init()) {
   // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing has started a thread yet
@@ -28,6 +36,7 @@ LineEditor::LineEditor(std::FILE* input, std::FILE* output)
   history(history_, &event, H_SETSIZE, remembered_lines);
   el_set(editor_, EL_CLIENTDATA, this);
   el_set(editor_, EL_PROMPT, &LineEditor::prompt_of);
+  el_set(editor_, EL_GETCFN, &LineEditor::read_character);
   el_set(editor_, EL_EDITOR, "emacs");
   el_set(editor_, EL_HIST, history, history_);
   el_set(editor_, EL_ADDFN, "complete", "complete the word", &LineEditor::complete_word);
@@ -66,6 +75,43 @@ LineEditor& LineEditor::of(editline* editor) {
 }
 
 char* LineEditor::prompt_of(editline* editor) { return of(editor).prompt_.data(); }
+
+/// The editor's own would read on after a signal. 1 for a character, 0 at the end, -1 after a
+/// failure.
+int LineEditor::read_character(editline* editor, wchar_t* character) {
+  const LineEditor& self = of(editor);
+  std::mbstate_t state{};
+  while (true) {
+    char byte = 0;
+    if (!self.await_key()) {
+      return -1;
+    }
+    const ssize_t count = read(self.input_, &byte, 1);
+    if (count <= 0) {
+      return static_cast<int>(count);
+    }
+    const std::size_t length = std::mbrtowc(character, &byte, 1, &state);
+    if (length <= 1) {
+      return 1;
+    }
+    if (length == static_cast<std::size_t>(-1)) {
+      state = {};  // no character: what follows may be one
+    }
+  }
+}
+
+/// False, as after a signal, once the session is interrupted.
+bool LineEditor::await_key() const {
+  pollfd news{input_, POLLIN, 0};
+  while (!*interrupted_) {
+    const int count = poll(&news, 1, slice);
+    if (count > 0 || (count < 0 && errno != EINTR)) {
+      return count > 0;
+    }
+  }
+  errno = EINTR;
+  return false;
+}
 
 unsigned char LineEditor::complete_word(editline* editor, int /*key*/) {
   return of(editor).complete();

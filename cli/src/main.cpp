@@ -22,8 +22,9 @@ namespace bridge = velmora_can_bridge;
 
 namespace {
 
-// Set by the signal handler, read by commands.
+// Set by signal handlers, read by commands.
 std::atomic<bool> interrupted{false};
+std::atomic<bool> terminated{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler may set it");
 
 /// Ends commands in good order; the second signal ends the program at once.
@@ -33,6 +34,11 @@ void end_on_signals() {
   action.sa_handler = [](int /*signal*/) { interrupted = true; };
   action.sa_flags = static_cast<int>(SA_RESETHAND);
   sigaction(SIGINT, &action, nullptr);
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-union-access): how POSIX declares it
+  action.sa_handler = [](int /*signal*/) {
+    terminated = true;
+    interrupted = true;
+  };
   sigaction(SIGTERM, &action, nullptr);
 }
 
@@ -79,14 +85,16 @@ int main(int argc, char** argv) {
     if (live && isatty(STDIN_FILENO) == 1) {
       host.type_line = [&](const std::string& prompt, const bridge::LineCompletion& completion) {
         if (!editor) {
-          editor = std::make_unique<bridge::LineEditor>(stdin, stdout);
+          editor = std::make_unique<bridge::LineEditor>(stdin, stdout, interrupted);
         }
         return editor->type(prompt, completion);
       };
       host.resume = [] {
         interrupted = false;
+        interrupted = terminated.load();  // may have come while the line before ran
         end_on_signals();
       };
+      host.terminated = &terminated;
     }
     if (live) {
       host.sleep = [](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); };

@@ -22,6 +22,19 @@ namespace {
 constexpr const char* standard_input = "-";
 constexpr const char* prompt = "> ";
 
+/// An interruption has come behind a line, or while the next one was waited for.
+ExitStatus end_early(const CommandLineHost& host, ExitStatus gravest) {
+  if (gravest != ExitStatus::interrupted) {
+    print_diagnostic(host, "interrupted; the lines that follow are not run");
+  }
+  return ExitStatus::interrupted;
+}
+
+/// Whether more lines may follow; one from the standard input could be long in coming.
+bool may_follow(std::istream& lines, const std::string& name) {
+  return name == standard_input || lines.peek() != std::istream::traits_type::eof();
+}
+
 /// Runs all lines of a stream, or those up to the first that fails.
 ExitStatus run_stream(const CommandLineHost& host, const ScriptArguments& arguments,
                       ScriptSession& session, std::istream& lines) {
@@ -32,10 +45,16 @@ ExitStatus run_stream(const CommandLineHost& host, const ScriptArguments& argume
     const std::string place = arguments.file + ":" + std::to_string(number);
     gravest = std::max(gravest, session.run(line, number, place));
     const bool goes_on = gravest == ExitStatus::success || arguments.keep_going;
-    if (!goes_on || is_interrupted(host)) {
+    if (!goes_on) {
       return gravest;
     }
     host.out.flush();  // whoever reads along sees each line when it is done
+    if (is_interrupted(host) && may_follow(lines, arguments.file)) {
+      return end_early(host, gravest);
+    }
+  }
+  if (is_interrupted(host) && arguments.file == standard_input) {
+    return end_early(host, gravest);
   }
   if (lines.bad()) {
     print_diagnostic(host, "cannot read all of " + arguments.file);
@@ -44,7 +63,8 @@ ExitStatus run_stream(const CommandLineHost& host, const ScriptArguments& argume
   return gravest;
 }
 
-/// Runs what a person types until there is no more. What fails is for the person to see.
+/// Runs what a person types until there is no more, or somebody else ends the session. What fails
+/// is for the person to see.
 ExitStatus run_typed(const CommandLineHost& host, ScriptSession& session) {
   const LineCompletion completion = [&](const std::string& line) {
     return line_candidates(line, session.board());
@@ -54,11 +74,12 @@ ExitStatus run_typed(const CommandLineHost& host, ScriptSession& session) {
     if (!is_interrupted(host)) {
       session.run(*line, ++number, "");
       host.out.flush();
-      if (is_interrupted(host)) {
-        session.renew();
-      }
+    }
+    if (is_terminated(host)) {
+      return ExitStatus::interrupted;
     }
     if (is_interrupted(host)) {
+      session.renew();
       host.resume();
     }
   }

@@ -102,6 +102,9 @@ ExitStatus ScriptSession::run(const std::string& line, std::size_t number,
 }
 
 void ScriptSession::renew() {
+  if (!bridge_->is_stopped()) {
+    return;
+  }
   bridge_->await_late_answers();
   begin_bridge();
   print_remark(*host_, "modes of operation and images of RPDOs start anew behind the interruption");
@@ -192,7 +195,7 @@ ScriptSession::Outcome ScriptSession::pause(milliseconds time) {
              : Outcome{};
 }
 
-/// Asks the drive again and again.
+/// Asks the drive again and again, the first time after a slice.
 ScriptSession::Outcome ScriptSession::wait(const WaitLine& line, const NodeConfig& node,
                                            const DriveCondition& condition) {
   const std::uint16_t index =
@@ -200,6 +203,11 @@ ScriptSession::Outcome ScriptSession::wait(const WaitLine& line, const NodeConfi
   const std::string failure = line.device + " is not " + line.condition;
   const nanoseconds end = now() + line.patience;
   while (true) {
+    // What a drive shows at once may be of the command before.
+    pass(std::clamp(std::chrono::ceil<milliseconds>(end - now()), milliseconds(0), slice));
+    if (is_interrupted(*host_)) {
+      return {ExitStatus::interrupted, failure, "interrupted"};
+    }
     const auto read =
         bridge_->ask([&](Bridge& bridge) { return bridge.read_object(node.node_id, index, 0); });
     if (!read) {
@@ -210,13 +218,9 @@ ScriptSession::Outcome ScriptSession::wait(const WaitLine& line, const NodeConfi
     if (reached == DriveProgress::reached) {
       return {};
     }
-    if (is_interrupted(*host_)) {
-      return {ExitStatus::interrupted, failure, "interrupted"};
-    }
     if (reached == DriveProgress::given_up || now() >= end) {
       return {ExitStatus::operation_failed, failure, statusword_text(statusword)};
     }
-    pass(slice);
   }
 }
 
@@ -272,10 +276,7 @@ void ScriptSession::begin_bridge() {
 
 /// Lets so much time pass on the bus, and for the nodes of a simulated one.
 void ScriptSession::pass(milliseconds time) {
-  bridge_->ask([&](Bridge& bridge) {
-    bridge.poll(time);
-    return true;
-  });
+  bridge_->idle(time);
   bus_->tick(time);
   if (host_->sleep && arguments_->bus.bus == simulated_bus) {
     host_->sleep(time);

@@ -29,8 +29,8 @@ class ScriptSession {
   /// run this line alone.
   ExitStatus run(const std::string& line, std::size_t number, const std::string& place);
 
-  /// After an interruption, which the bridge does not survive: goes on with a new one. Modes of
-  /// operation and images of RPDOs start anew, as a remark says.
+  /// After an interruption: goes on, with a new bridge where a transfer was interrupted, which it
+  /// does not survive. Modes of operation and images of RPDOs start anew then, as a remark says.
   void renew();
 
   /// Before the program ends: `CommandBridge::await_late_answers`.

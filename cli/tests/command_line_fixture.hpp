@@ -86,9 +86,9 @@ class CommandLine : public testing::Test {
   ExitStatus run(const std::vector<std::string>& arguments) {
     std::ostringstream out_stream;
     std::ostringstream err_stream;
-    const ExitStatus status =
-        run_command_line(arguments, {out_stream, err_stream, false, sleep, open_interface,
-                                     &interrupted, false, width, in, type_line, resume});
+    const ExitStatus status = run_command_line(
+        arguments, {out_stream, err_stream, false, sleep, open_interface, &interrupted, false,
+                    width, in, type_line, resume, &terminated});
     out = out_stream.str();
     err = err_stream.str();
     return status;
@@ -99,6 +99,7 @@ class CommandLine : public testing::Test {
   std::function<void(std::chrono::milliseconds)> sleep;
   std::function<std::unique_ptr<CanChannel>(const std::string& interface)> open_interface;
   std::atomic<bool> interrupted{false};
+  std::atomic<bool> terminated{false};
   InProcessBus can0{BusTime::simulated, "can0"};
   std::vector<std::string> opened;
   // Of the terminal.

@@ -273,6 +273,7 @@ nodes:
         mappings: [{index: 0x2000, sub_index: 1, bit_length: 16, field: level}]
     operations:
       set_level: {kind: pdo_write, pdo_number: 1, field: level, refresh_shadow: true}
+      keep_level: {kind: pdo_write, pdo_number: 1, field: level}
       read_level: {kind: sdo_read, index: 0x2000, sub_index: 1}
 )";
 
@@ -285,9 +286,106 @@ class ScriptOnBus : public CommandLine {
     return run({"script", path, file, "--bus", "can0"});
   }
 
+  /// The user interrupts the program so long after now.
+  void interrupt_after(milliseconds time) {
+    can0.set_fault_rule([time](const CanFrame& frame) {
+      return std::vector<CanDelivery>{{frame, time}};
+    });
+    user->send({0x7FF, 0, {}}, milliseconds(0));
+    can0.set_fault_rule({});
+  }
+
   std::string path;
   std::string file;
+  const std::unique_ptr<CanEndpoint> user = can0.open({});
+  const std::unique_ptr<CanEndpoint> alarm =
+      can0.open({{0x7FF}}, [this](const CanFrame& /*frame*/, std::vector<CanFrame>& /*answers*/) {
+        interrupted = true;
+      });
 };
+
+/// A pipe whose writer pauses: a signal ends the wait for the line behind `lines`.
+class InterruptedPipe : public std::stringbuf {
+ public:
+  InterruptedPipe(const std::string& lines, std::atomic<bool>& interrupted)
+      : std::stringbuf(lines), interrupted_(&interrupted) {}
+
+ protected:
+  int_type underflow() override {
+    const int_type next = std::stringbuf::underflow();
+    if (next == traits_type::eof()) {
+      *interrupted_ = true;
+    }
+    return next;
+  }
+
+ private:
+  std::atomic<bool>* const interrupted_;
+};
+
+TEST_F(Script, is_interrupted_while_it_waits_for_a_line) {
+  InterruptedPipe pipe("led set_led_blue 9\n", interrupted);
+  std::istream input(&pipe);
+  in = &input;
+  EXPECT_EQ(run({"script", robot, "-"}), ExitStatus::interrupted);
+  EXPECT_EQ(out, "-:1: led set_led_blue 9\nok: OK\n");
+  EXPECT_EQ(err, "velmora-can-bridge: interrupted; the lines that follow are not run\n");
+}
+
+struct LastLineRow {
+  const char* name;
+  const char* script;
+  ExitStatus status;
+  const char* message;
+};
+
+class InterruptedLine : public ScriptOnBus, public testing::WithParamInterface<LastLineRow> {};
+
+TEST_P(InterruptedLine, that_succeeds_all_the_same_is_done_and_no_other_is_begun) {
+  NodeOnBus lamp(can0, 0x10, load_board_file(path).file->nodes.front().board);
+  lamp.node.device().add_object(0x2000, 1, object_of({7, 0}));
+  can0.set_fault_rule([this](const CanFrame& frame) {
+    interrupted = interrupted || frame.id == 0x590;
+    return std::vector<CanDelivery>{{frame}};
+  });
+  EXPECT_EQ(run_script(GetParam().script), GetParam().status);
+  EXPECT_EQ(out, file + ":1: lamp read_level\nok: OK\ndata: 07 00\n");
+  EXPECT_EQ(err, GetParam().message);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, InterruptedLine,
+    testing::Values(LastLineRow{"last", "lamp read_level\n", ExitStatus::success, ""},
+                    LastLineRow{"not_last", "lamp read_level\nlamp read_level\n",
+                                ExitStatus::interrupted,
+                                "velmora-can-bridge: interrupted; the lines that follow are not "
+                                "run\n"}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+TEST_F(ScriptOnBus, looks_at_a_drive_a_slice_after_the_command_before) {
+  NodeOnBus wheel(can0, 0x10, load_board_file(path).file->nodes.front().board);
+  wheel.node.device().add_object(0x6041, 0, object_of({0x37, 0x06}));
+  const auto start = user->now();
+  EXPECT_EQ(run_script("wait wheel target_reached\n"), ExitStatus::success);
+  EXPECT_EQ(user->now() - start, milliseconds(20));
+  EXPECT_THAT(out, EndsWith("  ... 20 ms later\n"));
+}
+
+TEST_F(ScriptOnBus, drive_in_fault_ends_a_wait_early) {
+  NodeOnBus wheel(can0, 0x10, load_board_file(path).file->nodes.front().board);
+  wheel.node.device().add_object(0x6041, 0, object_of({0x18, 0x02}));
+  EXPECT_EQ(run_script("wait wheel operation_enabled 9s\n"), ExitStatus::operation_failed);
+  EXPECT_EQ(err, file +
+                     ":1: failed: wheel is not operation_enabled after 20 ms (Fault, statusword "
+                     "0x0218)\n");
+}
+
+TEST_F(ScriptOnBus, wait_takes_no_other_time_than_that_of_the_bus) {
+  int slept = 0;
+  sleep = [&](milliseconds /*time*/) { ++slept; };
+  run_script("wait 250ms\n");
+  EXPECT_EQ(slept, 0);
+}
 
 TEST_F(ScriptOnBus, wait_takes_the_time_of_the_bus) {
   const auto listener = can0.open({{0, 0}});
@@ -299,7 +397,7 @@ TEST_F(ScriptOnBus, wait_takes_the_time_of_the_bus) {
 TEST_F(ScriptOnBus, silence_ends_a_wait_with_its_status) {
   EXPECT_EQ(run_script("wait wheel fault 9s\n"), ExitStatus::no_answer);
   EXPECT_EQ(err, file +
-                     ":1: failed: wheel is not fault after 500 ms (node 0x10, object 0x6041/0: no "
+                     ":1: failed: wheel is not fault after 520 ms (node 0x10, object 0x6041/0: no "
                      "answer within 500 ms)\n");
 }
 
@@ -368,6 +466,33 @@ TEST_F(TypedScript, survives_an_interruption_of_a_line) {
                              "velmora-can-bridge: modes of operation and images of RPDOs start "
                              "anew behind the interruption\n"));
   EXPECT_THAT(out, HasSubstr("ok: OK\ndata: 07 00\n"));
+}
+
+TEST_F(TypedScript, keeps_modes_and_images_when_a_mere_pause_is_interrupted) {
+  int reads = 0;
+  interrupt_after(milliseconds(3000));
+  can0.set_fault_rule([&](const CanFrame& frame) {
+    reads += frame.id == 0x610 ? 1 : 0;
+    return std::vector<CanDelivery>{{frame}};
+  });
+  type({"lamp keep_level 5", "wait 10s", "lamp keep_level 6"});
+  EXPECT_EQ(resumed, 1);
+  EXPECT_EQ(reads, 1) << "the image is loaded once";
+  EXPECT_EQ(out, "ok: OK\nok: OK\n");
+  EXPECT_EQ(err, "failed: not waited to the end after 3000 ms (interrupted)\n");
+}
+
+TEST_F(TypedScript, ends_when_the_program_is_to_end) {
+  type_line = [this](const std::string& /*prompt*/,
+                     const LineCompletion& /*completion*/) -> std::optional<std::string> {
+    ++typed;
+    terminated = true;
+    interrupted = true;
+    return "";
+  };
+  EXPECT_EQ(type({}), ExitStatus::interrupted);
+  EXPECT_EQ(typed, 1U);
+  EXPECT_EQ(resumed, 0);
 }
 
 TEST_F(TypedScript, survives_an_interruption_at_the_prompt) {

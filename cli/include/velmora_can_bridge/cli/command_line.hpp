@@ -69,6 +69,9 @@ struct CommandLineHost {
   /// Called by a session of such lines that goes on after an interruption: clears `interrupted`.
   /// Not null where `type_line` is not.
   std::function<void()> resume = nullptr;
+  /// Set, together with `interrupted`, where a session of such lines is to end, too, and not only
+  /// the line under way; null: never.
+  const std::atomic<bool>* terminated = nullptr;
 };
 
 /// Runs the program with `arguments`, the program's name not among them.
