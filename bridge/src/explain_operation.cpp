@@ -94,11 +94,13 @@ class Trial {
  public:
   Trial(CanOpenNodeController& controller, const KnownFields& known, CanOpenBackend& bus) {
     std::uint64_t changes = 0;
+    KnownFields::Age age = 0;
     do {
+      age = known.age();
       changes = known.changes();
       known_.emplace(known);
       controller_.emplace(controller, bus);
-    } while (known.changes() != changes);
+    } while (known.changes() != changes || known.age() != age);
   }
 
   CanOpenNodeController& controller() { return *controller_; }

@@ -209,9 +209,12 @@ void ImageWatch::note(const Transfer& transfer) {
 /// What a load has read is known when it has ended: one that fails leaves the image as it was.
 void ImageWatch::note_read(const Transfer& transfer) {
   const std::size_t field = reads_.size();
-  const bool belongs = field < fields_.size() && fields_[field].mapping->index == transfer.index &&
+  const bool belongs = !has_strayed_ && field < fields_.size() &&
+                       fields_[field].mapping->index == transfer.index &&
                        fields_[field].mapping->sub_index == transfer.sub_index;
   if (!belongs) {
+    // Perhaps of another image: another thread has set the mode of operation meanwhile.
+    has_strayed_ = true;
     return;
   }
   reads_.push_back(!transfer.error);

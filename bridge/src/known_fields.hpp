@@ -143,6 +143,8 @@ class ImageWatch {
   std::vector<ImageField> fields_;
   // One for each field that the load has read or tried to read so far.
   KnownFields::Marks reads_;
+  // A read was not the next one of the load: nothing more of it counts.
+  bool has_strayed_ = false;
   // Was written, and stands in the images as soon as the operation goes on.
   std::optional<Mirrored> written_;
 };

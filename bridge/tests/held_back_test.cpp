@@ -379,6 +379,32 @@ TEST_F(HeldBack, observers_are_told) {
   EXPECT_THAT(told.back(), testing::HasSubstr(mode_refused));
 }
 
+TEST_F(HeldBack, frame_makes_all_images_of_its_node_forgotten) {
+  BoardFile file = led_file();
+  NodeConfig& config = file.nodes.front();
+  config.board.pdos.push_back({2, "RPDO", 0, {{0x2200, 1, 8, "lamp"}, {0x6040, 0, 16, "word"}}});
+  config.operations["enable"].kind = "ci402_enable";
+  OperationConfig lamp;
+  lamp.kind = "pdo_write";
+  lamp.pdo_number = 2;
+  lamp.field = "lamp";
+  config.operations["set_lamp"] = lamp;
+  led.node.device().add_object(0x2200, 1, {ObjectAccess::read_write, {0}, false, 0});
+  led.node.device().add_object(0x6040, 0, {ObjectAccess::read_write, {0, 0}, false, 0});
+  led.node.device().add_object(0x6060, 0, {ObjectAccess::read_write, {0}, false, 0});
+  set_access(4, ObjectAccess::write_only, {0});
+  Bridge two(can0, file);
+  const auto lamp_frame = [&] {
+    const OperationReport lit = two.run("led", "set_lamp", {5}, Detail::transfers);
+    return lit.transfers.back().data;
+  };
+  EXPECT_TRUE(two.run("wheel", "enable", {}).result.ok);
+  led.node.device().add_object(0x6040, 0, {ObjectAccess::read_write, {0, 0}, false, 0});
+  EXPECT_EQ(lamp_frame(), (Bytes{5, 15, 0})) << "repeated";
+  EXPECT_FALSE(two.run("led", "set_color", {1, 2, 3}).result.ok);
+  EXPECT_EQ(lamp_frame(), (Bytes{5, 0, 0})) << "what the node reads back";
+}
+
 TEST_F(HeldBack, field_without_a_name_is_named_by_its_object) {
   BoardFile file = led_file();
   file.nodes.front().board.pdos.front().mappings[3].field.clear();

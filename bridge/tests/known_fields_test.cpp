@@ -96,6 +96,14 @@ TEST_F(KnownFieldsTest, load_that_has_failed_makes_nothing_known) {
   EXPECT_THAT(known.unknown(1), ElementsAre(true, true));
 }
 
+TEST_F(KnownFieldsTest, load_of_another_image_makes_nothing_known) {
+  ImageWatch call = begin(refresh);
+  call.note(read(0x2000, 1, true));
+  call.note(read(0x60FF, 0, true));
+  call.note(read(0x6040, 0, true));
+  EXPECT_THAT(known.unknown(1), ElementsAre(true, true));
+}
+
 TEST_F(KnownFieldsTest, refresh_makes_known_what_it_has_read) {
   ImageWatch call = begin(refresh);
   call.note(read(0x2000, 1, true));
