@@ -14,6 +14,9 @@
 namespace velmora_can_bridge {
 namespace {
 
+/// The command whose name has a second word.
+constexpr std::string_view parent = "sdo";
+
 /// "unknown command "rnu"; did you mean "run"?".
 std::string unknown_command_text(const std::string& name) {
   std::vector<std::string_view> names;
@@ -27,7 +30,6 @@ std::string unknown_command_text(const std::string& name) {
 
 /// The words at the beginning of the arguments that stand where a command's name does.
 std::string typed_command(const std::vector<std::string>& arguments) {
-  constexpr std::string_view parent = "sdo";
   const auto is_word = [&](std::size_t position) {
     return position < arguments.size() && arguments[position].rfind('-', 0) != 0;
   };
@@ -54,6 +56,12 @@ std::string joined(const std::vector<std::string>& words) {
 ExitStatus help_command(const CommandLineHost& host, const Arguments& arguments) {
   const std::string topic = joined(arguments.topic);
   const CommandHelp* const command = find_command_help(topic);
+  if (arguments.topic.size() > 1 && arguments.topic.front() != parent &&
+      find_command_help(arguments.topic.front()) != nullptr) {
+    return print_usage_error(
+        host, "\"" + arguments.topic.front() + "\" has no command \"" +
+                  joined({arguments.topic.begin() + 1, arguments.topic.end()}) + "\"");
+  }
   if (!topic.empty() && command == nullptr) {
     return print_usage_error(host, unknown_command_text(topic));
   }

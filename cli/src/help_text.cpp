@@ -124,8 +124,8 @@ std::string usage(std::string_view command, Strings words, const std::vector<Ent
     words.insert(words.begin(), "COMMAND ...");
   }
   std::string first = "Usage: " + std::string(program_name);
-  first += command.empty() ? " " : " " + std::string(command) + " ";
-  return hanging(first, words);
+  first += command.empty() ? "" : " " + std::string(command);
+  return words.empty() ? first + '\n' : hanging(first + " ", words);
 }
 
 }  // namespace

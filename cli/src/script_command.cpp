@@ -1,11 +1,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <functional>
+#include <initializer_list>
 #include <istream>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -14,6 +17,7 @@
 #include "interface_channel.hpp"
 #include "line_completion.hpp"
 #include "report.hpp"
+#include "script_line.hpp"
 #include "script_session.hpp"
 
 namespace velmora_can_bridge {
@@ -21,6 +25,15 @@ namespace {
 
 constexpr const char* standard_input = "-";
 constexpr const char* prompt = "> ";
+constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
+
+constexpr const char* typed_help =
+    "[run] DEVICE OPERATION [PAYLOAD...]  runs an operation\n"
+    "explain DEVICE OPERATION [PAYLOAD...]  tells what it would do\n"
+    "wait TIME                            lets time pass: 200ms, 1.5s\n"
+    "wait DEVICE CONDITION [TIME]         waits for a drive: left_wheel target_reached 5s\n"
+    "help, ?                              shows these lines\n"
+    "exit, quit                           ends the session, as Ctrl-D does\n";
 
 /// An interruption has come behind a line, or while the next one was waited for.
 ExitStatus end_early(const CommandLineHost& host, ExitStatus gravest) {
@@ -42,6 +55,9 @@ ExitStatus run_stream(const CommandLineHost& host, const ScriptArguments& argume
   std::size_t number = 0;
   for (std::string line; std::getline(lines, line);) {
     ++number;
+    if (number == 1 && line.rfind(byte_order_mark, 0) == 0) {
+      line.erase(0, byte_order_mark.size());
+    }
     const std::string place = arguments.file + ":" + std::to_string(number);
     gravest = std::max(gravest, session.run(line, number, place));
     const bool goes_on = gravest == ExitStatus::success || arguments.keep_going;
@@ -63,6 +79,24 @@ ExitStatus run_stream(const CommandLineHost& host, const ScriptArguments& argume
   return gravest;
 }
 
+/// Whether the line is one of these words alone.
+bool is_word(const std::string& line, std::initializer_list<std::string_view> words) {
+  const auto typed = script_words(line);
+  return typed && typed->size() == 1 &&
+         std::find(words.begin(), words.end(), typed->front()) != words.end();
+}
+
+/// Runs a line, or shows which there are.
+void run_line(const CommandLineHost& host, ScriptSession& session, const std::string& line,
+              std::size_t number) {
+  if (is_word(line, {"help", "?"})) {
+    host.out << typed_help;
+  } else {
+    session.run(line, number, "");
+  }
+  host.out.flush();
+}
+
 /// Runs what a person types until there is no more, or somebody else ends the session. What fails
 /// is for the person to see.
 ExitStatus run_typed(const CommandLineHost& host, ScriptSession& session) {
@@ -71,9 +105,11 @@ ExitStatus run_typed(const CommandLineHost& host, ScriptSession& session) {
   };
   std::size_t number = 0;
   while (const std::optional<std::string> line = host.type_line(prompt, completion)) {
+    if (is_word(*line, {"exit", "quit"})) {
+      return ExitStatus::success;
+    }
     if (!is_interrupted(host)) {
-      session.run(*line, ++number, "");
-      host.out.flush();
+      run_line(host, session, *line, ++number);
     }
     if (is_terminated(host)) {
       return ExitStatus::interrupted;
@@ -94,6 +130,15 @@ std::istream* open_lines(const CommandLineHost& host, const std::string& name,
       print_diagnostic(host, "there is no standard input; name a script");
     }
     return host.in;
+  }
+  if (name.empty()) {
+    print_diagnostic(host, "the name of the script is empty");
+    return nullptr;
+  }
+  std::error_code ignored;
+  if (std::filesystem::is_directory(name, ignored)) {
+    print_diagnostic(host, "cannot read " + name + ": it is a folder");
+    return nullptr;
   }
   file.open(name);
   if (!file) {

@@ -58,13 +58,23 @@ Unexpected<std::string> no_time(const std::string& word) {
   return Unexpected{"\"" + word + "\" is no time, expected one such as 200ms or 5s, up to 86400s"};
 }
 
+/// "wait 5 s", "wait left_wheel fault 5 s".
+std::string with_joined_time(const std::string& text, const Words& words) {
+  const std::string joined =
+      words.size() < 3 ? std::string() : words[words.size() - 2] + words.back();
+  const bool is_split = !joined.empty() && parse_time(joined) && !parse_time(words.back());
+  return is_split ? text + ", did you mean \"" + joined + "\"?" : text;
+}
+
 Expected<ScriptLine> parse_wait(const Words& words) {
+  const bool is_split_pause = words.size() == 3 && parse_time(words[1] + words[2]);
   if (words.size() == 2) {
     const std::optional<milliseconds> time = parse_time(words[1]);
     return time ? Expected<ScriptLine>(PauseLine{*time}) : no_time(words[1]);
   }
-  if (words.size() < 3 || words.size() > 4) {
-    return Unexpected{std::string(R"(expected "wait TIME" or "wait DEVICE CONDITION [TIME]")")};
+  if (words.size() < 3 || words.size() > 4 || is_split_pause) {
+    return Unexpected{
+        with_joined_time(R"(expected "wait TIME" or "wait DEVICE CONDITION [TIME]")", words)};
   }
   WaitLine line{words[1], words[2]};
   if (words.size() == 4) {

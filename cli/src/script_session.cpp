@@ -25,6 +25,12 @@ using std::chrono::nanoseconds;
 /// How often a wait looks.
 constexpr milliseconds slice{20};
 
+/// The longest step of a pause in which nobody sees time pass.
+constexpr milliseconds longest_step{10000};
+
+/// How much of a simulated pause passes at once: the shorter the nearer its end.
+milliseconds step_of(milliseconds left) { return std::clamp(left / 100, slice, longest_step); }
+
 const NodeConfig* node_of_drive(const BoardFile& file, const std::string& device) {
   const auto has_drive = [&](const NodeConfig& node) {
     const auto found = node.board.device_od_map.find(device);
@@ -188,7 +194,8 @@ ExitStatus ScriptSession::explain_operation(const OperationLine& line,
 ScriptSession::Outcome ScriptSession::pause(milliseconds time) {
   const nanoseconds end = now() + time;
   while (now() < end && !is_interrupted(*host_)) {
-    pass(std::min(slice, std::chrono::ceil<milliseconds>(end - now())));
+    const auto left = std::chrono::ceil<milliseconds>(end - now());
+    pass(std::min(left, is_simulated() && !host_->sleep ? step_of(left) : slice));
   }
   return is_interrupted(*host_)
              ? Outcome{ExitStatus::interrupted, "not waited to the end", "interrupted"}
@@ -276,12 +283,20 @@ void ScriptSession::begin_bridge() {
 
 /// Lets so much time pass on the bus, and for the nodes of a simulated one.
 void ScriptSession::pass(milliseconds time) {
-  bridge_->idle(time);
+  if (!is_simulated()) {
+    bridge_->idle(time);
+    return;
+  }
+  CanFrame none;
+  clock_->receive(none, time);
+  bridge_->idle(milliseconds(0));
   bus_->tick(time);
-  if (host_->sleep && arguments_->bus.bus == simulated_bus) {
+  if (host_->sleep) {
     host_->sleep(time);
   }
 }
+
+bool ScriptSession::is_simulated() const { return arguments_->bus.bus == simulated_bus; }
 
 nanoseconds ScriptSession::now() const { return clock_->now().time_since_epoch(); }
 

@@ -59,6 +59,7 @@ class ScriptSession {
   std::string placed(const std::string& text) const;
   void begin_bridge();
   void pass(std::chrono::milliseconds time);
+  bool is_simulated() const;
   std::chrono::nanoseconds now() const;
 
   const CommandLineHost* const host_;

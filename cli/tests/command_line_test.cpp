@@ -264,6 +264,16 @@ TEST_F(CommandLine, bad_usage_is_one_line_with_status_2) {
   }
 }
 
+TEST_F(CommandLine, help_of_a_command_without_arguments_has_no_trailing_blank) {
+  run({"version", "--help"});
+  EXPECT_EQ(out.substr(0, out.find('\n')), "Usage: velmora-can-bridge version");
+}
+
+TEST_F(CommandLine, help_names_the_word_that_a_command_does_not_have) {
+  EXPECT_EQ(run({"help", "run", "extra"}), ExitStatus::bad_input);
+  EXPECT_EQ(err, "velmora-can-bridge: \"run\" has no command \"extra\" (see --help)\n");
+}
+
 TEST_F(CommandLine, help_is_a_result) {
   for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--help"},
                                                     {"run", "--help"},

@@ -143,6 +143,21 @@ TEST_F(DriveOnBus, wait_for_a_statusword_that_cannot_be_read_fails) {
   EXPECT_THAT(err, HasSubstr("failed: Quick stop sent (the drive's state cannot be read: abort "));
 }
 
+TEST_F(DriveOnBus, wait_looks_for_the_first_time_50_ms_after_the_command) {
+  shows(0x0237);
+  const auto clock = can0.open({});
+  const auto start = clock->now();
+  EXPECT_EQ(run_drive({"enable", "--wait"}), ExitStatus::success);
+  EXPECT_EQ(clock->now() - start, std::chrono::milliseconds(50));
+}
+
+TEST_F(DriveOnBus, wait_ends_with_the_first_read_that_fails) {
+  node.node.device().add_object(0x6041, 0, {ObjectAccess::write_only, {0, 0}, false, 0});
+  shows_at_look(0, 0);
+  EXPECT_EQ(run_drive({"enable", "--wait"}), ExitStatus::operation_failed);
+  EXPECT_EQ(looks, 1);
+}
+
 TEST_F(DriveOnBus, wait_can_be_interrupted) {
   can0.set_fault_rule([this](const CanFrame& frame) {
     interrupted = interrupted || (frame.id == 0x590 && frame.data[1] == 0x41);

@@ -98,6 +98,12 @@ INSTANTIATE_TEST_SUITE_P(
                    "unknown operation \"set_lde\", did you mean \"set_led"},
         RefusedRow{"payload", "pumps set_pump three", "set_pump: "},
         RefusedRow{"syntax", "led", "expected \"DEVICE OPERATION [PAYLOAD...]\"\n"},
+        RefusedRow{"split_pause", "wait 5 s",
+                   "expected \"wait TIME\" or \"wait DEVICE CONDITION [TIME]\", did you mean "
+                   "\"5s\"?\n"},
+        RefusedRow{"split_patience", "wait left_wheel fault 5 s",
+                   "expected \"wait TIME\" or \"wait DEVICE CONDITION [TIME]\", did you mean "
+                   "\"5s\"?\n"},
         RefusedRow{"device_without_drive", "wait led fault", "\"led\" is no drive of the board\n"},
         RefusedRow{"unknown_drive", "wait left_whel fault",
                    "\"left_whel\" is no drive of the board, did you mean \"left_wheel\"?\n"},
@@ -136,6 +142,16 @@ TEST_F(Script, wait_that_is_in_vain_tells_the_state) {
   EXPECT_EQ(err, file +
                      ":1: failed: left_wheel is not operation_enabled after 100 ms (Switch on "
                      "disabled, statusword 0x0250)\n");
+}
+
+TEST_F(Script, may_begin_with_a_byte_order_mark) {
+  EXPECT_EQ(run_script("\xEF\xBB\xBFled set_led_blue 9\n"), ExitStatus::success);
+  EXPECT_EQ(out, file + ":1: led set_led_blue 9\nok: OK\n");
+}
+
+TEST_F(Script, lets_a_simulated_day_pass_in_long_steps) {
+  EXPECT_EQ(run_script("wait 86400s\n"), ExitStatus::success);
+  EXPECT_THAT(out, EndsWith("  ... 86400000 ms later\n"));
 }
 
 TEST_F(Script, takes_the_real_time_of_a_wait_where_a_person_watches) {
@@ -179,7 +195,9 @@ TEST_F(Script, that_cannot_be_read_is_named) {
   EXPECT_EQ(run({"script", robot, "/nowhere"}), ExitStatus::bad_input);
   EXPECT_EQ(err, "velmora-can-bridge: cannot read /nowhere: No such file or directory\n");
   EXPECT_EQ(run({"script", robot, folder.string()}), ExitStatus::bad_input);
-  EXPECT_EQ(err, "velmora-can-bridge: cannot read all of " + folder.string() + "\n");
+  EXPECT_EQ(err, "velmora-can-bridge: cannot read " + folder.string() + ": it is a folder\n");
+  EXPECT_EQ(run({"script", robot, ""}), ExitStatus::bad_input);
+  EXPECT_EQ(err, "velmora-can-bridge: the name of the script is empty\n");
   EXPECT_EQ(run({"script", robot}), ExitStatus::bad_input);
   EXPECT_EQ(err, "velmora-can-bridge: there is no standard input; name a script\n");
   EXPECT_EQ(run({"script", "/nowhere", "-"}), ExitStatus::bad_input);
@@ -271,8 +289,14 @@ nodes:
       - number: 1
         direction: RPDO
         mappings: [{index: 0x2000, sub_index: 1, bit_length: 16, field: level}]
+      - number: 2
+        direction: RPDO
+        mappings:
+          - {index: 0x2001, sub_index: 1, bit_length: 8, field: low}
+          - {index: 0x2001, sub_index: 2, bit_length: 8, field: high}
     operations:
       set_level: {kind: pdo_write, pdo_number: 1, field: level, refresh_shadow: true}
+      set_low: {kind: pdo_write, pdo_number: 2, field: low, refresh_shadow: true}
       keep_level: {kind: pdo_write, pdo_number: 1, field: level}
       read_level: {kind: sdo_read, index: 0x2000, sub_index: 1}
 )";
@@ -380,6 +404,14 @@ TEST_F(ScriptOnBus, drive_in_fault_ends_a_wait_early) {
                      "0x0218)\n");
 }
 
+TEST_F(ScriptOnBus, explains_with_force_what_is_held_back_otherwise) {
+  for (const auto& [option, status] : {std::pair{"--force", ExitStatus::success},
+                                       std::pair{"--keep-going", ExitStatus::no_answer}}) {
+    file = write_file("lines.txt", "explain lamp set_low 1\n");
+    EXPECT_EQ(run({"script", path, file, "--bus", "can0", option}), status) << option;
+  }
+}
+
 TEST_F(ScriptOnBus, wait_takes_no_other_time_than_that_of_the_bus) {
   int slept = 0;
   sleep = [&](milliseconds /*time*/) { ++slept; };
@@ -482,6 +514,24 @@ TEST_F(TypedScript, keeps_modes_and_images_when_a_mere_pause_is_interrupted) {
   EXPECT_EQ(err, "failed: not waited to the end after 3000 ms (interrupted)\n");
 }
 
+TEST_F(TypedScript, ends_with_a_word) {
+  for (const char* const word : {"exit", "quit"}) {
+    typed = 0;
+    EXPECT_EQ(type({word, "lamp read_level"}), ExitStatus::success);
+    EXPECT_EQ(typed, 1U);
+    EXPECT_EQ(out + err, "");
+  }
+}
+
+TEST_F(TypedScript, shows_the_forms_of_lines) {
+  for (const char* const word : {"help", "?"}) {
+    typed = 0;
+    type({word});
+    EXPECT_THAT(out, HasSubstr("wait DEVICE CONDITION [TIME]"));
+    EXPECT_EQ(err, "");
+  }
+}
+
 TEST_F(TypedScript, ends_when_the_program_is_to_end) {
   type_line = [this](const std::string& /*prompt*/,
                      const LineCompletion& /*completion*/) -> std::optional<std::string> {
@@ -493,6 +543,16 @@ TEST_F(TypedScript, ends_when_the_program_is_to_end) {
   EXPECT_EQ(type({}), ExitStatus::interrupted);
   EXPECT_EQ(typed, 1U);
   EXPECT_EQ(resumed, 0);
+}
+
+TEST_F(TypedScript, tells_of_answers_that_may_come_late_before_it_starts_anew) {
+  can0.set_fault_rule([this](const CanFrame& frame) {
+    interrupted = interrupted || (frame.id == 0x610 && resumed == 0);
+    return frame.id == 0x590 ? std::vector<CanDelivery>{} : std::vector<CanDelivery>{{frame}};
+  });
+  type({"lamp read_level"});
+  EXPECT_EQ(resumed, 1);
+  EXPECT_THAT(err, HasSubstr("not listening for the late answer of node 0x10"));
 }
 
 TEST_F(TypedScript, survives_an_interruption_at_the_prompt) {
