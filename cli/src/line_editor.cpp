@@ -90,6 +90,7 @@ int LineEditor::read_character(editline* editor, wchar_t* character) {
     if (count <= 0) {
       return static_cast<int>(count);
     }
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): the state is its own
     const std::size_t length = std::mbrtowc(character, &byte, 1, &state);
     if (length <= 1) {
       return 1;

@@ -104,7 +104,7 @@ ExitStatus ScriptSession::run(const std::string& line, std::size_t number,
   if (!place.empty() && !arguments_->json && !std::holds_alternative<EmptyLine>(*parsed)) {
     host_->out << visible_text(placed(line.substr(0, line.find_last_not_of("\r \t") + 1))) << '\n';
   }
-  return std::visit([this](const auto& asked) { return execute(asked); }, *parsed);
+  return std::visit([this](const auto& asked) { return this->execute(asked); }, *parsed);
 }
 
 void ScriptSession::renew() {

@@ -94,7 +94,7 @@ TEST_F(CommandLine, payload_word_that_does_not_parse_is_named) {
   EXPECT_EQ(
       err,
       "velmora-can-bridge: set_acceleration: profile_acceleration: \"0F\" is neither a number "
-      "nor a name; write 0x0F for the number, hex:0F for bytes; expected "
+      "nor a name; write 0x0F for the number, hex:0F000000 for bytes; expected "
       "profile_acceleration u32\n");
   EXPECT_EQ(run({"run", board, "wheel", "set_acceleration", "--raw", "00", "0F0"}),
             ExitStatus::bad_input);

@@ -67,7 +67,8 @@ struct CountRange {
   constexpr bool contains(Count count) const { return !(count < minimum) && !(maximum < count); }
 };
 
-/// All numbers of so many bits, at least 1 and 64 for more than those, in two's complement where they have a sign.
+/// All numbers of so many bits, at least 1 and 64 for more than those, in two's complement where
+/// they have a sign.
 CountRange range_of_bits(unsigned bit_length, bool has_sign);
 
 /// A code and what people call it.
