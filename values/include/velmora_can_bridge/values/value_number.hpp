@@ -14,8 +14,9 @@ namespace velmora_can_bridge {
 /// A whole number without or with a sign, or that of a `float32`.
 using ValueNumber = std::variant<std::uint64_t, std::int64_t, double>;
 
-/// The lowest `bit_length` bits, at least 1 and all 64 for more than those, as a number of the type: in two's complement where the
-/// type has a sign, without one where it has none or is not known.
+/// The lowest `bit_length` bits, at least 1 and all 64 for more than those, as a number of the
+/// type: in two's complement where the type has a sign, without one where it has none or is not
+/// known.
 ///
 /// A `float32` of 32 bits is the decimal number with the fewest digits that stands for it, so that
 /// 0.1 is 0.1; of another length it counts as a whole number.
