@@ -314,7 +314,8 @@ TEST_P(HeldBackProof, frames_carry_what_is_known_and_nothing_else_is_held_back) 
   EXPECT_GT(sent_frames, 50U) << "too few to mean anything";
   if (GetParam()) {
     EXPECT_GT(held_frames, 20U) << "too few to mean anything";
-    EXPECT_GT(held, held_frames) << "writes by SDO are held back, too";
+    // Writes by SDO are held back, too, if any were asked for.
+    EXPECT_GE(held, held_frames);
   } else {
     EXPECT_EQ(held, 0U) << "the node answers everything";
   }

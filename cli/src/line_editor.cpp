@@ -39,7 +39,8 @@ LineEditor::LineEditor(std::FILE* input, std::FILE* output, const std::atomic<bo
   el_set(editor_, EL_GETCFN, &LineEditor::read_character);
   el_set(editor_, EL_EDITOR, "emacs");
   el_set(editor_, EL_HIST, history, history_);
-  el_set(editor_, EL_ADDFN, "complete", "complete the word", &LineEditor::complete_word);
+  // As wide texts, which need no copy: the editor would never give that back.
+  el_wset(editor_, EL_ADDFN, L"complete", L"complete the word", &LineEditor::complete_word);
   el_set(editor_, EL_BIND, "^I", "complete", nullptr);
 }
 
