@@ -135,18 +135,18 @@ bool may_be_mapped(const NodeFacts& facts, ValueAddress address) {
 void check_described_type(const NodeFacts& facts, const YamlValue& source, ValueAddress address,
                           ProblemList& problems) {
   const YamlValue* const type = source.find("type");
-  const auto described = type == nullptr ? std::nullopt : find_value_type(type->text);
   const auto object = profile_object(facts, address.index, address.sub_index);
-  const auto expected = object ? profile_type(*object) : std::nullopt;
-  if (!described || !expected || length_of(*described) != object->length) {
+  if (type == nullptr || !object) {
     return;
   }
-  if (*described != *expected) {
-    problems.error(type->at, "type: " + std::string(value_type_text(*described)) + ", but " +
-                                 object_text(address.index, address.sub_index) + " is " +
-                                 object->name + ", write " +
-                                 std::string(value_type_text(*expected)));
+  const std::optional<ValueType> described = find_value_type(type->text);
+  const std::optional<ValueType> expected = profile_type(*object);
+  if (!described || !expected || described == expected || length_of(*described) != object->length) {
+    return;
   }
+  problems.error(type->at, "type: " + std::string(value_type_text(*described)) + ", but " +
+                               object_text(address.index, address.sub_index) + " is " +
+                               object->name + ", write " + std::string(value_type_text(*expected)));
 }
 
 void check_index_digits(const NodeFacts& facts, const YamlValue& record, std::uint16_t index,
