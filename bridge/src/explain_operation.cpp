@@ -89,24 +89,27 @@ void explain_frame(const CalledOperation& call, CanOpenNodeController& before,
   }
 }
 
-/// Copies of a controller and of what is known of its images, as both were at one time.
+/// Copies of a controller and of what is known of its images, as both were at one time. Where
+/// others change them all the while the last copies count, so that an explanation comes to an end.
 class Trial {
  public:
   Trial(CanOpenNodeController& controller, const KnownFields& known, CanOpenBackend& bus) {
-    std::uint64_t changes = 0;
-    KnownFields::Age age = 0;
-    do {
-      age = known.age();
-      changes = known.changes();
+    bool is_of_one_time = false;
+    for (int tries = 0; tries < most_tries && !is_of_one_time; ++tries) {
+      const KnownFields::Age age = known.age();
+      const std::uint64_t changes = known.changes();
       known_.emplace(known);
       controller_.emplace(controller, bus);
-    } while (known.changes() != changes || known.age() != age);
+      is_of_one_time = known.changes() == changes && known.age() == age;
+    }
   }
 
   CanOpenNodeController& controller() { return *controller_; }
   KnownFields& known() { return *known_; }
 
  private:
+  static constexpr int most_tries = 100;
+
   std::optional<KnownFields> known_;
   std::optional<CanOpenNodeController> controller_;
 };

@@ -1,15 +1,13 @@
 #include "image_use.hpp"
 
 #include <algorithm>
-#include <array>
 #include <iterator>
 #include <string_view>
 
 #include "ground/drive_objects.hpp"
 #include "ground/little_endian.hpp"
 #include "ground/pdo.hpp"
-#include "transfers.hpp"
-#include "velmora_can_bridge/can_open_backend.hpp"
+#include "pattern_bus.hpp"
 #include "velmora_can_bridge/can_open_node_controller.hpp"
 #include "velmora_can_bridge/operation_kinds.hpp"
 
@@ -83,33 +81,6 @@ std::optional<std::uint8_t> rpdo_of(const CalledOperation& call, std::uint8_t mo
   }
   return op.pdo_number != 0 ? op.pdo_number : find_rpdo_number(call.node.board, op.index);
 }
-
-/// Reads one byte everywhere, takes everything, and keeps the frame.
-class PatternBus : public CanOpenBackend {
- public:
-  explicit PatternBus(std::uint8_t pattern) : pattern_(pattern) {}
-
-  bool sdo_read(std::uint8_t /*node_id*/, std::uint16_t /*index*/, std::uint8_t /*sub_index*/,
-                std::vector<std::uint8_t>& data) override {
-    data.assign(frame_size, pattern_);
-    return true;
-  }
-  bool sdo_write(std::uint8_t /*node_id*/, std::uint16_t /*index*/, std::uint8_t /*sub_index*/,
-                 const std::vector<std::uint8_t>& /*data*/) override {
-    return true;
-  }
-  bool send_rpdo(std::uint8_t node_id, std::uint8_t rpdo, const std::array<std::uint8_t, 8>& data,
-                 std::uint8_t length) override {
-    frame_ = rpdo_transfer(node_id, rpdo, data, length);
-    return true;
-  }
-
-  const std::optional<Transfer>& frame() const { return frame_; }
-
- private:
-  const std::uint8_t pattern_;
-  std::optional<Transfer> frame_;
-};
 
 /// The frame that the call sends when every byte of its image is `pattern`.
 std::optional<Transfer> frame_over(std::uint8_t pattern, const CalledOperation& call,

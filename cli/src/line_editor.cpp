@@ -12,8 +12,7 @@
 
 #include "line_completion.hpp"
 
-// How libedit declares its functions.
-// NOLINTBEGIN(cppcoreguidelines-pro-type-vararg)
+// NOLINTBEGIN(cppcoreguidelines-pro-type-vararg): how libedit declares its functions
 namespace velmora_can_bridge {
 namespace {
 
