@@ -95,7 +95,9 @@ class Bridge {
   ///
   /// Reads from the nodes what the operation itself would read. Sends and writes nothing else, and
   /// leaves the images and modes of operation as they are. Blocks as long as the reads take, and
-  /// waits its turn for the images as an operation does, behind those that came before.
+  /// waits its turn for the images as an operation does, behind those that came before. Where other
+  /// threads change what is known of the images without a pause, it may be of another moment than
+  /// they.
   Explanation explain(const std::string& device, const std::string& operation,
                       const std::vector<std::uint8_t>& payload, bool force = false);
 
