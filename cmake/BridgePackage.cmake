@@ -1,7 +1,44 @@
-# The installed package: find_package(velmora_can_bridge [COMPONENTS bus config simulator values
-# traffic bridge]), where each component brings those that it needs, and pkg-config velmora_can_bridge for the
-# core.
+# The installed package: find_package(velmora_can_bridge [COMPONENTS library...]) gives what is
+# installed, or the libraries named with those that they need, and pkg-config one name for each.
 include(CMakePackageConfigHelpers)
+
+# The libraries stand in the order in which they were added: each behind those that it needs.
+get_property(libraries GLOBAL PROPERTY bridge_installed_libraries)
+set(components "")
+set(needs "")
+file(RELATIVE_PATH pkgconfig_to_include ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
+     ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+foreach(library IN LISTS libraries)
+  get_target_property(component ${library} EXPORT_NAME)
+  list(APPEND components ${component})
+
+  get_target_property(needed ${library} LINK_LIBRARIES)
+  list(FILTER needed INCLUDE REGEX "^velmora_can_bridge")
+  string(REPLACE ";" " " requires "${needed}")
+  list(TRANSFORM needed REPLACE "^velmora_can_bridge_" "")
+  string(APPEND needs "set(velmora_can_bridge_${component}_needs ${needed})\n")
+
+  set(link_options "")
+  get_target_property(type ${library} TYPE)
+  if(type STREQUAL "STATIC_LIBRARY")
+    get_target_property(packages ${library} bridge_static_needs)
+    string(APPEND needs "set(velmora_can_bridge_${component}_packages ${packages})\n")
+    string(APPEND requires " ${packages}")
+  elseif(NOT CMAKE_SKIP_INSTALL_RPATH AND NOT CMAKE_SKIP_RPATH)
+    # So that what is linked with these flags starts from wherever the libraries are.
+    set(link_options " -Wl,-rpath,\${libdir}")
+  endif()
+  if(component STREQUAL PROJECT_NAME)
+    string(APPEND link_options " -pthread")
+  endif()
+
+  get_target_property(description ${library} bridge_description)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/velmora_can_bridge.pc.in
+                 ${PROJECT_BINARY_DIR}/${library}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${library}.pc
+          DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endforeach()
+install(DIRECTORY ${made_headers}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/velmora_can_bridge)
 configure_package_config_file(
@@ -12,14 +49,10 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/velmora_can_bridgeConfigV
                                  COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/velmora_can_bridgeConfig.cmake
               ${PROJECT_BINARY_DIR}/velmora_can_bridgeConfigVersion.cmake
-        DESTINATION ${package_dir})
+        DESTINATION ${package_dir} COMPONENT development)
 
-# Relative to the file itself, so that an install tree can be moved.
-file(RELATIVE_PATH pkgconfig_to_include ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
-     ${CMAKE_INSTALL_FULL_INCLUDEDIR})
-configure_file(${PROJECT_SOURCE_DIR}/cmake/velmora_can_bridge.pc.in
-               ${PROJECT_BINARY_DIR}/velmora_can_bridge.pc @ONLY)
-# The headers refer to them.
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(FILES ${PROJECT_BINARY_DIR}/velmora_can_bridge.pc
-        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+# The headers refer to the documents.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}
+        COMPONENT documentation)
+install(FILES ${PROJECT_SOURCE_DIR}/examples/robot_board.yaml
+        DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT documentation)

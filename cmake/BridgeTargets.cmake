@@ -41,12 +41,21 @@ endfunction()
 
 # A library with its public headers under include/ and its sources under src/ of its folder. Its
 # name outside is velmora_can_bridge:: and what follows the "velmora_can_bridge_" of the target.
-# All share the small private headers of the ground floor.
+# All share the small private headers of the ground floor. A program may show what the public
+# headers declare and nothing else, and a library of its own may hold the code.
 function(bridge_add_library target)
   add_library(${target} ${ARGN})
   string(REGEX REPLACE "^velmora_can_bridge_" "" exported ${target})
   add_library(velmora_can_bridge::${exported} ALIAS ${target})
-  set_target_properties(${target} PROPERTIES EXPORT_NAME ${exported})
+  # Until 1.0 the minor version is the binary interface.
+  set_target_properties(
+    ${target}
+    PROPERTIES EXPORT_NAME ${exported}
+               VERSION ${PROJECT_VERSION}
+               SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR}
+               CXX_VISIBILITY_PRESET hidden
+               VISIBILITY_INLINES_HIDDEN ON
+               POSITION_INDEPENDENT_CODE ON)
   bridge_settings(${target})
   target_include_directories(
     ${target}
@@ -56,12 +65,44 @@ function(bridge_add_library target)
   set_property(TARGET ${target} PROPERTY bridge_include_dir ${CMAKE_CURRENT_SOURCE_DIR}/include)
 endfunction()
 
-# Installs a library with its headers, as a component of the package.
+# Lets an installed target find the shared libraries beside it, wherever its tree was moved to. A
+# distribution's package, which has its libraries where the loader looks, says CMAKE_SKIP_INSTALL_RPATH.
+function(bridge_set_install_rpath target directory)
+  file(RELATIVE_PATH to_libraries ${directory} ${CMAKE_INSTALL_FULL_LIBDIR})
+  set_property(TARGET ${target} PROPERTY INSTALL_RPATH "$ORIGIN/${to_libraries}")
+endfunction()
+
+# Installs a library with its headers, as a component of the package:
+# bridge_install_library(TARGET DESCRIPTION text [STATIC_NEEDS package]), where the package is what
+# who links the archive has to link as well, by its name for CMake and for pkg-config.
 function(bridge_install_library target)
-  install(TARGETS ${target} EXPORT ${target}_targets)
-  install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-  install(EXPORT ${target}_targets NAMESPACE velmora_can_bridge::
-          DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/velmora_can_bridge)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "DESCRIPTION;STATIC_NEEDS" "")
+  if(NOT VELMORA_CAN_BRIDGE_INSTALL)
+    return()
+  endif()
+  set_target_properties(${target} PROPERTIES bridge_description "${arg_DESCRIPTION}"
+                                             bridge_static_needs "${arg_STATIC_NEEDS}")
+  set_property(GLOBAL APPEND PROPERTY bridge_installed_libraries ${target})
+  bridge_set_install_rpath(${target} ${CMAKE_INSTALL_FULL_LIBDIR})
+  install(
+    TARGETS ${target}
+    EXPORT ${target}_targets
+    LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
+    ARCHIVE COMPONENT development)
+  install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+  install(
+    EXPORT ${target}_targets
+    NAMESPACE velmora_can_bridge::
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/velmora_can_bridge
+    COMPONENT development)
+endfunction()
+
+function(bridge_install_program target)
+  if(NOT VELMORA_CAN_BRIDGE_INSTALL)
+    return()
+  endif()
+  bridge_set_install_rpath(${target} ${CMAKE_INSTALL_FULL_BINDIR})
+  install(TARGETS ${target} RUNTIME COMPONENT program)
 endfunction()
 
 # The settings of a target that holds tests. Sees the private headers of the library whose folder it

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "velmora_can_bridge/version.hpp"
+
 namespace velmora_can_bridge {
 namespace {
 
@@ -266,7 +268,7 @@ const std::vector<CommandHelp>& command_helps() {
   return table;
 }
 
-std::string program_version() { return std::string(program_name) + " " VELMORA_CAN_BRIDGE_VERSION; }
+std::string program_version() { return std::string(program_name) + " " + version_text; }
 
 const CommandHelp* find_command_help(std::string_view name) {
   const std::vector<CommandHelp>& table = command_helps();

@@ -7,7 +7,9 @@
 #include <unordered_map>
 #include <vector>
 
-namespace velmora_can_bridge {
+#include "velmora_can_bridge/export.hpp"
+
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// One mapped field of a PDO. The first three members are a CiA 301 PDO mapping entry.
 struct PdoMapping {

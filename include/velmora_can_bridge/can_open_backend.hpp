@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <vector>
 
-namespace velmora_can_bridge {
+#include "velmora_can_bridge/export.hpp"
+
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// What a bus implementation provides (CiA 301: SDO client, RPDO producer).
 ///

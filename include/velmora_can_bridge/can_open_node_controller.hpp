@@ -13,10 +13,11 @@
 
 #include "velmora_can_bridge/board_config.hpp"
 #include "velmora_can_bridge/can_open_backend.hpp"
+#include "velmora_can_bridge/export.hpp"
 #include "velmora_can_bridge/operation.hpp"
 #include "velmora_can_bridge/turn_queue.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// Runs configured operations on one node, over a bus that it is given.
 ///

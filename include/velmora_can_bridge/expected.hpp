@@ -5,7 +5,9 @@
 #include <utility>
 #include <variant>
 
-namespace velmora_can_bridge {
+#include "velmora_can_bridge/export.hpp"
+
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// Marks a value as the reason why another one is missing.
 template <typename Error>

@@ -3,7 +3,9 @@
 
 #include <cstdint>
 
-namespace velmora_can_bridge {
+#include "velmora_can_bridge/export.hpp"
+
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// Highest CANopen node id; the lowest is 1.
 inline constexpr std::uint8_t highest_node_id = 127;

@@ -5,7 +5,9 @@
 #include <string>
 #include <vector>
 
-namespace velmora_can_bridge {
+#include "velmora_can_bridge/export.hpp"
+
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// One configured operation: what to do, on which object, with which payload layout.
 ///

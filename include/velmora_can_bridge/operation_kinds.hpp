@@ -6,7 +6,9 @@
 #include <initializer_list>
 #include <string_view>
 
-namespace velmora_can_bridge {
+#include "velmora_can_bridge/export.hpp"
+
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// Names of `OperationConfig` members: at most 8, in their order there. Takes nothing from the
 /// heap.

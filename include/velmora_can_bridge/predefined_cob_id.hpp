@@ -3,7 +3,9 @@
 
 #include <cstdint>
 
-namespace velmora_can_bridge {
+#include "velmora_can_bridge/export.hpp"
+
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// NMT commands, to all nodes.
 inline constexpr std::uint16_t nmt_cob_id = 0x000;

@@ -8,7 +8,9 @@
 #include <mutex>
 #include <vector>
 
-namespace velmora_can_bridge {
+#include "velmora_can_bridge/export.hpp"
+
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// Stands in front of a mutex and lets threads lock it in turn: who waits longest goes next, and
 /// those inside an `UrgentScope` go before all others that wait.

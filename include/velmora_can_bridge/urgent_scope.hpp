@@ -1,7 +1,9 @@
 /// Saying that something must not wait behind the rest.
 #pragma once
 
-namespace velmora_can_bridge {
+#include "velmora_can_bridge/export.hpp"
+
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// While it lives, what its thread does goes before everything that waits: stops, above all.
 ///

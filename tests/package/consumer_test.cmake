@@ -1,10 +1,11 @@
 # Installs the built project into an empty tree, moves the tree, and builds a small consumer of each
-# library against it: with find_package, and of the core with pkg-config.
-# Arguments: BUILD_DIR, SOURCE_DIR (of the consumers), WORK_DIR, GENERATOR, CXX, LIBRARIES (with commas).
+# library against it, with find_package and with pkg-config.
+# Arguments: BUILD_DIR, SOURCE_DIR (of the consumers), WORK_DIR, GENERATOR, CXX, LIBRARIES (with commas),
+# SHARED, VERSION.
 set(prefix ${WORK_DIR}/moved)
 string(REPLACE "," ";" LIBRARIES "${LIBRARIES}")
 # What each consumer prints, as a regular expression.
-set(expected_velmora_can_bridge "^SDO read failed at 0x0000/0\n$")
+set(expected_velmora_can_bridge "^${VERSION}: SDO read failed at 0x0000/0\n$")
 set(expected_bus "^no answer within 500 ms\n$")
 set(expected_config "^nodes: expected a list, found .3.\n$")
 set(expected_simulator "^node 7\n$")
@@ -28,6 +29,25 @@ function(expect_output program expression)
   endif()
 endfunction()
 
+# configure_consumer(BUILD LIBRARY COMPONENT...): the command.
+function(configure_consumer build library)
+  set(command ${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${build} -G ${GENERATOR}
+              -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_CXX_COMPILER=${CXX} -DLIBRARY=${library}
+              "-DCOMPONENTS=${ARGN}" PARENT_SCOPE)
+endfunction()
+
+# What find_package says when it is asked for these components.
+function(expect_refusal expected)
+  configure_consumer(${WORK_DIR}/refused velmora_can_bridge ${ARGN})
+  execute_process(COMMAND ${command} RESULT_VARIABLE status OUTPUT_VARIABLE output
+                  ERROR_VARIABLE output)
+  string(REGEX REPLACE "[ \n]+" " " output "${output}")
+  string(FIND "${output}" "${expected}" place)
+  if(status EQUAL 0 OR place EQUAL -1)
+    message(FATAL_ERROR "components ${ARGN} (${status}): expected \"${expected}\", was:\n${output}")
+  endif()
+endfunction()
+
 file(REMOVE_RECURSE ${WORK_DIR})
 run("installing" ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${WORK_DIR}/installed)
 file(RENAME ${WORK_DIR}/installed ${prefix})
@@ -41,20 +61,45 @@ foreach(header IN LISTS headers)
   endif()
 endforeach()
 
+# The program finds its libraries, wherever the tree was moved to.
+if(EXISTS ${prefix}/bin/velmora-can-bridge)
+  expect_output("${prefix}/bin/velmora-can-bridge;--version" "^velmora-can-bridge ${VERSION}\n$")
+endif()
+
+file(GLOB_RECURSE pc_files ${prefix}/*/velmora_can_bridge.pc)
+get_filename_component(pc_dir ${pc_files} DIRECTORY)
 foreach(library IN LISTS LIBRARIES)
   set(build ${WORK_DIR}/${library})
-  run("configuring the consumer of ${library}"
-      ${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${build} -G ${GENERATOR} -DCMAKE_PREFIX_PATH=${prefix}
-      -DCMAKE_CXX_COMPILER=${CXX} -DLIBRARY=${library})
+  configure_consumer(${build} ${library} ${library})
+  run("configuring the consumer of ${library}" ${command})
   run("building the consumer of ${library}" ${CMAKE_COMMAND} --build ${build})
   expect_output(${build}/consumer "${expected_${library}}")
+
+  set(name velmora_can_bridge)
+  if(NOT library STREQUAL name)
+    string(APPEND name _${library})
+  endif()
+  run("pkg-config ${name}" ${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pc_dir}
+      pkg-config --cflags --libs "${name} = ${VERSION}")
+  separate_arguments(flags UNIX_COMMAND "${output}")
+  run("building with the flags of ${name}"
+      ${CXX} -std=c++17 ${SOURCE_DIR}/${library}.cpp ${flags} -o ${build}/with_pkg_config)
+  expect_output(${build}/with_pkg_config "${expected_${library}}")
+
+  # What a program asks the loader for is the version of the binary interface.
+  string(REGEX MATCH "^[0-9]+[.][0-9]+" interface ${VERSION})
+  run("readelf" readelf -d ${build}/consumer)
+  if(SHARED AND NOT output MATCHES "NEEDED[^\n]*lib${name}\\.so\\.${interface}\\]")
+    message(FATAL_ERROR "the consumer of ${library} does not need lib${name}.so.${interface}:\n${output}")
+  elseif(NOT SHARED AND output MATCHES "velmora_can_bridge")
+    message(FATAL_ERROR "the consumer of ${library} needs a shared library:\n${output}")
+  endif()
 endforeach()
 
-file(GLOB_RECURSE pc_file ${prefix}/*/velmora_can_bridge.pc)
-get_filename_component(pc_dir ${pc_file} DIRECTORY)
-run("pkg-config" ${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pc_dir}
-    pkg-config --cflags --libs velmora_can_bridge)
-separate_arguments(flags UNIX_COMMAND "${output}")
-run("building with pkg-config's flags" ${CXX} -std=c++17 ${SOURCE_DIR}/velmora_can_bridge.cpp ${flags}
-    -o ${WORK_DIR}/with_pkg_config)
-expect_output(${WORK_DIR}/with_pkg_config "${expected_velmora_can_bridge}")
+# Without components all is there that is installed.
+list(GET LIBRARIES -1 last)
+configure_consumer(${WORK_DIR}/all ${last})
+run("configuring a consumer of all" ${command})
+
+list(JOIN LIBRARIES ", " installed)
+expect_refusal("velmora_can_bridge has no component \"bsu\" here. Installed are: ${installed}." bsu)

@@ -1,6 +1,7 @@
 #include <cstdio>
 
 #include "velmora_can_bridge/can_open_node_controller.hpp"
+#include "velmora_can_bridge/version.hpp"
 
 struct SilentBus : velmora_can_bridge::CanOpenBackend {
   using Bytes = std::vector<std::uint8_t>;
@@ -19,5 +20,6 @@ int main() {
   velmora_can_bridge::CanOpenNodeController controller(node_id, bus, board);
   velmora_can_bridge::OperationConfig op;
   op.kind = "sdo_read";
-  std::puts(controller.execute_configured_operation(op, "", {}).message.c_str());
+  const auto result = controller.execute_configured_operation(op, "", {});
+  std::printf("%s: %s\n", velmora_can_bridge::version_text, result.message.c_str());
 }

@@ -27,8 +27,9 @@
 #include "velmora_can_bridge/bus/sdo_client.hpp"
 #include "velmora_can_bridge/config/board_file.hpp"
 #include "velmora_can_bridge/expected.hpp"
+#include "velmora_can_bridge/export.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 struct BridgeSettings {
   SdoTimes times;

@@ -8,8 +8,9 @@
 
 #include "velmora_can_bridge/bus/bus_error.hpp"
 #include "velmora_can_bridge/bus/network_management.hpp"
+#include "velmora_can_bridge/export.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// More events came than `Bridge::event_limit` before somebody polled: so many are lost.
 struct EventsLost {

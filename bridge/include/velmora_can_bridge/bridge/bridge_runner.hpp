@@ -5,8 +5,9 @@
 #include <thread>
 
 #include "velmora_can_bridge/bridge/bridge.hpp"
+#include "velmora_can_bridge/export.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// Polls a bridge on a thread of its own, from its construction to its end. An exception of an
 /// observer ends the process, as one that leaves any thread does.

@@ -11,8 +11,9 @@
 #include "velmora_can_bridge/bus/bus_error.hpp"
 #include "velmora_can_bridge/config/board_file.hpp"
 #include "velmora_can_bridge/expected.hpp"
+#include "velmora_can_bridge/export.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// One thing in which file and device differ.
 struct Difference {

@@ -8,11 +8,12 @@
 
 #include "velmora_can_bridge/bridge/transfer.hpp"
 #include "velmora_can_bridge/bus/can_frame.hpp"
+#include "velmora_can_bridge/export.hpp"
 #include "velmora_can_bridge/operation.hpp"
 #include "velmora_can_bridge/traffic/object_name.hpp"
 #include "velmora_can_bridge/traffic/traffic_decoder.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// One field of a frame, before the operation and after it.
 struct ExplainedField {

@@ -9,8 +9,9 @@
 
 #include "velmora_can_bridge/bus/can_frame.hpp"
 #include "velmora_can_bridge/expected.hpp"
+#include "velmora_can_bridge/export.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// A file in the log format of can-utils. Safe to use from any thread.
 class FrameLog {

@@ -8,10 +8,11 @@
 
 #include "velmora_can_bridge/bridge/transfer.hpp"
 #include "velmora_can_bridge/bus/bus_error.hpp"
+#include "velmora_can_bridge/export.hpp"
 #include "velmora_can_bridge/operation.hpp"
 #include "velmora_can_bridge/values/answer_words.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// One operation that was run, with all that is known of it.
 struct OperationReport {

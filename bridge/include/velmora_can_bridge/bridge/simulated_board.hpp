@@ -7,10 +7,11 @@
 
 #include "velmora_can_bridge/bus/in_process_bus.hpp"
 #include "velmora_can_bridge/config/board_file.hpp"
+#include "velmora_can_bridge/export.hpp"
 #include "velmora_can_bridge/simulator/bus_node.hpp"
 #include "velmora_can_bridge/simulator/in_process_node.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// A bus with all nodes of a board file on it, freshly started and operational.
 ///

@@ -6,8 +6,9 @@
 
 #include "velmora_can_bridge/bridge/frame_log.hpp"
 #include "velmora_can_bridge/bus/can_channel.hpp"
+#include "velmora_can_bridge/export.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// Logs every frame that its endpoints send, once it is sent, and receive.
 class TracingChannel : public CanChannel {

@@ -8,8 +8,9 @@
 #include <vector>
 
 #include "velmora_can_bridge/bus/bus_error.hpp"
+#include "velmora_can_bridge/export.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 enum class TransferKind : std::uint8_t { sdo_read, sdo_write, rpdo };
 

@@ -7,8 +7,9 @@
 #include <string>
 
 #include "velmora_can_bridge/bus/can_channel.hpp"
+#include "velmora_can_bridge/export.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 enum class BusErrorKind : std::uint8_t {
   /// The node refused the transfer with an abort of its own: nothing was done.

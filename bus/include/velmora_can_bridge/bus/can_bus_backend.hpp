@@ -17,9 +17,10 @@
 #include "velmora_can_bridge/bus/cob_id.hpp"
 #include "velmora_can_bridge/bus/sdo_client.hpp"
 #include "velmora_can_bridge/can_open_backend.hpp"
+#include "velmora_can_bridge/export.hpp"
 #include "velmora_can_bridge/turn_queue.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// SDO transfers and RPDO frames over a channel.
 ///

@@ -8,8 +8,9 @@
 #include <vector>
 
 #include "velmora_can_bridge/bus/can_frame.hpp"
+#include "velmora_can_bridge/export.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// How a send or a receive ended.
 enum class CanStatus : std::uint8_t {

@@ -4,7 +4,9 @@
 #include <array>
 #include <cstdint>
 
-namespace velmora_can_bridge {
+#include "velmora_can_bridge/export.hpp"
+
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// A classical data frame with an 11-bit identifier.
 struct CanFrame {

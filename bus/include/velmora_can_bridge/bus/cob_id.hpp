@@ -3,10 +3,11 @@
 
 #include <cstdint>
 
+#include "velmora_can_bridge/export.hpp"
 #include "velmora_can_bridge/node_id.hpp"
 #include "velmora_can_bridge/predefined_cob_id.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// Selects the function of a COB-ID, without the node id.
 inline constexpr std::uint16_t function_mask = 0x780;

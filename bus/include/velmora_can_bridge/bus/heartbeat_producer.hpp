@@ -5,8 +5,9 @@
 #include <cstdint>
 
 #include "velmora_can_bridge/bus/periodic_producer.hpp"
+#include "velmora_can_bridge/export.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// Sends the heartbeat of a node (CiA 301, 7.2.8.3.2.2) that is always operational: this host.
 ///

@@ -14,8 +14,9 @@
 
 #include "velmora_can_bridge/bus/can_channel.hpp"
 #include "velmora_can_bridge/bus/can_frame.hpp"
+#include "velmora_can_bridge/export.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// By which time an in-process bus waits.
 enum class BusTime : std::uint8_t {

@@ -14,8 +14,9 @@
 #include "velmora_can_bridge/bus/can_channel.hpp"
 #include "velmora_can_bridge/bus/cob_id.hpp"
 #include "velmora_can_bridge/bus/nmt_state.hpp"
+#include "velmora_can_bridge/export.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// Sends NMT commands. Safe to call from any thread.
 class NmtMaster {

@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <string_view>
 
-namespace velmora_can_bridge {
+#include "velmora_can_bridge/export.hpp"
+
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// The state of a node, valued as heartbeats carry it.
 enum class NmtState : std::uint8_t {

@@ -10,8 +10,9 @@
 #include "velmora_can_bridge/bus/bus_error.hpp"
 #include "velmora_can_bridge/bus/can_channel.hpp"
 #include "velmora_can_bridge/bus/can_frame.hpp"
+#include "velmora_can_bridge/export.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// Sends the same frame on a fixed grid of its period: what `SyncProducer` and `HeartbeatProducer`
 /// share. One thread at a time.

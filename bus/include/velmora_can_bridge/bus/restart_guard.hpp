@@ -13,8 +13,9 @@
 #include "velmora_can_bridge/bus/network_management.hpp"
 #include "velmora_can_bridge/bus/nmt_state.hpp"
 #include "velmora_can_bridge/can_open_node_controller.hpp"
+#include "velmora_can_bridge/export.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// Lets controllers forget their images of RPDOs on everything that may hide a restart of the node.
 ///

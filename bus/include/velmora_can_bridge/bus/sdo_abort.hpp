@@ -5,7 +5,9 @@
 #include <string>
 #include <string_view>
 
-namespace velmora_can_bridge {
+#include "velmora_can_bridge/export.hpp"
+
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// The abort codes of SDO transfers (CiA 301, 7.2.4.3.17).
 enum class SdoAbort : std::uint32_t {

@@ -15,8 +15,9 @@
 #include "velmora_can_bridge/bus/can_channel.hpp"
 #include "velmora_can_bridge/bus/can_frame.hpp"
 #include "velmora_can_bridge/bus/sdo_abort.hpp"
+#include "velmora_can_bridge/export.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// How long SDO transfers wait.
 struct SdoTimes {

@@ -7,8 +7,9 @@
 #include <vector>
 
 #include "velmora_can_bridge/bus/can_frame.hpp"
+#include "velmora_can_bridge/export.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 inline constexpr std::uint8_t sdo_frame_length = 8;
 

@@ -6,8 +6,9 @@
 #include <vector>
 
 #include "velmora_can_bridge/bus/can_channel.hpp"
+#include "velmora_can_bridge/export.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// A network interface of SocketCAN, such as "can0" or "vcan0".
 ///

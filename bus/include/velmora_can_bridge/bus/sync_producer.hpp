@@ -6,8 +6,9 @@
 
 #include "velmora_can_bridge/bus/cob_id.hpp"
 #include "velmora_can_bridge/bus/periodic_producer.hpp"
+#include "velmora_can_bridge/export.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// Sends the SYNC (CiA 301, 7.2.5), a frame without data: RPDOs whose transmission type is 0 to 240
 /// take effect with the next one, and TPDOs of types 1 to 240 are sent after so many.

@@ -10,9 +10,10 @@
 
 #include "velmora_can_bridge/board_config.hpp"
 #include "velmora_can_bridge/config/value_description.hpp"
+#include "velmora_can_bridge/export.hpp"
 #include "velmora_can_bridge/operation.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// One node of the board: what a controller needs, and the operations to run on it.
 struct NodeConfig {

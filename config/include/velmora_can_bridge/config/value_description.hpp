@@ -7,7 +7,9 @@
 #include <string_view>
 #include <vector>
 
-namespace velmora_can_bridge {
+#include "velmora_can_bridge/export.hpp"
+
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 enum class ValueType : std::uint8_t { u8, s8, u16, s16, u32, s32, u64, s64, float32, text, bytes };
 

@@ -11,10 +11,11 @@
 #include "velmora_can_bridge/bus/can_channel.hpp"
 #include "velmora_can_bridge/bus/can_frame.hpp"
 #include "velmora_can_bridge/bus/nmt_state.hpp"
+#include "velmora_can_bridge/export.hpp"
 #include "velmora_can_bridge/simulator/sdo_server.hpp"
 #include "velmora_can_bridge/simulator/simulated_node.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// A `SimulatedNode` behind network management, SDO, PDO, emergency and heartbeat frames (CiA 301).
 ///

@@ -9,9 +9,10 @@
 #include "velmora_can_bridge/bus/can_channel.hpp"
 #include "velmora_can_bridge/bus/can_frame.hpp"
 #include "velmora_can_bridge/bus/in_process_bus.hpp"
+#include "velmora_can_bridge/export.hpp"
 #include "velmora_can_bridge/simulator/bus_node.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// Attaches a `SimulatedBusNode` to an `InProcessBus`: it answers on the thread that sends to it,
 /// before that thread's send returns.

@@ -9,8 +9,9 @@
 
 #include "velmora_can_bridge/bus/sdo_abort.hpp"
 #include "velmora_can_bridge/expected.hpp"
+#include "velmora_can_bridge/export.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// What the bus may do with an object.
 enum class ObjectAccess : std::uint8_t { read_only, write_only, read_write };

@@ -10,9 +10,10 @@
 
 #include "velmora_can_bridge/bus/can_frame.hpp"
 #include "velmora_can_bridge/bus/sdo_abort.hpp"
+#include "velmora_can_bridge/export.hpp"
 #include "velmora_can_bridge/simulator/object_dictionary.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// Answers the requests of one SDO client: expedited and segmented transfers (CiA 301, 7.2.4.3),
 /// block transfers not.

@@ -16,9 +16,10 @@
 #include "velmora_can_bridge/board_config.hpp"
 #include "velmora_can_bridge/bus/sdo_abort.hpp"
 #include "velmora_can_bridge/can_open_backend.hpp"
+#include "velmora_can_bridge/export.hpp"
 #include "velmora_can_bridge/simulator/object_dictionary.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// Emergency error codes (CiA 301, 7.2.7.1) that a simulated node gives.
 /// An error is no more.

@@ -6,8 +6,9 @@
 #include <string_view>
 
 #include "velmora_can_bridge/bus/can_frame.hpp"
+#include "velmora_can_bridge/export.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// "(1700000000.123456) can0 601#4000100000000000", without a line end: the format of `candump -L`,
 /// which canplayer replays and protocol analysers read. `time` counts from the epoch.

@@ -6,8 +6,9 @@
 #include <vector>
 
 #include "velmora_can_bridge/config/board_file.hpp"
+#include "velmora_can_bridge/export.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 struct ObjectName {
   std::uint16_t index = 0;

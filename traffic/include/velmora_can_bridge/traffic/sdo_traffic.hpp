@@ -8,8 +8,9 @@
 #include <vector>
 
 #include "velmora_can_bridge/bus/can_frame.hpp"
+#include "velmora_can_bridge/export.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// What one SDO frame does.
 enum class SdoStep : std::uint8_t {

@@ -13,11 +13,12 @@
 #include "velmora_can_bridge/bus/cob_id.hpp"
 #include "velmora_can_bridge/bus/nmt_state.hpp"
 #include "velmora_can_bridge/config/board_file.hpp"
+#include "velmora_can_bridge/export.hpp"
 #include "velmora_can_bridge/traffic/object_name.hpp"
 #include "velmora_can_bridge/traffic/sdo_traffic.hpp"
 #include "velmora_can_bridge/values/value_words.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 enum class TrafficKind : std::uint8_t {
   nmt,

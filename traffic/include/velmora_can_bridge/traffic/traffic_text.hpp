@@ -4,9 +4,10 @@
 #include <chrono>
 #include <string>
 
+#include "velmora_can_bridge/export.hpp"
 #include "velmora_can_bridge/traffic/traffic_decoder.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// "   1.250  node 0x10   SDO        read left_wheel 0x6041/0", on one line: seconds since the
 /// start, node, kind, content, and in parentheses at the end what is odd about the frame.

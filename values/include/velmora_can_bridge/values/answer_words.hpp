@@ -6,10 +6,11 @@
 #include <vector>
 
 #include "velmora_can_bridge/config/board_file.hpp"
+#include "velmora_can_bridge/export.hpp"
 #include "velmora_can_bridge/operation.hpp"
 #include "velmora_can_bridge/values/value_words.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// One object of which an answer brings the value.
 struct AnswerPart {

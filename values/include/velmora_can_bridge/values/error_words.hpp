@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <string>
 
-namespace velmora_can_bridge {
+#include "velmora_can_bridge/export.hpp"
+
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// What an error code means, as emergencies and the objects 0x1003 and 0x603F hold it: "CAN bus:
 /// error passive". A code without words of its own has those of the class to which it belongs

@@ -5,8 +5,9 @@
 
 #include "velmora_can_bridge/config/board_file.hpp"
 #include "velmora_can_bridge/config/value_description.hpp"
+#include "velmora_can_bridge/export.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// What the board file says of the object's value; for what it leaves out the drive profile
 /// (CiA 402-2), where the object is one of a drive's, and CiA 301, where it is one that every node

@@ -10,9 +10,10 @@
 #include "velmora_can_bridge/config/board_file.hpp"
 #include "velmora_can_bridge/config/value_description.hpp"
 #include "velmora_can_bridge/expected.hpp"
+#include "velmora_can_bridge/export.hpp"
 #include "velmora_can_bridge/operation.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// One value of a payload.
 struct PayloadValue {

@@ -7,9 +7,10 @@
 
 #include "velmora_can_bridge/config/board_file.hpp"
 #include "velmora_can_bridge/expected.hpp"
+#include "velmora_can_bridge/export.hpp"
 #include "velmora_can_bridge/values/payload_layout.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// The payload that the words write, by the layout of the operation: its values in order, as many
 /// as one likes by name behind them (`red=255`). docs/values.md tells what a word may be.

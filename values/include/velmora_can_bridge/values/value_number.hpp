@@ -8,8 +8,9 @@
 #include <variant>
 
 #include "velmora_can_bridge/config/value_description.hpp"
+#include "velmora_can_bridge/export.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// A whole number without or with a sign, or that of a `float32`.
 using ValueNumber = std::variant<std::uint64_t, std::int64_t, double>;

@@ -7,9 +7,10 @@
 #include <vector>
 
 #include "velmora_can_bridge/config/board_file.hpp"
+#include "velmora_can_bridge/export.hpp"
 #include "velmora_can_bridge/values/value_number.hpp"
 
-namespace velmora_can_bridge {
+namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 /// What the value of an object says.
 struct ValueReading {
