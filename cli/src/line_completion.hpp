@@ -9,9 +9,8 @@ namespace velmora_can_bridge {
 struct BoardFile;
 
 /// Words that may stand where `line`, as far as it is typed, ends: those that begin with what
-/// stands behind its last blank, sorted. Devices, operations that suit the device, names of payload
-/// values
-/// ("red=") and of their codes, conditions of `wait`.
+/// stands behind its last blank, sorted. Devices, operations that suit the device or need none,
+/// names of payload values ("red=") and of their codes, conditions of `wait`.
 std::vector<std::string> line_candidates(const std::string& line, const BoardFile& file);
 
 /// What all of the words begin with; empty for no words.

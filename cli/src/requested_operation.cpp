@@ -66,10 +66,15 @@ const NodeConfig* node_of_id(const BoardFile& file, const std::string& text) {
 
 }  // namespace
 
+const NodeConfig* node_of(const BoardFile& file, const std::string& device) {
+  const NodeConfig* const owner = node_of_device(file, device);
+  return owner != nullptr ? owner : node_of_id(file, device);
+}
+
 Expected<FoundOperation> find_operation(const BoardFile& file, const std::string& path,
                                         const std::string& device, const std::string& operation) {
   const NodeConfig* const owner = node_of_device(file, device);
-  const NodeConfig* const node = owner != nullptr ? owner : node_of_id(file, device);
+  const NodeConfig* const node = node_of(file, device);
   if (node == nullptr) {
     return Unexpected{unknown_device(file, path, device)};
   }

@@ -18,6 +18,9 @@ struct FoundOperation {
   const OperationConfig* operation = nullptr;
 };
 
+/// The node of the device, or that with the id that stands for one; null when there is neither.
+const NodeConfig* node_of(const BoardFile& file, const std::string& device);
+
 /// The operation of the device's node; where an operation needs no device, a node id stands for
 /// one. Or what is wrong with the names. `path` is that of the board file, for the message.
 Expected<FoundOperation> find_operation(const BoardFile& file, const std::string& path,

@@ -56,6 +56,8 @@ INSTANTIATE_TEST_SUITE_P(
         CompletionRow{"operations_of_a_drive", "wheel ", {"enable", "set_lamp", "set_mode"}},
         CompletionRow{"operations_that_suit", "lamp ", {"set_lamp"}},
         CompletionRow{"operations_of_the_node", "run claw ", {"home"}},
+        CompletionRow{"operations_of_a_node_id_need_no_device", "0x10 ", {"set_lamp"}},
+        CompletionRow{"payload_on_a_node_id", "16 set_lamp o", {"off", "on"}},
         CompletionRow{"unknown_device", "nobody ", {}},
         CompletionRow{"names_and_codes_of_values",
                       "lamp set_lamp ",
