@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "command_parser.hpp"
+#include "completion_command.hpp"
 #include "ground/nearest_name.hpp"
 #include "help_table.hpp"
 #include "help_text.hpp"
@@ -106,6 +107,8 @@ constexpr Command commands[] = {
     {"heartbeat",
      [](const Host& host, const Arguments& all) { return heartbeat_command(host, all.heartbeat); }},
     {"demo", [](const Host& host, const Arguments& all) { return demo_command(host, all.json); }},
+    {"completion",
+     [](const Host& host, const Arguments& all) { return completion_command(host, all.shell); }},
     {"help", help_command},
     {"version", version_command},
 };
@@ -122,6 +125,9 @@ ExitStatus execute(const CommandLineHost& host, const std::string& name,
 
 ExitStatus run_command_line(const std::vector<std::string>& arguments,
                             const CommandLineHost& host) {
+  if (!arguments.empty() && arguments.front() == complete_words) {
+    return complete_words_command(host, {arguments.begin() + 1, arguments.end()});
+  }
   const std::string typed = typed_command(arguments);
   if (!typed.empty() && find_command_help(typed) == nullptr) {
     return print_usage_error(host, unknown_command_text(typed));

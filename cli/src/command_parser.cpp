@@ -187,6 +187,7 @@ void add_commands(CLI::App& app, Arguments& arguments) {
   add_sync(app, arguments.sync);
   add_heartbeat(app, arguments.heartbeat);
   add_json(add_command(app, "demo"), arguments.json);
+  add_command(app, "completion").add_option("SHELL", arguments.shell)->required();
   add_command(app, "help").add_option("COMMAND", arguments.topic);
   add_command(app, "version");
 }

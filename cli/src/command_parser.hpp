@@ -26,6 +26,8 @@ struct Arguments {
   std::string board;
   /// Of `operations` and `demo`.
   bool json = false;
+  /// Of `completion`.
+  std::string shell;
   /// Of `help`: the words of a command's name.
   std::vector<std::string> topic;
 };

@@ -101,6 +101,9 @@ ExitStatus simulate_command(const CommandLineHost& host, const SimulateArguments
 /// Sends one command of network management.
 ExitStatus nmt_command(const CommandLineHost& host, const NmtArguments& arguments);
 
+/// What `nmt` takes as its first word.
+std::vector<std::string> nmt_command_names();
+
 /// Reads one object of a node by SDO.
 ExitStatus sdo_read_command(const CommandLineHost& host, const SdoArguments& arguments);
 

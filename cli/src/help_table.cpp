@@ -243,6 +243,18 @@ CommandHelp demo() {
           {{"Take the tour", "demo"}, {"The results alone, as JSON", "demo --json"}}};
 }
 
+CommandHelp completion() {
+  return {"completion",
+          "Print the script that lets the tabulator complete words",
+          "Prints a script for the shell. Where the shell has read it, the tabulator completes "
+          "commands, options, CAN interfaces, board files, and the devices, operations and values "
+          "of the board file on the line. An installed program needs it only where the package "
+          "bash-completion is missing.",
+          {{"SHELL", "", "bash", true}},
+          {{"Switch it on in this shell", "completion bash", "source <(", ")"},
+           {"In every shell to come", "completion bash", "echo 'source <(", ")' >>~/.bashrc"}}};
+}
+
 CommandHelp help() {
   return {"help",
           "Show the help of the program or of a command",
@@ -263,12 +275,31 @@ CommandHelp version() {
 
 const std::vector<CommandHelp>& command_helps() {
   static const std::vector<CommandHelp> table{
-      run(),      script(),    explain(), operations(), check(),    watch(), nmt(),  sdo(),
-      sdo_read(), sdo_write(), sync(),    heartbeat(),  simulate(), demo(),  help(), version()};
+      run(),      script(), explain(),    operations(), check(),  watch(),
+      nmt(),      sdo(),    sdo_read(),   sdo_write(),  sync(),   heartbeat(),
+      simulate(), demo(),   completion(), help(),       version()};
   return table;
 }
 
 std::string program_version() { return std::string(program_name) + " " + version_text; }
+
+std::vector<const CommandHelp*> subcommands(std::string_view parent) {
+  const std::string prefix = parent.empty() ? "" : std::string(parent) + " ";
+  std::vector<const CommandHelp*> rows;
+  for (const CommandHelp& command : command_helps()) {
+    const std::string_view name = command.name;
+    if (name.size() > prefix.size() && name.substr(0, prefix.size()) == prefix &&
+        name.find(' ', prefix.size()) == std::string_view::npos) {
+      rows.push_back(&command);
+    }
+  }
+  return rows;
+}
+
+std::string example_line(const ExampleHelp& example) {
+  return std::string(example.before) + program_name + " " + std::string(example.arguments) +
+         std::string(example.behind);
+}
 
 const CommandHelp* find_command_help(std::string_view name) {
   const std::vector<CommandHelp>& table = command_helps();

@@ -29,6 +29,9 @@ struct ExampleHelp {
   std::string_view purpose;
   /// Separated by single blanks; the program's name is not among them.
   std::string_view arguments;
+  /// What the shell needs around the call: "source <(" and ")".
+  std::string_view before = "";
+  std::string_view behind = "";
 };
 
 struct CommandHelp {
@@ -65,6 +68,13 @@ inline constexpr ArgumentHelp version_option{"--version", "", "print the version
 /// All commands, in the order of the program's help. A command with sub-commands stands before
 /// them.
 const std::vector<CommandHelp>& command_helps();
+
+/// The rows directly below the command `parent`, in their order; those of the program for an empty
+/// name.
+std::vector<const CommandHelp*> subcommands(std::string_view parent);
+
+/// The line that shows the example.
+std::string example_line(const ExampleHelp& example);
 
 /// The row of that name; null when there is none.
 const CommandHelp* find_command_help(std::string_view name);

@@ -91,7 +91,7 @@ std::string examples(const CommandHelp& command) {
   std::string text = "\nExamples:\n";
   for (const ExampleHelp& example : command.examples) {
     text += hanging("  ", words_of(std::string(example.purpose) + ":"));
-    text += "    " + std::string(program_name) + " " + std::string(example.arguments) + '\n';
+    text += "    " + example_line(example) + '\n';
   }
   return text;
 }
@@ -107,14 +107,9 @@ std::string exit_statuses() {
 
 /// The sub-commands of `parent`; those of the program for an empty one.
 std::vector<Entry> commands_of(std::string_view parent) {
-  const std::string prefix = parent.empty() ? "" : std::string(parent) + " ";
   std::vector<Entry> entries;
-  for (const CommandHelp& command : command_helps()) {
-    const std::string_view name = command.name;
-    if (name.size() > prefix.size() && name.substr(0, prefix.size()) == prefix &&
-        name.find(' ', prefix.size()) == std::string_view::npos) {
-      entries.push_back({std::string(name), command.summary});
-    }
+  for (const CommandHelp* const command : subcommands(parent)) {
+    entries.push_back({std::string(command->name), command->summary});
   }
   return entries;
 }

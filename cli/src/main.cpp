@@ -69,6 +69,12 @@ std::size_t width_of_output() {
   return bridge::terminal_width(std::getenv("COLUMNS"), is_known ? window.ws_col : 0);
 }
 
+std::string home_folder() {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing has started a thread yet
+  const char* const home = std::getenv("HOME");
+  return home == nullptr ? "" : home;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -82,6 +88,7 @@ int main(int argc, char** argv) {
         {},        &interrupted, shows_colour(STDERR_FILENO), width_of_output()};
     std::unique_ptr<bridge::LineEditor> editor;
     host.in = &std::cin;
+    host.home = home_folder();
     if (live && isatty(STDIN_FILENO) == 1) {
       host.type_line = [&](const std::string& prompt, const bridge::LineCompletion& completion) {
         if (!editor) {

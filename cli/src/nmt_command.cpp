@@ -61,6 +61,14 @@ void print_json(const CommandLineHost& host, const NmtArguments& arguments, std:
 
 }  // namespace
 
+std::vector<std::string> nmt_command_names() {
+  std::vector<std::string> names;
+  for (const Command& command : commands) {
+    names.emplace_back(command.name);
+  }
+  return names;
+}
+
 ExitStatus nmt_command(const CommandLineHost& host, const NmtArguments& arguments) {
   const std::optional<NmtCommand> command = read_command(host, arguments.command);
   const std::optional<std::uint32_t> node =

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <filesystem>
@@ -61,8 +62,10 @@ inline ObjectEntry object_of(std::vector<std::uint8_t> value) {
 class CommandLine : public testing::Test {
  protected:
   CommandLine() {
-    const std::string test = testing::UnitTest::GetInstance()->current_test_info()->name();
-    folder = std::filesystem::path(testing::TempDir()) / ("velmora_cli_" + test);
+    const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();
+    std::string name = std::string(test.test_suite_name()) + "." + test.name();
+    std::replace(name.begin(), name.end(), '/', '.');
+    folder = std::filesystem::path(testing::TempDir()) / ("velmora_cli_" + name);
     std::filesystem::create_directories(folder);
     board = write_file("board.yaml", board_text);
   }

@@ -72,6 +72,10 @@ struct CommandLineHost {
   /// Set, together with `interrupted`, where a session of such lines is to end, too, and not only
   /// the line under way; null: never.
   const std::atomic<bool>* terminated = nullptr;
+  /// The person's own folder, for which "~" stands in a line to complete; empty: not known.
+  std::string home{};
+  /// Where the kernel lists the network interfaces, to complete names of CAN interfaces.
+  std::string network_folder = "/sys/class/net";
 };
 
 /// Runs the program with `arguments`, the program's name not among them.
