@@ -132,12 +132,12 @@ function(bridge_add_test target)
   endif()
 endfunction()
 
-# Lets the tests of a target find the board file of the examples and the documents.
+# Lets the tests of a target find the repository, the board file of the examples and the documents.
 function(bridge_add_repository_paths target)
   file(
     CONFIGURE
     OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/repository_paths.hpp
-    CONTENT "inline constexpr char example_board_path[] =\n    \"${PROJECT_SOURCE_DIR}/examples/robot_board.yaml\";\ninline constexpr char docs_path[] =\n    \"${PROJECT_SOURCE_DIR}/docs\";\n"
+    CONTENT "#pragma once\ninline constexpr char example_board_path[] =\n    \"${PROJECT_SOURCE_DIR}/examples/robot_board.yaml\";\ninline constexpr char docs_path[] =\n    \"${PROJECT_SOURCE_DIR}/docs\";\ninline constexpr char repository_path[] =\n    \"${PROJECT_SOURCE_DIR}\";\n"
     @ONLY)
   target_include_directories(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR})
 endfunction()
@@ -157,4 +157,27 @@ function(bridge_add_header_check library)
   add_library(${library}_header_check OBJECT ${sources})
   bridge_settings(${library}_header_check)
   target_link_libraries(${library}_header_check PRIVATE ${library})
+endfunction()
+
+# Compiles the source as C++20 and as C++2b; all_public_headers.hpp there includes every public header
+# of the libraries.
+function(bridge_add_standards_check source)
+  set(includes "")
+  foreach(library IN LISTS ARGN)
+    get_target_property(include_dir ${library} bridge_include_dir)
+    file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${include_dir} ${include_dir}/*.hpp)
+    foreach(header IN LISTS headers)
+      string(APPEND includes "#include \"${header}\"\n")
+    endforeach()
+  endforeach()
+  set(folder ${CMAKE_CURRENT_BINARY_DIR}/standards)
+  file(CONFIGURE OUTPUT ${folder}/all_public_headers.hpp CONTENT "${includes}")
+  foreach(standard IN ITEMS 20 23)
+    set(target velmora_can_bridge_cpp${standard}_check)
+    add_library(${target} OBJECT ${source})
+    bridge_settings(${target})
+    set_target_properties(${target} PROPERTIES CXX_STANDARD ${standard})
+    target_include_directories(${target} PRIVATE ${folder})
+    target_link_libraries(${target} PRIVATE ${ARGN})
+  endforeach()
 endfunction()

@@ -61,7 +61,7 @@ Bridge::~Bridge() = default;
 
 OperationReport Bridge::run(const std::string& device, const std::string& operation,
                             const std::vector<std::uint8_t>& payload, RunOptions options) {
-  OperationReport report{device, operation, {}, {}, {}, {}};
+  OperationReport report{device, operation};
   const Expected<Addressed> addressed = find(device, operation);
   if (!addressed) {
     report.result.message = addressed.error();
@@ -75,6 +75,11 @@ OperationReport Bridge::run(const std::string& device, const std::string& operat
   record.fill(report, call);
   put_into_words(report, call);
   return report;
+}
+
+OperationReport Bridge::run(const std::string& device, const std::string& operation,
+                            const std::vector<std::uint8_t>& payload, Detail detail) {
+  return run(device, operation, payload, RunOptions{detail});
 }
 
 Explanation Bridge::explain(const std::string& device, const std::string& operation,

@@ -120,7 +120,7 @@ ExitStatus run_command(const CommandLineHost& host, const RunArguments& argument
                        });
   OperationReport report = bridge.ask([&](Bridge& board) {
     return board.run(operation.device, operation.operation, call->payload,
-                     RunOptions(Detail::result, arguments.force));
+                     RunOptions{Detail::result, arguments.force});
   });
   print_tolerated(host, report);
   const auto shown = follow(host, arguments, bridge, *bus, drive, report);

@@ -162,7 +162,7 @@ ExitStatus ScriptSession::run_operation(const OperationLine& line,
                                         const std::vector<std::uint8_t>& payload) {
   const OperationReport report = bridge_->ask([&](Bridge& bridge) {
     return bridge.run(line.device, line.operation, payload,
-                      RunOptions(Detail::result, arguments_->force));
+                      RunOptions{Detail::result, arguments_->force});
   });
   for (const BusError& error : report.tolerated) {
     print_diagnostic(*host_, placed("failed on the way: " + bus_error_text(error)));

@@ -12,7 +12,7 @@ namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 /// Marks a value as the reason why another one is missing.
 template <typename Error>
 struct Unexpected {
-  Error error;
+  Error error{};
 };
 
 template <typename Error>

@@ -39,12 +39,12 @@ class MemberNames {
 /// One operation kind. docs/operations.md tells what it does.
 struct OperationKind {
   /// Value of `OperationConfig::kind`.
-  std::string_view kind;
+  std::string_view kind{};
   /// The members that the kind reads. `kind` itself, and `label`, `description` and `option_flag`,
   /// which no kind reads, are left out.
-  MemberNames members;
+  MemberNames members{};
   /// Those of `members` without which the kind has nothing to do: a board file must give them.
-  MemberNames required;
+  MemberNames required{};
 };
 
 /// All kinds, each once: those that `CanOpenNodeController::execute_configured_operation` knows. A

@@ -32,12 +32,12 @@
 namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 
 struct BridgeSettings {
-  SdoTimes times;
+  SdoTimes times{};
   /// A node whose heartbeats stay away so long counts as lost (`NodeWatch`); 0 never judges.
   std::chrono::milliseconds heartbeat_timeout{0};
   /// Told of every transfer before it begins, and when it has ended. Either may be empty.
-  TransferHook before_transfer;
-  TransferHook after_transfer;
+  TransferHook before_transfer{};
+  TransferHook after_transfer{};
 };
 
 /// The operations of all nodes of a board file, on one bus.
@@ -89,6 +89,9 @@ class Bridge {
   /// carried is known from then on.
   OperationReport run(const std::string& device, const std::string& operation,
                       const std::vector<std::uint8_t>& payload, RunOptions options = {});
+  /// As `run`, where nothing but the detail is chosen.
+  OperationReport run(const std::string& device, const std::string& operation,
+                      const std::vector<std::uint8_t>& payload, Detail detail);
 
   /// What `run` would do with these arguments now, and what it would answer if every transfer
   /// succeeded. What `run` would not send because of a field that nobody knows has its error here,

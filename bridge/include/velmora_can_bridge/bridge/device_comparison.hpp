@@ -18,41 +18,41 @@ namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 /// One thing in which file and device differ.
 struct Difference {
   /// "RPDO 3".
-  std::string pdo;
+  std::string pdo{};
   /// "COB-ID", "enabled", "transmission", "number of objects", "order", "position 2: object",
   /// "position 2: length", "position 2"; "PDO" when the device does not have it at all.
-  std::string what;
-  std::string file;
-  std::string device;
+  std::string what{};
+  std::string file{};
+  std::string device{};
 };
 
 /// What could not be compared, and why.
 struct Gap {
   /// "RPDO 3", "RPDO 3 and all that follows", "SYNC", "PDOs that the board file does not hold".
-  std::string what;
-  BusError error;
+  std::string what{};
+  BusError error{};
   /// For people, on one line.
-  std::string reason;
+  std::string reason{};
 };
 
 /// What a comparison of one node found. The device is as the file says when `differences` and
 /// `gaps` are empty.
 struct DeviceComparison {
   /// In the order of the file, all of a PDO together.
-  std::vector<Difference> differences;
-  std::vector<Gap> gaps;
+  std::vector<Difference> differences{};
+  std::vector<Gap> gaps{};
   /// PDOs that the device has enabled and the file does not hold, as
   /// "RPDO 6 is enabled on the device (COB-ID 0x0310), the board file does not hold it", and RPDOs
   /// whose transmission type the device does not tell.
-  std::vector<std::string> notes;
+  std::vector<std::string> notes{};
   /// What keeps the node from doing what it is told although nothing differs.
-  std::vector<std::string> warnings;
+  std::vector<std::string> warnings{};
   /// RPDOs of the file that the device has enabled with a transmission type from 0 to 240: they
   /// take effect with the next SYNC only. As "RPDO 3".
-  std::vector<std::string> synchronous_rpdos;
+  std::vector<std::string> synchronous_rpdos{};
   /// COB-ID of the SYNC that those wait for, with `extended_bit`. No value when there are none, or
   /// it could not be read.
-  std::optional<std::uint32_t> sync_cob_id;
+  std::optional<std::uint32_t> sync_cob_id{};
 };
 
 /// Marks a COB-ID of 29 bits in the objects of a node.

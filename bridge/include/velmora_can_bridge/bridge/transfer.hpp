@@ -24,9 +24,9 @@ struct Transfer {
   /// Of a frame.
   std::uint8_t rpdo = 0;
   /// What was written or sent; of a read that has succeeded what was read.
-  std::vector<std::uint8_t> data;
+  std::vector<std::uint8_t> data{};
   /// Why it failed; no value when it did not.
-  std::optional<BusError> error;
+  std::optional<BusError> error{};
 };
 
 /// "node 0x10  SDO read   0x1018/1 -> 4D 56 00 00", and behind a colon why it failed.

@@ -62,7 +62,7 @@ struct BusError {
   CanStatus status = CanStatus::ok;
   /// The reason for people, on one line: abort code and its words, the time that was waited, or the
   /// command that brings the interface up.
-  std::string text;
+  std::string text{};
 };
 
 /// Is told of errors. Runs on the thread on which the error showed, on several at once, with locks

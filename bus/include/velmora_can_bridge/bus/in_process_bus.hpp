@@ -29,7 +29,7 @@ enum class BusTime : std::uint8_t {
 
 /// What becomes of a frame on its way.
 struct CanDelivery {
-  CanFrame frame;
+  CanFrame frame{};
   /// How much later than it was sent.
   std::chrono::nanoseconds delay{0};
 };

@@ -60,7 +60,7 @@ struct NodeEvent {
   /// (CiA 301, 7.2.7).
   std::array<std::uint8_t, 8> data{};
   /// For people, on one line: "node 0x10 is operational".
-  std::string text;
+  std::string text{};
   /// For `bus`: what the interface told. `ok` when it works again after anything else but
   /// error-passive, which does not stop it.
   CanStatus status = CanStatus::ok;

@@ -19,9 +19,9 @@ namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 struct NodeConfig {
   /// CANopen node id, 1 to 127 (CiA 301).
   std::uint8_t node_id = 0;
-  BoardConfig board;
+  BoardConfig board{};
   /// Operations by name. The name is the file's own; the controller does not know it.
-  std::map<std::string, OperationConfig> operations;
+  std::map<std::string, OperationConfig> operations{};
   /// What the values of objects mean: those that fields of PDOs carry and those reached by SDO.
   std::map<ValueAddress, ValueDescription> values{};
 };
@@ -32,7 +32,7 @@ struct NodeConfig {
 /// destroy it while a controller lives.
 struct BoardFile {
   /// At least one after a successful load; node ids and device names are unique over all of them.
-  std::vector<NodeConfig> nodes;
+  std::vector<NodeConfig> nodes{};
 };
 
 enum class Severity {
@@ -51,7 +51,7 @@ struct Problem {
   std::size_t column = 0;
   /// What is wrong and what was expected, one line. Text of the file is quoted, shortened to 40
   /// bytes, and free of control characters.
-  std::string message;
+  std::string message{};
 };
 
 /// The problem as compilers write it: "robot.yaml:12:14: error: ...", and "robot.yaml: error: ..."
@@ -61,10 +61,10 @@ std::string problem_text(const std::string& file, const Problem& problem);
 /// What loading a board file gives.
 struct LoadedBoard {
   /// The content; empty when one of the problems is an error.
-  std::optional<BoardFile> file;
+  std::optional<BoardFile> file{};
   /// Everything found in one run, in the order of the file, problems of the whole file first. At
   /// most 100 errors and 100 warnings; one more problem at the end then tells how many are missing.
-  std::vector<Problem> problems;
+  std::vector<Problem> problems{};
 };
 
 /// Reads and checks the board file at `path`, whose format docs/board-file.md describes.

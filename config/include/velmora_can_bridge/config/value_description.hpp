@@ -63,8 +63,8 @@ std::string count_text(Count count);
 
 /// Counts from `minimum` to `maximum`, both among them.
 struct CountRange {
-  Count minimum;
-  Count maximum;
+  Count minimum{};
+  Count maximum{};
 
   constexpr bool contains(Count count) const { return !(count < minimum) && !(maximum < count); }
 };
@@ -75,22 +75,22 @@ CountRange range_of_bits(unsigned bit_length, bool has_sign);
 
 /// A code and what people call it.
 struct NamedCode {
-  std::string name;
-  Count code;
+  std::string name{};
+  Count code{};
 };
 
 /// What a board file says of an object's value. Everything may be left out.
 struct ValueDescription {
-  std::optional<ValueType> type;
+  std::optional<ValueType> type{};
   /// What counts are counted in, or what `scale` makes of them: "mm/s"; empty when not known.
-  std::string unit;
+  std::string unit{};
   /// The least and the greatest that are meant, in counts.
-  std::optional<Count> minimum;
-  std::optional<Count> maximum;
+  std::optional<Count> minimum{};
+  std::optional<Count> maximum{};
   /// One count is so much of `unit`. Above 0 and finite.
-  std::optional<double> scale;
+  std::optional<double> scale{};
   /// In the order of the file. Names and codes stand once each.
-  std::vector<NamedCode> values;
+  std::vector<NamedCode> values{};
 };
 
 /// Where an object of a node stands.

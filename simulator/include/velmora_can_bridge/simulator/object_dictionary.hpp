@@ -21,7 +21,7 @@ struct ObjectEntry {
   ObjectAccess access = ObjectAccess::read_write;
   /// The current bytes in bus order (little-endian values). Their number is the object's size,
   /// unless `variable_length`.
-  std::vector<std::uint8_t> value;
+  std::vector<std::uint8_t> value{};
   /// For strings and domains: takes any number of bytes up to `maximum_length`, none included.
   bool variable_length = false;
   /// In bytes; read only when `variable_length`. The value given above may already be longer.

@@ -14,14 +14,14 @@ struct ObjectName {
   std::uint16_t index = 0;
   std::uint8_t sub_index = 0;
   /// The devices that it belongs to, in the order of their names, ", " between them; often none.
-  std::string device;
+  std::string device{};
   /// The first name that a mapping gives it; empty when none does.
-  std::string field;
+  std::string field{};
   /// What the drive profile (CiA 402-2) calls it, where it is one of a drive's: "modes of
   /// operation"; empty else.
-  std::string profile_name;
+  std::string profile_name{};
   /// The operations that read or write it by its index, in the order of their names.
-  std::vector<std::string> operations;
+  std::vector<std::string> operations{};
 };
 
 /// Names an object of `node`; of a null node it has no names.

@@ -44,16 +44,16 @@ struct SdoContent {
 
   SdoStep step = SdoStep::unknown;
   /// No value in a segment of a transfer whose beginning was not seen.
-  std::optional<Object> object;
+  std::optional<Object> object{};
   /// The data in the frame itself.
-  std::vector<std::uint8_t> bytes;
+  std::vector<std::uint8_t> bytes{};
   /// Bytes of the whole value, where the frame or the end of the transfer tells them.
-  std::optional<std::size_t> size;
+  std::optional<std::size_t> size{};
   /// Of `last_segment`: the whole value, as far as `SdoTraffic::kept_bytes` goes.
-  std::vector<std::uint8_t> whole;
+  std::vector<std::uint8_t> whole{};
   std::uint32_t abort_code = 0;
   /// What is odd about the frame, in a few words.
-  std::optional<std::string> problem;
+  std::optional<std::string> problem{};
 };
 
 /// Follows the transfers of one node (CiA 301, 7.2.4.3), which come one after another.

@@ -55,12 +55,12 @@ struct EmergencyContent {
 
 /// One mapped object in a PDO frame.
 struct DecodedField {
-  ObjectName object;
+  ObjectName object{};
   std::uint8_t bit_length = 0;
   /// Its bits as an unsigned number.
   std::uint64_t value = 0;
   /// What they say. Its number is always there.
-  ValueReading reading;
+  ValueReading reading{};
 };
 
 /// The objects in a frame of the node's PDO, in frame order: those that the frame is long enough
@@ -72,22 +72,22 @@ std::vector<DecodedField> decoded_fields(const NodeConfig& node, const PdoConfig
 struct PdoContent {
   std::uint8_t number = 0;
   /// As `decoded_fields`; empty as well when the board file has no such PDO.
-  std::vector<DecodedField> fields;
+  std::vector<DecodedField> fields{};
   /// The other PDOs of the board file with this COB-ID, as "RPDO 2 of node 0x11".
-  std::vector<std::string> also;
+  std::vector<std::string> also{};
 };
 
 /// Of `sdo_request` and `sdo_answer`.
 struct SdoTrafficContent {
-  SdoContent sdo;
+  SdoContent sdo{};
   /// The name of `sdo.object`.
-  std::optional<ObjectName> object;
+  std::optional<ObjectName> object{};
   /// What the value says that this frame brings, or of whose segments it is the last.
-  std::optional<ValueReading> reading;
+  std::optional<ValueReading> reading{};
 };
 
 struct DecodedFrame {
-  CanFrame frame;
+  CanFrame frame{};
   TrafficKind kind = TrafficKind::other;
   /// Whose frame it is; 0: all nodes (`nmt`) or none.
   std::uint8_t node_id = 0;
@@ -96,9 +96,9 @@ struct DecodedFrame {
   /// None for `sync`, `time` and `other`, and for a frame too short to hold its content.
   std::variant<std::monostate, NmtContent, HeartbeatContent, EmergencyContent, PdoContent,
                SdoTrafficContent>
-      content;
+      content{};
   /// What is odd about the frame, in a few words.
-  std::optional<std::string> problem;
+  std::optional<std::string> problem{};
 };
 
 /// Tells what frames are: network management, emergencies, PDOs with their fields, SDO transfers.

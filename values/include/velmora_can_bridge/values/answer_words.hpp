@@ -16,7 +16,7 @@ namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 struct AnswerPart {
   std::uint16_t index = 0;
   std::uint8_t sub_index = 0;
-  ValueReading reading;
+  ValueReading reading{};
 };
 
 /// The objects whose values `data`, the answer of the operation, holds, in its order. Empty for

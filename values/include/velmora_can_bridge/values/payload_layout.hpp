@@ -18,7 +18,7 @@ namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 /// One value of a payload.
 struct PayloadValue {
   /// "led_red", "mask"; never empty.
-  std::string name;
+  std::string name{};
   ValueType type = ValueType::bytes;
   /// Bytes that it takes, lowest first; a number may have fewer than its type. 0 for any number of
   /// bytes.
@@ -26,32 +26,32 @@ struct PayloadValue {
   /// Whether anybody tells the type. Else it is unsigned, as bytes are, and may be meant signed.
   bool is_type_known = false;
   /// Of a whole number: what it may be, in counts.
-  CountRange range;
+  CountRange range{};
   /// As in `ValueDescription`.
-  std::string unit;
-  std::optional<double> scale;
-  std::vector<NamedCode> values;
+  std::string unit{};
+  std::optional<double> scale{};
+  std::vector<NamedCode> values{};
   /// It may be left out, together with everything behind it.
   bool is_optional = false;
 };
 
 /// The values of a payload, back to back.
 struct PayloadLayout {
-  std::vector<PayloadValue> values;
+  std::vector<PayloadValue> values{};
   /// Any bytes may follow the last value.
   bool more_may_follow = false;
   /// So many values at the beginning choose what the others are.
   std::size_t selecting = 0;
   /// What happens to a payload that is left out, in a few words; empty where there is nothing to
   /// say.
-  std::string remark;
+  std::string remark{};
 };
 
 /// An operation, run on a device.
 struct PayloadUse {
   const NodeConfig& node;
   /// A name that the node does not have stands for any device.
-  std::string device;
+  std::string device{};
   const OperationConfig& operation;
   /// The mode of operation recorded for the device (`CanOpenNodeController::motor_mode`).
   std::uint8_t motor_mode = 0;

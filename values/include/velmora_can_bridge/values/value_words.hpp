@@ -15,9 +15,9 @@ namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 /// What the value of an object says.
 struct ValueReading {
   /// With the sign of the object. No value for texts and where no number has so many bytes.
-  std::optional<ValueNumber> number;
+  std::optional<ValueNumber> number{};
   /// What the number does not say by itself, or the text where it is one; often empty.
-  std::string words;
+  std::string words{};
   /// `words` is the value itself: what a device, not this library, has written.
   bool is_text = false;
   /// The board file or a standard tells the type. Otherwise a number has no sign, and a text is a
