@@ -77,13 +77,13 @@ OperationConfig claw(const std::string& action) {
   return op;
 }
 
-OperationConfig leds() {
+OperationConfig two_leds() {
   OperationConfig op = with(kind("led_write"), {"a", "b", "c"});
   op.led_operation = "set_led";
   return op;
 }
 
-OperationConfig pump() {
+OperationConfig one_pump() {
   OperationConfig op = kind("pump_duty");
   op.pump_pdo_number = 1;
   op.index = 0x2001;
@@ -142,7 +142,7 @@ const std::vector<Row>& rows() {
        {{"write 5 0x3000/9 55", "SDO write failed at 0x3000/9"}},
        ""},
       {"led_write",
-       leds(),
+       two_leds(),
        "io",
        {1, 2, 3, 0, 0, 0},
        ok("OK"),
@@ -284,14 +284,14 @@ const std::vector<Row>& rows() {
         {"read 5 0x2100/2", "SDO read position_state failed"}},
        ""},
       {"pump_duty",
-       pump(),
+       one_pump(),
        "io",
        {4, 0x99, 0},
        ok("Pump duty set"),
        loaded_then("io", {frame("11 12 13 99 21 22 23 24"), not_sent}),
        frame("11 12 13 99 21 22 23 24")},
       {"pump_duty_by_sdo",
-       by_sdo(pump()),
+       by_sdo(one_pump()),
        "io",
        {4, 0x99, 0},
        ok("Pump duty set"),

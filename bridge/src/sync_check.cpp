@@ -11,7 +11,7 @@ using std::chrono::nanoseconds;
 
 constexpr std::chrono::seconds listening_time{1};
 // How long a stop may go unnoticed.
-constexpr std::chrono::milliseconds slice{100};
+constexpr std::chrono::milliseconds receive_slice{100};
 
 /// The identifier of a SYNC that can be received here; 0 for any other.
 std::uint16_t receivable(const std::optional<std::uint32_t>& cob_id) {
@@ -61,7 +61,7 @@ bool SyncCheck::await(Sync& sync) {
       return fail(BusErrorKind::stopped, CanStatus::ok, *std::move(reason));
     }
     const nanoseconds left = std::max<nanoseconds>(end_ - endpoint.now(), nanoseconds(0));
-    const CanStatus status = endpoint.receive(frame, std::min<nanoseconds>(left, slice));
+    const CanStatus status = endpoint.receive(frame, std::min<nanoseconds>(left, receive_slice));
     if (status == CanStatus::ok) {
       sync.has_come = true;
       return true;

@@ -13,7 +13,7 @@ namespace {
 using testing::ElementsAre;
 using Bytes = std::vector<std::uint8_t>;
 
-NodeConfig node() {
+NodeConfig two_field_node() {
   NodeConfig config;
   config.node_id = 0x10;
   config.board.pdos = {{1, "RPDO", 0, {{0x2000, 1, 8, "level"}, {0x6040, 0, 16, "controlword"}}}};
@@ -70,7 +70,7 @@ class KnownFieldsTest : public testing::Test {
   static constexpr const char* unknown_word =
       "the node's value of controlword is not known (silence)";
 
-  const NodeConfig config = node();
+  const NodeConfig config = two_field_node();
   const std::string wheel = "wheel";
   const std::string name = "operation";
   const Bytes payload{5};

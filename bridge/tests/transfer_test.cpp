@@ -29,7 +29,7 @@ TEST_P(TransferText, names_all_that_it_is) {
 
 constexpr auto read = TransferKind::sdo_read;
 constexpr auto write = TransferKind::sdo_write;
-constexpr auto rpdo = TransferKind::rpdo;
+constexpr auto sent_rpdo = TransferKind::rpdo;
 
 INSTANTIATE_TEST_SUITE_P(
     of, TransferText,
@@ -40,7 +40,7 @@ INSTANTIATE_TEST_SUITE_P(
                                  {write, 0x10, 0x2001, 12, 0, {}, {}},
                                  "node 0x10  SDO write  0x2001/12 <- no bytes"},
                     TransferCase{"a_frame",
-                                 {rpdo, 0x10, 0, 0, 2, {1, 0xAB}, {}},
+                                 {sent_rpdo, 0x10, 0, 0, 2, {1, 0xAB}, {}},
                                  "node 0x10  RPDO 2     <- 01 AB"},
                     TransferCase{"a_read_that_failed",
                                  {read, 0x10, 0x1018, 1, 0, {}, reason()},
@@ -49,7 +49,7 @@ INSTANTIATE_TEST_SUITE_P(
                                  {write, 0x10, 0x2001, 12, 0, {7}, reason()},
                                  "node 0x10  SDO write  0x2001/12 <- 07: the reason"},
                     TransferCase{"a_frame_that_failed",
-                                 {rpdo, 0x10, 0, 0, 2, {}, reason()},
+                                 {sent_rpdo, 0x10, 0, 0, 2, {}, reason()},
                                  "node 0x10  RPDO 2     <- no bytes: the reason"}),
     [](const auto& row) { return std::string(row.param.name); });
 

@@ -33,7 +33,7 @@ using std::chrono::nanoseconds;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr std::array<std::uint8_t, 8> all_bytes = {1, 2, 3, 4, 5, 6, 7, 8};
+constexpr std::array<std::uint8_t, 8> eight_bytes = {1, 2, 3, 4, 5, 6, 7, 8};
 
 /// The requests among the frames, without aborts.
 std::size_t count_requests(const std::vector<CanFrame>& frames) {
@@ -499,7 +499,7 @@ TEST_F(BackendTurnsTest, after_a_stop_only_urgent_transfers_and_rpdos_go) {
   EXPECT_FALSE(backend.sdo_read(5, 0x2001, 0, data));
   EXPECT_EQ(backend.last_error(5).value().kind, BusErrorKind::stopped);
   EXPECT_FALSE(backend.sdo_write(6, 0x2001, 0, {1}));
-  EXPECT_TRUE(backend.send_rpdo(5, 1, all_bytes, 8));
+  EXPECT_TRUE(backend.send_rpdo(5, 1, eight_bytes, 8));
   const auto urgent = write_urgently(0x6040);
   EXPECT_EQ(answer_next(), 0x6040);
   expect_done(*urgent);

@@ -192,14 +192,14 @@ TEST_F(NodeWatchTest, every_boot_up_message_is_told) {
   EXPECT_THAT(texts(), ElementsAre("node 0x10 has started", "node 0x10 has started"));
 }
 
-struct StateCase {
+struct NodeStateCase {
   std::string name;
   std::string heartbeat;
   NmtState state;
   std::string text;
 };
 
-void PrintTo(const StateCase& row, std::ostream* out) { *out << row.name; }
+void PrintTo(const NodeStateCase& row, std::ostream* out) { *out << row.name; }
 
 TEST_F(NodeWatchTest, node_that_boots_and_sends_no_heartbeats_is_not_lost) {
   show(0x705, "00");
@@ -513,7 +513,7 @@ TEST_F(NodeWatchTest, needs_no_observer) {
   EXPECT_EQ(silent.state(5), std::nullopt) << "seen, and lost again";
 }
 
-class NodeStateTest : public NodeWatchTest, public testing::WithParamInterface<StateCase> {};
+class NodeStateTest : public NodeWatchTest, public testing::WithParamInterface<NodeStateCase> {};
 
 TEST_P(NodeStateTest, first_heartbeat_is_told_and_its_repetition_not) {
   show(0x710, GetParam().heartbeat);
@@ -530,14 +530,14 @@ TEST_P(NodeStateTest, first_heartbeat_is_told_and_its_repetition_not) {
 INSTANTIATE_TEST_SUITE_P(
     all, NodeStateTest,
     testing::Values(
-        StateCase{"stopped", "04", NmtState::stopped, "node 0x10 is stopped"},
-        StateCase{"operational", "05", NmtState::operational, "node 0x10 is operational"},
-        StateCase{"pre_operational", "7F", NmtState::pre_operational,
-                  "node 0x10 is pre-operational"},
-        StateCase{"toggle_bit_of_node_guarding", "85", NmtState::operational,
-                  "node 0x10 is operational"},
-        StateCase{"unknown", "09", static_cast<NmtState>(9), "node 0x10 is unknown state"}),
-    [](const testing::TestParamInfo<StateCase>& row) { return row.param.name; });
+        NodeStateCase{"stopped", "04", NmtState::stopped, "node 0x10 is stopped"},
+        NodeStateCase{"operational", "05", NmtState::operational, "node 0x10 is operational"},
+        NodeStateCase{"pre_operational", "7F", NmtState::pre_operational,
+                      "node 0x10 is pre-operational"},
+        NodeStateCase{"toggle_bit_of_node_guarding", "85", NmtState::operational,
+                      "node 0x10 is operational"},
+        NodeStateCase{"unknown", "09", static_cast<NmtState>(9), "node 0x10 is unknown state"}),
+    [](const testing::TestParamInfo<NodeStateCase>& row) { return row.param.name; });
 
 TEST_F(NodeWatchTest, each_change_of_state_is_told) {
   show(0x710, "00");

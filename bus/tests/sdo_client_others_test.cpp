@@ -115,7 +115,7 @@ TEST_P(SdoOthersAnswerTest, gives_no_more_time_and_no_abort_is_sent) {
 const std::vector<std::vector<SpokenFrame>> segmented_upload = {{"41 00 20 01 05 00 00 00"}};
 const std::vector<std::vector<SpokenFrame>> segmented_download = {{"60 00 20 01 00 00 00 00"}};
 const char* const value = "4F 00 20 01 11 00 00 00";
-const char* const confirmed = "60 00 20 01 00 00 00 00";
+const char* const download_begun = "60 00 20 01 00 00 00 00";
 const char* const segment = "05 01 02 03 04 05 00 00";
 const char* const taken = "20 00 00 00 00 00 00 00";
 
@@ -152,13 +152,13 @@ INSTANTIATE_TEST_SUITE_P(
                   one_byte,
                   {},
                   "60 00 20 02 00 00 00 00",
-                  confirmed,
+                  download_begun,
                   "an answer about object 0x2000/2"},
         OthersRow{"value_instead_of_confirmation",
                   one_byte,
                   {},
                   "4F 00 30 00 22 00 00 00",
-                  confirmed,
+                  download_begun,
                   "an answer about object 0x3000/0"},
         OthersRow{"block_upload",
                   {},
@@ -210,7 +210,7 @@ INSTANTIATE_TEST_SUITE_P(
                   one_byte,
                   {},
                   "30 00 00 00 00 00 00 00",
-                  confirmed,
+                  download_begun,
                   "an answer to a segment that was not asked for"},
         OthersRow{
             "short_one", {}, {}, "20", value, "an answer to a segment that was not asked for"}),
@@ -339,7 +339,7 @@ TEST_F(SdoOthersTest, abort_about_no_object_refuses_the_transfer_under_way) {
 }
 
 TEST_F(SdoOthersTest, abort_about_no_object_refuses_between_segments) {
-  node.answer_with({{confirmed}, {"80 00 00 00 01 00 04 05"}});
+  node.answer_with({{download_begun}, {"80 00 00 00 01 00 04 05"}});
   const SdoClient::Failure failure = transfer(five_bytes);
   ASSERT_TRUE(failure);
   EXPECT_EQ(failure->kind, BusErrorKind::refused);
@@ -407,7 +407,7 @@ INSTANTIATE_TEST_SUITE_P(
                  five_bytes,
                  "6 bytes"},
         ShortRow{"empty_last_segment", {}, {{"41 00 20 01 00 00 00 00"}, {"0F"}}, {}, "1 byte"},
-        ShortRow{"taken_segment", five_bytes, {{confirmed}, {"20"}}, {}, "1 byte"}),
+        ShortRow{"taken_segment", five_bytes, {{download_begun}, {"20"}}, {}, "1 byte"}),
     [](const auto& param) { return std::string(param.param.name); });
 
 // --- answers that another client has had before ---

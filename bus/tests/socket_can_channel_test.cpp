@@ -35,7 +35,7 @@ using std::chrono::nanoseconds;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const std::vector<CanFilter> everything = {{0, 0}};
+const std::vector<CanFilter> all_frames = {{0, 0}};
 const CanFrame some_frame = {0x123, 2, {1, 2}};
 
 /// Another program on the interface, which sends what our own endpoints never do.
@@ -80,7 +80,7 @@ class SocketCanChannelTest : public testing::Test {
 
   SocketCanChannel channel{test_interface()};
   std::unique_ptr<CanEndpoint> sender = channel.open({});
-  std::unique_ptr<CanEndpoint> receiver = channel.open(everything);
+  std::unique_ptr<CanEndpoint> receiver = channel.open(all_frames);
   RawSocket raw{test_interface()};
   CanFrame frame;
 };
@@ -113,7 +113,7 @@ TEST_F(SocketCanChannelTest, frames_of_other_kinds_are_passed_over) {
 TEST_F(SocketCanChannelTest, frames_that_find_the_queue_full_are_counted) {
   constexpr std::uint64_t sent = 4000;
   receiver->note_arrivals();
-  const auto witness = channel.open(everything);
+  const auto witness = channel.open(all_frames);
   for (std::uint64_t number = 0; number < sent; ++number) {
     send_mark();
     // One after another, so that the kernel loses none on the way.
@@ -152,7 +152,7 @@ TEST_F(SocketCanChannelTest, arrivals_asked_for_without_descriptors_are_noted_af
   receiver.reset();
   {
     const NoDescriptors lack;
-    receiver = channel.open(everything);
+    receiver = channel.open(all_frames);
     receiver->note_arrivals();
     EXPECT_EQ(receiver->receive(frame, nanoseconds(0)), CanStatus::failed);
   }
@@ -232,7 +232,7 @@ class WrongInterfaceTest : public testing::TestWithParam<NameCase> {};
 
 TEST_P(WrongInterfaceTest, fails_each_send_and_is_told_once_by_receives) {
   SocketCanChannel channel(GetParam().interface);
-  const auto endpoint = channel.open(everything);
+  const auto endpoint = channel.open(all_frames);
   CanFrame frame = some_frame;
   for (int time = 0; time < 2; ++time) {
     EXPECT_EQ(endpoint->send(some_frame, nanoseconds(0)), GetParam().status);
@@ -336,7 +336,7 @@ class ComingAndGoingTest : public testing::Test {
 
   void open() {
     sender = channel.open({});
-    receiver = channel.open(everything);
+    receiver = channel.open(all_frames);
   }
 
   SocketCanChannel channel{own_interface};
@@ -446,7 +446,7 @@ TEST_F(ComingAndGoingTest, interface_that_is_plugged_in_again_is_picked_up) {
     up();
 
     expect_frames_pass(*sender, *receiver);
-    expect_frames_pass(*receiver, *channel.open(everything));
+    expect_frames_pass(*receiver, *channel.open(all_frames));
   }
 }
 

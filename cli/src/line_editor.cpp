@@ -19,7 +19,7 @@ namespace {
 constexpr int remembered_lines = 500;
 
 // How long an interruption may go unnoticed, in milliseconds.
-constexpr int slice = 50;
+constexpr int key_patience = 50;
 
 }  // namespace
 
@@ -105,7 +105,7 @@ int LineEditor::read_character(editline* editor, wchar_t* character) {
 bool LineEditor::await_key() const {
   pollfd news{input_, POLLIN, 0};
   while (!*interrupted_) {
-    const int count = poll(&news, 1, slice);
+    const int count = poll(&news, 1, key_patience);
     if (count > 0 || (count < 0 && errno != EINTR)) {
       return count > 0;
     }

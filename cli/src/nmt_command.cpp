@@ -15,12 +15,12 @@
 namespace velmora_can_bridge {
 namespace {
 
-struct Command {
+struct NamedCommand {
   std::string_view name;
   NmtCommand command;
 };
 
-constexpr std::array<Command, 5> commands{{
+constexpr std::array<NamedCommand, 5> named_commands{{
     {"start", NmtCommand::start},
     {"stop", NmtCommand::stop},
     {"pre-operational", NmtCommand::enter_pre_operational},
@@ -30,9 +30,9 @@ constexpr std::array<Command, 5> commands{{
 
 std::optional<NmtCommand> read_command(const CommandLineHost& host, const std::string& name) {
   const auto* const found =
-      std::find_if(commands.begin(), commands.end(),
-                   [&](const Command& candidate) { return candidate.name == name; });
-  if (found == commands.end()) {
+      std::find_if(named_commands.begin(), named_commands.end(),
+                   [&](const NamedCommand& candidate) { return candidate.name == name; });
+  if (found == named_commands.end()) {
     print_diagnostic(host, "unknown command \"" + name +
                                "\", expected start, stop, pre-operational, reset-node or "
                                "reset-communication");

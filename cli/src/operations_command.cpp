@@ -74,7 +74,7 @@ nlohmann::ordered_json values_json(const NodeConfig& node, const OperationConfig
   return values;
 }
 
-void print_text(const CommandLineHost& host, const NodeConfig& node) {
+void print_node_text(const CommandLineHost& host, const NodeConfig& node) {
   Table devices;
   devices.add({"device", "profile", "base_index", "homing_record"});
   for (const auto& [name, entry] : sorted_devices(node.board)) {
@@ -93,7 +93,7 @@ void print_text(const CommandLineHost& host, const NodeConfig& node) {
   operations.print(host);
 }
 
-void print_json(const CommandLineHost& host, const NodeConfig& node) {
+void print_node_json(const CommandLineHost& host, const NodeConfig& node) {
   for (const auto& [name, entry] : sorted_devices(node.board)) {
     print_json_line(host, {{"node_id", node.node_id},
                            {"device", name},
@@ -125,7 +125,7 @@ ExitStatus operations_command(const CommandLineHost& host, const std::string& bo
       host.out << '\n';
     }
     first = false;
-    (json ? print_json : print_text)(host, node);
+    (json ? print_node_json : print_node_text)(host, node);
   }
   return ExitStatus::success;
 }

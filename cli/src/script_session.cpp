@@ -23,13 +23,15 @@ using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 
 /// How often a wait looks.
-constexpr milliseconds slice{20};
+constexpr milliseconds shortest_step{20};
 
 /// The longest step of a pause in which nobody sees time pass.
 constexpr milliseconds longest_step{10000};
 
 /// How much of a simulated pause passes at once: the shorter the nearer its end.
-milliseconds step_of(milliseconds left) { return std::clamp(left / 100, slice, longest_step); }
+milliseconds step_of(milliseconds left) {
+  return std::clamp(left / 100, shortest_step, longest_step);
+}
 
 const NodeConfig* node_of_drive(const BoardFile& file, const std::string& device) {
   const auto has_drive = [&](const NodeConfig& node) {
@@ -70,7 +72,7 @@ std::string no_condition_text(const std::string& name) {
          enumeration(texts);
 }
 
-std::string milliseconds_text(nanoseconds time) {
+std::string passed_text(nanoseconds time) {
   return std::to_string(duration_cast<milliseconds>(time).count()) + " ms";
 }
 
@@ -195,7 +197,7 @@ ScriptSession::Outcome ScriptSession::pause(milliseconds time) {
   const nanoseconds end = now() + time;
   while (now() < end && !is_interrupted(*host_)) {
     const auto left = std::chrono::ceil<milliseconds>(end - now());
-    pass(std::min(left, is_simulated() && !host_->sleep ? step_of(left) : slice));
+    pass(std::min(left, is_simulated() && !host_->sleep ? step_of(left) : shortest_step));
   }
   return is_interrupted(*host_)
              ? Outcome{ExitStatus::interrupted, "not waited to the end", "interrupted"}
@@ -211,7 +213,7 @@ ScriptSession::Outcome ScriptSession::wait(const WaitLine& line, const NodeConfi
   const nanoseconds end = now() + line.patience;
   while (true) {
     // What a drive shows at once may be of the command before.
-    pass(std::clamp(std::chrono::ceil<milliseconds>(end - now()), milliseconds(0), slice));
+    pass(std::clamp(std::chrono::ceil<milliseconds>(end - now()), milliseconds(0), shortest_step));
     if (is_interrupted(*host_)) {
       return {ExitStatus::interrupted, failure, "interrupted"};
     }
@@ -234,7 +236,7 @@ ScriptSession::Outcome ScriptSession::wait(const WaitLine& line, const NodeConfi
 ExitStatus ScriptSession::print_wait(const std::string& what, milliseconds time,
                                      const Outcome& outcome) {
   const bool is_done = outcome.status == ExitStatus::success;
-  const std::string after = milliseconds_text(time);
+  const std::string after = passed_text(time);
   if (arguments_->json) {
     nlohmann::ordered_json json{{"line", number_},
                                 {"wait", what},

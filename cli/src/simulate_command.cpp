@@ -19,7 +19,7 @@ using Clock = std::chrono::steady_clock;
 using Time = Clock::time_point;
 
 /// How often it is looked whether the user has had enough.
-constexpr milliseconds slice{50};
+constexpr milliseconds poll_slice{50};
 
 /// A trouble that comes back after this time counts as a new one.
 constexpr milliseconds calm{5000};
@@ -53,7 +53,7 @@ class Simulation {
   ExitStatus run(std::chrono::seconds time) {
     const Time end = Clock::now() + time;
     while (!is_interrupted(host_)) {
-      tell_trouble(server_.poll(slice));
+      tell_trouble(server_.poll(poll_slice));
       if (time.count() != 0 && Clock::now() >= end) {
         return ExitStatus::success;
       }

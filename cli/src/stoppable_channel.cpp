@@ -9,7 +9,7 @@ namespace {
 using std::chrono::nanoseconds;
 
 // How long an interruption may go unnoticed.
-constexpr std::chrono::milliseconds slice{20};
+constexpr std::chrono::milliseconds longest_slice{20};
 
 class StoppableEndpoint : public CanEndpoint {
  public:
@@ -52,11 +52,11 @@ class StoppableEndpoint : public CanEndpoint {
  private:
   /// Takes what it has waited from `left`, all of it when the wait is over.
   CanStatus receive_slice(CanFrame& frame, nanoseconds& left) {
-    if (left <= slice) {
+    if (left <= longest_slice) {
       return inner_->receive(frame, std::exchange(left, nanoseconds(0)));
     }
     const auto start = now();
-    const CanStatus status = inner_->receive(frame, slice);
+    const CanStatus status = inner_->receive(frame, longest_slice);
     left = status == CanStatus::timed_out
                ? std::max<nanoseconds>(left - (now() - start), nanoseconds(0))
                : nanoseconds(0);

@@ -15,7 +15,7 @@ namespace {
 using std::chrono::nanoseconds;
 
 // How long an interruption may go unnoticed.
-constexpr std::chrono::milliseconds longest_nap{100};
+constexpr std::chrono::milliseconds longest_wait{100};
 // Between two receives that both fail at once.
 constexpr std::chrono::milliseconds trouble_pause{10};
 constexpr double longest_watch = 1e9;
@@ -73,7 +73,7 @@ ExitStatus Watch::run() {
     if (left <= nanoseconds(0)) {
       return ExitStatus::success;
     }
-    status = endpoint_->receive(frame, std::min<nanoseconds>(left, longest_nap));
+    status = endpoint_->receive(frame, std::min<nanoseconds>(left, longest_wait));
   }
 }
 

@@ -23,7 +23,7 @@ namespace {
 using testing::EndsWith;
 using testing::HasSubstr;
 
-constexpr const char* board_text = R"(
+constexpr const char* compared_board = R"(
 nodes:
   - node_id: 0x10
     pdos:
@@ -65,7 +65,7 @@ class CheckCommand : public testing::Test {
     folder = std::filesystem::path(testing::TempDir()) / ("velmora_check_" + test);
     std::filesystem::create_directories(folder);
     board = (folder / "board.yaml").string();
-    std::ofstream(board) << board_text;
+    std::ofstream(board) << compared_board;
     file_line = board + ": 2 nodes, 0 devices, 3 PDOs, 0 operations; 0 errors, 0 warnings\n";
   }
 
@@ -116,7 +116,7 @@ class CheckCommand : public testing::Test {
 };
 
 TEST_F(CheckCommand, tells_that_all_match) {
-  attach(board_text);
+  attach(compared_board);
   EXPECT_EQ(check(), ExitStatus::success);
   EXPECT_EQ(opened, "can7");
   EXPECT_EQ(out, file_line + "node 0x10: 2 PDOs match\nnode 0x11: 1 PDO matches\n");
@@ -166,7 +166,7 @@ TEST_F(CheckCommand, prints_json_line_by_line) {
 }
 
 TEST_F(CheckCommand, notes_alone_are_no_difference) {
-  attach(board_text);
+  attach(compared_board);
   nodes.front()->device().add_object(0x1401, 1,
                                      {ObjectAccess::read_only, {0x33, 3, 0, 0}, false, 0});
   EXPECT_EQ(check(), ExitStatus::success);
@@ -174,7 +174,7 @@ TEST_F(CheckCommand, notes_alone_are_no_difference) {
 }
 
 TEST_F(CheckCommand, warns_when_no_sync_comes) {
-  attach(board_text);
+  attach(compared_board);
   make_synchronous(0, 0x1400);
   EXPECT_EQ(check(), ExitStatus::success);
   EXPECT_EQ(out, file_line +
@@ -186,7 +186,7 @@ TEST_F(CheckCommand, warns_when_no_sync_comes) {
 }
 
 TEST_F(CheckCommand, prints_warnings_as_json) {
-  attach(board_text);
+  attach(compared_board);
   make_synchronous(0, 0x1400);
   EXPECT_EQ(check({"--json", "--bus", "can7"}), ExitStatus::success);
   EXPECT_THAT(out, HasSubstr(R"({"node_id":16,"warning":"no SYNC came within 1 s (COB-ID 0x0080); )"
@@ -198,7 +198,7 @@ TEST_F(CheckCommand, prints_warnings_as_json) {
 }
 
 TEST_F(CheckCommand, says_nothing_of_a_sync_that_comes) {
-  attach(board_text);
+  attach(compared_board);
   make_synchronous(0, 0x1400);
   // Sent with each answer of the other node, and half a second on its way.
   const auto producer =
@@ -214,7 +214,7 @@ TEST_F(CheckCommand, says_nothing_of_a_sync_that_comes) {
 }
 
 TEST_F(CheckCommand, does_not_wait_where_no_rpdo_is_synchronous) {
-  attach(board_text);
+  attach(compared_board);
   nodes.front()->device().add_object(0x1800, 2, {ObjectAccess::read_only, {1}, false, 0});
   const auto clock = bus.open({});
   const auto start = clock->now();
@@ -223,9 +223,9 @@ TEST_F(CheckCommand, does_not_wait_where_no_rpdo_is_synchronous) {
 }
 
 TEST_F(CheckCommand, lists_a_difference_beside_a_warning) {
-  attach(board_text);
+  attach(compared_board);
   make_synchronous(0, 0x1400);
-  std::string text = board_text;
+  std::string text = compared_board;
   text.replace(text.find("direction: RPDO"), 15, "direction: RPDO, transmission: 255");
   std::ofstream(board) << text;
   EXPECT_EQ(check(), ExitStatus::operation_failed);
@@ -234,7 +234,7 @@ TEST_F(CheckCommand, lists_a_difference_beside_a_warning) {
 }
 
 TEST_F(CheckCommand, interruption_ends_the_wait_for_a_sync) {
-  attach(board_text);
+  attach(compared_board);
   make_synchronous(1, 0x1401);
   // Follows the answers of the node by a third of a second, in which all has been read.
   const CanFrame late{0x123, 0, {}};

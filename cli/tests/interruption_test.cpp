@@ -15,7 +15,7 @@ using testing::IsEmpty;
 
 using Strings = std::vector<std::string>;
 
-constexpr const char* lamp_board = R"(
+constexpr const char* slow_lamp_board = R"(
 nodes:
   - node_id: 0x10
     device_od_map:
@@ -40,7 +40,7 @@ constexpr CanFrame alarm{0x7FF, 0, {}};
 /// The user interrupts the program while it is on a bus without nodes, but for those of the test.
 class Interruption : public CommandLine {
  protected:
-  Interruption() : path(write_file("lamp.yaml", lamp_board)) {
+  Interruption() : path(write_file("lamp.yaml", slow_lamp_board)) {
     plug_in();
     start = listener->now();
   }

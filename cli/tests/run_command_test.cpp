@@ -15,7 +15,7 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-constexpr const char* lamp_board = R"(
+constexpr const char* run_lamp_board = R"(
 nodes:
   - node_id: 0x10
     device_od_map:
@@ -33,7 +33,7 @@ nodes:
 
 class RunOnBus : public CommandLine {
  protected:
-  RunOnBus() : path(write_file("lamp.yaml", lamp_board)) { plug_in(); }
+  RunOnBus() : path(write_file("lamp.yaml", run_lamp_board)) { plug_in(); }
 
   ExitStatus run_lamp(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), {"run", "--bus", "can0", path, "lamp"});

@@ -279,7 +279,7 @@ TEST_F(CommandLine, run_of_a_mode_says_who_remembers_it) {
   EXPECT_EQ(err, "");
 }
 
-constexpr const char* lamp_board = R"(
+constexpr const char* script_lamp_board = R"(
 nodes:
   - node_id: 0x10
     device_od_map:
@@ -303,7 +303,7 @@ nodes:
 
 class ScriptOnBus : public CommandLine {
  protected:
-  ScriptOnBus() : path(write_file("lamp.yaml", lamp_board)) { plug_in(); }
+  ScriptOnBus() : path(write_file("lamp.yaml", script_lamp_board)) { plug_in(); }
 
   ExitStatus run_script(const std::string& text) {
     file = write_file("lines.txt", text);

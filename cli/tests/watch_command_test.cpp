@@ -19,7 +19,7 @@ using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 using testing::HasSubstr;
 
-constexpr const char* board_text = R"(
+constexpr const char* watched_board = R"(
 nodes:
   - node_id: 0x10
     device_od_map:
@@ -110,7 +110,7 @@ class WatchCommand : public testing::Test {
     folder = std::filesystem::path(testing::TempDir()) / ("velmora_watch_" + test);
     std::filesystem::create_directories(folder);
     board = (folder / "board.yaml").string();
-    std::ofstream(board) << board_text;
+    std::ofstream(board) << watched_board;
   }
 
   void TearDown() override { std::filesystem::remove_all(folder); }

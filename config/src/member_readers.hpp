@@ -29,6 +29,8 @@ template <typename Target>
 using Reader = void (*)(const Item& item, Target& target);
 
 enum class Presence { required, optional };
+inline constexpr Presence required = Presence::required;
+inline constexpr Presence optional = Presence::optional;
 
 /// One key of a record in the file, and how its value comes into the record.
 template <typename Record>

@@ -23,9 +23,6 @@ using std::uint16_t;
 using std::uint64_t;
 using std::uint8_t;
 
-constexpr Presence required = Presence::required;
-constexpr Presence optional = Presence::optional;
-
 constexpr std::string_view directions[] = {rpdo_direction, tpdo_direction};
 constexpr std::string_view profiles[] = {"", "ci402", "claw", "io"};
 // Narrower than the core, for which every text but "sdo" is the RPDO path: a slip is found here.

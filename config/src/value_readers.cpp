@@ -16,9 +16,6 @@
 namespace velmora_can_bridge {
 namespace {
 
-constexpr Presence required = Presence::required;
-constexpr Presence optional = Presence::optional;
-
 constexpr ValueType all_types[] = {ValueType::u8,   ValueType::s8,   ValueType::u16,
                                    ValueType::s16,  ValueType::u32,  ValueType::s32,
                                    ValueType::u64,  ValueType::s64,  ValueType::float32,

@@ -145,15 +145,15 @@ TEST_P(ValueProblems, of) {
   EXPECT_EQ(texts_of(loaded.problems), GetParam().problems);
 }
 
-ProblemCase object(const std::string& name, const std::string& keys, const Texts& problems) {
+ProblemCase value_case(const std::string& name, const std::string& keys, const Texts& problems) {
   return {name, object_yaml(keys), problems};
 }
 
 /// A minimum, which stands at 2:10.
 ProblemCase count(const std::string& name, const std::string& text, const std::string& found) {
-  return object(name, "minimum: " + text,
-                found.empty()
-                    ? Texts{}
+  return value_case(
+      name, "minimum: " + text,
+      found.empty() ? Texts{}
                     : Texts{"2:10: error: minimum: expected a whole number of at most 64 bits, "
                             "found " +
                             found});
@@ -175,14 +175,14 @@ INSTANTIATE_TEST_SUITE_P(
         count("leading_zero", "010", "\"010\" (a number has no leading zeros)"),
         count("leading_zero_below_0", "-010", "\"-010\""), count("list", "[1]", "a list"),
         count("quoted", "'5'", "the text \"5\" (a number has no quotes)"),
-        object("nothing", "minimum: ~",
-               {"2:1: error: minimum: expected a whole number of at most 64 bits, found "
-                "nothing"})),
+        value_case("nothing", "minimum: ~",
+                   {"2:1: error: minimum: expected a whole number of at most 64 bits, found "
+                    "nothing"})),
     RowName());
 
 /// A scale, which stands at 2:17.
 ProblemCase scale(const std::string& name, const std::string& text, const std::string& found) {
-  return object(
+  return value_case(
       name, "unit: V, scale: " + text,
       {"2:17: error: scale: expected a decimal number above 0, such as 0.001, found " + found});
 }
@@ -202,7 +202,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 /// A unit, which stands at 2:7.
 ProblemCase unit(const std::string& name, const std::string& text, const std::string& problem) {
-  return object(name, "unit: " + text, problem.empty() ? Texts{} : Texts{"2:7: error: " + problem});
+  return value_case(name, "unit: " + text,
+                     problem.empty() ? Texts{} : Texts{"2:7: error: " + problem});
 }
 
 ProblemCase number_like_unit(const std::string& name, const std::string& text,
@@ -242,9 +243,9 @@ INSTANTIATE_TEST_SUITE_P(
 /// Names of codes, which stand at 2:9 and on.
 ProblemCase names(const std::string& name, const std::string& codes, const std::string& place,
                   const std::string& found) {
-  return object(name, "values: {" + codes + "}",
-                found.empty()
-                    ? Texts{}
+  return value_case(
+      name, "values: {" + codes + "}",
+      found.empty() ? Texts{}
                     : Texts{place + ": error: values: expected a word as name, found " + found +
                             " (it has no blank, \"=\" or \":\" and does not begin as a "
                             "number)"});
@@ -262,26 +263,28 @@ INSTANTIATE_TEST_SUITE_P(
         names("number_with_unit", "5mm: 1", "2:10", "\"5mm\""),
         names("blank", "a: 1, b c: 2", "2:16", "\"b c\""),
         names("equals", "a=b: 1", "2:10", "\"a=b\""), names("colon", "a:b: 1", "2:10", "\"a:b\""),
-        object("list", "values: [off, on]",
-               {"2:9: error: values: expected a map from names to numbers, found a list"}),
-        object("no_number", "values: {off: no}",
-               {"2:15: error: values, off: expected a whole number of at most 64 bits, found "
-                "\"no\""}),
-        object("name_twice", "values: {off: 0, off: 1}",
-               {"2:18: error: key \"off\" stands twice, first in line 2"})),
+        value_case("list", "values: [off, on]",
+                   {"2:9: error: values: expected a map from names to numbers, found a list"}),
+        value_case("no_number", "values: {off: no}",
+                   {"2:15: error: values, off: expected a whole number of at most 64 bits, found "
+                    "\"no\""}),
+        value_case("name_twice", "values: {off: 0, off: 1}",
+                   {"2:18: error: key \"off\" stands twice, first in line 2"})),
     RowName());
 
 INSTANTIATE_TEST_SUITE_P(
     record, ValueProblems,
     testing::Values(
-        object("unknown_type", "type: i16",
-               {"2:7: error: type: expected u8, s8, u16, s16, u32, s32, u64, s64, float32, text or "
-                "bytes, found \"i16\""}),
-        object("type_as_list", "type: [u8]",
-               {"2:7: error: type: expected u8, s8, u16, s16, u32, s32, u64, s64, float32, text or "
-                "bytes, found a list"}),
-        object("slip", "units: mm",
-               {"2:1: error: object: unknown key \"units\", did you mean \"unit\"?"}),
+        value_case(
+            "unknown_type", "type: i16",
+            {"2:7: error: type: expected u8, s8, u16, s16, u32, s32, u64, s64, float32, text or "
+             "bytes, found \"i16\""}),
+        value_case(
+            "type_as_list", "type: [u8]",
+            {"2:7: error: type: expected u8, s8, u16, s16, u32, s32, u64, s64, float32, text or "
+             "bytes, found a list"}),
+        value_case("slip", "units: mm",
+                   {"2:1: error: object: unknown key \"units\", did you mean \"unit\"?"}),
         ProblemCase{"without_index",
                     "nodes: [{node_id: 1, objects: [{type: u8}]}]",
                     {"1:32: error: object: missing key \"index\""}},

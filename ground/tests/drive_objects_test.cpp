@@ -13,7 +13,7 @@ namespace {
 
 using testing::ElementsAre;
 
-using Row = std::tuple<std::uint16_t, std::size_t, bool, bool, std::string>;
+using ObjectRow = std::tuple<std::uint16_t, std::size_t, bool, bool, std::string>;
 
 const DeviceOdEntry wheel{"ci402", 0x6840, 0};
 const DeviceOdEntry claw{"claw", 0x6040, 0x2100};
@@ -22,26 +22,26 @@ TEST(DriveObjects, have_the_index_length_sign_and_access_of_the_profile) {
   constexpr bool is_signed = true;
   constexpr bool is_writable = true;
   const DeviceOdEntry first{"ci402", 0x6040, 0};
-  std::vector<Row> rows;
+  std::vector<ObjectRow> rows;
   for (const DriveObjectRow& row : drive_objects) {
     rows.emplace_back(drive_index(first, row.object), row.length, row.is_signed, row.is_writable,
                       row.name);
   }
-  EXPECT_THAT(rows,
-              ElementsAre(Row(0x6040, 2, !is_signed, is_writable, "controlword"),
-                          Row(0x6041, 2, !is_signed, !is_writable, "statusword"),
-                          Row(0x6060, 1, is_signed, is_writable, "modes of operation"),
-                          Row(0x6061, 1, is_signed, !is_writable, "modes of operation display"),
-                          Row(0x6064, 4, is_signed, !is_writable, "position actual value"),
-                          Row(0x606C, 4, is_signed, !is_writable, "velocity actual value"),
-                          Row(0x6071, 2, is_signed, is_writable, "target torque"),
-                          Row(0x6077, 2, is_signed, !is_writable, "torque actual value"),
-                          Row(0x607A, 4, is_signed, is_writable, "target position"),
-                          Row(0x6081, 4, !is_signed, is_writable, "profile velocity"),
-                          Row(0x6083, 4, !is_signed, is_writable, "profile acceleration"),
-                          Row(0x6084, 4, !is_signed, is_writable, "profile deceleration"),
-                          Row(0x6085, 4, !is_signed, is_writable, "quick stop deceleration"),
-                          Row(0x60FF, 4, is_signed, is_writable, "target velocity")));
+  EXPECT_THAT(
+      rows, ElementsAre(ObjectRow(0x6040, 2, !is_signed, is_writable, "controlword"),
+                        ObjectRow(0x6041, 2, !is_signed, !is_writable, "statusword"),
+                        ObjectRow(0x6060, 1, is_signed, is_writable, "modes of operation"),
+                        ObjectRow(0x6061, 1, is_signed, !is_writable, "modes of operation display"),
+                        ObjectRow(0x6064, 4, is_signed, !is_writable, "position actual value"),
+                        ObjectRow(0x606C, 4, is_signed, !is_writable, "velocity actual value"),
+                        ObjectRow(0x6071, 2, is_signed, is_writable, "target torque"),
+                        ObjectRow(0x6077, 2, is_signed, !is_writable, "torque actual value"),
+                        ObjectRow(0x607A, 4, is_signed, is_writable, "target position"),
+                        ObjectRow(0x6081, 4, !is_signed, is_writable, "profile velocity"),
+                        ObjectRow(0x6083, 4, !is_signed, is_writable, "profile acceleration"),
+                        ObjectRow(0x6084, 4, !is_signed, is_writable, "profile deceleration"),
+                        ObjectRow(0x6085, 4, !is_signed, is_writable, "quick stop deceleration"),
+                        ObjectRow(0x60FF, 4, is_signed, is_writable, "target velocity")));
 }
 
 TEST(ClawObjects, have_a_byte_at_sub_indices_of_the_homing_record) {

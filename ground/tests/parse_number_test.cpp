@@ -7,7 +7,7 @@
 namespace velmora_can_bridge {
 namespace {
 
-struct Row {
+struct NumberRow {
   const char* name;
   const char* text;
   std::uint64_t magnitude;
@@ -15,7 +15,7 @@ struct Row {
   bool is_too_large;
 };
 
-class ParseNumber : public testing::TestWithParam<Row> {};
+class ParseNumber : public testing::TestWithParam<NumberRow> {};
 
 TEST_P(ParseNumber, reads_the_whole_text) {
   const std::optional<TypedNumber> number = parse_number(GetParam().text);
@@ -29,15 +29,16 @@ constexpr std::uint64_t greatest = ~std::uint64_t{0};
 
 INSTANTIATE_TEST_SUITE_P(
     Numbers, ParseNumber,
-    testing::Values(Row{"zero", "0", 0, false, false}, Row{"leading_zero", "010", 10, false, false},
-                    Row{"negative", "-300", 300, true, false},
-                    Row{"minus_zero_is_zero", "-0", 0, false, false},
-                    Row{"hexadecimal", "0xAbC", 0xABC, false, false},
-                    Row{"upper_case_prefix", "0X10", 16, false, false},
-                    Row{"greatest", "18446744073709551615", greatest, false, false},
-                    Row{"one_more", "18446744073709551616", greatest, false, true},
-                    Row{"far_below", "-99999999999999999999", greatest, true, true},
-                    Row{"too_many_digits", "0x10000000000000000", greatest, false, true}),
+    testing::Values(NumberRow{"zero", "0", 0, false, false},
+                    NumberRow{"leading_zero", "010", 10, false, false},
+                    NumberRow{"negative", "-300", 300, true, false},
+                    NumberRow{"minus_zero_is_zero", "-0", 0, false, false},
+                    NumberRow{"hexadecimal", "0xAbC", 0xABC, false, false},
+                    NumberRow{"upper_case_prefix", "0X10", 16, false, false},
+                    NumberRow{"greatest", "18446744073709551615", greatest, false, false},
+                    NumberRow{"one_more", "18446744073709551616", greatest, false, true},
+                    NumberRow{"far_below", "-99999999999999999999", greatest, true, true},
+                    NumberRow{"too_many_digits", "0x10000000000000000", greatest, false, true}),
     [](const auto& row) { return std::string(row.param.name); });
 
 TEST(ParseNumber, takes_nothing_else) {

@@ -29,7 +29,7 @@ using std::chrono::nanoseconds;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const CanFrame boot_up{0x705, 1, {0}};
+const CanFrame boot_up_frame{0x705, 1, {0}};
 const CanFrame start_all{0x000, 2, {1, 0}};
 const CanFrame read_serial_number = sdo_frame(0x605, 0x40, {0x1018, 4});
 const CanFrame serial_number_read = sdo_frame(0x585, 0x43, {0x1018, 4}, 5);
@@ -78,7 +78,7 @@ TEST_F(InProcessNodeTest, boots_on_the_bus) {
 
   node.boot();
 
-  EXPECT_THAT(received(), ElementsAre(boot_up));
+  EXPECT_THAT(received(), ElementsAre(boot_up_frame));
 }
 
 TEST_F(InProcessNodeTest, answers_before_the_send_returns) {

@@ -372,7 +372,7 @@ TEST_F(SdoServerTest, download_without_size_ends_at_the_limit) {
 
 // Every command in every state
 
-enum class State : std::uint8_t {
+enum class ServerState : std::uint8_t {
   idle,
   uploading,
   uploading_toggled,
@@ -380,25 +380,25 @@ enum class State : std::uint8_t {
   downloading_toggled
 };
 
-struct CommandCase {
-  State state;
+struct WrongCommandCase {
+  ServerState state;
   unsigned first;
   unsigned last;
   std::optional<CanFrame> expected;
   std::string name;
 };
 
-void PrintTo(const CommandCase& row, std::ostream* out) { *out << row.name; }
+void PrintTo(const WrongCommandCase& row, std::ostream* out) { *out << row.name; }
 
-class EveryCommandTest : public testing::TestWithParam<CommandCase> {
+class EveryCommandTest : public testing::TestWithParam<WrongCommandCase> {
  protected:
   /// Brings a fresh object, 40 bytes long when read, into the state of the row.
-  static void enter(ServedObject& object, State state) {
+  static void enter(ServedObject& object, ServerState state) {
     object.uploaded = counting_bytes(40);
-    const bool uploads = state == State::uploading || state == State::uploading_toggled;
+    const bool uploads = state == ServerState::uploading || state == ServerState::uploading_toggled;
     const bool is_toggled =
-        state == State::uploading_toggled || state == State::downloading_toggled;
-    if (state != State::idle) {
+        state == ServerState::uploading_toggled || state == ServerState::downloading_toggled;
+    if (state != ServerState::idle) {
       object.send(request(uploads ? 0x40 : 0x20, place));
     }
     if (is_toggled) {
@@ -409,7 +409,7 @@ class EveryCommandTest : public testing::TestWithParam<CommandCase> {
 };
 
 TEST_P(EveryCommandTest, is_answered_by_the_table) {
-  const CommandCase& row = GetParam();
+  const WrongCommandCase& row = GetParam();
   for (unsigned command = row.first; command <= row.last; ++command) {
     ServedObject object;
     enter(object, row.state);
@@ -429,15 +429,16 @@ const CanFrame other_written = answer(0x60, other);
 const CanFrame other_read = answer(0x4B, other, 0x0B0A);
 
 /// The commands that are answered alike in every state.
-std::vector<CommandCase> stateless_commands() {
-  std::vector<CommandCase> rows;
-  const std::map<State, std::string> states = {{State::idle, "idle"},
-                                               {State::uploading, "uploading"},
-                                               {State::uploading_toggled, "uploading_toggled"},
-                                               {State::downloading, "downloading"},
-                                               {State::downloading_toggled, "downloading_toggled"}};
+std::vector<WrongCommandCase> stateless_commands() {
+  std::vector<WrongCommandCase> rows;
+  const std::map<ServerState, std::string> states = {
+      {ServerState::idle, "idle"},
+      {ServerState::uploading, "uploading"},
+      {ServerState::uploading_toggled, "uploading_toggled"},
+      {ServerState::downloading, "downloading"},
+      {ServerState::downloading_toggled, "downloading_toggled"}};
   for (const auto& [state, name] : states) {
-    const CanFrame unknown = state == State::idle ? other_unknown : not_this_transfer;
+    const CanFrame unknown = state == ServerState::idle ? other_unknown : not_this_transfer;
     rows.push_back({state, 0x20, 0x3F, other_written, name + "_initiate_download"});
     rows.push_back({state, 0x40, 0x5F, other_read, name + "_initiate_upload"});
     rows.push_back({state, 0x80, 0x9F, std::nullopt, name + "_abort"});
@@ -448,40 +449,42 @@ std::vector<CommandCase> stateless_commands() {
   return rows;
 }
 
-std::string name_of(const testing::TestParamInfo<CommandCase>& row) { return row.param.name; }
+std::string name_of(const testing::TestParamInfo<WrongCommandCase>& row) { return row.param.name; }
 
 INSTANTIATE_TEST_SUITE_P(any_state, EveryCommandTest, testing::ValuesIn(stateless_commands()),
                          name_of);
 
-std::vector<CommandCase> segment_commands() {
-  return {{State::idle, 0x00, 0x1F, no_transfer, "idle_download_segment"},
-          {State::idle, 0x60, 0x7F, no_transfer, "idle_upload_segment"},
-          {State::uploading, 0x00, 0x1F, not_this_transfer, "uploading_download_segment"},
-          {State::uploading, 0x60, 0x6F, segment(answer_id, 0x00, counting_bytes(7)),
-           "uploading_upload_segment"},
-          {State::uploading, 0x70, 0x7F, out_of_turn, "uploading_out_of_turn"},
-          {State::uploading_toggled, 0x00, 0x1F, not_this_transfer,
-           "uploading_toggled_download_segment"},
-          {State::uploading_toggled, 0x60, 0x6F, out_of_turn, "uploading_toggled_out_of_turn"},
-          {State::uploading_toggled, 0x70, 0x7F, segment(answer_id, 0x10, counting_bytes(7, 8)),
-           "uploading_toggled_upload_segment"},
-          {State::downloading, 0x00, 0x0F, answer(0x20), "downloading_download_segment"},
-          {State::downloading, 0x10, 0x1F, out_of_turn, "downloading_out_of_turn"},
-          {State::downloading, 0x60, 0x7F, not_this_transfer, "downloading_upload_segment"},
-          {State::downloading_toggled, 0x00, 0x0F, out_of_turn, "downloading_toggled_out_of_turn"},
-          {State::downloading_toggled, 0x10, 0x1F, answer(0x30),
-           "downloading_toggled_download_segment"},
-          {State::downloading_toggled, 0x60, 0x7F, not_this_transfer,
-           "downloading_toggled_upload_segment"}};
+std::vector<WrongCommandCase> segment_commands() {
+  return {
+      {ServerState::idle, 0x00, 0x1F, no_transfer, "idle_download_segment"},
+      {ServerState::idle, 0x60, 0x7F, no_transfer, "idle_upload_segment"},
+      {ServerState::uploading, 0x00, 0x1F, not_this_transfer, "uploading_download_segment"},
+      {ServerState::uploading, 0x60, 0x6F, segment(answer_id, 0x00, counting_bytes(7)),
+       "uploading_upload_segment"},
+      {ServerState::uploading, 0x70, 0x7F, out_of_turn, "uploading_out_of_turn"},
+      {ServerState::uploading_toggled, 0x00, 0x1F, not_this_transfer,
+       "uploading_toggled_download_segment"},
+      {ServerState::uploading_toggled, 0x60, 0x6F, out_of_turn, "uploading_toggled_out_of_turn"},
+      {ServerState::uploading_toggled, 0x70, 0x7F, segment(answer_id, 0x10, counting_bytes(7, 8)),
+       "uploading_toggled_upload_segment"},
+      {ServerState::downloading, 0x00, 0x0F, answer(0x20), "downloading_download_segment"},
+      {ServerState::downloading, 0x10, 0x1F, out_of_turn, "downloading_out_of_turn"},
+      {ServerState::downloading, 0x60, 0x7F, not_this_transfer, "downloading_upload_segment"},
+      {ServerState::downloading_toggled, 0x00, 0x0F, out_of_turn,
+       "downloading_toggled_out_of_turn"},
+      {ServerState::downloading_toggled, 0x10, 0x1F, answer(0x30),
+       "downloading_toggled_download_segment"},
+      {ServerState::downloading_toggled, 0x60, 0x7F, not_this_transfer,
+       "downloading_toggled_upload_segment"}};
 }
 
 INSTANTIATE_TEST_SUITE_P(segments, EveryCommandTest, testing::ValuesIn(segment_commands()),
                          name_of);
 
 TEST(CommandTableTest, has_every_command_in_every_state_once) {
-  std::map<std::pair<State, unsigned>, int> rows;
-  for (const std::vector<CommandCase>& part : {stateless_commands(), segment_commands()}) {
-    for (const CommandCase& row : part) {
+  std::map<std::pair<ServerState, unsigned>, int> rows;
+  for (const std::vector<WrongCommandCase>& part : {stateless_commands(), segment_commands()}) {
+    for (const WrongCommandCase& row : part) {
       for (unsigned command = row.first; command <= row.last; ++command) {
         ++rows[{row.state, command}];
       }

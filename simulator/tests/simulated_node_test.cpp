@@ -25,7 +25,7 @@ using testing::IsEmpty;
 constexpr Frame counting = {1, 2, 3, 4, 5, 6, 7, 8};
 
 /// A claw with RPDO 1 (controlword, mode) and RPDO 2 (nibble, 12 bits, dummy byte, read-only).
-BoardConfig sample_board() {
+BoardConfig io_board() {
   return {{{1, "RPDO", 0, {{0x6040, 0, 16, "controlword"}, {0x6060, 0, 8, "mode"}}},
            {2,
             "RPDO",
@@ -45,7 +45,7 @@ class SimulatedNodeTest : public testing::Test {
     return {{{1, "RPDO", 0, std::move(mappings)}}, {}};
   }
 
-  SimulatedNode node{5, sample_board()};
+  SimulatedNode node{5, io_board()};
 };
 
 TEST_F(SimulatedNodeTest, read_replaces_what_the_buffer_held) {
@@ -79,7 +79,7 @@ void PrintTo(const RefusalCase& row, std::ostream* out) { *out << row.name; }
 
 class RefusalTest : public testing::TestWithParam<RefusalCase> {
  protected:
-  SimulatedNode node{5, sample_board()};
+  SimulatedNode node{5, io_board()};
 };
 
 TEST_P(RefusalTest, read_says_why) {
@@ -232,7 +232,7 @@ TEST_F(SimulatedNodeTest, first_rpdo_of_a_number_counts) {
 }
 
 TEST_F(SimulatedNodeTest, board_may_go_after_construction) {
-  auto board = std::make_unique<BoardConfig>(sample_board());
+  auto board = std::make_unique<BoardConfig>(io_board());
   SimulatedNode survivor(5, *board);
   board.reset();
 
@@ -255,7 +255,7 @@ class UnheardFrameTest : public testing::TestWithParam<UnheardCase> {};
 
 TEST_P(UnheardFrameTest, changes_nothing) {
   const UnheardCase& row = GetParam();
-  SimulatedNode node(5, sample_board());
+  SimulatedNode node(5, io_board());
   node.set_object_value(0x6040, 0, {0xAA, 0xBB});
   node.set_object_value(0x6060, 0, {0xCC});
 
@@ -294,7 +294,7 @@ TEST(WrongLengthTest, every_other_length_is_refused_with_an_emergency) {
       continue;  // the mapped length
     }
     SCOPED_TRACE(int{length});
-    SimulatedNode node(5, sample_board());
+    SimulatedNode node(5, io_board());
     node.set_object_value(0x6040, 0, {0xAA, 0xBB});
 
     EXPECT_TRUE(node.send_rpdo(5, 1, counting, length));

@@ -125,7 +125,7 @@ TEST_F(BitPatch, last_byte_of_the_frame_is_patched) {
 
 // --- refusals before any bus call, in their order ---
 
-struct RefusalRow {
+struct BitRefusalRow {
   const char* name;
   std::uint8_t pdo_number;
   const char* field;
@@ -133,9 +133,9 @@ struct RefusalRow {
   const char* message;
 };
 
-void PrintTo(const RefusalRow& row, std::ostream* out) { *out << row.name; }
+void PrintTo(const BitRefusalRow& row, std::ostream* out) { *out << row.name; }
 
-class BitPatchRefusal : public BitPatch, public testing::WithParamInterface<RefusalRow> {
+class BitPatchRefusal : public BitPatch, public testing::WithParamInterface<BitRefusalRow> {
  protected:
   BitPatchRefusal() {
     board.pdos[0].mappings.push_back({0x2003, 0, 16, "beyond"});
@@ -158,20 +158,20 @@ TEST_P(BitPatchRefusal, touches_nothing) {
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, BitPatchRefusal,
-    testing::Values(RefusalRow{"no_payload", 1, "flags", {}, too_short},
-                    RefusalRow{"mask_alone", 1, "flags", {1}, too_short},
-                    RefusalRow{"short_payload_before_unknown_rpdo", 9, "flags", {1}, too_short},
-                    RefusalRow{"unknown_rpdo", 9, "flags", {1, 1}, "RPDO 9 not found"},
-                    RefusalRow{"highest_rpdo", 255, "flags", {1, 1}, "RPDO 255 not found"},
-                    RefusalRow{"object_that_no_rpdo_maps", 0, "flags", {1, 1}, "RPDO 0 not found"},
-                    RefusalRow{
-                        "unknown_rpdo_before_unknown_field", 9, "x", {1, 1}, "RPDO 9 not found"},
-                    RefusalRow{"unknown_field", 1, "x", {1, 1}, not_single},
-                    RefusalRow{"empty_field", 1, "", {1, 1}, not_single},
-                    RefusalRow{"field_of_sixteen_bits", 1, "word", {1, 1}, not_single},
-                    RefusalRow{"wide_field_beyond_the_frame", 1, "beyond", {1, 1}, not_single},
-                    RefusalRow{"field_of_another_direction", 1, "sent", {1, 1}, not_single},
-                    RefusalRow{"field_of_a_later_entry", 1, "late", {1, 1}, not_single}),
+    testing::Values(
+        BitRefusalRow{"no_payload", 1, "flags", {}, too_short},
+        BitRefusalRow{"mask_alone", 1, "flags", {1}, too_short},
+        BitRefusalRow{"short_payload_before_unknown_rpdo", 9, "flags", {1}, too_short},
+        BitRefusalRow{"unknown_rpdo", 9, "flags", {1, 1}, "RPDO 9 not found"},
+        BitRefusalRow{"highest_rpdo", 255, "flags", {1, 1}, "RPDO 255 not found"},
+        BitRefusalRow{"object_that_no_rpdo_maps", 0, "flags", {1, 1}, "RPDO 0 not found"},
+        BitRefusalRow{"unknown_rpdo_before_unknown_field", 9, "x", {1, 1}, "RPDO 9 not found"},
+        BitRefusalRow{"unknown_field", 1, "x", {1, 1}, not_single},
+        BitRefusalRow{"empty_field", 1, "", {1, 1}, not_single},
+        BitRefusalRow{"field_of_sixteen_bits", 1, "word", {1, 1}, not_single},
+        BitRefusalRow{"wide_field_beyond_the_frame", 1, "beyond", {1, 1}, not_single},
+        BitRefusalRow{"field_of_another_direction", 1, "sent", {1, 1}, not_single},
+        BitRefusalRow{"field_of_a_later_entry", 1, "late", {1, 1}, not_single}),
     row_name);
 
 TEST_F(BitPatch, field_beyond_the_frame_is_refused_before_any_call) {

@@ -5,10 +5,10 @@ namespace {
 
 constexpr auto no_fields = "pdo_bit_patch requires fields";
 constexpr auto bad_named = "payload for named pdo_bit_patch must be [value]";
-constexpr auto too_short = "payload too short for pdo_bit_patch (need 3 bytes)";
+constexpr auto pdo_too_short = "payload too short for pdo_bit_patch (need 3 bytes)";
 constexpr auto bad_field_index = "Invalid field_index for pdo_bit_patch";
 constexpr auto bad_bit = "Invalid bit_index or bit_value";
-constexpr auto not_single = "pdo_bit_patch requires a single-byte RPDO field";
+constexpr auto pdo_not_single = "pdo_bit_patch requires a single-byte RPDO field";
 
 /// Patches "flags", which the node holds as 0x14 = 0b00010100, or "byte", held as 0x13.
 class PdoBitPatch : public ShadowTest {
@@ -148,7 +148,7 @@ TEST_F(PdoBitPatch, single_field_name_plays_no_part) {
 
 // --- refusals before any bus call, in their order ---
 
-struct RefusalRow {
+struct PdoRefusalRow {
   const char* name;
   std::vector<std::string> fields;
   std::uint8_t named;
@@ -158,9 +158,9 @@ struct RefusalRow {
   const char* message;
 };
 
-void PrintTo(const RefusalRow& row, std::ostream* out) { *out << row.name; }
+void PrintTo(const PdoRefusalRow& row, std::ostream* out) { *out << row.name; }
 
-class PdoBitPatchRefusal : public PdoBitPatch, public testing::WithParamInterface<RefusalRow> {
+class PdoBitPatchRefusal : public PdoBitPatch, public testing::WithParamInterface<PdoRefusalRow> {
  protected:
   PdoBitPatchRefusal() {
     board.pdos[0].mappings.push_back({0x2003, 0, 8, "beyond"});
@@ -188,38 +188,41 @@ TEST_P(PdoBitPatchRefusal, touches_nothing) {
 INSTANTIATE_TEST_SUITE_P(
     Rows, PdoBitPatchRefusal,
     testing::Values(
-        RefusalRow{"no_fields", {}, 0, 0, {1, 1, 1}, 1, no_fields},
-        RefusalRow{"no_fields_named", {}, 1, 0, {1}, 1, no_fields},
-        RefusalRow{"no_fields_before_the_payload", {}, 0, 0, {}, 1, no_fields},
-        RefusalRow{"no_fields_before_the_named_payload", {}, 1, 0, {}, 1, no_fields},
-        RefusalRow{"named_without_payload", {"flags"}, 1, 0, {}, 1, bad_named},
-        RefusalRow{"named_with_two_bytes", {"flags"}, 1, 0, {1, 1}, 1, bad_named},
-        RefusalRow{"named_with_an_indexed_payload", {"flags"}, 1, 0, {1, 1, 1}, 1, bad_named},
-        RefusalRow{"named_payload_before_the_bit", {"flags"}, 1, 8, {}, 1, bad_named},
-        RefusalRow{"indexed_without_payload", {"flags"}, 0, 0, {}, 1, too_short},
-        RefusalRow{"indexed_with_two_bytes", {"flags"}, 0, 0, {1, 1}, 1, too_short},
-        RefusalRow{"short_payload_before_the_field", {"flags"}, 0, 0, {9, 9}, 1, too_short},
-        RefusalRow{"field_0", {"flags"}, 0, 0, {0, 1, 1}, 1, bad_field_index},
-        RefusalRow{"field_after_the_last", {"flags", "byte"}, 0, 0, {3, 1, 1}, 1, bad_field_index},
-        RefusalRow{"field_255", {"flags"}, 0, 0, {255, 1, 1}, 1, bad_field_index},
-        RefusalRow{"field_number_before_the_bit", {"flags"}, 0, 0, {2, 8, 2}, 1, bad_field_index},
-        RefusalRow{"bit_8", {"flags"}, 0, 0, {1, 8, 1}, 1, bad_bit},
-        RefusalRow{"bit_255", {"flags"}, 0, 0, {1, 255, 0}, 1, bad_bit},
-        RefusalRow{"value_2", {"flags"}, 0, 0, {1, 1, 2}, 1, bad_bit},
-        RefusalRow{"value_255", {"flags"}, 0, 0, {1, 1, 255}, 1, bad_bit},
-        RefusalRow{"named_bit_8", {"flags"}, 1, 8, {1}, 1, bad_bit},
-        RefusalRow{"named_value_2", {"flags"}, 1, 0, {2}, 1, bad_bit},
-        RefusalRow{"bit_before_the_rpdo", {"flags"}, 0, 0, {1, 8, 1}, 9, bad_bit},
-        RefusalRow{"unknown_rpdo", {"flags"}, 0, 0, {1, 1, 1}, 9, "RPDO 9 not found"},
-        RefusalRow{"object_that_no_rpdo_maps", {"flags"}, 0, 0, {1, 1, 1}, 0, "RPDO 0 not found"},
-        RefusalRow{"rpdo_before_the_field", {"x"}, 0, 0, {1, 1, 1}, 200, "RPDO 200 not found"},
-        RefusalRow{"unknown_field", {"x"}, 0, 0, {1, 1, 1}, 1, not_single},
-        RefusalRow{"empty_field", {""}, 1, 0, {1}, 1, not_single},
-        RefusalRow{"field_of_sixteen_bits", {"word"}, 0, 0, {1, 1, 1}, 1, not_single},
-        RefusalRow{"field_beyond_the_frame", {"beyond"}, 0, 0, {1, 1, 1}, 1, not_single},
-        RefusalRow{"field_of_another_direction", {"sent"}, 0, 0, {1, 1, 1}, 1, not_single},
-        RefusalRow{"field_of_a_later_entry", {"late"}, 0, 0, {1, 1, 1}, 1, not_single},
-        RefusalRow{"second_field_unknown", {"flags", "x"}, 0, 0, {2, 1, 1}, 1, not_single}),
+        PdoRefusalRow{"no_fields", {}, 0, 0, {1, 1, 1}, 1, no_fields},
+        PdoRefusalRow{"no_fields_named", {}, 1, 0, {1}, 1, no_fields},
+        PdoRefusalRow{"no_fields_before_the_payload", {}, 0, 0, {}, 1, no_fields},
+        PdoRefusalRow{"no_fields_before_the_named_payload", {}, 1, 0, {}, 1, no_fields},
+        PdoRefusalRow{"named_without_payload", {"flags"}, 1, 0, {}, 1, bad_named},
+        PdoRefusalRow{"named_with_two_bytes", {"flags"}, 1, 0, {1, 1}, 1, bad_named},
+        PdoRefusalRow{"named_with_an_indexed_payload", {"flags"}, 1, 0, {1, 1, 1}, 1, bad_named},
+        PdoRefusalRow{"named_payload_before_the_bit", {"flags"}, 1, 8, {}, 1, bad_named},
+        PdoRefusalRow{"indexed_without_payload", {"flags"}, 0, 0, {}, 1, pdo_too_short},
+        PdoRefusalRow{"indexed_with_two_bytes", {"flags"}, 0, 0, {1, 1}, 1, pdo_too_short},
+        PdoRefusalRow{"short_payload_before_the_field", {"flags"}, 0, 0, {9, 9}, 1, pdo_too_short},
+        PdoRefusalRow{"field_0", {"flags"}, 0, 0, {0, 1, 1}, 1, bad_field_index},
+        PdoRefusalRow{
+            "field_after_the_last", {"flags", "byte"}, 0, 0, {3, 1, 1}, 1, bad_field_index},
+        PdoRefusalRow{"field_255", {"flags"}, 0, 0, {255, 1, 1}, 1, bad_field_index},
+        PdoRefusalRow{
+            "field_number_before_the_bit", {"flags"}, 0, 0, {2, 8, 2}, 1, bad_field_index},
+        PdoRefusalRow{"bit_8", {"flags"}, 0, 0, {1, 8, 1}, 1, bad_bit},
+        PdoRefusalRow{"bit_255", {"flags"}, 0, 0, {1, 255, 0}, 1, bad_bit},
+        PdoRefusalRow{"value_2", {"flags"}, 0, 0, {1, 1, 2}, 1, bad_bit},
+        PdoRefusalRow{"value_255", {"flags"}, 0, 0, {1, 1, 255}, 1, bad_bit},
+        PdoRefusalRow{"named_bit_8", {"flags"}, 1, 8, {1}, 1, bad_bit},
+        PdoRefusalRow{"named_value_2", {"flags"}, 1, 0, {2}, 1, bad_bit},
+        PdoRefusalRow{"bit_before_the_rpdo", {"flags"}, 0, 0, {1, 8, 1}, 9, bad_bit},
+        PdoRefusalRow{"unknown_rpdo", {"flags"}, 0, 0, {1, 1, 1}, 9, "RPDO 9 not found"},
+        PdoRefusalRow{
+            "object_that_no_rpdo_maps", {"flags"}, 0, 0, {1, 1, 1}, 0, "RPDO 0 not found"},
+        PdoRefusalRow{"rpdo_before_the_field", {"x"}, 0, 0, {1, 1, 1}, 200, "RPDO 200 not found"},
+        PdoRefusalRow{"unknown_field", {"x"}, 0, 0, {1, 1, 1}, 1, pdo_not_single},
+        PdoRefusalRow{"empty_field", {""}, 1, 0, {1}, 1, pdo_not_single},
+        PdoRefusalRow{"field_of_sixteen_bits", {"word"}, 0, 0, {1, 1, 1}, 1, pdo_not_single},
+        PdoRefusalRow{"field_beyond_the_frame", {"beyond"}, 0, 0, {1, 1, 1}, 1, pdo_not_single},
+        PdoRefusalRow{"field_of_another_direction", {"sent"}, 0, 0, {1, 1, 1}, 1, pdo_not_single},
+        PdoRefusalRow{"field_of_a_later_entry", {"late"}, 0, 0, {1, 1, 1}, 1, pdo_not_single},
+        PdoRefusalRow{"second_field_unknown", {"flags", "x"}, 0, 0, {2, 1, 1}, 1, pdo_not_single}),
     row_name);
 
 // --- refresh ---

@@ -3,7 +3,7 @@
 namespace velmora_can_bridge {
 namespace {
 
-constexpr auto untouched = "rpdo 5 1 len 8: 11 12 13 14 15 16 17 18";
+constexpr auto frame_1_untouched = "rpdo 5 1 len 8: 11 12 13 14 15 16 17 18";
 
 class Ci402Enable : public DriveTest {
  protected:
@@ -116,9 +116,10 @@ TEST_P(Ci402EnableFailing, throwing_write_ends_the_sequence) {
 INSTANTIATE_TEST_SUITE_P(
     Calls, Ci402EnableFailing,
     testing::Values(
-        FailingStep{"mode", 0, "SDO write modes_of_operation failed", 7, untouched},
-        FailingStep{"shutdown", 1, "SDO write controlword (shutdown) failed", 7, untouched},
-        FailingStep{"enable_operation", 2, "SDO write controlword (enable) failed", 7, untouched}),
+        FailingStep{"mode", 0, "SDO write modes_of_operation failed", 7, frame_1_untouched},
+        FailingStep{"shutdown", 1, "SDO write controlword (shutdown) failed", 7, frame_1_untouched},
+        FailingStep{"enable_operation", 2, "SDO write controlword (enable) failed", 7,
+                    frame_1_untouched}),
     row_name);
 
 }  // namespace

@@ -3,7 +3,7 @@
 namespace velmora_can_bridge {
 namespace {
 
-constexpr auto too_short = "payload too short for ci402_ramp (need 4 bytes)";
+constexpr auto ramp_too_short = "payload too short for ci402_ramp (need 4 bytes)";
 
 /// The offset of the profile acceleration, 0x6083.
 class Ci402Ramp : public DriveTest {
@@ -57,7 +57,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(Ci402Ramp, payload_of_less_than_four_bytes_is_refused_without_a_bus_call) {
   for (std::size_t length = 0; length < 4; ++length) {
-    EXPECT_EQ(run_wheel(Bytes(length, 1)), failed(too_short));
+    EXPECT_EQ(run_wheel(Bytes(length, 1)), failed(ramp_too_short));
   }
   EXPECT_TRUE(backend.calls.empty());
 }

@@ -8,7 +8,7 @@
 namespace velmora_can_bridge {
 namespace {
 
-PdoMapping mapping(std::string field, std::uint8_t bit_length) {
+PdoMapping field_mapping(std::string field, std::uint8_t bit_length) {
   return {0x2000, 1, bit_length, std::move(field)};
 }
 
@@ -48,24 +48,26 @@ TEST(FindPdo, no_match_is_null) {
 }
 
 TEST(FindMappingByField, first_of_that_exact_name_wins) {
-  const PdoConfig pdo{1, "RPDO", 0, {mapping("A", 8), mapping("a", 8), mapping("a", 16)}};
+  const PdoConfig pdo{
+      1, "RPDO", 0, {field_mapping("A", 8), field_mapping("a", 8), field_mapping("a", 16)}};
   EXPECT_EQ(find_mapping_by_field(pdo, "a"), &pdo.mappings[1]);
 }
 
 TEST(FindMappingByField, empty_name_matches_an_empty_field) {
-  const PdoConfig pdo{1, "RPDO", 0, {mapping("a", 8), mapping("", 8)}};
+  const PdoConfig pdo{1, "RPDO", 0, {field_mapping("a", 8), field_mapping("", 8)}};
   EXPECT_EQ(find_mapping_by_field(pdo, ""), &pdo.mappings[1]);
 }
 
 TEST(FindMappingByField, no_match_is_null) {
-  const PdoConfig pdo{1, "RPDO", 0, {mapping("a", 8)}};
+  const PdoConfig pdo{1, "RPDO", 0, {field_mapping("a", 8)}};
   EXPECT_EQ(find_mapping_by_field(pdo, "b"), nullptr);
   EXPECT_EQ(find_mapping_by_field(pdo, ""), nullptr);
 }
 
 TEST(FieldByteOffset, counts_the_bytes_of_the_mappings_before) {
-  const BoardConfig board{{{1, "RPDO", 0, {mapping("a", 16), mapping("b", 8), mapping("c", 32)}}},
-                          {}};
+  const BoardConfig board{
+      {{1, "RPDO", 0, {field_mapping("a", 16), field_mapping("b", 8), field_mapping("c", 32)}}},
+      {}};
   EXPECT_EQ(field_byte_offset(board, 1, "a"), 0U);
   EXPECT_EQ(field_byte_offset(board, 1, "b"), 2U);
   EXPECT_EQ(field_byte_offset(board, 1, "c"), 3U);
@@ -73,27 +75,27 @@ TEST(FieldByteOffset, counts_the_bytes_of_the_mappings_before) {
 }
 
 TEST(FieldByteOffset, counts_whole_bytes_only) {
-  const BoardConfig board{
-      {{1,
-        "RPDO",
-        0,
-        {mapping("bit", 1), mapping("seven", 7), mapping("twelve", 12), mapping("x", 8)}}},
-      {}};
+  const BoardConfig board{{{1,
+                            "RPDO",
+                            0,
+                            {field_mapping("bit", 1), field_mapping("seven", 7),
+                             field_mapping("twelve", 12), field_mapping("x", 8)}}},
+                          {}};
   EXPECT_EQ(field_byte_offset(board, 1, "seven"), 0U);
   EXPECT_EQ(field_byte_offset(board, 1, "twelve"), 0U);
   EXPECT_EQ(field_byte_offset(board, 1, "x"), 1U);
 }
 
 TEST(FieldByteOffset, ignores_a_pdo_of_another_direction_or_number) {
-  const BoardConfig board{
-      {{1, "TPDO", 0, {mapping("pad", 8), mapping("a", 8)}}, {2, "RPDO", 0, {mapping("a", 8)}}},
-      {}};
+  const BoardConfig board{{{1, "TPDO", 0, {field_mapping("pad", 8), field_mapping("a", 8)}},
+                           {2, "RPDO", 0, {field_mapping("a", 8)}}},
+                          {}};
   EXPECT_EQ(field_byte_offset(board, 1, "a"), std::nullopt);
 }
 
 TEST(FieldByteOffset, counts_again_from_0_in_the_next_pdo_of_the_number) {
-  const BoardConfig board{{{1, "RPDO", 0, {mapping("pad", 32)}},
-                           {1, "RPDO", 0, {mapping("first", 8), mapping("a", 8)}}},
+  const BoardConfig board{{{1, "RPDO", 0, {field_mapping("pad", 32)}},
+                           {1, "RPDO", 0, {field_mapping("first", 8), field_mapping("a", 8)}}},
                           {}};
   EXPECT_EQ(field_byte_offset(board, 1, "a"), 1U);
 }
@@ -101,9 +103,9 @@ TEST(FieldByteOffset, counts_again_from_0_in_the_next_pdo_of_the_number) {
 TEST(FieldByteOffset, may_lie_beyond_the_frame) {
   BoardConfig board{{{1, "RPDO", 0, {}}}, {}};
   for (int count = 0; count < 100; ++count) {
-    board.pdos[0].mappings.push_back(mapping("pad", 255));
+    board.pdos[0].mappings.push_back(field_mapping("pad", 255));
   }
-  board.pdos[0].mappings.push_back(mapping("a", 8));
+  board.pdos[0].mappings.push_back(field_mapping("a", 8));
   EXPECT_EQ(field_byte_offset(board, 1, "a"), 3100U);
 }
 
@@ -118,8 +120,9 @@ using Lookups = ControllerTest;
 TEST_F(Lookups, allocate_nothing) {
   // Longer than a string keeps in itself, so that a copy would be seen.
   const std::string name(100, 'n');
-  board = {{{1, "TPDO", 0, {}}, {1, "RPDO", 0, {mapping(name + "x", 8), mapping(name, 8)}}},
-           {{name, {"io", 0x2000, 0}}}};
+  board = {
+      {{1, "TPDO", 0, {}}, {1, "RPDO", 0, {field_mapping(name + "x", 8), field_mapping(name, 8)}}},
+      {{name, {"io", 0x2000, 0}}}};
   const std::vector<std::uint8_t> bytes{1, 2, 3};
 
   const std::size_t before = allocations();

@@ -15,7 +15,7 @@ class AutoWrite : public ShadowTest {
 
 // --- the path ---
 
-struct PathRow {
+struct AutoPathRow {
   const char* name;
   std::uint8_t pdo_number;
   const char* transport;
@@ -23,9 +23,9 @@ struct PathRow {
   const char* last_call;
 };
 
-void PrintTo(const PathRow& row, std::ostream* out) { *out << row.name; }
+void PrintTo(const AutoPathRow& row, std::ostream* out) { *out << row.name; }
 
-class AutoWritePath : public AutoWrite, public testing::WithParamInterface<PathRow> {};
+class AutoWritePath : public AutoWrite, public testing::WithParamInterface<AutoPathRow> {};
 
 TEST_P(AutoWritePath, is_chosen_by_mapping_and_transport) {
   op.pdo_number = GetParam().pdo_number;
@@ -37,26 +37,25 @@ TEST_P(AutoWritePath, is_chosen_by_mapping_and_transport) {
   EXPECT_EQ(backend.calls.size(), by_sdo ? 1U : 5U);
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, AutoWritePath,
-                         testing::Values(PathRow{"mapped_object_goes_by_rpdo", 0, "", 0x2000,
-                                                 "rpdo 5 1 len 8: 11 12 A1 14 15 16 17 18"},
-                                         PathRow{"configured_rpdo_is_used", 1, "", 0x2000,
-                                                 "rpdo 5 1 len 8: 11 12 A1 14 15 16 17 18"},
-                                         PathRow{"any_other_transport_allows_the_rpdo", 0, "pdo",
-                                                 0x2000, "rpdo 5 1 len 8: 11 12 A1 14 15 16 17 18"},
-                                         PathRow{"transport_is_compared_with_its_case", 0, "SDO",
-                                                 0x2000, "rpdo 5 1 len 8: 11 12 A1 14 15 16 17 18"},
-                                         PathRow{"sdo_transport_wins_over_a_mapping", 0, "sdo",
-                                                 0x2000, "write 5 0x2000/2 A1"},
-                                         PathRow{"sdo_transport_wins_over_a_configured_rpdo", 1,
-                                                 "sdo", 0x2000, "write 5 0x2000/2 A1"},
-                                         PathRow{"sdo_transport_looks_no_rpdo_up", 9, "sdo", 0x2000,
-                                                 "write 5 0x2000/2 A1"},
-                                         PathRow{"unmapped_object_goes_by_sdo", 0, "", 0x2003,
-                                                 "write 5 0x2003/2 A1"},
-                                         PathRow{"unmapped_object_goes_by_sdo_with_any_transport",
-                                                 0, "pdo", 0x2003, "write 5 0x2003/2 A1"}),
-                         row_name);
+INSTANTIATE_TEST_SUITE_P(
+    Rows, AutoWritePath,
+    testing::Values(
+        AutoPathRow{"mapped_object_goes_by_rpdo", 0, "", 0x2000,
+                    "rpdo 5 1 len 8: 11 12 A1 14 15 16 17 18"},
+        AutoPathRow{"configured_rpdo_is_used", 1, "", 0x2000,
+                    "rpdo 5 1 len 8: 11 12 A1 14 15 16 17 18"},
+        AutoPathRow{"any_other_transport_allows_the_rpdo", 0, "pdo", 0x2000,
+                    "rpdo 5 1 len 8: 11 12 A1 14 15 16 17 18"},
+        AutoPathRow{"transport_is_compared_with_its_case", 0, "SDO", 0x2000,
+                    "rpdo 5 1 len 8: 11 12 A1 14 15 16 17 18"},
+        AutoPathRow{"sdo_transport_wins_over_a_mapping", 0, "sdo", 0x2000, "write 5 0x2000/2 A1"},
+        AutoPathRow{"sdo_transport_wins_over_a_configured_rpdo", 1, "sdo", 0x2000,
+                    "write 5 0x2000/2 A1"},
+        AutoPathRow{"sdo_transport_looks_no_rpdo_up", 9, "sdo", 0x2000, "write 5 0x2000/2 A1"},
+        AutoPathRow{"unmapped_object_goes_by_sdo", 0, "", 0x2003, "write 5 0x2003/2 A1"},
+        AutoPathRow{"unmapped_object_goes_by_sdo_with_any_transport", 0, "pdo", 0x2003,
+                    "write 5 0x2003/2 A1"}),
+    row_name);
 
 TEST_F(AutoWrite, rpdo_numbered_0_is_never_found) {
   board.pdos[0].number = 0;

@@ -42,7 +42,7 @@ class LedWrite : public ControllerTest {
 
 // --- payloads ---
 
-struct Row {
+struct LedRow {
   const char* name;
   const char* led_operation;
   Bytes payload;
@@ -50,20 +50,20 @@ struct Row {
   const char* send;
 };
 
-void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
+void PrintTo(const LedRow& row, std::ostream* out) { *out << row.name; }
 
-Row accepted(const char* name, const char* led_operation, Bytes payload, const char* send) {
+LedRow accepted(const char* name, const char* led_operation, Bytes payload, const char* send) {
   return {name, led_operation, std::move(payload), nullptr, send};
 }
 
-Row refused(const char* name, const char* led_operation, Bytes payload, const char* refusal) {
+LedRow refused(const char* name, const char* led_operation, Bytes payload, const char* refusal) {
   return {name, led_operation, std::move(payload), refusal, nullptr};
 }
 
-class LedWritePayload : public LedWrite, public testing::WithParamInterface<Row> {};
+class LedWritePayload : public LedWrite, public testing::WithParamInterface<LedRow> {};
 
 TEST_P(LedWritePayload, is_checked_before_the_bus_is_touched) {
-  const Row& row = GetParam();
+  const LedRow& row = GetParam();
   configure(row.led_operation);
   const OperationResult result = run(row.payload);
   if (row.refusal != nullptr) {

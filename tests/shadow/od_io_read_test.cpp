@@ -11,16 +11,16 @@ class OdIoRead : public ControllerTest {
   }
 };
 
-struct Row {
+struct ReadRow {
   const char* name;
   const char* device;
   Bytes payload;
   const char* call;
 };
 
-void PrintTo(const Row& row, std::ostream* out) { *out << row.name; }
+void PrintTo(const ReadRow& row, std::ostream* out) { *out << row.name; }
 
-class OdIoReadAddress : public OdIoRead, public testing::WithParamInterface<Row> {};
+class OdIoReadAddress : public OdIoRead, public testing::WithParamInterface<ReadRow> {};
 
 TEST_P(OdIoReadAddress, is_cut_from_the_payload) {
   backend.answer_read({0xDE, 0xAD});
@@ -30,16 +30,18 @@ TEST_P(OdIoReadAddress, is_cut_from_the_payload) {
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, OdIoReadAddress,
-    testing::Values(
-        Row{"no_payload_reads_the_base", "io", {}, "read 5 0x2100/0"},
-        Row{"one_byte_is_no_offset", "io", {7}, "read 5 0x2100/0"},
-        Row{"two_bytes_are_the_offset", "io", {7, 0}, "read 5 0x2107/0"},
-        Row{"offset_is_little_endian", "io", {0x02, 0x01}, "read 5 0x2202/0"},
-        Row{"third_byte_is_the_sub_index", "io", {7, 0, 255}, "read 5 0x2107/255"},
-        Row{"later_bytes_are_ignored", "io", {7, 0, 9, 1, 2, 3}, "read 5 0x2107/9"},
-        Row{"highest_index_does_not_wrap", "high", {0x0F, 0, 1}, "read 5 0xFFFF/1"},
-        Row{"index_wraps_at_16_bits", "high", {0x10, 0, 1}, "read 5 0x0000/1"},
-        Row{"highest_offset_wraps_to_one_below_the_base", "io", {0xFF, 0xFF}, "read 5 0x20FF/0"}),
+    testing::Values(ReadRow{"no_payload_reads_the_base", "io", {}, "read 5 0x2100/0"},
+                    ReadRow{"one_byte_is_no_offset", "io", {7}, "read 5 0x2100/0"},
+                    ReadRow{"two_bytes_are_the_offset", "io", {7, 0}, "read 5 0x2107/0"},
+                    ReadRow{"offset_is_little_endian", "io", {0x02, 0x01}, "read 5 0x2202/0"},
+                    ReadRow{"third_byte_is_the_sub_index", "io", {7, 0, 255}, "read 5 0x2107/255"},
+                    ReadRow{"later_bytes_are_ignored", "io", {7, 0, 9, 1, 2, 3}, "read 5 0x2107/9"},
+                    ReadRow{"highest_index_does_not_wrap", "high", {0x0F, 0, 1}, "read 5 0xFFFF/1"},
+                    ReadRow{"index_wraps_at_16_bits", "high", {0x10, 0, 1}, "read 5 0x0000/1"},
+                    ReadRow{"highest_offset_wraps_to_one_below_the_base",
+                            "io",
+                            {0xFF, 0xFF},
+                            "read 5 0x20FF/0"}),
     [](const auto& row) { return std::string(row.param.name); });
 
 TEST_F(OdIoRead, unknown_device_is_named) {

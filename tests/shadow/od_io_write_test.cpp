@@ -36,16 +36,16 @@ TEST_F(OdIoWrite, short_payload_is_refused_on_the_sdo_path_as_well) {
 
 // --- the path ---
 
-struct PathRow {
+struct WritePathRow {
   const char* name;
   const char* transport;
   Bytes payload;
   const char* last_call;
 };
 
-void PrintTo(const PathRow& row, std::ostream* out) { *out << row.name; }
+void PrintTo(const WritePathRow& row, std::ostream* out) { *out << row.name; }
 
-class OdIoWritePath : public OdIoWrite, public testing::WithParamInterface<PathRow> {};
+class OdIoWritePath : public OdIoWrite, public testing::WithParamInterface<WritePathRow> {};
 
 TEST_P(OdIoWritePath, is_chosen_by_transport_then_by_the_mapped_objects) {
   op.transport = GetParam().transport;
@@ -58,41 +58,43 @@ TEST_P(OdIoWritePath, is_chosen_by_transport_then_by_the_mapped_objects) {
 INSTANTIATE_TEST_SUITE_P(
     Rows, OdIoWritePath,
     testing::Values(
-        PathRow{"mapped_object_goes_by_rpdo",
-                "",
-                {0, 0, 2, 0xA1},
-                "rpdo 5 1 len 8: 11 12 A1 14 15 16 17 18"},
-        PathRow{"offset_is_added_to_the_base",
-                "",
-                {1, 0, 0, 0xA1},
-                "rpdo 5 1 len 8: 11 12 13 A1 15 16 17 18"},
-        PathRow{"any_other_transport_allows_the_rpdo",
-                "pdo",
-                {0, 0, 2, 0xA1},
-                "rpdo 5 1 len 8: 11 12 A1 14 15 16 17 18"},
-        PathRow{"transport_is_compared_with_its_case",
-                "SDO",
-                {0, 0, 2, 0xA1},
-                "rpdo 5 1 len 8: 11 12 A1 14 15 16 17 18"},
-        PathRow{"sdo_transport_wins_over_a_mapping", "sdo", {0, 0, 2, 0xA1}, "write 5 0x2000/2 A1"},
-        PathRow{"other_sub_index_goes_by_sdo", "", {0, 0, 3, 0xA1}, "write 5 0x2000/3 A1"},
-        PathRow{"other_index_goes_by_sdo", "", {3, 0, 2, 0xA1}, "write 5 0x2003/2 A1"},
-        PathRow{"offset_is_little_endian", "", {0x34, 0x12, 7, 1}, "write 5 0x3234/7 01"},
-        PathRow{"offset_wraps_at_16_bits", "", {0x05, 0xE0, 7, 1}, "write 5 0x0005/7 01"},
-        PathRow{"no_data_is_an_empty_sdo_write", "sdo", {0, 0, 2}, "write 5 0x2000/2"},
-        PathRow{"no_data_sends_the_image_unchanged",
-                "",
-                {0, 0, 2},
-                "rpdo 5 1 len 8: 11 12 13 14 15 16 17 18"},
-        PathRow{"data_goes_whole_by_sdo", "sdo", {0, 0, 2, 1, 2, 3}, "write 5 0x2000/2 01 02 03"},
-        PathRow{"surplus_data_reaches_no_neighbour",
-                "",
-                {0, 0, 2, 0xA1, 0xEE, 0xEE},
-                "rpdo 5 1 len 8: 11 12 A1 14 15 16 17 18"},
-        PathRow{"data_shorter_than_the_field_leaves_its_rest",
-                "",
-                {2, 0, 0, 0xA1, 0xA2},
-                "rpdo 5 1 len 8: 11 12 13 14 A1 A2 17 18"}),
+        WritePathRow{"mapped_object_goes_by_rpdo",
+                     "",
+                     {0, 0, 2, 0xA1},
+                     "rpdo 5 1 len 8: 11 12 A1 14 15 16 17 18"},
+        WritePathRow{"offset_is_added_to_the_base",
+                     "",
+                     {1, 0, 0, 0xA1},
+                     "rpdo 5 1 len 8: 11 12 13 A1 15 16 17 18"},
+        WritePathRow{"any_other_transport_allows_the_rpdo",
+                     "pdo",
+                     {0, 0, 2, 0xA1},
+                     "rpdo 5 1 len 8: 11 12 A1 14 15 16 17 18"},
+        WritePathRow{"transport_is_compared_with_its_case",
+                     "SDO",
+                     {0, 0, 2, 0xA1},
+                     "rpdo 5 1 len 8: 11 12 A1 14 15 16 17 18"},
+        WritePathRow{
+            "sdo_transport_wins_over_a_mapping", "sdo", {0, 0, 2, 0xA1}, "write 5 0x2000/2 A1"},
+        WritePathRow{"other_sub_index_goes_by_sdo", "", {0, 0, 3, 0xA1}, "write 5 0x2000/3 A1"},
+        WritePathRow{"other_index_goes_by_sdo", "", {3, 0, 2, 0xA1}, "write 5 0x2003/2 A1"},
+        WritePathRow{"offset_is_little_endian", "", {0x34, 0x12, 7, 1}, "write 5 0x3234/7 01"},
+        WritePathRow{"offset_wraps_at_16_bits", "", {0x05, 0xE0, 7, 1}, "write 5 0x0005/7 01"},
+        WritePathRow{"no_data_is_an_empty_sdo_write", "sdo", {0, 0, 2}, "write 5 0x2000/2"},
+        WritePathRow{"no_data_sends_the_image_unchanged",
+                     "",
+                     {0, 0, 2},
+                     "rpdo 5 1 len 8: 11 12 13 14 15 16 17 18"},
+        WritePathRow{
+            "data_goes_whole_by_sdo", "sdo", {0, 0, 2, 1, 2, 3}, "write 5 0x2000/2 01 02 03"},
+        WritePathRow{"surplus_data_reaches_no_neighbour",
+                     "",
+                     {0, 0, 2, 0xA1, 0xEE, 0xEE},
+                     "rpdo 5 1 len 8: 11 12 A1 14 15 16 17 18"},
+        WritePathRow{"data_shorter_than_the_field_leaves_its_rest",
+                     "",
+                     {2, 0, 0, 0xA1, 0xA2},
+                     "rpdo 5 1 len 8: 11 12 13 14 A1 A2 17 18"}),
     row_name);
 
 TEST_F(OdIoWrite, board_without_pdos_goes_by_sdo) {

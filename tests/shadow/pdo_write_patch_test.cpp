@@ -395,7 +395,7 @@ INSTANTIATE_TEST_SUITE_P(Writes, PdoWriteBySdoFailing,
 
 // --- refused lookups, and their order ---
 
-struct RefusalRow {
+struct WriteRefusalRow {
   const char* name;
   std::uint8_t pdo_number;
   std::vector<std::string> fields;
@@ -405,9 +405,9 @@ struct RefusalRow {
   const char* message;
 };
 
-void PrintTo(const RefusalRow& row, std::ostream* out) { *out << row.name; }
+void PrintTo(const WriteRefusalRow& row, std::ostream* out) { *out << row.name; }
 
-class PdoWriteRefusal : public PdoWritePatch, public testing::WithParamInterface<RefusalRow> {
+class PdoWriteRefusal : public PdoWritePatch, public testing::WithParamInterface<WriteRefusalRow> {
  protected:
   PdoWriteRefusal() {
     op.pdo_number = GetParam().pdo_number;
@@ -442,56 +442,60 @@ TEST_P(PdoWriteRefusal, is_the_same_by_sdo_without_a_bus_call) {
 INSTANTIATE_TEST_SUITE_P(
     Rows, PdoWriteRefusal,
     testing::Values(
-        RefusalRow{
+        WriteRefusalRow{
             "unknown_name", 1, {}, "unknown", {1}, true, "RPDO mapping not found for device"},
-        RefusalRow{
+        WriteRefusalRow{
             "name_in_another_case", 1, {}, "Byte", {1}, true, "RPDO mapping not found for device"},
-        RefusalRow{"unknown_object", 1, {}, "", {1}, true, "RPDO mapping not found for device"},
-        RefusalRow{"name_in_an_unknown_rpdo",
-                   9,
-                   {},
-                   "byte",
-                   {1},
-                   false,
-                   "RPDO mapping not found for device"},
-        RefusalRow{"object_in_an_unknown_rpdo",
-                   9,
-                   {},
-                   "",
-                   {1},
-                   false,
-                   "RPDO mapping not found for device"},
-        RefusalRow{"fields_in_an_unknown_rpdo", 9, {"unknown"}, "", {}, false, "RPDO 9 not found"},
-        RefusalRow{"fields_in_the_highest_unknown_rpdo",
-                   255,
-                   {"byte"},
-                   "",
-                   {1},
-                   false,
-                   "RPDO 255 not found"},
-        RefusalRow{"unknown_first_of_several",
-                   1,
-                   {"unknown", "byte"},
-                   "",
-                   {1, 2},
-                   true,
-                   "RPDO field not found: unknown"},
-        RefusalRow{"unknown_field_before_a_short_payload",
-                   1,
-                   {"unknown"},
-                   "",
-                   {},
-                   true,
-                   "RPDO field not found: unknown"},
-        RefusalRow{"empty_name_among_several", 1, {""}, "", {1}, true, "RPDO field not found: "},
-        RefusalRow{"short_payload_before_an_unknown_field",
-                   1,
-                   {"word", "unknown"},
-                   "",
-                   {1},
-                   true,
-                   "payload too short for field word"},
-        RefusalRow{"no_payload", 1, {"byte"}, "", {}, true, "payload too short for field byte"}),
+        WriteRefusalRow{
+            "unknown_object", 1, {}, "", {1}, true, "RPDO mapping not found for device"},
+        WriteRefusalRow{"name_in_an_unknown_rpdo",
+                        9,
+                        {},
+                        "byte",
+                        {1},
+                        false,
+                        "RPDO mapping not found for device"},
+        WriteRefusalRow{"object_in_an_unknown_rpdo",
+                        9,
+                        {},
+                        "",
+                        {1},
+                        false,
+                        "RPDO mapping not found for device"},
+        WriteRefusalRow{
+            "fields_in_an_unknown_rpdo", 9, {"unknown"}, "", {}, false, "RPDO 9 not found"},
+        WriteRefusalRow{"fields_in_the_highest_unknown_rpdo",
+                        255,
+                        {"byte"},
+                        "",
+                        {1},
+                        false,
+                        "RPDO 255 not found"},
+        WriteRefusalRow{"unknown_first_of_several",
+                        1,
+                        {"unknown", "byte"},
+                        "",
+                        {1, 2},
+                        true,
+                        "RPDO field not found: unknown"},
+        WriteRefusalRow{"unknown_field_before_a_short_payload",
+                        1,
+                        {"unknown"},
+                        "",
+                        {},
+                        true,
+                        "RPDO field not found: unknown"},
+        WriteRefusalRow{
+            "empty_name_among_several", 1, {""}, "", {1}, true, "RPDO field not found: "},
+        WriteRefusalRow{"short_payload_before_an_unknown_field",
+                        1,
+                        {"word", "unknown"},
+                        "",
+                        {1},
+                        true,
+                        "payload too short for field word"},
+        WriteRefusalRow{
+            "no_payload", 1, {"byte"}, "", {}, true, "payload too short for field byte"}),
     row_name);
 
 TEST_F(PdoWritePatch, refused_load_is_reported_before_a_refused_lookup) {

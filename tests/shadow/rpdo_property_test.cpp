@@ -93,7 +93,7 @@ class RandomBackend : public CanOpenBackend {
 
 // --- the model ---
 
-struct Image {
+struct ModelImage {
   Frame frame{};
   std::uint8_t length = 0;
   bool synced = false;
@@ -224,7 +224,7 @@ class Model {
   }
 
   bool load(std::uint8_t rpdo, bool all_or_nothing) {
-    Image& image = images_[rpdo];
+    ModelImage& image = images_[rpdo];
     Frame frame = image.frame;
     std::size_t length = 0;
     for (const auto& [number, fields] : entries(rpdo)) {
@@ -249,7 +249,7 @@ class Model {
   }
 
   bool send(std::uint8_t rpdo) {
-    const Image& image = images_[rpdo];
+    const ModelImage& image = images_[rpdo];
     return expect(ScriptedBackend::rpdo_text(5, rpdo, image.frame, image.length)).outcome ==
            Outcome::accepted;
   }
@@ -329,7 +329,7 @@ class Model {
   }
 
   const BoardConfig& board_;
-  std::map<std::uint8_t, Image> images_;
+  std::map<std::uint8_t, ModelImage> images_;
   std::deque<BusCall>* calls_ = nullptr;
 };
 

@@ -215,15 +215,15 @@ TEST_F(RpdoShadow, entries_of_other_numbers_or_directions_are_not_loaded) {
   EXPECT_EQ(next_send(), loaded_then({sent(start)}));
 }
 
-struct LengthRow {
+struct LoadLengthRow {
   const char* name;
   std::vector<std::uint8_t> bit_lengths;
   const char* send;
 };
 
-void PrintTo(const LengthRow& row, std::ostream* out) { *out << row.name; }
+void PrintTo(const LoadLengthRow& row, std::ostream* out) { *out << row.name; }
 
-class RpdoShadowLength : public RpdoShadow, public testing::WithParamInterface<LengthRow> {};
+class RpdoShadowLength : public RpdoShadow, public testing::WithParamInterface<LoadLengthRow> {};
 
 TEST_P(RpdoShadowLength, goes_with_the_send) {
   std::vector<PdoMapping> mappings;
@@ -236,12 +236,12 @@ TEST_P(RpdoShadowLength, goes_with_the_send) {
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, RpdoShadowLength,
-    testing::Values(LengthRow{"one_bit", {1}, "rpdo 5 1 len 1: 00 00 00 00 00 00 00 00"},
-                    LengthRow{"nine_bits", {8, 1}, "rpdo 5 1 len 2: 00 00 00 00 00 00 00 00"},
-                    LengthRow{
-                        "sum_before_rounding", {12, 12}, "rpdo 5 1 len 3: 00 00 00 00 00 00 00 00"},
-                    LengthRow{"full", {64}, "rpdo 5 1 len 8: 00 00 00 00 00 00 00 00"},
-                    LengthRow{"over_full", {64, 64}, "rpdo 5 1 len 8: 00 00 00 00 00 00 00 00"}),
+    testing::Values(
+        LoadLengthRow{"one_bit", {1}, "rpdo 5 1 len 1: 00 00 00 00 00 00 00 00"},
+        LoadLengthRow{"nine_bits", {8, 1}, "rpdo 5 1 len 2: 00 00 00 00 00 00 00 00"},
+        LoadLengthRow{"sum_before_rounding", {12, 12}, "rpdo 5 1 len 3: 00 00 00 00 00 00 00 00"},
+        LoadLengthRow{"full", {64}, "rpdo 5 1 len 8: 00 00 00 00 00 00 00 00"},
+        LoadLengthRow{"over_full", {64, 64}, "rpdo 5 1 len 8: 00 00 00 00 00 00 00 00"}),
     row_name);
 
 // --- several entries of one number ---

@@ -16,7 +16,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr unsigned bits_per_byte = 8;
+constexpr unsigned bits_of_a_byte = 8;
 // Numbers up to this length are more usual than texts of so many characters.
 constexpr std::size_t usual_number_size = 4;
 
@@ -184,7 +184,7 @@ ValueReading read_value(const NodeConfig* node, std::uint16_t index, std::uint8_
     return reading;
   }
   return read_number(node, index, sub_index, value, little_endian_number(bytes),
-                     static_cast<unsigned>(bytes.size() * bits_per_byte));
+                     static_cast<unsigned>(bytes.size() * bits_of_a_byte));
 }
 
 ValueReading read_field(const NodeConfig* node, std::uint16_t index, std::uint8_t sub_index,

@@ -19,30 +19,33 @@ std::string type_of(const ValueDescription& value) {
   return value.type ? std::string(value_type_text(*value.type)) : "unknown";
 }
 
-struct Row {
+struct TypeRow {
   const char* name;
   std::uint16_t index;
   std::uint8_t sub_index;
   const char* type;
 };
 
-class ObjectTypeTest : public testing::TestWithParam<Row> {};
+class ObjectTypeTest : public testing::TestWithParam<TypeRow> {};
 
 TEST_P(ObjectTypeTest, is_told_by_profile_or_standard) {
   const NodeConfig node = node_with_drive();
   EXPECT_EQ(type_of(object_value(&node, GetParam().index, GetParam().sub_index)), GetParam().type);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Objects, ObjectTypeTest,
-    testing::Values(Row{"target_velocity", 0x68FF, 0, "s32"}, Row{"statusword", 0x6841, 0, "u16"},
-                    Row{"torque", 0x6871, 0, "s16"}, Row{"mode", 0x6860, 0, "s8"},
-                    Row{"acceleration", 0x6883, 0, "u32"},
-                    Row{"other_sub_index", 0x68FF, 1, "unknown"},
-                    Row{"axis_without_device", 0x60FF, 0, "unknown"},
-                    Row{"device_name", 0x1008, 0, "text"}, Row{"heartbeat_time", 0x1017, 0, "u16"},
-                    Row{"serial_number", 0x1018, 4, "u32"}, Row{"lamp", 0x2000, 1, "unknown"}),
-    [](const auto& row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Objects, ObjectTypeTest,
+                         testing::Values(TypeRow{"target_velocity", 0x68FF, 0, "s32"},
+                                         TypeRow{"statusword", 0x6841, 0, "u16"},
+                                         TypeRow{"torque", 0x6871, 0, "s16"},
+                                         TypeRow{"mode", 0x6860, 0, "s8"},
+                                         TypeRow{"acceleration", 0x6883, 0, "u32"},
+                                         TypeRow{"other_sub_index", 0x68FF, 1, "unknown"},
+                                         TypeRow{"axis_without_device", 0x60FF, 0, "unknown"},
+                                         TypeRow{"device_name", 0x1008, 0, "text"},
+                                         TypeRow{"heartbeat_time", 0x1017, 0, "u16"},
+                                         TypeRow{"serial_number", 0x1018, 4, "u32"},
+                                         TypeRow{"lamp", 0x2000, 1, "unknown"}),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 TEST(ObjectValue, names_the_modes_of_a_drive) {
   const NodeConfig node = node_with_drive();

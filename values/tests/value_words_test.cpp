@@ -11,8 +11,8 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-ValueDescription described(ValueType type, const std::string& unit = "",
-                           std::optional<double> scale = std::nullopt) {
+ValueDescription value_of(ValueType type, const std::string& unit = "",
+                          std::optional<double> scale = std::nullopt) {
   ValueDescription value;
   value.type = type;
   value.unit = unit;
@@ -20,23 +20,23 @@ ValueDescription described(ValueType type, const std::string& unit = "",
   return value;
 }
 
-NodeConfig board_node() {
+NodeConfig worded_node() {
   NodeConfig node;
   node.node_id = 0x10;
   node.board.device_od_map["left"] = {"ci402", 0x6040, 0};
   node.board.device_od_map["right"] = {"ci402", 0x6840, 0};
   node.board.device_od_map["claw"] = {"claw", 0x7040, 0x2100};
   node.board.device_od_map["led"] = {"io", 0x2000, 0};
-  node.values[{0x2010, 1}] = described(ValueType::s16, "mm/s");
-  node.values[{0x2010, 2}] = described(ValueType::u16, "m/s", 0.001);
-  node.values[{0x2010, 3}] = described(ValueType::float32, "V");
-  node.values[{0x2010, 4}] = described(ValueType::text);
-  node.values[{0x2010, 5}] = described(ValueType::bytes);
-  node.values[{0x2010, 6}] = described(ValueType::u64);
-  node.values[{0x2010, 7}] = described(ValueType::s64);
-  node.values[{0x2010, 8}] = described(ValueType::u8, "V");
+  node.values[{0x2010, 1}] = value_of(ValueType::s16, "mm/s");
+  node.values[{0x2010, 2}] = value_of(ValueType::u16, "m/s", 0.001);
+  node.values[{0x2010, 3}] = value_of(ValueType::float32, "V");
+  node.values[{0x2010, 4}] = value_of(ValueType::text);
+  node.values[{0x2010, 5}] = value_of(ValueType::bytes);
+  node.values[{0x2010, 6}] = value_of(ValueType::u64);
+  node.values[{0x2010, 7}] = value_of(ValueType::s64);
+  node.values[{0x2010, 8}] = value_of(ValueType::u8, "V");
   node.values[{0x2010, 8}].values = {{"breath", Count::of(2)}};
-  node.values[{0x2010, 9}] = described(ValueType::s8);
+  node.values[{0x2010, 9}] = value_of(ValueType::s8);
   node.values[{0x2010, 9}].values = {{"reverse", Count::of(-1)}};
   node.values[{0x6841, 0}].values = {{"asleep", Count::of(0x40)}};
   OperationConfig write;
@@ -47,7 +47,7 @@ NodeConfig board_node() {
   return node;
 }
 
-struct Case {
+struct WordsCase {
   std::string name;
   std::uint16_t index;
   std::uint8_t sub_index;
@@ -55,20 +55,20 @@ struct Case {
   std::string text;
 };
 
-void PrintTo(const Case& row, std::ostream* out) { *out << row.name; }
+void PrintTo(const WordsCase& row, std::ostream* out) { *out << row.name; }
 
-std::string row_name(const testing::TestParamInfo<Case>& row) { return row.param.name; }
+std::string words_row_name(const testing::TestParamInfo<WordsCase>& row) { return row.param.name; }
 
-class ReadValue : public testing::TestWithParam<Case> {};
+class ReadValue : public testing::TestWithParam<WordsCase> {};
 
 TEST_P(ReadValue, has_number_and_words) {
-  const NodeConfig node = board_node();
+  const NodeConfig node = worded_node();
   const auto& [name, index, sub_index, bytes, text] = GetParam();
   EXPECT_EQ(reading_text(read_value(&node, index, sub_index, bytes)), text);
 }
 
 /// The states of the profile, each with the bits that its mask leaves out clear and set.
-const std::vector<Case> statuswords{
+const std::vector<WordsCase> statuswords{
     {"not_ready", 0x6041, 0, {0x00, 0x00}, "0, Not ready to switch on"},
     {"not_ready_other_bits", 0x6041, 0, {0x30, 0x02}, "560, Not ready to switch on"},
     {"disabled", 0x6041, 0, {0x40, 0x00}, "64, Switch on disabled"},
@@ -103,7 +103,7 @@ const std::vector<Case> statuswords{
     {"of_another_sub_index", 0x6041, 1, {0x08, 0x00}, "8"},
 };
 
-const std::vector<Case> controlwords{
+const std::vector<WordsCase> controlwords{
     {"shutdown", 0x6040, 0, {0x06, 0}, "6, shutdown"},
     {"switch_on", 0x6040, 0, {0x07, 0}, "7, switch on"},
     {"enable_operation", 0x6040, 0, {0x0F, 0}, "15, enable operation"},
@@ -121,7 +121,7 @@ const std::vector<Case> controlwords{
     {"of_the_second_drive", 0x6840, 0, {0x06, 0}, "6, shutdown"},
 };
 
-const std::vector<Case> others{
+const std::vector<WordsCase> others{
     {"mode", 0x6060, 0, {3}, "3, velocity"},
     {"mode_shown", 0x6861, 0, {6}, "6, homing"},
     {"mode_unknown", 0x6861, 0, {0xFA}, "-6"},
@@ -185,9 +185,9 @@ const std::vector<Case> others{
     {"short_float32", 0x2010, 3, {1, 0}, "1 V"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Statuswords, ReadValue, testing::ValuesIn(statuswords), row_name);
-INSTANTIATE_TEST_SUITE_P(Controlwords, ReadValue, testing::ValuesIn(controlwords), row_name);
-INSTANTIATE_TEST_SUITE_P(Others, ReadValue, testing::ValuesIn(others), row_name);
+INSTANTIATE_TEST_SUITE_P(Statuswords, ReadValue, testing::ValuesIn(statuswords), words_row_name);
+INSTANTIATE_TEST_SUITE_P(Controlwords, ReadValue, testing::ValuesIn(controlwords), words_row_name);
+INSTANTIATE_TEST_SUITE_P(Others, ReadValue, testing::ValuesIn(others), words_row_name);
 
 TEST(ReadValueWithoutNode, knows_the_objects_that_all_nodes_have) {
   EXPECT_EQ(value_words(nullptr, 0x1001, 0, {1}), "generic");
@@ -195,7 +195,7 @@ TEST(ReadValueWithoutNode, knows_the_objects_that_all_nodes_have) {
 }
 
 TEST(ReadValueTyped, tells_guesses_apart) {
-  const NodeConfig node = board_node();
+  const NodeConfig node = worded_node();
   EXPECT_TRUE(read_value(&node, 0x6041, 0, {8, 0}).is_typed);
   EXPECT_TRUE(read_value(&node, 0x603F, 0, {0x11, 0x86}).is_typed);
   EXPECT_TRUE(read_value(&node, 0x2010, 4, {'a'}).is_typed);
@@ -211,14 +211,14 @@ TEST(ReadValueOfADriveAtIndex0, has_no_error_code_below) {
 }
 
 TEST(ReadField, takes_bits) {
-  const NodeConfig node = board_node();
+  const NodeConfig node = worded_node();
   EXPECT_EQ(reading_text(read_field(&node, 0x6077, 0, 0xFFF, 12)), "-1");
   EXPECT_EQ(reading_text(read_field(&node, 0x6041, 0, 0x0637, 16)),
             "1591, Operation enabled, target reached");
 }
 
 TEST(ValueText, has_the_bytes_before) {
-  const NodeConfig node = board_node();
+  const NodeConfig node = worded_node();
   const auto text = [&](std::uint16_t index, const Bytes& bytes) {
     return value_text(bytes, read_value(&node, index, 0, bytes));
   };
@@ -229,7 +229,7 @@ TEST(ValueText, has_the_bytes_before) {
 }
 
 TEST(BracketedReadingText, has_the_words_in_parentheses) {
-  const NodeConfig node = board_node();
+  const NodeConfig node = worded_node();
   const auto text = [&](std::uint16_t index, std::uint8_t sub_index, const Bytes& bytes) {
     return bracketed_reading_text(read_value(&node, index, sub_index, bytes));
   };
@@ -240,7 +240,7 @@ TEST(BracketedReadingText, has_the_words_in_parentheses) {
 }
 
 TEST(ReadingJson, has_number_and_words) {
-  const NodeConfig node = board_node();
+  const NodeConfig node = worded_node();
   const auto json = [&](std::uint16_t index, std::uint8_t sub_index, const Bytes& bytes) {
     auto line = nlohmann::ordered_json::object();
     add_reading(line, read_value(&node, index, sub_index, bytes));
