@@ -32,6 +32,11 @@ function(bridge_settings target)
               -Wundef
               -Werror)
   endif()
+  if(VELMORA_CAN_BRIDGE_STRICT AND CMAKE_UNITY_BUILD)
+    # A local of one source may have the name of a constant in its neighbour; other presets compile
+    # each source alone and look.
+    target_compile_options(${target} PRIVATE -Wno-shadow)
+  endif()
   if(VELMORA_CAN_BRIDGE_SANITIZE)
     target_compile_options(${target} PRIVATE -fsanitize=${VELMORA_CAN_BRIDGE_SANITIZE}
                                              -fno-sanitize-recover=all -fno-omit-frame-pointer)
@@ -105,6 +110,14 @@ function(bridge_install_program target)
   install(TARGETS ${target} RUNTIME COMPONENT program)
 endfunction()
 
+# GoogleTest's headers, compiled once for all tests. Before the first target that holds tests.
+function(bridge_add_test_headers)
+  add_library(velmora_can_bridge_test_headers OBJECT ${PROJECT_SOURCE_DIR}/tests/support/test_headers.cpp)
+  bridge_settings(velmora_can_bridge_test_headers)
+  target_link_libraries(velmora_can_bridge_test_headers PUBLIC GTest::gmock GTest::gtest_main)
+  target_precompile_headers(velmora_can_bridge_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
+endfunction()
+
 # The settings of a target that holds tests. Sees the private headers of the library whose folder it
 # stands in, and the ground floor's.
 function(bridge_test_settings target)
@@ -113,8 +126,10 @@ function(bridge_test_settings target)
     ${target} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR}/../src
                       ${PROJECT_SOURCE_DIR}/ground/include ${PROJECT_SOURCE_DIR}/tests)
   target_link_libraries(${target} PUBLIC GTest::gmock GTest::gtest_main)
-  # Compiled once for all tests; the dev and lint presets do without, so that includes stay honest.
-  target_precompile_headers(${target} PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
+  # Compiled once for all tests; the lint and tsan presets do without, so that includes stay honest.
+  if(TARGET velmora_can_bridge_test_headers)
+    target_precompile_headers(${target} REUSE_FROM velmora_can_bridge_test_headers)
+  endif()
 endfunction()
 
 # A test program: bridge_add_test(NAME LIBRARIES lib... SOURCES file...).
@@ -156,6 +171,7 @@ function(bridge_add_header_check library)
   endforeach()
   add_library(${library}_header_check OBJECT ${sources})
   bridge_settings(${library}_header_check)
+  set_target_properties(${library}_header_check PROPERTIES UNITY_BUILD OFF)
   target_link_libraries(${library}_header_check PRIVATE ${library})
 endfunction()
 

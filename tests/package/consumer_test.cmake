@@ -64,6 +64,7 @@ endforeach()
 # The program finds its libraries, wherever the tree was moved to.
 if(EXISTS ${prefix}/bin/velmora-can-bridge)
   expect_output("${prefix}/bin/velmora-can-bridge;--version" "^velmora-can-bridge ${VERSION}\n$")
+  run("the tour of the installed program" ${prefix}/bin/velmora-can-bridge demo --json)
 endif()
 
 file(GLOB_RECURSE pc_files ${prefix}/*/velmora_can_bridge.pc)
