@@ -6,11 +6,11 @@
 namespace velmora_can_bridge {
 
 Expected<std::string> board_man_page(std::string_view document) {
-  const MarkdownPage page{
-      {board_page_name, 5, "format of the board files of velmora-can-bridge"},
-      {"Threads and lifetime"},  // of the library
-      {roff_reference(program_name, 1), roff_reference(man_page_name("check"), 1),
-       roff_reference(man_page_name("operations"), 1)}};
+  MarkdownPage page;
+  page.title = {board_page_name, 5, "format of the board files of velmora-can-bridge"};
+  page.left_out = {"Threads and lifetime"};  // of the library
+  page.see_also = {roff_reference(program_name, 1), roff_reference(man_page_name("check"), 1),
+                   roff_reference(man_page_name("operations"), 1)};
   return markdown_man_page(document, page);
 }
 
