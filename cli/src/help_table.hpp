@@ -30,8 +30,8 @@ struct ExampleHelp {
   /// Separated by single blanks; the program's name is not among them.
   std::string_view arguments;
   /// What the shell needs around the call: "source <(" and ")".
-  std::string_view before = "";
-  std::string_view behind = "";
+  std::string_view before{};
+  std::string_view behind{};
 };
 
 struct CommandHelp {

@@ -60,7 +60,7 @@ std::string summary_of(std::string_view text) {
   return line;
 }
 
-std::string paragraphs(std::string_view text) {
+std::string roff_paragraphs(std::string_view text) {
   std::string roff;
   while (!text.empty()) {
     const std::string_view paragraph = text.substr(0, text.find('\n'));
@@ -182,8 +182,8 @@ std::string man_page(const CommandHelp& command) {
   options.push_back(help_option);
   const std::string_view board = board_argument(command);
   return roff_head({man_page_name(command.name), 1, summary_of(command.summary)}) +
-         synopsis_section(command) + roff_section("description") + paragraphs(command.description) +
-         command_section(command.name) +
+         synopsis_section(command) + roff_section("description") +
+         roff_paragraphs(command.description) + command_section(command.name) +
          argument_section("arguments", arguments_of(command, false)) +
          argument_section("options", options) + exit_status_section() + environment_section() +
          (board.empty() ? "" : files_section(board)) + example_section(command) +
@@ -193,7 +193,7 @@ std::string man_page(const CommandHelp& command) {
 std::string program_man_page() {
   return roff_head({program_name, 1, summary_of(program_summary)}) + roff_section("synopsis") +
          typed_command("") + command_place + roff_section("description") +
-         paragraphs(program_summary) + ".PP\nEach command has a page of its own. " +
+         roff_paragraphs(program_summary) + ".PP\nEach command has a page of its own. " +
          roff_bold(program_name) + " " + roff_italic("COMMAND") + " " +
          roff_bold(help_option.name) + " tells the same in short.\n" + command_section("") +
          argument_section("options", {help_option, version_option}) + exit_status_section() +

@@ -58,7 +58,7 @@ Marked link_of(std::string_view text) {
 }
 
 /// Without the marks.
-std::string plain(std::string_view text) {
+std::string without_marks(std::string_view text) {
   std::string without;
   for (const char character : text) {
     without += character == '`' || character == '*' ? "" : std::string(1, character);
@@ -68,7 +68,7 @@ std::string plain(std::string_view text) {
 
 std::string link_text(const Marked& link) {
   return link.target == "command-line.md" ? roff_reference(program_name, 1)
-                                          : roff_text(plain(link.text));
+                                          : roff_text(without_marks(link.text));
 }
 
 /// A line of text with its marks as fonts.
@@ -89,7 +89,7 @@ std::string inline_roff(std::string_view text) {
     bare.clear();
     text.remove_prefix(length);
     if (bold.length != 0) {
-      roff += roff_bold(plain(bold.text));
+      roff += roff_bold(without_marks(bold.text));
     } else {
       roff += code.length != 0 ? roff_italic(code.text) : link_text(link);
     }
@@ -161,7 +161,7 @@ class PageWriter {
   }
 
   void begin_section(std::string_view heading) {
-    const std::string name = plain(heading);
+    const std::string name = without_marks(heading);
     is_left_out_ = std::count(page_->left_out.begin(), page_->left_out.end(), name) != 0;
     if (is_left_out_) {
       left_out_.insert(name);
@@ -191,10 +191,12 @@ class PageWriter {
       return next;
     }
     const bool has_labels = header.size() > 2;
-    add(".SS " + roff_text(plain(header[0]) + (has_labels ? "" : ": " + plain(header[1]))) + '\n');
+    add(".SS " +
+        roff_text(without_marks(header[0]) + (has_labels ? "" : ": " + without_marks(header[1]))) +
+        '\n');
     std::size_t row = next + 2;
     for (; row < lines.size() && begins(lines[row], "| "); ++row) {
-      add(roff_entry(roff_bold(plain(cells_of(lines[row]).front())),
+      add(roff_entry(roff_bold(without_marks(cells_of(lines[row]).front())),
                      row_text(header, cells_of(lines[row]))));
     }
     is_at_heading_ = false;
@@ -209,7 +211,8 @@ class PageWriter {
       if (cells[cell].empty()) {
         continue;
       }
-      const std::string label = header.size() > 2 ? roff_text(plain(header[cell])) + ": " : "";
+      const std::string label =
+          header.size() > 2 ? roff_text(without_marks(header[cell])) + ": " : "";
       text += (text.empty() ? "" : "\n.br\n") + label + inline_roff(cells[cell]);
     }
     return text;

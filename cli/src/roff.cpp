@@ -31,7 +31,7 @@ std::string roff_character(char character) {
     case '~':
       return "\\(ti";
     default:
-      return std::string(1, character);
+      return {character};
   }
 }
 

@@ -5,7 +5,9 @@
 namespace velmora_can_bridge {
 namespace {
 
-bool is_blank(char character) { return character == ' ' || character == '\t' || character == '\n'; }
+bool separates_words(char character) {
+  return character == ' ' || character == '\t' || character == '\n';
+}
 
 bool holds(std::string_view characters, char character) {
   return characters.find(character) != std::string_view::npos;
@@ -59,7 +61,7 @@ class LineReader {
       line_.quote = character;
       quote_begin_ = line_.begun.size();
       is_begun_ = true;
-    } else if (is_blank(character)) {
+    } else if (separates_words(character)) {
       end_word();
     } else if (character == '<' || character == '>') {
       begin_redirection();

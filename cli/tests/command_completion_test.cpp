@@ -14,7 +14,7 @@ using testing::Not;
 
 using Words = std::vector<std::string>;
 
-constexpr const char* robot = R"(
+constexpr const char* board_of_devices = R"(
 nodes:
   - node_id: 0x10
     device_od_map:
@@ -33,7 +33,7 @@ nodes:
 )";
 
 /// A node whose operations need no device, and which has none.
-constexpr const char* bare = R"(
+constexpr const char* board_without_devices = R"(
 nodes:
   - node_id: 0x20
     operations:
@@ -47,8 +47,8 @@ class CommandCompletion : public CommandLine {
     before_ = std::filesystem::current_path();
     std::filesystem::current_path(folder);
     std::filesystem::remove(board);
-    write_file("robot.yaml", robot);
-    write_file("bare.yaml", bare);
+    write_file("robot.yaml", board_of_devices);
+    write_file("bare.yaml", board_without_devices);
     write_file("broken.yaml", "nodes: [");
     write_file("notes.txt", "");
     for (const char* const name : {"can0", "can1", "eth0"}) {
@@ -234,7 +234,7 @@ nodes:
       "\e[31m": {base_index: 0x2100}
       "my lamp": {base_index: 0x2200}
 )");
-  write_file("a\nb.yaml", robot);
+  write_file("a\nb.yaml", board_of_devices);
   EXPECT_EQ(candidates("run odd.yaml ").words, Words{"my lamp"});
   EXPECT_THAT(candidates("run ").words, Not(Contains(testing::HasSubstr("\n"))));
 }
@@ -246,7 +246,7 @@ TEST_F(CommandCompletion, waits_for_no_pipe) {
 
 TEST_F(CommandCompletion, reads_no_huge_board) {
   const auto padded = [](std::size_t size) {
-    const std::string text = std::string(bare) + "#";
+    const std::string text = std::string(board_without_devices) + "#";
     return text + std::string(size - text.size(), 'x');
   };
   write_file("huge.yaml", padded(256001));

@@ -21,7 +21,7 @@ namespace {
 
 constexpr const char* bash_completion = "/usr/share/bash-completion/bash_completion";
 
-constexpr const char* robot = R"(
+constexpr const char* board_of_odd_names = R"(
 nodes:
   - node_id: 0x10
     device_od_map:
@@ -44,9 +44,9 @@ nodes:
 class Bash : public CommandLine {
  protected:
   Bash() {
-    write_file("robot.yaml", robot);
+    write_file("robot.yaml", board_of_odd_names);
     std::filesystem::create_directories(folder / "my boards");
-    write_file("my boards/a b.yaml", robot);
+    write_file("my boards/a b.yaml", board_of_odd_names);
     write_file("broken.yaml", "nodes: [");
     write_file("huge.yaml", std::string(1900000, '['));
     EXPECT_EQ(mkfifo((folder / "pipe.yaml").c_str(), 0600), 0);

@@ -82,12 +82,12 @@ TEST(MarkdownPage, tells_which_section_it_does_not_find) {
   EXPECT_EQ(page.error(), "the section \"For others\", which is to be left out, is not there");
 }
 
-struct RefusedRow {
+struct UnknownLineRow {
   const char* name;
   const char* line;
 };
 
-class RefusedMarkdown : public testing::TestWithParam<RefusedRow> {};
+class RefusedMarkdown : public testing::TestWithParam<UnknownLineRow> {};
 
 TEST_P(RefusedMarkdown, is_told_by_its_line) {
   const auto page = markdown_man_page("Text.\n\n" + std::string(GetParam().line), page_of());
@@ -99,12 +99,13 @@ TEST_P(RefusedMarkdown, is_told_by_its_line) {
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, RefusedMarkdown,
-    testing::Values(RefusedRow{"deep_heading", "### a\n"}, RefusedRow{"quotation", "> a\n"},
-                    RefusedRow{"other_bullets", "* a\n"}, RefusedRow{"picture", "![a](b.png)\n"},
-                    RefusedRow{"tags", "<b>a</b>\n"}, RefusedRow{"indented", "    a\n"},
-                    RefusedRow{"code_without_end", "```\na\n"},
-                    RefusedRow{"table_without_line", "| a | b |\n| c | d |\n"},
-                    RefusedRow{"table_of_one", "| a |\n|---|\n"}),
+    testing::Values(UnknownLineRow{"deep_heading", "### a\n"}, UnknownLineRow{"quotation", "> a\n"},
+                    UnknownLineRow{"other_bullets", "* a\n"},
+                    UnknownLineRow{"picture", "![a](b.png)\n"},
+                    UnknownLineRow{"tags", "<b>a</b>\n"}, UnknownLineRow{"indented", "    a\n"},
+                    UnknownLineRow{"code_without_end", "```\na\n"},
+                    UnknownLineRow{"table_without_line", "| a | b |\n| c | d |\n"},
+                    UnknownLineRow{"table_of_one", "| a |\n|---|\n"}),
     [](const auto& row) { return std::string(row.param.name); });
 
 }  // namespace
