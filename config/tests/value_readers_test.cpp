@@ -151,12 +151,12 @@ ProblemCase value_case(const std::string& name, const std::string& keys, const T
 
 /// A minimum, which stands at 2:10.
 ProblemCase count(const std::string& name, const std::string& text, const std::string& found) {
-  return value_case(
-      name, "minimum: " + text,
-      found.empty() ? Texts{}
-                    : Texts{"2:10: error: minimum: expected a whole number of at most 64 bits, "
-                            "found " +
-                            found});
+  return value_case(name, "minimum: " + text,
+                    found.empty()
+                        ? Texts{}
+                        : Texts{"2:10: error: minimum: expected a whole number of at most 64 bits, "
+                                "found " +
+                                found});
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -203,7 +203,7 @@ INSTANTIATE_TEST_SUITE_P(
 /// A unit, which stands at 2:7.
 ProblemCase unit(const std::string& name, const std::string& text, const std::string& problem) {
   return value_case(name, "unit: " + text,
-                     problem.empty() ? Texts{} : Texts{"2:7: error: " + problem});
+                    problem.empty() ? Texts{} : Texts{"2:7: error: " + problem});
 }
 
 ProblemCase number_like_unit(const std::string& name, const std::string& text,
@@ -243,12 +243,12 @@ INSTANTIATE_TEST_SUITE_P(
 /// Names of codes, which stand at 2:9 and on.
 ProblemCase names(const std::string& name, const std::string& codes, const std::string& place,
                   const std::string& found) {
-  return value_case(
-      name, "values: {" + codes + "}",
-      found.empty() ? Texts{}
-                    : Texts{place + ": error: values: expected a word as name, found " + found +
-                            " (it has no blank, \"=\" or \":\" and does not begin as a "
-                            "number)"});
+  return value_case(name, "values: {" + codes + "}",
+                    found.empty()
+                        ? Texts{}
+                        : Texts{place + ": error: values: expected a word as name, found " + found +
+                                " (it has no blank, \"=\" or \":\" and does not begin as a "
+                                "number)"});
 }
 
 INSTANTIATE_TEST_SUITE_P(
