@@ -46,8 +46,8 @@ endfunction()
 
 # A library with its public headers under include/ and its sources under src/ of its folder. Its
 # name outside is velmora_can_bridge:: and what follows the "velmora_can_bridge_" of the target.
-# All share the small private headers of the ground floor. A program may show what the public
-# headers declare and nothing else, and a library of its own may hold the code.
+# All share the small private headers of the ground floor. As a shared library it shows what its
+# public headers declare and nothing else; as an archive it may become part of a shared library.
 function(bridge_add_library target)
   add_library(${target} ${ARGN})
   string(REGEX REPLACE "^velmora_can_bridge_" "" exported ${target})
