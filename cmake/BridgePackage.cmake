@@ -18,15 +18,20 @@ foreach(library IN LISTS libraries)
   list(TRANSFORM needed REPLACE "^velmora_can_bridge_" "")
   string(APPEND needs "set(velmora_can_bridge_${component}_needs ${needed})\n")
 
+  set(link_name ${library})
   set(link_options "")
   get_target_property(type ${library} TYPE)
   if(type STREQUAL "STATIC_LIBRARY")
+    # By its file's name: a shared library that was installed here before would go first.
+    set(link_name :lib${library}.a)
     get_target_property(packages ${library} bridge_static_needs)
     string(APPEND needs "set(velmora_can_bridge_${component}_packages ${packages})\n")
     string(APPEND requires " ${packages}")
   elseif(NOT CMAKE_SKIP_INSTALL_RPATH AND NOT CMAKE_SKIP_RPATH)
-    # So that what is linked with these flags starts from wherever the libraries are.
+    # So that what is linked with these flags starts from wherever the libraries are. The path leads
+    # through the folder of the pkg-config files, which has to be there where programs only run, too.
     set(link_options " -Wl,-rpath,\${libdir}")
+    install(DIRECTORY DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT runtime)
   endif()
   if(component STREQUAL PROJECT_NAME)
     string(APPEND link_options " -pthread")
@@ -51,8 +56,14 @@ install(FILES ${PROJECT_BINARY_DIR}/velmora_can_bridgeConfig.cmake
               ${PROJECT_BINARY_DIR}/velmora_can_bridgeConfigVersion.cmake
         DESTINATION ${package_dir} COMPONENT development)
 
-# The headers refer to the documents.
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}
-        COMPONENT documentation)
-install(FILES ${PROJECT_SOURCE_DIR}/examples/robot_board.yaml
-        DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT documentation)
+# The headers refer to the documents, which refer to the examples beside their folder. In a parent
+# project that is not the parent's.
+set(document_folder ${CMAKE_INSTALL_DOCDIR})
+if(NOT PROJECT_IS_TOP_LEVEL)
+  set(document_folder ${CMAKE_INSTALL_DATAROOTDIR}/doc/${PROJECT_NAME})
+endif()
+install(
+  DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples
+  DESTINATION ${document_folder}
+  COMPONENT documentation
+  PATTERN CMakeLists.txt EXCLUDE)

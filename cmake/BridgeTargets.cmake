@@ -1,15 +1,5 @@
 # How every target of the project is built.
 
-# find_package for a package that one part needs: says which Debian package has it, and the option
-# that leaves the part out.
-function(bridge_find_package name debian_package leave_out)
-  find_package(${name} QUIET ${ARGN})
-  if(NOT ${name}_FOUND)
-    message(FATAL_ERROR "${name} is missing: install the Debian package ${debian_package}, "
-                        "or leave this part out with ${leave_out}")
-  endif()
-endfunction()
-
 # The settings of one of our own targets.
 function(bridge_settings target)
   target_compile_features(${target} PUBLIC cxx_std_17)
@@ -106,7 +96,9 @@ function(bridge_install_program target)
   if(NOT VELMORA_CAN_BRIDGE_INSTALL)
     return()
   endif()
-  bridge_set_install_rpath(${target} ${CMAKE_INSTALL_FULL_BINDIR})
+  if(BUILD_SHARED_LIBS)
+    bridge_set_install_rpath(${target} ${CMAKE_INSTALL_FULL_BINDIR})
+  endif()
   install(TARGETS ${target} RUNTIME COMPONENT program)
 endfunction()
 

@@ -63,6 +63,7 @@ void print_json(const CommandLineHost& host, const NmtArguments& arguments, std:
 
 std::vector<std::string> nmt_command_names() {
   std::vector<std::string> names;
+  names.reserve(named_commands.size());
   for (const NamedCommand& command : named_commands) {
     names.emplace_back(command.name);
   }

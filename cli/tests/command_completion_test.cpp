@@ -44,7 +44,6 @@ nodes:
 class CommandCompletion : public CommandLine {
  protected:
   CommandCompletion() {
-    before_ = std::filesystem::current_path();
     std::filesystem::current_path(folder);
     std::filesystem::remove(board);
     write_file("robot.yaml", board_of_devices);
@@ -74,7 +73,7 @@ class CommandCompletion : public CommandLine {
   }
 
  private:
-  std::filesystem::path before_;
+  std::filesystem::path before_ = std::filesystem::current_path();
 };
 
 struct CommandRow {
