@@ -2,6 +2,7 @@
 # library against it, with find_package and with pkg-config.
 # Arguments: BUILD_DIR, SOURCE_DIR (of the consumers), WORK_DIR, GENERATOR, CXX, LIBRARIES (with commas),
 # SHARED, VERSION.
+cmake_minimum_required(VERSION 3.22)
 set(prefix ${WORK_DIR}/moved)
 string(REPLACE "," ";" LIBRARIES "${LIBRARIES}")
 # What each consumer prints, as a regular expression.
@@ -36,15 +37,16 @@ function(configure_consumer build library)
               "-DCOMPONENTS=${ARGN}" PARENT_SCOPE)
 endfunction()
 
-# What find_package says when it is asked for these components.
-function(expect_refusal expected)
-  configure_consumer(${WORK_DIR}/refused velmora_can_bridge ${ARGN})
+# expect_refusal(TEXT COMPONENT [OPTION...]): what find_package says when it is asked for that.
+function(expect_refusal expected component)
+  configure_consumer(${WORK_DIR}/refused velmora_can_bridge ${component})
+  list(APPEND command ${ARGN})
   execute_process(COMMAND ${command} RESULT_VARIABLE status OUTPUT_VARIABLE output
                   ERROR_VARIABLE output)
   string(REGEX REPLACE "[ \n]+" " " output "${output}")
   string(FIND "${output}" "${expected}" place)
   if(status EQUAL 0 OR place EQUAL -1)
-    message(FATAL_ERROR "components ${ARGN} (${status}): expected \"${expected}\", was:\n${output}")
+    message(FATAL_ERROR "component ${component} (${status}): expected \"${expected}\", was:\n${output}")
   endif()
 endfunction()
 
@@ -69,6 +71,7 @@ endif()
 
 file(GLOB_RECURSE pc_files ${prefix}/*/velmora_can_bridge.pc)
 get_filename_component(pc_dir ${pc_files} DIRECTORY)
+get_filename_component(lib_dir ${pc_dir} DIRECTORY)
 foreach(library IN LISTS LIBRARIES)
   set(build ${WORK_DIR}/${library})
   configure_consumer(${build} ${library} ${library})
@@ -79,6 +82,10 @@ foreach(library IN LISTS LIBRARIES)
   set(name velmora_can_bridge)
   if(NOT library STREQUAL name)
     string(APPEND name _${library})
+  endif()
+  # A shared library of an earlier install must not be linked instead of an archive.
+  if(NOT SHARED)
+    file(WRITE ${lib_dir}/lib${name}.so "of an earlier install")
   endif()
   run("pkg-config ${name}" ${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pc_dir}
       pkg-config --cflags --libs "${name} = ${VERSION}")
@@ -104,3 +111,23 @@ run("configuring a consumer of all" ${command})
 
 list(JOIN LIBRARIES ", " installed)
 expect_refusal("velmora_can_bridge has no component \"bsu\" here. Installed are: ${installed}." bsu)
+
+# A package that is missing is named; an optional component does without.
+if("config" IN_LIST LIBRARIES AND NOT SHARED)
+  set(without_yaml -DCMAKE_DISABLE_FIND_PACKAGE_yaml-cpp=ON)
+  expect_refusal(
+    "The component \"config\" of velmora_can_bridge needs yaml-cpp, which was not found." config
+    ${without_yaml})
+  configure_consumer(${WORK_DIR}/optional bus bus)
+  run("an optional component" ${command} ${without_yaml} -DOPTIONAL=values)
+endif()
+
+# Where programs only run there are no headers and no files for pkg-config.
+if(SHARED)
+  file(REMOVE_RECURSE ${prefix})
+  run("installing what runs" ${CMAKE_COMMAND} --install ${BUILD_DIR} --component runtime --prefix
+      ${prefix})
+  foreach(library IN LISTS LIBRARIES)
+    expect_output(${WORK_DIR}/${library}/with_pkg_config "${expected_${library}}")
+  endforeach()
+endif()
