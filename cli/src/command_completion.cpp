@@ -42,6 +42,8 @@ struct TypedCommand {
   bool options_ended = false;
 };
 
+bool begins_with_dash(const std::string& word) { return word.rfind('-', 0) == 0; }
+
 bool begins_option(const std::string& word) { return word.rfind("--", 0) == 0; }
 
 const ArgumentHelp* find_option(const CommandHelp& command, std::string_view name) {
@@ -97,11 +99,12 @@ std::string value_of(const TypedCommand& typed, std::string_view option) {
 std::optional<BoardFile> read_board(const std::string& path) {
   std::error_code error;
   // What is no file, a pipe for one, may never end.
-  if (!std::filesystem::is_regular_file(path, error) ||
-      std::filesystem::file_size(path, error) > largest_board) {
+  if (!std::filesystem::is_regular_file(path, error)) {
     return std::nullopt;
   }
-  return load_board_file(path).file;
+  // Nor may a file of the kernel, which has the size 0, as one that is missing by now.
+  const std::uintmax_t size = std::filesystem::file_size(path, error);
+  return error || size == 0 || size > largest_board ? std::nullopt : load_board_file(path).file;
 }
 
 /// The last words of the names of the commands below `parent`.
@@ -125,15 +128,17 @@ Words topic_words(const Words& typed) {
 /// Finds the words for the cursor, behind one command.
 class Completer {
  public:
-  Completer(const TypedCommand& typed, const std::string& begun, const CommandLineHost& host)
-      : typed_(&typed), begun_(&begun), host_(&host) {}
+  /// `home` is that for which "~" stands at the cursor; empty where it stands for itself.
+  Completer(const TypedCommand& typed, const std::string& begun, const std::string& home,
+            const CommandLineHost& host)
+      : typed_(&typed), begun_(&begun), home_(&home), host_(&host) {}
 
   CommandCandidates candidates() const {
     const std::size_t equals = begun_->find('=');
     if (typed_->awaiting != nullptr) {
       return value_candidates(*typed_->awaiting, "");
     }
-    if (typed_->options_ended || begun_->rfind('-', 0) != 0) {
+    if (typed_->options_ended || !begins_with_dash(*begun_)) {
       return place_candidates();
     }
     if (equals == std::string::npos) {
@@ -145,11 +150,22 @@ class Completer {
   }
 
  private:
+  /// A path that begins with a dash would be an option: "./" keeps it a path.
+  CommandCandidates file_candidates(const std::string& begun, FileSort sort) const {
+    Words words = file_words(begun, sort, *home_);
+    if (begun.empty()) {
+      for (std::string& word : words) {
+        word.insert(0, begins_with_dash(word) ? "./" : "");
+      }
+    }
+    return {words, true};
+  }
+
   CommandCandidates value_candidates(const ArgumentHelp& option, const std::string& before) const {
     CommandCandidates candidates;
     if (option.value == "FILE") {
       const FileSort sort = option.name == "--board" ? FileSort::boards : FileSort::any;
-      candidates = {file_words(begun_->substr(before.size()), sort, host_->home), true};
+      candidates = file_candidates(begun_->substr(before.size()), sort);
     } else if (option.name == "--bus") {
       candidates.words = can_interface_words(host_->network_folder);
       if (option.value == "BUS") {
@@ -168,12 +184,16 @@ class Completer {
       return typed_->options_ended ? CommandCandidates() : CommandCandidates{option_words()};
     }
     if (place->name == "BOARD") {
-      return {file_words(*begun_, FileSort::boards, host_->home), true};
+      return file_candidates(*begun_, FileSort::boards);
     }
     if (place->name == "FILE") {
-      return {file_words(*begun_, FileSort::any, host_->home), true};
+      return file_candidates(*begun_, FileSort::any);
     }
-    return {place_words(place->name)};
+    Words words = place_words(place->name);
+    if (!typed_->options_ended) {  // the program would take them for options
+      words.erase(std::remove_if(words.begin(), words.end(), begins_with_dash), words.end());
+    }
+    return {words};
   }
 
   /// The argument in whose place the cursor is; null behind the last one.
@@ -271,12 +291,13 @@ class Completer {
 
   const TypedCommand* const typed_;
   const std::string* const begun_;
+  const std::string* const home_;
   const CommandLineHost* const host_;
 };
 
 /// For what stands where a command below `parent` does.
 Words command_place_words(const std::string& parent, const std::string& begun) {
-  if (begun.rfind('-', 0) != 0) {
+  if (!begins_with_dash(begun)) {
     return command_words(parent);
   }
   Words words{std::string(help_option.name)};
@@ -287,8 +308,9 @@ Words command_place_words(const std::string& parent, const std::string& begun) {
 }
 
 CommandCandidates unfiltered_candidates(const ShellLine& line, const CommandLineHost& host) {
+  const std::string home = line.begins_at_home ? host.home : "";
   if (line.is_redirected) {
-    return {file_words(line.begun, FileSort::any, host.home), true};
+    return {file_words(line.begun, FileSort::any, home), true};
   }
   std::string name;
   auto word = line.words.begin() + 1;
@@ -306,7 +328,7 @@ CommandCandidates unfiltered_candidates(const ShellLine& line, const CommandLine
   typed.help = help;
   std::for_each(word, line.words.end(),
                 [&](const std::string& argument) { take_word(typed, argument); });
-  return Completer(typed, line.begun, host).candidates();
+  return Completer(typed, line.begun, home, host).candidates();
 }
 
 bool has_hidden(const std::string& word) { return visible_text(word) != word; }
@@ -314,8 +336,9 @@ bool has_hidden(const std::string& word) { return visible_text(word) != word; }
 }  // namespace
 
 CommandCandidates command_candidates(const ShellLine& line, const CommandLineHost& host) {
-  if (line.words.empty()) {
-    return {};  // still at the name of the program
+  const bool is_at_program = line.words.empty();
+  if (is_at_program || line.has_variable) {
+    return {};  // the shell alone knows
   }
   CommandCandidates candidates = unfiltered_candidates(line, host);
   Words& words = candidates.words;

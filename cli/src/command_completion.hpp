@@ -19,7 +19,7 @@ struct CommandCandidates {
 
 /// Commands, options that are not given yet, values of options, board files and other files,
 /// interfaces, and what the board file on the line offers. A board file with mistakes or of more
-/// than 256000 bytes offers nothing.
+/// than 256000 bytes offers nothing, and nothing goes on a word with a variable of the shell.
 CommandCandidates command_candidates(const ShellLine& line, const CommandLineHost& host);
 
 }  // namespace velmora_can_bridge

@@ -11,29 +11,40 @@ namespace velmora_can_bridge {
 namespace {
 
 /// $1 is the program as it was typed. Where that is no file, an alias for one, the installed
-/// program answers.
+/// program answers. It is called by its path: a function of the shell may have its name.
+///
+/// What the program has no words for, variables, "~user" and patterns, bash completes itself.
 constexpr const char* bash_script =
     R"(# Completion of velmora-can-bridge for bash. The program itself knows what may stand where.
 _velmora_can_bridge() {
-  local program=${1/#'~/'/"$HOME/"} answer
-  type -P -- "$program" >/dev/null || program=velmora-can-bridge
+  local program answer
+  program=$(type -P -- "${1/#'~/'/"${HOME-}/"}") ||
+    program=$(type -P -- velmora-can-bridge) || return 0
   mapfile -t answer < <("$program" complete-words "$COMP_WORDBREAKS" \
     "${COMP_LINE:0:COMP_POINT}" 2>/dev/null </dev/null)
   COMPREPLY=("${answer[@]:1}")
   [[ -z ${answer[0]-} ]] || compopt -o "${answer[0]}" 2>/dev/null
 }
-complete -F _velmora_can_bridge velmora-can-bridge
+complete -o bashdefault -F _velmora_can_bridge velmora-can-bridge
 )";
 
 bool ends_open(const std::string& word) { return !word.empty() && word.back() == '='; }
 
-/// "nospace" where more belongs to the only candidate, whose value is still to be typed.
-std::string bash_option(const CommandCandidates& candidates) {
+/// "nospace" where more belongs to the only candidate, whose value is still to be typed. "default"
+/// where bash alone knows what is typed: its names of files.
+std::string bash_option(const CommandCandidates& candidates, const ShellLine& line) {
+  if (line.has_variable) {
+    return "default";
+  }
   if (candidates.are_files) {
     return "filenames";
   }
   return candidates.words.size() == 1 && ends_open(candidates.words.front()) ? "nospace" : "";
 }
+
+/// Between double quotes nothing keeps bash from taking "!" for an earlier line, and nobody could
+/// type the word there. Of names of files bash itself takes care.
+bool recalls_history(const std::string& word) { return word.find('!') != std::string::npos; }
 
 /// What bash puts in the place of the word at the cursor, as far as it replaces that. Names of
 /// files it quotes itself.
@@ -66,11 +77,14 @@ ExitStatus complete_words_command(const CommandLineHost& host,
   }
   const ShellLine line = parse_shell_line(arguments[1], arguments[0], host.home);
   CommandCandidates candidates = command_candidates(line, host);
+  auto& words = candidates.words;
   if (ends_open(line.begun)) {  // that alone brings nobody further
-    auto& words = candidates.words;
     words.erase(std::remove(words.begin(), words.end(), line.begun), words.end());
   }
-  host.out << bash_option(candidates) << '\n';
+  if (line.quote == '"' && !candidates.are_files) {
+    words.erase(std::remove_if(words.begin(), words.end(), recalls_history), words.end());
+  }
+  host.out << bash_option(candidates, line) << '\n';
   for (const std::string& word : candidates.words) {
     host.out << reply(word, line, candidates.are_files) << '\n';
   }

@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "completion_command.hpp"
 #include "line_editor.hpp"
 #include "terminal.hpp"
 #include "velmora_can_bridge/cli/command_line.hpp"
@@ -80,9 +81,12 @@ std::string home_folder() {
 int main(int argc, char** argv) {
   try {
     occupy_standard_streams();
-    end_on_signals();
     const bool live = isatty(STDOUT_FILENO) == 1;
     const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
+    // Words for a shell need no good order at the end, and a person waits for them.
+    if (arguments.empty() || arguments.front() != bridge::complete_words) {
+      end_on_signals();
+    }
     bridge::CommandLineHost host{
         std::cout, std::cerr,    shows_colour(STDOUT_FILENO), {},
         {},        &interrupted, shows_colour(STDERR_FILENO), width_of_output()};

@@ -35,6 +35,7 @@ class LineReader {
     // Behind an open quote bash replaces all that stands in it, break characters included.
     line_.kept = line_.quote != '\0' ? quote_begin_ : break_end_;
     line_.is_redirected = is_redirected_;
+    line_.begins_at_home = has_home_;
     return line_;
   }
 
@@ -51,9 +52,10 @@ class LineReader {
   void take_quoted(char character) {
     if (character == line_.quote) {
       line_.quote = '\0';
-    } else {
-      line_.begun += character;
+      return;
     }
+    line_.has_variable = line_.has_variable || (line_.quote == '"' && character == '$');
+    line_.begun += character;
   }
 
   void take_bare(char character) {
@@ -72,6 +74,7 @@ class LineReader {
 
   void take_plain(char character) {
     has_home_ = has_home_ || (!is_begun_ && character == '~');
+    line_.has_variable = line_.has_variable || character == '$';
     is_begun_ = true;
     line_.begun += character;
     if (holds(breaks_, character)) {
@@ -103,6 +106,7 @@ class LineReader {
 
   void begin_word() {
     line_.begun.clear();
+    line_.has_variable = false;
     is_begun_ = false;
     has_home_ = false;
     break_end_ = 0;

@@ -21,6 +21,10 @@ struct ShellLine {
   char quote = '\0';
   /// The word at the cursor is the file of a redirection.
   bool is_redirected = false;
+  /// The word at the cursor begins with a "~" that stands for a home.
+  bool begins_at_home = false;
+  /// The word at the cursor holds a "$" that the shell expands.
+  bool has_variable = false;
 };
 
 /// Takes the line apart as bash does. `breaks` is its variable COMP_WORDBREAKS: where one of these

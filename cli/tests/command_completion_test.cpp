@@ -20,6 +20,7 @@ nodes:
     device_od_map:
       wheel: {profile: ci402, base_index: 0x6040}
       lamp: {profile: io, base_index: 0x2000}
+      -spare: {profile: io, base_index: 0x2100}
     pdos:
       - number: 1
         direction: RPDO
@@ -50,6 +51,8 @@ class CommandCompletion : public CommandLine {
     write_file("bare.yaml", board_without_devices);
     write_file("broken.yaml", "nodes: [");
     write_file("notes.txt", "");
+    std::filesystem::create_directories(folder / "dashes");
+    write_file("dashes/-a.yaml", board_of_devices);
     for (const char* const name : {"can0", "can1", "eth0"}) {
       std::filesystem::create_directories(folder / "net" / name);
       write_file(std::string("net/") + name + "/type", name[0] == 'c' ? "280" : "1");
@@ -145,7 +148,8 @@ INSTANTIATE_TEST_SUITE_P(
         CommandRow{"devices", "run robot.yaml ", {"lamp", "wheel"}},
         CommandRow{
             "devices_behind_options", "run --bus can0 --json robot.yaml ", {"lamp", "wheel"}},
-        CommandRow{"devices_behind_two_dashes", "run -- robot.yaml ", {"lamp", "wheel"}},
+        CommandRow{"devices_behind_two_dashes", "run -- robot.yaml ", {"-spare", "lamp", "wheel"}},
+        CommandRow{"device_with_a_dash_behind_two_dashes", "run -- robot.yaml -", {"-spare"}},
         CommandRow{"devices_of_a_board_in_quotes", "explain 'robot.yaml' w", {"wheel"}},
         CommandRow{"devices_of_a_board_at_home", "run ~/robot.yaml w", {"wheel"}},
         CommandRow{"node_ids_where_one_is_begun", "run robot.yaml 0", {"0x10"}},
@@ -187,8 +191,8 @@ TEST_P(FileCandidates, are_paths) {
   EXPECT_TRUE(found.are_files);
 }
 
-const Words boards{"bare.yaml", "broken.yaml", "net", "robot.yaml"};
-const Words files{"bare.yaml", "broken.yaml", "net", "notes.txt", "robot.yaml"};
+const Words boards{"bare.yaml", "broken.yaml", "dashes", "net", "robot.yaml"};
+const Words files{"bare.yaml", "broken.yaml", "dashes", "net", "notes.txt", "robot.yaml"};
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, FileCandidates,
@@ -199,6 +203,9 @@ INSTANTIATE_TEST_SUITE_P(
                     CommandRow{"board_behind_equals", "sdo read --board=r", {"--board=robot.yaml"}},
                     CommandRow{"trace", "run --trace ", files},
                     CommandRow{"script", "script robot.yaml n", {"net", "notes.txt"}},
+                    CommandRow{"home_behind_equals", "sdo read --board=~/r", {}},
+                    CommandRow{"home_in_quotes", "run \"~/r", {}},
+                    CommandRow{"home_of_a_redirection", "demo >~/n", {"~/net", "~/notes.txt"}},
                     CommandRow{"redirection", "operations robot.yaml >n", {"net", "notes.txt"}}),
     [](const auto& row) { return std::string(row.param.name); });
 
@@ -241,6 +248,34 @@ nodes:
 TEST_F(CommandCompletion, waits_for_no_pipe) {
   ASSERT_EQ(mkfifo((folder / "pipe.yaml").c_str(), 0600), 0);
   EXPECT_EQ(candidates("run pipe.yaml ").words, Words());
+}
+
+struct DashRow {
+  const char* name;
+  const char* line;
+  const char* word;
+};
+
+/// In a folder whose board file has a name that looks like an option.
+class DashedFile : public CommandCompletion, public testing::WithParamInterface<DashRow> {};
+
+TEST_P(DashedFile, is_offered_as_no_option) {
+  std::filesystem::current_path(folder / "dashes");
+  EXPECT_EQ(candidates(GetParam().line).words, Words{GetParam().word});
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, DashedFile,
+                         testing::Values(DashRow{"board", "run ", "./-a.yaml"},
+                                         DashRow{"script", "script ./-a.yaml ", "./-a.yaml"},
+                                         DashRow{"value", "sdo read --board ", "./-a.yaml"},
+                                         DashRow{"trace", "sdo read --trace=", "--trace=./-a.yaml"},
+                                         DashRow{"behind_two_dashes", "run -- -", "-a.yaml"}),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST_F(CommandCompletion, of_a_variable_is_the_shells) {
+  write_file("$HOME", "");
+  EXPECT_EQ(candidates("script robot.yaml $HO").words, Words());
+  EXPECT_EQ(candidates("script robot.yaml '$HO").words, Words{"$HOME"});
 }
 
 TEST_F(CommandCompletion, reads_no_huge_board) {

@@ -29,6 +29,7 @@ nodes:
       my lamp: {profile: io, base_index: 0x2100}
       'it''s "q" \ x': {profile: io, base_index: 0x2200}
       'a:b': {profile: io, base_index: 0x2300}
+      'go!': {profile: io, base_index: 0x2400}
     pdos:
       - number: 1
         direction: RPDO
@@ -126,6 +127,13 @@ INSTANTIATE_TEST_SUITE_P(
         BashRow{"a_device_with_a_blank_behind_a_backslash", "run robot.yaml my\\ l", "<my\\ lamp>"},
         BashRow{"a_device_with_quotes", "run robot.yaml it", R"(<it\'s\ \"q\"\ \\\ x>)"},
         BashRow{"a_device_with_quotes_in_quotes", "run robot.yaml \"it", R"(<it's \"q\" \\ x>)"},
+        BashRow{"a_device_with_an_exclamation_mark", "run robot.yaml go", "<go\\!>"},
+        BashRow{"a_device_with_an_exclamation_mark_in_single_quotes", "run robot.yaml 'go",
+                "<go!>"},
+        BashRow{"nothing_that_recalls_history", "run robot.yaml \"go", ""},
+        BashRow{"files_behind_a_variable", "run $HOME/rob", "default "},
+        BashRow{"files_behind_a_variable_in_quotes", "run \"$HOME/rob", "default "},
+        BashRow{"nothing_behind_a_sign_in_single_quotes", "run '$HOME/rob", "filenames "},
         BashRow{"a_device_with_a_colon", "run robot.yaml a:", "<b>"},
         BashRow{"a_node_id", "run robot.yaml 0x", "<0x10>"},
         BashRow{"an_operation_with_a_blank", "run robot.yaml lamp re", "<read\\ it>"},
@@ -144,7 +152,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(Bash, takes_the_script_for_completion) {
   EXPECT_EQ(bash("source <(velmora-can-bridge completion bash); complete -p velmora-can-bridge"),
-            "complete -F _velmora_can_bridge velmora-can-bridge\n");
+            "complete -o bashdefault -F _velmora_can_bridge velmora-can-bridge\n");
 }
 
 TEST_F(Bash, takes_the_script_with_strict_options) {
@@ -155,7 +163,7 @@ TEST_F(Bash, loads_the_script_by_its_name) {
   EXPECT_EQ(bash(std::string("source ") + bash_completion + R"(
 _completion_loader velmora-can-bridge
 complete -p velmora-can-bridge)"),
-            "complete -F _velmora_can_bridge velmora-can-bridge\n");
+            "complete -o bashdefault -F _velmora_can_bridge velmora-can-bridge\n");
 }
 
 TEST_F(Bash, asks_the_installed_program_for_an_alias) {
@@ -163,6 +171,38 @@ TEST_F(Bash, asks_the_installed_program_for_an_alias) {
   EXPECT_EQ(bash("source completions/velmora-can-bridge; COMP_LINE='vcb ru' COMP_POINT=6\n" + call +
                  "\necho \"${COMPREPLY[@]}\""),
             "run\n");
+}
+
+TEST_F(Bash, asks_the_program_and_no_function_of_its_name) {
+  EXPECT_EQ(completed("velmora-can-bridge ru", "velmora-can-bridge() { echo; echo function; }"),
+            "<run>");
+}
+
+TEST_F(Bash, does_without_a_home) {
+  EXPECT_EQ(completed("velmora-can-bridge ru", "set -eu; unset HOME"), "<run>");
+}
+
+TEST_F(Bash, is_not_kept_waiting_by_a_file_of_the_kernel) {
+  EXPECT_EQ(bash("timeout -k 1 60 velmora-can-bridge complete-words ' =' "
+                 "'velmora-can-bridge run /proc/kmsg '"),
+            "\n");
+}
+
+/// The words are more than the pipe holds, so that the program waits when their first is read.
+TEST_F(Bash, ends_the_program_at_once_while_it_answers) {
+  std::filesystem::create_directories(folder / "many");
+  for (int number = 0; number < 500; ++number) {
+    write_file("many/" + std::string(200, 'a') + std::to_string(number), "");
+  }
+  EXPECT_EQ(bash(R"(
+exec 3< <(exec velmora-can-bridge complete-words ' =' 'velmora-can-bridge script robot.yaml many/')
+program=$!
+read -r first <&3
+kill -TERM $program
+cat <&3 >/dev/null
+wait $program
+echo "$first" $?)"),
+            "filenames 143\n");
 }
 
 TEST_F(Bash, is_silent_without_the_program) {
@@ -226,6 +266,29 @@ class BashOnTerminal : public Bash {
   pid_t child_ = -1;
   std::string shown_;
 };
+
+struct TypedRow {
+  const char* name;
+  const char* typed;
+  const char* shown;
+};
+
+class BashItself : public BashOnTerminal, public testing::WithParamInterface<TypedRow> {};
+
+TEST_P(BashItself, completes_what_the_program_does_not_know) {
+  start();
+  type("velmora-can-bridge run " + std::string(GetParam().typed) + "\t");
+  EXPECT_TRUE(shows("run " + std::string(GetParam().shown)));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, BashItself,
+    testing::Values(TypedRow{"file_behind_a_variable", "$HOME/rob", "$HOME/robot.yaml "},
+                    TypedRow{"file_behind_a_variable_in_quotes", "\"$HOME/rob",
+                             "\"$HOME/robot.yaml\" "},
+                    TypedRow{"variable", "$HOM", "$HOME"}, TypedRow{"person", "~roo", "~root/"},
+                    TypedRow{"pattern", "rob*", "rob*\bot.yaml "}),
+    [](const auto& row) { return std::string(row.param.name); });
 
 TEST_F(BashOnTerminal, completes_a_line_tab_by_tab) {
   start();

@@ -70,6 +70,38 @@ TEST(ShellLine, ends_with_the_file_of_a_redirection) {
   }
 }
 
+struct ExpansionRow {
+  const char* name;
+  const char* line;
+  bool begins_at_home;
+  bool has_variable;
+};
+
+class Expansions : public testing::TestWithParam<ExpansionRow> {};
+
+TEST_P(Expansions, are_seen_in_the_word_at_the_cursor) {
+  const ShellLine line = parse_shell_line(GetParam().line, bash_breaks, "/home/me");
+  EXPECT_EQ(line.begins_at_home, GetParam().begins_at_home);
+  EXPECT_EQ(line.has_variable, GetParam().has_variable);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, Expansions,
+    testing::Values(ExpansionRow{"home", "p ~/a", true, false},
+                    ExpansionRow{"home_of_a_redirection", "p >~/a", true, false},
+                    ExpansionRow{"home_of_an_earlier_word", "p ~/a b", false, false},
+                    ExpansionRow{"home_behind_equals", "p --board=~/a", false, false},
+                    ExpansionRow{"home_behind_a_quote", "p \"~/a", false, false},
+                    ExpansionRow{"home_behind_a_backslash", "p \\~/a", false, false},
+                    ExpansionRow{"variable", "p $A/b", false, true},
+                    ExpansionRow{"variable_inside", "p --board=$A", false, true},
+                    ExpansionRow{"variable_in_double_quotes", "p \"$A", false, true},
+                    ExpansionRow{"variable_in_single_quotes", "p '$A", false, false},
+                    ExpansionRow{"variable_behind_a_backslash", "p \\$A", false, false},
+                    ExpansionRow{"escaped_variable_in_quotes", R"(p "\$A)", false, false},
+                    ExpansionRow{"variable_of_an_earlier_word", "p $A b", false, false}),
+    [](const auto& row) { return std::string(row.param.name); });
+
 TEST(ShellLine, breaks_where_the_person_wants_it) {
   EXPECT_EQ(parse_shell_line("p red=25", " ", "").kept, 0U);
 }
