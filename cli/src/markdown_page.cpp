@@ -5,6 +5,7 @@
 #include <set>
 
 #include "help_table.hpp"
+#include "man_page.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -66,9 +67,21 @@ std::string without_marks(std::string_view text) {
   return without;
 }
 
+/// The command of a section of the program's document: each of those begins with its command.
+std::string_view command_of(std::string_view anchor) {
+  const std::string_view word = anchor.substr(0, anchor.find('-'));
+  return find_command_help(word) == nullptr ? "" : word;
+}
+
 std::string link_text(const Marked& link) {
-  return link.target == "command-line.md" ? roff_reference(program_name, 1)
-                                          : roff_text(without_marks(link.text));
+  constexpr std::string_view document = "command-line.md";
+  const std::string_view file = link.target.substr(0, link.target.find('#'));
+  if (file != document) {
+    return roff_text(without_marks(link.text));
+  }
+  const bool has_anchor = link.target != document;
+  const std::string_view anchor = link.target.substr(has_anchor ? file.size() + 1 : file.size());
+  return roff_reference(man_page_name(command_of(anchor)), 1);
 }
 
 /// A line of text with its marks as fonts.
@@ -133,7 +146,8 @@ class PageWriter {
     for (const std::string& reference : page_->see_also) {
       references += (references.empty() ? "" : ",\n") + reference;
     }
-    return roff_ + roff_section("see also") + references + '\n';
+    const std::string files = page_->files.empty() ? "" : roff_section("files") + page_->files;
+    return roff_ + files + roff_section("see also") + references + '\n';
   }
 
  private:

@@ -15,6 +15,8 @@ struct MarkdownPage {
   ManPageTitle title;
   /// Headings of sections that are for other readers.
   std::vector<std::string> left_out;
+  /// Entries of the section of files, in roff; empty for no such section.
+  std::string files;
   /// References to other pages, in roff.
   std::vector<std::string> see_also;
 };

@@ -11,7 +11,7 @@ using testing::HasSubstr;
 using testing::Not;
 
 MarkdownPage page_of(std::vector<std::string> left_out = {}) {
-  return {{"name", 5, "summary"}, std::move(left_out), {roff_reference("other", 1)}};
+  return {{"name", 5, "summary"}, std::move(left_out), "", {roff_reference("other", 1)}};
 }
 
 /// The page of the document on a terminal; without warnings.
@@ -57,6 +57,11 @@ INSTANTIATE_TEST_SUITE_P(
                  "Default: 2\n"},
         BlockRow{"marks", "A `code --x`, **bold**, [link](#there), [page](command-line.md).\n",
                  "       A code --x, bold, link, velmora-can-bridge(1).\n"},
+        BlockRow{"link_to_a_command", "[a](command-line.md#sdo-one-object-of-a-node) b.\n",
+                 "       velmora-can-bridge-sdo(1) b.\n"},
+        BlockRow{"link_to_another_section", "[a](command-line.md#exit-status) b.\n",
+                 "       velmora-can-bridge(1) b.\n"},
+        BlockRow{"link_to_another_document", "[a](commands.md#sdo) b.\n", "       a b.\n"},
         BlockRow{"marks_that_do_not_end", "A `b, c * d, [e](f\n", "       A `b, c * d, [e](f\n"}),
     [](const auto& row) { return std::string(row.param.name); });
 
@@ -64,6 +69,13 @@ TEST(MarkdownPage, marks_code_and_what_is_bold) {
   const auto page = markdown_man_page("a `b` **`c`** [d `e`](f.md)\n", page_of());
   ASSERT_TRUE(page);
   EXPECT_THAT(*page, HasSubstr("\na \\fIb\\fR \\fBc\\fR d e\n"));
+}
+
+TEST(MarkdownPage, tells_of_files_before_other_pages) {
+  MarkdownPage page = page_of();
+  page.files = roff_entry("file", "a file");
+  EXPECT_THAT(*markdown_man_page("Text.\n", page),
+              HasSubstr("Text.\n.SH FILES\n.TP\nfile\na file\n.SH SEE ALSO\n"));
 }
 
 TEST(MarkdownPage, leaves_out_what_is_for_others) {
