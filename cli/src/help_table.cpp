@@ -9,7 +9,8 @@ namespace {
 
 // Arguments that several commands have.
 constexpr ArgumentHelp board{"BOARD", "", "the board file (YAML)", true};
-constexpr ArgumentHelp device{"DEVICE", "", "a device of the board", true};
+constexpr ArgumentHelp device{
+    "DEVICE", "", "a device of the board; a node id where the operation needs none", true};
 constexpr ArgumentHelp operation{"OPERATION", "", "an operation of the device's node", true};
 constexpr ArgumentHelp payload{"PAYLOAD", "",
                                "its values in order, or by name (red=255): numbers, with a unit "
@@ -192,7 +193,8 @@ CommandHelp check() {
   return {"check",
           "Validate a board file, and compare it with the devices on a bus",
           "Checks the board file and prints all of its mistakes. With --bus it compares the PDOs "
-          "of the file with those of the nodes, too, and changes nothing on them.",
+          "of the file with those of the nodes, too, transmission types where the file has them, "
+          "and changes nothing on them. It warns when RPDOs wait for a SYNC and none comes.",
           {board, {"--bus", "IFACE", "compare with the devices on this CAN interface"}, json},
           {{"Check the file", "check robot.yaml"},
            {"Compare it with a robot", "check robot.yaml --bus can0"}}};
@@ -271,6 +273,11 @@ CommandHelp version() {
           {{"Show it", "version"}, {"The same as an option", "--version"}}};
 }
 
+/// Whether nothing but a bus can be the reason.
+bool is_of_bus(const ExitStatusHelp& row) {
+  return row.status == ExitStatus::no_answer || row.status == ExitStatus::bus_fault;
+}
+
 }  // namespace
 
 const std::vector<CommandHelp>& command_helps() {
@@ -312,11 +319,22 @@ const std::vector<ExitStatusHelp>& exit_status_helps() {
   static const std::vector<ExitStatusHelp> table{
       {ExitStatus::success, "done"},
       {ExitStatus::operation_failed, "the operation failed"},
-      {ExitStatus::bad_input, "usage or board file"},
+      {ExitStatus::bad_input, "wrong usage, or a mistake in the board file"},
       {ExitStatus::no_answer, "no answer"},
       {ExitStatus::bus_fault, "bus or interface fault"},
       {ExitStatus::interrupted, "interrupted"}};
   return table;
+}
+
+std::vector<ExitStatusHelp> exit_status_helps_of(const CommandHelp& command) {
+  const bool has_bus =
+      std::any_of(command.arguments.begin(), command.arguments.end(),
+                  [](const ArgumentHelp& argument) { return argument.name == bus.name; });
+  std::vector<ExitStatusHelp> rows = exit_status_helps();
+  if (!has_bus && subcommands(command.name).empty()) {
+    rows.erase(std::remove_if(rows.begin(), rows.end(), is_of_bus), rows.end());
+  }
+  return rows;
 }
 
 }  // namespace velmora_can_bridge

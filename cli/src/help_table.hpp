@@ -56,7 +56,11 @@ inline constexpr const char* program_name = "velmora-can-bridge";
 /// The program's name and version.
 std::string program_version();
 
+/// One line, without a full stop.
 inline constexpr std::string_view program_summary =
+    "Run configured operations on the CANopen nodes of a robot board";
+
+inline constexpr std::string_view program_description =
     "Runs configured operations on the CANopen nodes of a robot board.";
 
 /// Every command has it, and the program.
@@ -81,5 +85,8 @@ const CommandHelp* find_command_help(std::string_view name);
 
 /// All exit statuses.
 const std::vector<ExitStatusHelp>& exit_status_helps();
+
+/// Those of the command: without those of a bus where it takes none.
+std::vector<ExitStatusHelp> exit_status_helps_of(const CommandHelp& command);
 
 }  // namespace velmora_can_bridge

@@ -96,10 +96,10 @@ std::string examples(const CommandHelp& command) {
   return text;
 }
 
-std::string exit_statuses() {
+std::string exit_statuses(const std::vector<ExitStatusHelp>& rows) {
   std::string words;
-  for (const ExitStatusHelp& row : exit_status_helps()) {
-    words += (words.empty() ? "" : ", ") + std::to_string(static_cast<int>(row.status)) + " " +
+  for (const ExitStatusHelp& row : rows) {
+    words += (words.empty() ? "" : "; ") + std::to_string(static_cast<int>(row.status)) + " " +
              std::string(row.help);
   }
   return '\n' + hanging("Exit status: ", words_of(words + "."));
@@ -138,18 +138,18 @@ std::string help_text(const CommandHelp& command) {
   return usage(command.name, synopsis_words(command), subcommands) +
          paragraphs(command.description) + list("Commands", subcommands) +
          list("Arguments", arguments(command, false)) + list("Options", arguments(command, true)) +
-         examples(command) + exit_statuses();
+         examples(command) + exit_statuses(exit_status_helps_of(command));
 }
 
 std::string program_help_text() {
   const std::vector<Entry> commands = commands_of("");
   const std::vector<Entry> options{{typed_argument(help_option), help_option.help},
                                    {typed_argument(version_option), version_option.help}};
-  return usage("", {}, commands) + paragraphs(program_summary) + list("Commands", commands) +
+  return usage("", {}, commands) + paragraphs(program_description) + list("Commands", commands) +
          list("Options", options) + '\n' +
          hanging("", words_of("\"velmora-can-bridge COMMAND --help\" tells what a command "
                               "takes, with examples.")) +
-         exit_statuses();
+         exit_statuses(exit_status_helps());
 }
 
 }  // namespace velmora_can_bridge

@@ -19,6 +19,10 @@ constexpr VariableHelp variables[] = {
     {"NO_COLOR", "nothing is coloured where it is set and not empty"},
     {"TERM", "nothing is coloured where it is dumb"}};
 
+/// As `help_option`, for a reader of the page.
+constexpr ArgumentHelp help_option_of_page{help_option.name, "",
+                                           "print the usage in short and end"};
+
 /// What follows where there are commands below.
 constexpr const char* command_place = "\\fICOMMAND\\fR ...\n";
 
@@ -51,13 +55,9 @@ std::string synopsis_arguments(const CommandHelp& command) {
   return text;
 }
 
-/// What stands behind the name of a page: without the capital and the full stop.
+/// What stands behind the name of a page: without the capital.
 std::string summary_of(std::string_view text) {
-  std::string line = in_lower_case(text.substr(0, 1)) + std::string(text.substr(1));
-  if (line.back() == '.') {
-    line.pop_back();
-  }
-  return line;
+  return in_lower_case(text.substr(0, 1)) + std::string(text.substr(1));
 }
 
 std::string roff_paragraphs(std::string_view text) {
@@ -95,9 +95,9 @@ std::string command_section(std::string_view parent) {
   return entries.empty() ? "" : roff_section("commands") + entries;
 }
 
-std::string exit_status_section() {
+std::string exit_status_section(const std::vector<ExitStatusHelp>& rows) {
   std::string text = roff_section("exit status");
-  for (const ExitStatusHelp& row : exit_status_helps()) {
+  for (const ExitStatusHelp& row : rows) {
     text +=
         roff_entry(roff_bold(std::to_string(static_cast<int>(row.status))), roff_text(row.help));
   }
@@ -179,25 +179,25 @@ std::string man_page_name(std::string_view command) {
 
 std::string man_page(const CommandHelp& command) {
   std::vector<ArgumentHelp> options = arguments_of(command, true);
-  options.push_back(help_option);
+  options.push_back(help_option_of_page);
   const std::string_view board = board_argument(command);
   return roff_head({man_page_name(command.name), 1, summary_of(command.summary)}) +
          synopsis_section(command) + roff_section("description") +
          roff_paragraphs(command.description) + command_section(command.name) +
          argument_section("arguments", arguments_of(command, false)) +
-         argument_section("options", options) + exit_status_section() + environment_section() +
-         (board.empty() ? "" : files_section(board)) + example_section(command) +
-         see_also(command, !board.empty());
+         argument_section("options", options) + exit_status_section(exit_status_helps_of(command)) +
+         environment_section() + (board.empty() ? "" : files_section(board)) +
+         example_section(command) + see_also(command, !board.empty());
 }
 
 std::string program_man_page() {
   return roff_head({program_name, 1, summary_of(program_summary)}) + roff_section("synopsis") +
          typed_command("") + command_place + roff_section("description") +
-         roff_paragraphs(program_summary) + ".PP\nEach command has a page of its own. " +
+         roff_paragraphs(program_description) + ".PP\nEach command has a page of its own. " +
          roff_bold(program_name) + " " + roff_italic("COMMAND") + " " +
          roff_bold(help_option.name) + " tells the same in short.\n" + command_section("") +
-         argument_section("options", {help_option, version_option}) + exit_status_section() +
-         environment_section() + files_section("BOARD") +
+         argument_section("options", {help_option_of_page, version_option}) +
+         exit_status_section(exit_status_helps()) + environment_section() + files_section("BOARD") +
          see_also_section({roff_reference(board_page_name, 5)});
 }
 

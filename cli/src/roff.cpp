@@ -44,7 +44,8 @@ std::string in_capitals(std::string_view text) {
   return capitals;
 }
 
-std::string manual_of(int section) { return section == 1 ? "User Commands" : "File Formats"; }
+/// Short: it stands in the midst of a line that begins and ends with the name of the page.
+std::string manual_of(int section) { return section == 1 ? "Commands" : "File Formats"; }
 
 }  // namespace
 

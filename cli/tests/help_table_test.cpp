@@ -108,6 +108,29 @@ TEST(HelpTable, has_every_exit_status_once) {
   EXPECT_EQ(statuses, (std::vector<int>{0, 1, 2, 3, 4, 130}));
 }
 
+struct StatusRow {
+  const char* command;
+  std::vector<int> statuses;
+};
+
+class ExitStatuses : public testing::TestWithParam<StatusRow> {};
+
+TEST_P(ExitStatuses, are_told_of_a_bus_where_there_may_be_one) {
+  std::vector<int> statuses;
+  for (const ExitStatusHelp& row : exit_status_helps_of(*find_command_help(GetParam().command))) {
+    statuses.push_back(static_cast<int>(row.status));
+  }
+  EXPECT_EQ(statuses, GetParam().statuses);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, ExitStatuses,
+                         testing::Values(StatusRow{"run", {0, 1, 2, 3, 4, 130}},
+                                         StatusRow{"check", {0, 1, 2, 3, 4, 130}},
+                                         StatusRow{"sdo", {0, 1, 2, 3, 4, 130}},
+                                         StatusRow{"operations", {0, 1, 2, 130}},
+                                         StatusRow{"demo", {0, 1, 2, 130}}),
+                         [](const auto& row) { return std::string(row.param.command); });
+
 TEST(HelpTable, examples_parse) {
   for (const CommandHelp& command : command_helps()) {
     for (const ExampleHelp& example : command.examples) {
@@ -179,7 +202,7 @@ TEST_F(Help, of_a_command_has_its_usage_arguments_and_examples) {
   EXPECT_THAT(help, HasSubstr("\n  --for SECONDS  end after so many seconds, 1 to 31536000\n"));
   EXPECT_THAT(help, HasSubstr("Examples:\n  Simulate until Ctrl-C:\n"
                               "    velmora-can-bridge simulate robot.yaml --bus vcan0\n"));
-  EXPECT_THAT(help, HasSubstr("Exit status: 0 done, 1 the operation failed, "));
+  EXPECT_THAT(help, HasSubstr("Exit status: 0 done; 1 the operation failed; "));
 }
 
 TEST_F(Help, shows_a_value_that_may_be_left_out) {

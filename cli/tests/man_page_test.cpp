@@ -150,13 +150,13 @@ TEST_P(EveryCommand, has_what_the_table_tells_on_its_page) {
                             std::string(argument.value) + (argument.repeats ? "..." : "");
     EXPECT_THAT(entries, HasSubstr(".TP\n" + tag + "\n" + std::string(argument.help) + "\n"));
   }
-  EXPECT_THAT(entries, HasSubstr(".TP\n--help\nprint this help and end\n"));
+  EXPECT_THAT(entries, HasSubstr(".TP\n--help\nprint the usage in short and end\n"));
   for (const ExampleHelp& example : help().examples) {
     EXPECT_THAT(section(lines, "EXAMPLES"),
                 HasSubstr(std::string(example.purpose) + ":\n.PP\n.RS 4\n.EX\n" +
                           example_line(example) + "\n.EE\n"));
   }
-  for (const ExitStatusHelp& row : exit_status_helps()) {
+  for (const ExitStatusHelp& row : exit_status_helps_of(help())) {
     EXPECT_THAT(section(lines, "EXIT STATUS"),
                 HasSubstr(".TP\n" + std::to_string(static_cast<int>(row.status)) + "\n" +
                           std::string(row.help) + "\n"));
@@ -175,6 +175,14 @@ TEST_P(EveryCommand, has_a_name_with_the_summary_on_its_page) {
 
 TEST_P(EveryCommand, has_a_page_without_warnings) {
   EXPECT_EQ(PageFile(man_page_name(GetParam()), man_page(help())).warnings(), "");
+}
+
+TEST_P(EveryCommand, has_a_head_of_the_page_that_fits_80_columns) {
+  const std::string shown = PageFile(man_page_name(GetParam()), man_page(help())).shown();
+  const std::string head = shown.substr(0, shown.find('\n'));
+  EXPECT_LE(head.size(), 80U);
+  EXPECT_THAT(head, HasSubstr("(1)  ")) << "blanks between the words";
+  EXPECT_THAT(head, HasSubstr("  Commands  "));
 }
 
 std::vector<std::string_view> all_commands() {
@@ -202,6 +210,9 @@ TEST(ProgramPage, lists_all_commands_and_has_no_warnings) {
   EXPECT_THAT(section(page, "OPTIONS"), HasSubstr(".TP\n--version\n"));
   EXPECT_THAT(section(page, "SYNOPSIS"), HasSubstr("velmora-can-bridge\nCOMMAND ...\n"));
   EXPECT_THAT(section(page, "SEE ALSO"), HasSubstr("velmora-can-bridge-board(5)"));
+  EXPECT_EQ(section(page, "NAME"),
+            "velmora-can-bridge - run configured operations on the CANopen nodes of a robot "
+            "board\n");
   EXPECT_EQ(PageFile("program", program_man_page()).warnings(), "");
 }
 
@@ -211,6 +222,32 @@ TEST(ManPage, of_a_command_refers_to_that_above_and_to_its_files) {
   EXPECT_THAT(section(page, "FILES"),
               HasSubstr(".TP\nFILE\na board file, whose format velmora-can-bridge-board(5) "));
   EXPECT_EQ(section(bare(man_page(*find_command_help("version"))), "FILES"), "");
+}
+
+/// The text of the document on one line, without the marks of code.
+std::string running_text(std::string text) {
+  std::replace(text.begin(), text.end(), '\n', ' ');
+  text.erase(std::remove(text.begin(), text.end(), '`'), text.end());
+  return text;
+}
+
+TEST(ProgramDocument, tells_what_a_device_may_be_as_the_help_does) {
+  for (const char* const name : {"run", "explain"}) {
+    const std::vector<ArgumentHelp>& arguments = find_command_help(name)->arguments;
+    const auto device =
+        std::find_if(arguments.begin(), arguments.end(),
+                     [](const ArgumentHelp& argument) { return argument.name == "DEVICE"; });
+    ASSERT_NE(device, arguments.end());
+    EXPECT_THAT(std::string(device->help), HasSubstr("a node id where the operation needs none"));
+    EXPECT_THAT(running_text(document("command-line.md")),
+                HasSubstr("DEVICE is " + std::string(device->help)));
+  }
+}
+
+TEST(CheckPage, tells_of_transmission_types_and_the_sync) {
+  const std::string page = bare(man_page(*find_command_help("check")));
+  EXPECT_THAT(section(page, "DESCRIPTION"), HasSubstr("transmission types"));
+  EXPECT_THAT(section(page, "DESCRIPTION"), HasSubstr("warns when RPDOs wait for a SYNC"));
 }
 
 TEST(ProgramDocument, lists_the_commands_of_the_table) {
@@ -256,6 +293,13 @@ TEST(BoardPage, has_every_key_of_its_document) {
   }
   EXPECT_THAT(file.shown(), HasSubstr("\nWHAT VALUES MEAN\n"));
   EXPECT_THAT(file.shown(), testing::Not(HasSubstr("\nTHREADS")));
+}
+
+TEST(BoardPage, refers_to_the_page_of_check_and_to_the_example) {
+  const std::string page = bare(*board_man_page(document("board-file.md")));
+  EXPECT_THAT(section(page, "PITFALLS"),
+              HasSubstr("warns when no SYNC comes (velmora-can-bridge-check(1))"));
+  EXPECT_THAT(section(page, "FILES"), HasSubstr("/examples/robot_board.yaml\nthe example board"));
 }
 
 TEST(BoardPage, fits_80_columns_but_for_its_examples) {
