@@ -193,8 +193,9 @@ CommandHelp check() {
   return {"check",
           "Validate a board file, and compare it with the devices on a bus",
           "Checks the board file and prints all of its mistakes. With --bus it compares the PDOs "
-          "of the file with those of the nodes, too, transmission types where the file has them, "
-          "and changes nothing on them. It warns when RPDOs wait for a SYNC and none comes.",
+          "of the file with those of the nodes, too, and transmission types where the file has "
+          "them. It warns when RPDOs wait for a SYNC and none comes. It changes nothing on the "
+          "nodes.",
           {board, {"--bus", "IFACE", "compare with the devices on this CAN interface"}, json},
           {{"Check the file", "check robot.yaml"},
            {"Compare it with a robot", "check robot.yaml --bus can0"}}};
