@@ -118,7 +118,7 @@ function(bridge_test_settings target)
     ${target} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR}/../src
                       ${PROJECT_SOURCE_DIR}/ground/include ${PROJECT_SOURCE_DIR}/tests)
   target_link_libraries(${target} PUBLIC GTest::gmock GTest::gtest_main)
-  # Compiled once for all tests; the lint and tsan presets do without, so that includes stay honest.
+  # Compiled once for all tests; the lint and tsan-clang presets do without, so that includes stay honest.
   if(TARGET velmora_can_bridge_test_headers)
     target_precompile_headers(${target} REUSE_FROM velmora_can_bridge_test_headers)
   endif()
@@ -149,8 +149,11 @@ function(bridge_add_repository_paths target)
   target_include_directories(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR})
 endfunction()
 
-# Compiles every public header of the library alone.
+# Compiles every public header of the library alone, in the builds that compile each source alone.
 function(bridge_add_header_check library)
+  if(CMAKE_UNITY_BUILD)
+    return()
+  endif()
   get_target_property(include_dir ${library} bridge_include_dir)
   file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${include_dir} ${include_dir}/*.hpp)
   set(sources "")
@@ -163,13 +166,15 @@ function(bridge_add_header_check library)
   endforeach()
   add_library(${library}_header_check OBJECT ${sources})
   bridge_settings(${library}_header_check)
-  set_target_properties(${library}_header_check PROPERTIES UNITY_BUILD OFF)
   target_link_libraries(${library}_header_check PRIVATE ${library})
 endfunction()
 
 # Compiles the source as C++20 and as C++2b; all_public_headers.hpp there includes every public header
-# of the libraries.
+# of the libraries. In the same builds.
 function(bridge_add_standards_check source)
+  if(CMAKE_UNITY_BUILD)
+    return()
+  endif()
   set(includes "")
   foreach(library IN LISTS ARGN)
     get_target_property(include_dir ${library} bridge_include_dir)

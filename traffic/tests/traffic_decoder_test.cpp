@@ -697,7 +697,7 @@ TEST_F(RandomFrames, of_every_identifier_and_length_are_taken_in_any_order) {
 }
 
 TEST_F(RandomFrames, of_sdo_transfers_are_taken) {
-  for (int count = 0; count < 50000; ++count) {
+  for (int count = 0; count < 15000; ++count) {
     expect_to_be_taken(frame(random() % 2 == 0 ? 0x610 : 0x590, 8));
   }
 }
