@@ -14,14 +14,7 @@ set(expected_values "^2C 01: nothing is wrong\n$")
 set(expected_traffic "\"kind\":\"heartbeat\",\"node_id\":1,")
 set(expected_bridge "\nwould answer ok: OK, data 01 00 00 00\n")
 
-function(run what)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE output
-                  ERROR_VARIABLE output)
-  if(NOT status EQUAL 0)
-    message(FATAL_ERROR "${what} failed (${status}):\n${output}")
-  endif()
-  set(output "${output}" PARENT_SCOPE)
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/run.cmake)
 
 function(expect_output program expression)
   run("running ${program}" ${program})

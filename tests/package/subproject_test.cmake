@@ -1,13 +1,6 @@
 # Takes the repository into another project, builds that and installs it.
 # Arguments: REPOSITORY, WORK_DIR, GENERATOR, CXX, WITH ("add_subdirectory" or "FetchContent").
-function(run what)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE output
-                  ERROR_VARIABLE output)
-  if(NOT status EQUAL 0)
-    message(FATAL_ERROR "${what} failed (${status}):\n${output}")
-  endif()
-  set(output "${output}" PARENT_SCOPE)
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/run.cmake)
 
 file(REMOVE_RECURSE ${WORK_DIR})
 run("configuring" ${CMAKE_COMMAND} -S ${REPOSITORY}/tests/package/subproject -B ${WORK_DIR}/build -G
