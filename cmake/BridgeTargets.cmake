@@ -102,12 +102,22 @@ function(bridge_install_program target)
   install(TARGETS ${target} RUNTIME COMPONENT program)
 endfunction()
 
-# GoogleTest's headers, compiled once for all tests. Before the first target that holds tests.
+# GoogleTest's headers, compiled once for all tests, and the main of test programs; in the builds that
+# compile several sources as one with tests with parameters that compile quickly. Before the first
+# target that holds tests.
 function(bridge_add_test_headers)
-  add_library(velmora_can_bridge_test_headers OBJECT ${PROJECT_SOURCE_DIR}/tests/support/test_headers.cpp)
+  set(support ${PROJECT_SOURCE_DIR}/tests/support)
+  add_library(velmora_can_bridge_test_headers STATIC ${support}/test_headers.cpp)
   bridge_settings(velmora_can_bridge_test_headers)
-  target_link_libraries(velmora_can_bridge_test_headers PUBLIC GTest::gmock GTest::gtest_main)
   target_precompile_headers(velmora_can_bridge_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
+  target_link_libraries(velmora_can_bridge_test_headers PUBLIC GTest::gmock)
+  if(CMAKE_UNITY_BUILD AND NOT CMAKE_DISABLE_PRECOMPILE_HEADERS)
+    target_sources(velmora_can_bridge_test_headers PRIVATE ${support}/quick_parameters.cpp)
+    target_include_directories(velmora_can_bridge_test_headers PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+    target_precompile_headers(velmora_can_bridge_test_headers PRIVATE ${support}/quick_parameters.hpp)
+  else()
+    target_link_libraries(velmora_can_bridge_test_headers PUBLIC GTest::gtest_main)
+  endif()
 endfunction()
 
 # The settings of a target that holds tests. Sees the private headers of the library whose folder it
@@ -117,11 +127,9 @@ function(bridge_test_settings target)
   target_include_directories(
     ${target} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR}/../src
                       ${PROJECT_SOURCE_DIR}/ground/include ${PROJECT_SOURCE_DIR}/tests)
-  target_link_libraries(${target} PUBLIC GTest::gmock GTest::gtest_main)
   # Compiled once for all tests; the lint and tsan-clang presets do without, so that includes stay honest.
-  if(TARGET velmora_can_bridge_test_headers)
-    target_precompile_headers(${target} REUSE_FROM velmora_can_bridge_test_headers)
-  endif()
+  target_link_libraries(${target} PUBLIC velmora_can_bridge_test_headers)
+  target_precompile_headers(${target} REUSE_FROM velmora_can_bridge_test_headers)
 endfunction()
 
 # A test program: bridge_add_test(NAME LIBRARIES lib... SOURCES file...).

@@ -890,7 +890,7 @@ struct BusFaultCase {
   bool is_complete;
 };
 
-void PrintTo(const BusFaultCase& row, std::ostream* out) { *out << row.name; }
+[[maybe_unused]] void PrintTo(const BusFaultCase& row, std::ostream* out) { *out << row.name; }
 
 const auto bus_fault_cases = testing::Values(
     BusFaultCase{"upload", {}, {}, 1, false},
