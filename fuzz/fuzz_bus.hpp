@@ -104,7 +104,7 @@ class FuzzBus : public CanOpenBackend {
     const std::size_t number = calls_.size();
     if (script_.thrown == number + 1) {
       call.answer = BusAnswer::thrown;
-    } else if (number < 16 && ((script_.refused >> number) & 1U) != 0) {
+    } else if (number < 16 && (unsigned{script_.refused} >> number & 1U) != 0) {
       call.answer = BusAnswer::refused;
     }
     calls_.push_back(call);

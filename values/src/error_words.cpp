@@ -192,7 +192,7 @@ std::string emergency_words(std::uint16_t error_code) {
 std::string error_register_words(std::uint8_t bits) {
   std::string text;
   for (std::size_t bit = 0; bit < std::size(register_bits); ++bit) {
-    if ((bits >> bit & 1U) != 0) {
+    if ((unsigned{bits} >> bit & 1U) != 0) {
       join_words(text, register_bits[bit]);
     }
   }
