@@ -890,6 +890,7 @@ struct BusFaultCase {
   bool is_complete;
 };
 
+// For GoogleTest's own TEST_P, which prints the tuples that hold such a row.
 [[maybe_unused]] void PrintTo(const BusFaultCase& row, std::ostream* out) { *out << row.name; }
 
 const auto bus_fault_cases = testing::Values(

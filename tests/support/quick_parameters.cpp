@@ -50,6 +50,7 @@ class Registration : public RowVisitor {
       : suite_(std::move(suite)), tests_(tests) {}
 
   void visit(const std::string& name, const std::string& text, const void* row) override {
+    has_rows_ = true;
     for (const KeptTest& test : tests_) {
       testing::internal::MakeAndRegisterTestInfo(
           suite_.c_str(), (std::string(test.name) + "/" + name).c_str(), nullptr,
@@ -58,12 +59,16 @@ class Registration : public RowVisitor {
     }
   }
 
+  bool has_rows() const { return has_rows_; }
+
  private:
   std::string suite_;
   const std::vector<KeptTest>& tests_;
+  bool has_rows_ = false;
 };
 
-/// False when there is a test without rows or a table without a test, which would go unseen.
+/// False when there is a test without rows, a table without rows or one without a test, which would
+/// go unseen.
 bool register_tests() {
   bool sound = true;
   for (const KeptFixture& fixture : kept_fixtures()) {
@@ -77,6 +82,10 @@ bool register_tests() {
       Registration registration(std::string(rows.prefix) + "/" + fixture.fixture.name,
                                 fixture.tests);
       rows.visit_rows(registration);
+      if (!registration.has_rows()) {
+        std::fprintf(stderr, "%s has no rows in %s\n", fixture.fixture.name, rows.prefix);
+        sound = false;
+      }
     }
   }
   return sound;
