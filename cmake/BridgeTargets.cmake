@@ -20,6 +20,7 @@ function(bridge_settings target)
               -Wshadow
               -Wsign-conversion
               -Wundef
+              $<$<CXX_COMPILER_ID:Clang>:-Wreserved-identifier>
               -Werror)
   endif()
   if(VELMORA_CAN_BRIDGE_STRICT AND CMAKE_UNITY_BUILD)
@@ -157,11 +158,8 @@ function(bridge_add_repository_paths target)
   target_include_directories(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR})
 endfunction()
 
-# Compiles every public header of the library alone, in the builds that compile each source alone.
+# Compiles every public header of the library alone.
 function(bridge_add_header_check library)
-  if(CMAKE_UNITY_BUILD)
-    return()
-  endif()
   get_target_property(include_dir ${library} bridge_include_dir)
   file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${include_dir} ${include_dir}/*.hpp)
   set(sources "")
@@ -178,11 +176,8 @@ function(bridge_add_header_check library)
 endfunction()
 
 # Compiles the source as C++20 and as C++2b; all_public_headers.hpp there includes every public header
-# of the libraries. In the same builds.
+# of the libraries.
 function(bridge_add_standards_check source)
-  if(CMAKE_UNITY_BUILD)
-    return()
-  endif()
   set(includes "")
   foreach(library IN LISTS ARGN)
     get_target_property(include_dir ${library} bridge_include_dir)

@@ -75,7 +75,7 @@ std::vector<std::string> public_records() {
 
 /// What stands before a list that names a member: "PdoFrame" of "PdoFrame{.length = 1}".
 std::vector<std::string> initialised_records() {
-  std::ifstream file(fs::path(repository_path) / "tests/standards/designated_initialisers.cpp");
+  std::ifstream file(fs::path(repository_path) / "tests/headers/designated_initialisers.cpp");
   const std::string text{std::istreambuf_iterator<char>(file), {}};
   const std::regex row(R"((\w+)(?:<\w+>)?\{\.)");
   std::vector<std::string> found;
@@ -103,7 +103,7 @@ TEST(PublicRecords, have_a_row_each_among_designated_initialisers) {
   ASSERT_THAT(records,
               AllOf(Contains("OperationConfig"), Contains("Object"), Contains("CanFrame")));
   for (const std::string& record : records) {
-    EXPECT_THAT(rows, Contains(record)) << "no row in tests/standards/designated_initialisers.cpp";
+    EXPECT_THAT(rows, Contains(record)) << "no row in tests/headers/designated_initialisers.cpp";
   }
   for (const std::string& row : rows) {
     EXPECT_THAT(records, Contains(row)) << "a row without a public record";
