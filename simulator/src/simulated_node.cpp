@@ -140,10 +140,12 @@ void SimulatedNode::receive_rpdo(std::uint8_t rpdo, const std::array<std::uint8_
   const std::size_t mapped_length = mapped_bytes(mappings);
 
   const std::lock_guard<std::mutex> lock(mutex_);
-  if (length != mapped_length) {
-    note_length_error(rpdo,
-                      length < mapped_length ? emergency_rpdo_too_short : emergency_rpdo_too_long);
+  if (length < mapped_length) {
+    note_length_error(rpdo, emergency_rpdo_too_short);
     return;
+  }
+  if (length > mapped_length) {
+    note_length_error(rpdo, emergency_rpdo_too_long);
   }
   for (FieldValue& field : unpack_frame(mappings, data)) {
     write_mapped_object(field.index, field.sub_index, std::move(field.value));

@@ -26,9 +26,9 @@ namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 inline constexpr std::uint16_t emergency_error_reset = 0x0000;
 /// A drive has found a fault; of what kind is not known.
 inline constexpr std::uint16_t emergency_generic_error = 0x1000;
-/// An RPDO frame had fewer bytes than the node maps.
+/// An RPDO frame had fewer bytes than the node maps; it took no effect.
 inline constexpr std::uint16_t emergency_rpdo_too_short = 0x8210;
-/// An RPDO frame had more bytes than the node maps.
+/// An RPDO frame had more bytes than the node maps; it took effect by its first ones.
 inline constexpr std::uint16_t emergency_rpdo_too_long = 0x8220;
 
 /// What a node reports about an error of its own: the content of an emergency frame.
@@ -125,10 +125,11 @@ class SimulatedNode : public CanOpenBackend {
   ///
   /// Writes each mapped object in mapping order, bit by bit as mapped. An object larger than its
   /// mapping is filled up with zeros, of a smaller one the high bytes are dropped. Read-only
-  /// objects and dummy entries (`is_dummy_entry`) are passed over. A frame that is not exactly as
-  /// long as the mapping changes no mapped object: the communication and generic bits of the error
-  /// register are set and an emergency is noted, 0x8210 for too few bytes, 0x8220 for too many. An
-  /// RPDO that the node does not have and a `length` above 8 are ignored.
+  /// objects and dummy entries (`is_dummy_entry`) are passed over. A frame shorter than the mapping
+  /// changes no mapped object, of a longer one the bytes behind the mapping are passed over. Either
+  /// sets the communication and generic bits of the error register and is noted as an emergency,
+  /// 0x8210 for too few bytes, 0x8220 for too many. An RPDO that the node does not have and a
+  /// `length` above 8 are ignored.
   void receive_rpdo(std::uint8_t rpdo, const std::array<std::uint8_t, 8>& data,
                     std::uint8_t length);
 
