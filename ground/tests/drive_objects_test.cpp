@@ -28,8 +28,10 @@ TEST(DriveObjects, have_the_index_length_sign_and_access_of_the_profile) {
                       row.name);
   }
   EXPECT_THAT(
-      rows, ElementsAre(ObjectRow(0x6040, 2, !is_signed, is_writable, "controlword"),
+      rows, ElementsAre(ObjectRow(0x603F, 2, !is_signed, !is_writable, "error code"),
+                        ObjectRow(0x6040, 2, !is_signed, is_writable, "controlword"),
                         ObjectRow(0x6041, 2, !is_signed, !is_writable, "statusword"),
+                        ObjectRow(0x605A, 2, is_signed, is_writable, "quick stop option code"),
                         ObjectRow(0x6060, 1, is_signed, is_writable, "modes of operation"),
                         ObjectRow(0x6061, 1, is_signed, !is_writable, "modes of operation display"),
                         ObjectRow(0x6064, 4, is_signed, !is_writable, "position actual value"),
@@ -37,11 +39,14 @@ TEST(DriveObjects, have_the_index_length_sign_and_access_of_the_profile) {
                         ObjectRow(0x6071, 2, is_signed, is_writable, "target torque"),
                         ObjectRow(0x6077, 2, is_signed, !is_writable, "torque actual value"),
                         ObjectRow(0x607A, 4, is_signed, is_writable, "target position"),
+                        ObjectRow(0x607C, 4, is_signed, is_writable, "home offset"),
                         ObjectRow(0x6081, 4, !is_signed, is_writable, "profile velocity"),
                         ObjectRow(0x6083, 4, !is_signed, is_writable, "profile acceleration"),
                         ObjectRow(0x6084, 4, !is_signed, is_writable, "profile deceleration"),
                         ObjectRow(0x6085, 4, !is_signed, is_writable, "quick stop deceleration"),
-                        ObjectRow(0x60FF, 4, is_signed, is_writable, "target velocity")));
+                        ObjectRow(0x6098, 1, is_signed, is_writable, "homing method"),
+                        ObjectRow(0x60FF, 4, is_signed, is_writable, "target velocity"),
+                        ObjectRow(0x6502, 4, !is_signed, !is_writable, "supported drive modes")));
 }
 
 TEST(ClawObjects, have_a_byte_at_sub_indices_of_the_homing_record) {
@@ -91,7 +96,7 @@ TEST(DriveObjects, are_found_by_their_index) {
   for (const DriveObjectRow& row : drive_objects) {
     EXPECT_EQ(find_drive_object(wheel, drive_index(wheel, row.object)), &row) << row.name;
   }
-  EXPECT_EQ(find_drive_object(wheel, 0x683F), nullptr);
+  EXPECT_EQ(find_drive_object(wheel, 0x683E), nullptr);
   EXPECT_EQ(find_drive_object(wheel, 0x6842), nullptr);
   EXPECT_EQ(find_drive_object({"io", 0x6840, 0}, 0x6840), nullptr);
 }

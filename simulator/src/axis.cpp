@@ -90,6 +90,8 @@ Axis step_to_position(const Axis& axis, std::int32_t target, const MotionLimits&
   return moved(axis, sign * next);
 }
 
+Axis axis_at(std::int32_t position) { return {position * position_scale, 0}; }
+
 bool rests_at(const Axis& axis, std::int32_t position) {
   return axis.velocity == 0 && axis.position == position * position_scale;
 }

@@ -28,6 +28,9 @@ struct MotionLimits {
   Ramps ramps;
 };
 
+/// The axis that stands still at `position` increments.
+Axis axis_at(std::int32_t position);
+
 /// The axis one millisecond later, on its way to the velocity `target` in increments per second.
 ///
 /// A change of direction halts at zero at the end of a millisecond before it accelerates.

@@ -5,24 +5,41 @@
 #include "ground/little_endian.hpp"
 #include "ground/pdo.hpp"
 #include "node_drives.hpp"
-#include "pdo_mapping.hpp"
 #include "velmora_can_bridge/bus/cob_id.hpp"
 
 namespace velmora_can_bridge {
 namespace {
 
+constexpr std::uint16_t sync_cob_id_index = 0x1005;
 constexpr std::uint16_t heartbeat_time_index = 0x1017;
-constexpr std::size_t heartbeat_time_size = 2;
 
-/// Calls `take` with number and COB-ID of each PDO that has them.
-template <typename Take>
-void for_each_with_cob_id(std::uint8_t node_id, const PdosByNumber& pdos, Take take) {
-  for (const auto& [number, pdo] : pdos) {
-    const std::uint16_t cob_id = cob_id_of(node_id, *pdo);
-    if (number != 0 && cob_id != 0) {
-      take(number, cob_id);
-    }
+// Transmission types from here on go when something happens, those below with the SYNC.
+constexpr std::uint8_t event_driven_by_maker = 254;
+// With the SYNC, when something has happened.
+constexpr std::uint8_t acyclic = 0;
+constexpr std::uint8_t highest_cyclic = 240;
+
+bool goes_at_once(const PdoCommunication& pdo) { return pdo.transmission >= event_driven_by_maker; }
+
+/// What was kept of the PDO of that number; something new when nothing was.
+template <typename Kept>
+Kept kept_of(const std::vector<Kept>& all, const PdoCommunication& pdo) {
+  const auto found = std::find_if(all.begin(), all.end(), [&](const Kept& kept) {
+    return kept.pdo.number == pdo.number && kept.pdo.cob_id == pdo.cob_id;
+  });
+  Kept kept = found == all.end() ? Kept{} : *found;
+  kept.pdo = pdo;
+  return kept;
+}
+
+template <typename Kept>
+std::vector<Kept> kept_of(const std::vector<Kept>& all, const std::vector<PdoCommunication>& pdos) {
+  std::vector<Kept> kept;
+  kept.reserve(pdos.size());
+  for (const PdoCommunication& pdo : pdos) {
+    kept.push_back(kept_of(all, pdo));
   }
+  return kept;
 }
 
 /// CiA 301, 7.2.7: error code, error register, five bytes of the device.
@@ -38,7 +55,6 @@ CanFrame emergency_frame(std::uint16_t cob_id, const Emergency& emergency) {
 
 SimulatedBusNode::SimulatedBusNode(std::uint8_t node_id, const BoardConfig& board)
     : node_id_(node_id),
-      rpdos_(rpdos_with_cob_id(node_id, board)),
       device_(node_id, board),
       sdo_(
           node_id,
@@ -49,36 +65,19 @@ SimulatedBusNode::SimulatedBusNode(std::uint8_t node_id, const BoardConfig& boar
                  const std::vector<std::uint8_t>& data) {
             may_have_changed_ = true;
             return device_.sdo_download(index, sub_index, data);
-          }),
-      tpdos_(tpdos_with_cob_id(node_id, board)) {}
-
-std::vector<SimulatedBusNode::Rpdo> SimulatedBusNode::rpdos_with_cob_id(std::uint8_t node_id,
-                                                                        const BoardConfig& board) {
-  std::vector<Rpdo> rpdos;
-  for_each_with_cob_id(node_id, rpdos_of(board), [&](std::uint8_t number, std::uint16_t cob_id) {
-    rpdos.push_back({cob_id, number});
-  });
-  return rpdos;
-}
-
-std::vector<SimulatedBusNode::Tpdo> SimulatedBusNode::tpdos_with_cob_id(std::uint8_t node_id,
-                                                                        const BoardConfig& board) {
-  std::vector<Tpdo> tpdos;
-  for_each_with_cob_id(node_id, tpdos_of(board), [&](std::uint8_t number, std::uint16_t cob_id) {
-    tpdos.push_back({cob_id, number, std::nullopt});
-  });
-  return tpdos;
+          }) {
+  take_in_parameters();
 }
 
 std::vector<CanFilter> SimulatedBusNode::filters() const {
   if (!is_node_id(node_id_)) {
     return {};
   }
-  std::vector<CanFilter> filters = {{nmt_cob_id}, {own(sdo_request_cob_id)}};
-  for (const Rpdo& rpdo : rpdos_) {
-    filters.push_back({rpdo.cob_id});
-  }
-  return filters;
+  // All identifiers but those of SDO transfers with other nodes.
+  return {{nmt_cob_id},         {own(sdo_request_cob_id)}, {sync_cob_id, function_mask},
+          {time_cob_id},        {0x180, function_mask},    {0x200, 0x600},
+          {0x400, 0x700},       {0x500, function_mask},    {sdo_answer_cob_id},
+          {sdo_request_cob_id}, {0x680, function_mask},    {heartbeat_cob_id, 0x700}};
 }
 
 void SimulatedBusNode::boot(std::vector<CanFrame>& frames) {
@@ -92,7 +91,9 @@ void SimulatedBusNode::boot(std::vector<CanFrame>& frames) {
 
 void SimulatedBusNode::receive(const CanFrame& frame, std::vector<CanFrame>& answers) {
   const std::lock_guard<std::mutex> lock(mutex_);
+  take_in_parameters();
   handle(frame, answers);
+  take_in_parameters();
   if (may_have_changed_ && !holds_changes_) {
     send_changes(answers);
   }
@@ -105,11 +106,22 @@ void SimulatedBusNode::hold_changes(bool hold) {
 
 void SimulatedBusNode::tick(std::chrono::milliseconds elapsed, std::vector<CanFrame>& frames) {
   const std::lock_guard<std::mutex> lock(mutex_);
+  take_in_parameters();
+  if (may_have_changed_ && state_ != NmtState::boot_up) {
+    // What is held back is shown before time passes over it, such as a quick stop at standstill.
+    send_changes(frames);
+  }
   device_.tick(elapsed);
   if (state_ == NmtState::boot_up) {
     return;
   }
-  send_heartbeats(std::min(elapsed, NodeDrives::longest_tick), frames);
+  const std::chrono::milliseconds passed =
+      std::clamp(elapsed, std::chrono::milliseconds(0), NodeDrives::longest_tick);
+  for (Tpdo& tpdo : tpdos_) {
+    tpdo.since_sent += passed;
+    tpdo.since_event += passed;
+  }
+  send_heartbeats(passed, frames);
   send_changes(frames);
 }
 
@@ -126,6 +138,8 @@ void SimulatedBusNode::handle(const CanFrame& frame, std::vector<CanFrame>& answ
     handle_nmt(frame, answers);
   } else if (frame.id == own(sdo_request_cob_id)) {
     handle_sdo(frame, answers);
+  } else if (frame.id == sync_cob_id_) {
+    handle_sync(answers);
   } else {
     handle_rpdo(frame);
   }
@@ -171,18 +185,55 @@ void SimulatedBusNode::handle_rpdo(const CanFrame& frame) {
   if (state_ != NmtState::operational) {
     return;
   }
-  for (const Rpdo& rpdo : rpdos_) {
-    if (rpdo.cob_id == frame.id) {
-      device_.receive_rpdo(rpdo.number, frame.data, frame.length);
+  for (Rpdo& rpdo : rpdos_) {
+    if (rpdo.pdo.cob_id != frame.id) {
+      continue;
+    }
+    if (goes_at_once(rpdo.pdo)) {
+      device_.receive_rpdo(rpdo.pdo.number, frame.data, frame.length);
+      may_have_changed_ = true;
+    } else {
+      rpdo.waiting = frame;
+    }
+  }
+}
+
+void SimulatedBusNode::handle_sync(std::vector<CanFrame>& answers) {
+  if (state_ != NmtState::operational) {
+    return;
+  }
+  for (Rpdo& rpdo : rpdos_) {
+    if (rpdo.waiting) {
+      device_.receive_rpdo(rpdo.pdo.number, rpdo.waiting->data, rpdo.waiting->length);
+      rpdo.waiting.reset();
       may_have_changed_ = true;
     }
+  }
+  for (Tpdo& tpdo : tpdos_) {
+    send_on_sync(tpdo, answers);
+  }
+}
+
+/// Also after a change on the bench.
+void SimulatedBusNode::take_in_parameters() {
+  const std::uint64_t revision = device_.communication_revision();
+  if (revision == revision_) {
+    return;
+  }
+  revision_ = revision;
+  rpdos_ = kept_of(rpdos_, device_.enabled_rpdos());
+  tpdos_ = kept_of(tpdos_, device_.enabled_tpdos());
+  sync_cob_id_ = static_cast<std::uint16_t>(parameter(sync_cob_id_index, 4) & highest_can_id);
+  const std::chrono::milliseconds period(parameter(heartbeat_time_index, 2));
+  if (period != heartbeat_time_) {
+    heartbeat_time_ = period;
+    since_heartbeat_ = {};
   }
 }
 
 void SimulatedBusNode::start_up(std::vector<CanFrame>& frames) {
   // The boot-up message counts as the first heartbeat (CiA 301, heartbeat protocol).
   frames.push_back({own(heartbeat_cob_id), 1, {static_cast<std::uint8_t>(NmtState::boot_up)}});
-  heartbeat_time_ = heartbeat_time();
   since_heartbeat_ = {};
   sdo_.reset();
   enter(NmtState::pre_operational);
@@ -197,8 +248,11 @@ void SimulatedBusNode::enter(NmtState state) {
   if (state == NmtState::stopped) {
     sdo_.reset();
   }
+  for (Rpdo& rpdo : rpdos_) {
+    rpdo.waiting.reset();
+  }
   for (Tpdo& tpdo : tpdos_) {
-    tpdo.sent.reset();
+    tpdo = {tpdo.pdo};
   }
 }
 
@@ -206,7 +260,7 @@ void SimulatedBusNode::send_changes(std::vector<CanFrame>& frames) {
   may_have_changed_ = false;
   if (state_ == NmtState::operational) {
     for (Tpdo& tpdo : tpdos_) {
-      send_tpdo(tpdo, frames);
+      send_if_due(tpdo, frames);
     }
   }
   if (state_ != NmtState::stopped) {
@@ -214,14 +268,41 @@ void SimulatedBusNode::send_changes(std::vector<CanFrame>& frames) {
   }
 }
 
-/// Sends the TPDO unless it was sent last as it is now.
-void SimulatedBusNode::send_tpdo(Tpdo& tpdo, std::vector<CanFrame>& frames) {
-  const std::optional<PdoFrame> now = device_.tpdo_frame(tpdo.number);
-  const bool is_due = now && (!tpdo.sent || tpdo.sent->data != now->data);
-  if (is_due) {
-    frames.push_back({tpdo.cob_id, now->length, now->data});
-    tpdo.sent = now;
+/// Sends a TPDO that waits for no SYNC, if it has changed or its event timer has run out.
+void SimulatedBusNode::send_if_due(Tpdo& tpdo, std::vector<CanFrame>& frames) {
+  const std::optional<PdoFrame> now = device_.tpdo_frame(tpdo.pdo.number);
+  if (!now || !goes_at_once(tpdo.pdo)) {
+    return;
   }
+  const bool has_changed = !tpdo.sent || tpdo.sent->data != now->data;
+  const bool has_run_out =
+      tpdo.pdo.event_timer.count() > 0 && tpdo.since_event >= tpdo.pdo.event_timer;
+  const bool is_inhibited = tpdo.sent && tpdo.since_sent < tpdo.pdo.inhibit_time;
+  if ((has_changed || has_run_out) && !is_inhibited) {
+    send(tpdo, *now, frames);
+  }
+}
+
+void SimulatedBusNode::send_on_sync(Tpdo& tpdo, std::vector<CanFrame>& frames) {
+  const std::optional<PdoFrame> now = device_.tpdo_frame(tpdo.pdo.number);
+  if (!now || tpdo.pdo.transmission > highest_cyclic) {
+    return;
+  }
+  const bool has_changed = !tpdo.sent || tpdo.sent->data != now->data;
+  ++tpdo.syncs;
+  const bool is_due =
+      tpdo.pdo.transmission == acyclic ? has_changed : tpdo.syncs >= tpdo.pdo.transmission;
+  if (is_due) {
+    send(tpdo, *now, frames);
+  }
+}
+
+void SimulatedBusNode::send(Tpdo& tpdo, const PdoFrame& content, std::vector<CanFrame>& frames) {
+  frames.push_back({tpdo.pdo.cob_id, content.length, content.data});
+  tpdo.sent = content;
+  tpdo.since_sent = {};
+  tpdo.since_event = {};
+  tpdo.syncs = 0;
 }
 
 void SimulatedBusNode::send_emergencies(std::vector<CanFrame>& frames) {
@@ -230,28 +311,23 @@ void SimulatedBusNode::send_emergencies(std::vector<CanFrame>& frames) {
   }
 }
 
+/// One that is due, not those that were missed: they would tell of times that have passed.
 void SimulatedBusNode::send_heartbeats(std::chrono::milliseconds elapsed,
                                        std::vector<CanFrame>& frames) {
-  const std::chrono::milliseconds period = heartbeat_time();
-  if (period != heartbeat_time_) {
-    heartbeat_time_ = period;
-    since_heartbeat_ = {};
-  }
-  if (period.count() == 0 || elapsed.count() <= 0) {
+  if (heartbeat_time_.count() == 0) {
     return;
   }
-  for (since_heartbeat_ += elapsed; since_heartbeat_ >= period; since_heartbeat_ -= period) {
+  since_heartbeat_ += elapsed;
+  if (elapsed.count() > 0 && since_heartbeat_ >= heartbeat_time_) {
     frames.push_back({own(heartbeat_cob_id), 1, {static_cast<std::uint8_t>(state_)}});
+    since_heartbeat_ %= heartbeat_time_;
   }
 }
 
-/// Object 0x1017; 0, which sends none, also when something of another size replaces it.
-std::chrono::milliseconds SimulatedBusNode::heartbeat_time() const {
-  const auto value = device_.object_value(heartbeat_time_index, 0);
-  if (!value || value->size() != heartbeat_time_size) {
-    return {};
-  }
-  return std::chrono::milliseconds(static_cast<std::uint16_t>(little_endian_number(*value)));
+/// The number in an object; 0 also when something of another size replaces it.
+std::uint64_t SimulatedBusNode::parameter(std::uint16_t index, std::size_t size) const {
+  const auto value = device_.object_value(index, 0);
+  return value && value->size() == size ? little_endian_number(*value) : 0;
 }
 
 std::uint16_t SimulatedBusNode::own(std::uint16_t cob_id) const {

@@ -2,7 +2,25 @@
 
 #include <cstdint>
 
+#include "drive.hpp"
+
 namespace velmora_can_bridge {
+namespace {
+
+std::int64_t start_value(DriveObject object) {
+  switch (object) {
+    case DriveObject::quick_stop_option_code:
+      return static_cast<std::int64_t>(QuickStopOption::quick_stop_ramp);
+    case DriveObject::homing_method:
+      return default_homing_method;
+    case DriveObject::supported_drive_modes:
+      return known_drive_modes;
+    default:
+      return 0;
+  }
+}
+
+}  // namespace
 
 std::vector<DeviceObjectRow> device_objects(const DeviceOdEntry& device) {
   std::vector<DeviceObjectRow> objects;
@@ -13,7 +31,8 @@ std::vector<DeviceObjectRow> device_objects(const DeviceOdEntry& device) {
     objects.push_back({row.object,
                        {drive_index(device, row.object), 0},
                        row.length,
-                       row.is_writable ? ObjectAccess::read_write : ObjectAccess::read_only});
+                       row.is_writable ? ObjectAccess::read_write : ObjectAccess::read_only,
+                       start_value(row.object)});
   }
   if (!is_claw(device)) {
     return objects;

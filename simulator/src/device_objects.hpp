@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <variant>
 #include <vector>
 
@@ -19,6 +20,8 @@ struct DeviceObjectRow {
   ObjectAddress at;
   std::size_t size = 0;
   ObjectAccess access = ObjectAccess::read_write;
+  /// What it holds at the start.
+  std::int64_t start_value = 0;
 };
 
 /// The objects of the device: of its drive, then of its claw. Empty for any other profile.

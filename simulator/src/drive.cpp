@@ -28,11 +28,32 @@ std::optional<DriveMode> known_mode(std::int8_t number) {
   return found == std::end(modes) ? std::nullopt : std::make_optional(*found);
 }
 
+constexpr QuickStopOption quick_stop_options[] = {
+    QuickStopOption::disable_drive_function, QuickStopOption::slow_down,
+    QuickStopOption::quick_stop_ramp, QuickStopOption::slow_down_and_stay,
+    QuickStopOption::quick_stop_ramp_and_stay};
+
+// CiA 402-2, object 0x6098.
+constexpr std::int8_t no_homing = 0;
+constexpr std::int8_t highest_homing_method = 37;
+constexpr std::int8_t reserved_homing_methods[] = {15, 16, 31, 32, 36};
+
 std::uint32_t or_default(std::uint32_t value, std::uint32_t instead_of_0) {
   return value == 0 ? instead_of_0 : value;
 }
 
 }  // namespace
+
+bool is_quick_stop_option(std::int16_t code) {
+  return std::find(std::begin(quick_stop_options), std::end(quick_stop_options),
+                   static_cast<QuickStopOption>(code)) != std::end(quick_stop_options);
+}
+
+bool is_homing_method(std::int8_t method) {
+  return method >= no_homing && method <= highest_homing_method &&
+         std::find(std::begin(reserved_homing_methods), std::end(reserved_homing_methods),
+                   method) == std::end(reserved_homing_methods);
+}
 
 void Drive::set_inputs(const DriveInputs& inputs) { inputs_ = inputs; }
 
@@ -61,7 +82,14 @@ void Drive::write_mode(std::int8_t mode) {
 
 void Drive::take_set_point() { set_point_ = inputs_.target_position; }
 
-void Drive::inject_fault() { change_state(PowerEvent::fault_detected); }
+void Drive::inject_fault(std::uint16_t error_code) {
+  if (!has_fault()) {
+    error_code_ = error_code;
+  }
+  change_state(PowerEvent::fault_detected);
+}
+
+void Drive::quick_stop() { change_state(PowerEvent::quick_stop); }
 
 void Drive::step() {
   move();
@@ -72,8 +100,11 @@ void Drive::step() {
 DriveOutputs Drive::outputs() const {
   const unsigned statusword = power_state_bits(state_) | voltage_enabled | remote | mode_bits();
   const bool gives_torque = is_enabled() && mode_ == DriveMode::profile_torque && !is_halted();
-  return {static_cast<std::uint16_t>(statusword), static_cast<std::int8_t>(mode_),
-          position_of(axis_), velocity_of(axis_),
+  return {error_code_,
+          static_cast<std::uint16_t>(statusword),
+          static_cast<std::int8_t>(mode_),
+          position_of(axis_),
+          velocity_of(axis_),
           gives_torque ? inputs_.target_torque : std::int16_t{0}};
 }
 
@@ -84,6 +115,11 @@ bool Drive::has_fault() const {
 }
 
 void Drive::change_state(PowerEvent event) {
+  const bool is_held = state_ == DriveState::quick_stop_active &&
+                       event == PowerEvent::enable_operation && !stays_in_quick_stop();
+  if (is_held) {
+    return;
+  }
   const bool was_enabled = is_enabled();
   state_ = next_power_state(state_, event);
   if (was_enabled && !is_enabled()) {
@@ -113,7 +149,7 @@ void Drive::apply_start_bit(std::uint16_t previous) {
 }
 
 void Drive::start_homing() {
-  homing_ = HomingState::running;
+  homing_ = inputs_.homing_method == no_homing ? HomingState::failed : HomingState::running;
   homing_left_ = homing_time;
 }
 
@@ -132,10 +168,31 @@ void Drive::move() {
   if (is_enabled()) {
     move_by_mode();
   } else if (state_ == DriveState::quick_stop_active) {
-    const std::uint32_t deceleration =
-        or_default(inputs_.quick_stop_deceleration, default_quick_stop_deceleration);
-    axis_ = step_to_velocity(axis_, 0, {deceleration, deceleration});
+    step_quick_stop();
   }
+}
+
+void Drive::step_quick_stop() {
+  const std::uint32_t deceleration =
+      or_default(inputs_.quick_stop_deceleration, default_quick_stop_deceleration);
+  switch (inputs_.quick_stop_option) {
+    case QuickStopOption::disable_drive_function:
+      axis_.velocity = 0;
+      break;
+    case QuickStopOption::slow_down:
+    case QuickStopOption::slow_down_and_stay:
+      axis_ = step_to_velocity(axis_, 0, ramps());
+      break;
+    case QuickStopOption::quick_stop_ramp:
+    case QuickStopOption::quick_stop_ramp_and_stay:
+      axis_ = step_to_velocity(axis_, 0, {deceleration, deceleration});
+      break;
+  }
+}
+
+bool Drive::stays_in_quick_stop() const {
+  return inputs_.quick_stop_option == QuickStopOption::slow_down_and_stay ||
+         inputs_.quick_stop_option == QuickStopOption::quick_stop_ramp_and_stay;
 }
 
 void Drive::move_by_mode() {
@@ -156,13 +213,13 @@ void Drive::advance_homing() {
   --homing_left_;
   if (homing_left_.count() == 0) {
     homing_ = HomingState::attained;
-    axis_ = Axis{};
+    axis_ = axis_at(inputs_.home_offset);
   }
 }
 
 /// The transitions that a drive makes by itself.
 void Drive::advance_state() {
-  if (state_ == DriveState::quick_stop_active && stands_still()) {
+  if (state_ == DriveState::quick_stop_active && stands_still() && !stays_in_quick_stop()) {
     change_state(PowerEvent::standstill);
   }
   if (state_ == DriveState::fault_reaction_active) {

@@ -13,13 +13,24 @@ DriveDevice::DriveDevice(const DeviceOdEntry& device)
 
 void DriveDevice::claim(const DeviceObjectRow& row) { own_objects_.emplace(row.object, row); }
 
+std::optional<SdoAbort> DriveDevice::refusal(DeviceObject object,
+                                             const std::vector<std::uint8_t>& value) const {
+  const auto own = own_objects_.find(object);
+  if (own == own_objects_.end() || own->second.size != value.size()) {
+    return std::nullopt;
+  }
+  const std::uint64_t number = little_endian_number(value);
+  const bool is_unknown = (object == DeviceObject(DriveObject::quick_stop_option_code) &&
+                           !is_quick_stop_option(static_cast<std::int16_t>(number))) ||
+                          (object == DeviceObject(DriveObject::homing_method) &&
+                           !is_homing_method(static_cast<std::int8_t>(number)));
+  return is_unknown ? std::make_optional(SdoAbort::invalid_value) : std::nullopt;
+}
+
 void DriveDevice::written(DeviceObject object, ObjectDictionary& objects) {
   drive_.set_inputs(read_inputs(objects));
   std::visit([&](auto own) { act_on(own, read(own, objects)); }, object);
-  if (claw_) {
-    claw_->follow(drive_);
-  }
-  publish(objects);
+  follow_drive(objects);
 }
 
 void DriveDevice::tick(std::chrono::milliseconds elapsed, ObjectDictionary& objects) {
@@ -33,8 +44,18 @@ void DriveDevice::tick(std::chrono::milliseconds elapsed, ObjectDictionary& obje
   publish(objects);
 }
 
-void DriveDevice::inject_fault(ObjectDictionary& objects) {
-  drive_.inject_fault();
+void DriveDevice::inject_fault(std::uint16_t error_code, ObjectDictionary& objects) {
+  drive_.inject_fault(error_code);
+  follow_drive(objects);
+}
+
+void DriveDevice::quick_stop(ObjectDictionary& objects) {
+  drive_.quick_stop();
+  follow_drive(objects);
+}
+
+/// What is to be done after a command.
+void DriveDevice::follow_drive(ObjectDictionary& objects) {
   if (claw_) {
     claw_->follow(drive_);
   }
@@ -59,6 +80,7 @@ std::optional<FaultChange> DriveDevice::take_fault_change() {
 
 void DriveDevice::publish(ObjectDictionary& objects) const {
   const DriveOutputs outputs = drive_.outputs();
+  show(DriveObject::error_code, outputs.error_code, objects);
   show(DriveObject::statusword, outputs.statusword, objects);
   show(DriveObject::modes_of_operation_display, outputs.mode_display, objects);
   show(DriveObject::position_actual_value, outputs.position, objects);
@@ -107,7 +129,10 @@ DriveInputs DriveDevice::read_inputs(const ObjectDictionary& objects) const {
           value(DriveObject::profile_velocity),
           value(DriveObject::profile_acceleration),
           value(DriveObject::profile_deceleration),
-          value(DriveObject::quick_stop_deceleration)};
+          value(DriveObject::quick_stop_deceleration),
+          static_cast<QuickStopOption>(value(DriveObject::quick_stop_option_code)),
+          static_cast<std::int8_t>(value(DriveObject::homing_method)),
+          static_cast<std::int32_t>(value(DriveObject::home_offset))};
 }
 
 std::uint64_t DriveDevice::read(DeviceObject object, const ObjectDictionary& objects) const {
@@ -152,6 +177,15 @@ NodeDrives::NodeDrives(const BoardConfig& board) {
   }
 }
 
+std::optional<SdoAbort> NodeDrives::refusal(ObjectAddress at,
+                                            const std::vector<std::uint8_t>& value) const {
+  const auto owner = owners_.find({at.index, at.sub_index});
+  if (owner == owners_.end()) {
+    return std::nullopt;
+  }
+  return owner->second.device->refusal(owner->second.object, value);
+}
+
 void NodeDrives::written(ObjectAddress at, ObjectDictionary& objects) {
   const auto owner = owners_.find({at.index, at.sub_index});
   if (owner != owners_.end()) {
@@ -168,13 +202,20 @@ void NodeDrives::tick(std::chrono::milliseconds elapsed, ObjectDictionary& objec
   }
 }
 
-bool NodeDrives::inject_fault(const std::string& device, ObjectDictionary& objects) {
+bool NodeDrives::inject_fault(const std::string& device, std::uint16_t error_code,
+                              ObjectDictionary& objects) {
   const auto found = devices_.find(device);
   if (found == devices_.end()) {
     return false;
   }
-  found->second.inject_fault(objects);
+  found->second.inject_fault(error_code, objects);
   return true;
+}
+
+void NodeDrives::quick_stop(ObjectDictionary& objects) {
+  for (auto& [name, device] : devices_) {
+    device.quick_stop(objects);
+  }
 }
 
 void NodeDrives::reset() {

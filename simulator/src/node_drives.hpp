@@ -35,13 +35,20 @@ class DriveDevice {
   /// Makes the object of the row one of its own.
   void claim(const DeviceObjectRow& row);
 
+  /// Why the drive does not take `value` for one of its own objects; no value when it does.
+  std::optional<SdoAbort> refusal(DeviceObject object,
+                                  const std::vector<std::uint8_t>& value) const;
+
   /// Acts on a write of one of its own objects, which holds the new value already.
   void written(DeviceObject object, ObjectDictionary& objects);
 
   /// Lets `elapsed` pass, in steps of a millisecond.
   void tick(std::chrono::milliseconds elapsed, ObjectDictionary& objects);
 
-  void inject_fault(ObjectDictionary& objects);
+  void inject_fault(std::uint16_t error_code, ObjectDictionary& objects);
+
+  /// Stops as the command Quick stop does.
+  void quick_stop(ObjectDictionary& objects);
 
   /// Starts anew; stores nothing.
   void reset();
@@ -55,6 +62,7 @@ class DriveDevice {
   void publish(ObjectDictionary& objects) const;
 
  private:
+  void follow_drive(ObjectDictionary& objects);
   void act_on(DriveObject object, std::uint64_t value);
   void act_on(ClawObject object, std::uint64_t value);
   DriveInputs read_inputs(const ObjectDictionary& objects) const;
@@ -85,6 +93,10 @@ class NodeDrives {
   NodeDrives& operator=(NodeDrives&&) = delete;
   ~NodeDrives() = default;
 
+  /// Why the drive that owns the object does not take the value; no value when it does, and when
+  /// the object is no drive's.
+  std::optional<SdoAbort> refusal(ObjectAddress at, const std::vector<std::uint8_t>& value) const;
+
   /// To be called after every write of an object from the bus.
   void written(ObjectAddress at, ObjectDictionary& objects);
 
@@ -92,7 +104,10 @@ class NodeDrives {
   void tick(std::chrono::milliseconds elapsed, ObjectDictionary& objects);
 
   /// False when no drive has that name.
-  bool inject_fault(const std::string& device, ObjectDictionary& objects);
+  bool inject_fault(const std::string& device, std::uint16_t error_code, ObjectDictionary& objects);
+
+  /// Stops all drives as the command Quick stop does.
+  void quick_stop(ObjectDictionary& objects);
 
   /// Starts all drives anew; stores nothing.
   void reset();

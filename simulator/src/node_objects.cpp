@@ -11,7 +11,7 @@
 #include "device_objects.hpp"
 #include "ground/little_endian.hpp"
 #include "ground/pdo.hpp"
-#include "pdo_mapping.hpp"
+#include "pdo_parameters.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -31,10 +31,12 @@ Devices devices_of(const BoardConfig& board) {
   return {board.device_od_map.begin(), board.device_od_map.end()};
 }
 
-/// Adds an object of `size` clear bytes, unless there is one already.
-void offer(ObjectDictionary& dictionary, ObjectAddress at, ObjectAccess access, std::size_t size) {
+/// Adds an object of `size` bytes, unless there is one already.
+void offer(ObjectDictionary& dictionary, ObjectAddress at, ObjectAccess access, std::size_t size,
+           std::int64_t value = 0) {
   if (dictionary.find(at.index, at.sub_index) == nullptr) {
-    dictionary.add(at.index, at.sub_index, {access, std::vector<std::uint8_t>(size)});
+    dictionary.add(at.index, at.sub_index,
+                   {access, little_endian_bytes(static_cast<std::uint64_t>(value), size)});
   }
 }
 
@@ -51,7 +53,8 @@ void add_node_objects(ObjectDictionary& dictionary, std::uint8_t node_id, const 
   constexpr auto read_only = ObjectAccess::read_only;
   constexpr std::string_view name = "Simulated node";
   dictionary.add(0x1000, 0, {read_only, device_type(devices)});
-  dictionary.add(0x1001, 0, {read_only, {0}});                               // error register
+  dictionary.add(0x1001, 0, {read_only, {0}});  // error register
+  dictionary.add(0x1005, 0, {ObjectAccess::read_write, {sync_cob_id, 0, 0, 0}});
   dictionary.add(0x1008, 0, {read_only, {name.begin(), name.end()}, true});  // device name
   dictionary.add(0x1017, 0, {ObjectAccess::read_write, {0, 0}});             // heartbeat time in ms
   dictionary.add(0x1018, 1, {read_only, {0, 0, 0, 0}});                      // vendor id
@@ -60,57 +63,10 @@ void add_node_objects(ObjectDictionary& dictionary, std::uint8_t node_id, const 
   dictionary.add(0x1018, 4, {read_only, {node_id, 0, 0, 0}});                // serial number
 }
 
-void add_number(ObjectDictionary& dictionary, ObjectAddress at, std::uint32_t value,
-                std::size_t size) {
-  dictionary.add(at.index, at.sub_index,
-                 {ObjectAccess::read_only, little_endian_bytes(value, size)});
-}
-
-/// CiA 301, 7.5.2.35: the COB-ID, and the transmission type of the board, else that the PDO goes
-/// when the device likes.
-void add_pdo_communication(ObjectDictionary& dictionary, std::uint16_t index, std::uint16_t cob_id,
-                           const PdoConfig& pdo) {
-  constexpr std::uint32_t no_pdo = 0x80000000;
-  constexpr std::uint8_t event_driven = 255;
-  add_number(dictionary, {index, 0}, 2, 1);
-  add_number(dictionary, {index, 1}, cob_id == 0 ? no_pdo : cob_id, 4);
-  add_number(dictionary, {index, 2}, pdo.transmission.value_or(event_driven), 1);
-}
-
-/// CiA 301, 7.5.2.36: index, sub-index and bit length of each mapped object. There is room for as
-/// many as a frame has bits; only mappings without bits could be more.
-void add_pdo_mapping(ObjectDictionary& dictionary, std::uint16_t index,
-                     const std::vector<PdoMapping>& mappings) {
-  constexpr std::size_t most_mappings = 64;
-  const std::size_t count = std::min(mappings.size(), most_mappings);
-  add_number(dictionary, {index, 0}, static_cast<std::uint32_t>(count), 1);
-  for (std::size_t position = 0; position < count; ++position) {
-    const PdoMapping& mapping = mappings[position];
-    const std::uint32_t entry = std::uint32_t{mapping.index} << 16U |
-                                std::uint32_t{mapping.sub_index} << 8U | mapping.bit_length;
-    add_number(dictionary, {index, static_cast<std::uint8_t>(position + 1)}, entry, 4);
-  }
-}
-
-/// The parameters of all PDOs of one direction, number 1 at the first index of each kind.
-void add_pdo_parameters(ObjectDictionary& dictionary, std::uint8_t node_id,
-                        const PdosByNumber& pdos, std::uint16_t communication,
-                        std::uint16_t mapping) {
-  for (const auto& [number, pdo] : pdos) {
-    if (number == 0) {
-      continue;
-    }
-    const int offset = number - 1;
-    add_pdo_communication(dictionary, static_cast<std::uint16_t>(communication + offset),
-                          cob_id_of(node_id, *pdo), *pdo);
-    add_pdo_mapping(dictionary, static_cast<std::uint16_t>(mapping + offset), pdo->mappings);
-  }
-}
-
 void add_drives(ObjectDictionary& dictionary, const Devices& devices) {
   for (const auto& [name, device] : devices) {
     for (const DeviceObjectRow& row : device_objects(device)) {
-      offer(dictionary, row.at, row.access, row.size);
+      offer(dictionary, row.at, row.access, row.size, row.start_value);
     }
   }
 }
@@ -191,8 +147,7 @@ void add_highest_sub_indices(ObjectDictionary& dictionary) {
 ObjectDictionary communication_objects(std::uint8_t node_id, const BoardConfig& board) {
   ObjectDictionary dictionary;
   add_node_objects(dictionary, node_id, devices_of(board));
-  add_pdo_parameters(dictionary, node_id, rpdos_of(board), 0x1400, 0x1600);
-  add_pdo_parameters(dictionary, node_id, tpdos_of(board), 0x1800, 0x1A00);
+  add_pdo_parameters(dictionary, node_id, board);
   return dictionary;
 }
 

@@ -9,7 +9,7 @@
 namespace velmora_can_bridge {
 
 /// The communication objects of node `node_id` with the PDOs of `board`: those that every node has,
-/// and the parameters of each PDO, read-only. The highest sub-indices of others are missing.
+/// and the parameters of each PDO. The highest sub-indices of others are missing.
 ObjectDictionary communication_objects(std::uint8_t node_id, const BoardConfig& board);
 
 /// The object dictionary of node `node_id` with the devices and PDOs of `board`.

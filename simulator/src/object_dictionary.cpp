@@ -59,18 +59,24 @@ std::optional<SdoAbort> ObjectDictionary::upload(std::uint16_t index, std::uint8
 
 std::optional<SdoAbort> ObjectDictionary::download(std::uint16_t index, std::uint8_t sub_index,
                                                    const std::vector<std::uint8_t>& data) {
-  ObjectEntry* const entry = find_in(objects_, index, sub_index);
+  const std::optional<SdoAbort> refusal = download_refusal(index, sub_index, data.size());
+  if (!refusal) {
+    find_in(objects_, index, sub_index)->value = data;
+  }
+  return refusal;
+}
+
+std::optional<SdoAbort> ObjectDictionary::download_refusal(std::uint16_t index,
+                                                           std::uint8_t sub_index,
+                                                           std::size_t size) const {
+  const ObjectEntry* const entry = find(index, sub_index);
   if (entry == nullptr) {
     return absence(index);
   }
   if (entry->access == ObjectAccess::read_only) {
     return SdoAbort::write_of_read_only;
   }
-  const std::optional<SdoAbort> mismatch = length_mismatch(*entry, data.size());
-  if (!mismatch) {
-    entry->value = data;
-  }
-  return mismatch;
+  return length_mismatch(*entry, size);
 }
 
 bool ObjectDictionary::store(std::uint16_t index, std::uint8_t sub_index,

@@ -78,6 +78,8 @@ constexpr Transition transitions[] = {
     {State::fault_reaction_active, Event::fault_reaction_ended, State::fault},
     // 15
     {State::fault, Event::fault_reset, State::switch_on_disabled},
+    // 16
+    {State::quick_stop_active, Event::enable_operation, State::operation_enabled},
 };
 
 /// The transition out of `state`; null when the event does not lead out of it.

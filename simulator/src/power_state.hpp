@@ -34,8 +34,8 @@ std::optional<PowerEvent> power_command(std::uint16_t controlword, std::uint16_t
 /// The state in which a drive rests after the event; `state` when the profile draws no transition.
 ///
 /// An event takes as many transitions as it can: Enable operation in Ready to switch on passes
-/// through Switched on. A quick stop ends in Switch on disabled, so Enable operation does not lead
-/// back out of it (quick stop option code 2: slow down, then transition 12; no transition 16).
+/// through Switched on. Whether Quick stop active is left by standstill (transition 12) or by
+/// Enable operation (16) is the quick stop option code's to say; here both lead out.
 DriveState next_power_state(DriveState state, PowerEvent event);
 
 /// Bits 0 to 3, 5 and 6 of the statusword: those by which the profile tells the states apart.

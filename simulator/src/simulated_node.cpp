@@ -7,6 +7,7 @@
 #include "node_drives.hpp"
 #include "node_objects.hpp"
 #include "pdo_mapping.hpp"
+#include "pdo_parameters.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -18,12 +19,15 @@ constexpr std::uint8_t longest_frame = 8;
 constexpr std::uint8_t generic_error = 0x01;
 constexpr std::uint8_t communication_error = 0x10;
 
-std::map<std::uint8_t, std::vector<PdoMapping>> mappings_of(const PdosByNumber& pdos) {
-  std::map<std::uint8_t, std::vector<PdoMapping>> mappings;
+/// Those that have a COB-ID, by number.
+std::vector<PdoCommunication> enabled(const std::map<std::uint8_t, PdoParameters>& pdos) {
+  std::vector<PdoCommunication> found;
   for (const auto& [number, pdo] : pdos) {
-    mappings.emplace(number, pdo->mappings);
+    if (pdo.cob_id) {
+      found.push_back({number, *pdo.cob_id, pdo.transmission, pdo.inhibit_time, pdo.event_timer});
+    }
   }
-  return mappings;
+  return found;
 }
 
 /// Appends to a list that has room for `emergency_limit`.
@@ -64,11 +68,10 @@ SimulatedNode::SimulatedNode(std::uint8_t node_id) : SimulatedNode(node_id, Boar
 
 SimulatedNode::SimulatedNode(std::uint8_t node_id, const BoardConfig& board)
     : node_id_(node_id),
-      rpdos_(mappings_of(rpdos_of(board))),
-      tpdos_(mappings_of(tpdos_of(board))),
       start_objects_(start_objects(node_id, board)),
       objects_(start_objects_),
-      drives_(std::make_unique<NodeDrives>(board)) {}
+      drives_(std::make_unique<NodeDrives>(board)),
+      pdos_(std::make_unique<NodePdos>(objects_)) {}
 
 SimulatedNode::~SimulatedNode() = default;
 
@@ -76,6 +79,7 @@ void SimulatedNode::add_object(std::uint16_t index, std::uint8_t sub_index, Obje
   const std::lock_guard<std::mutex> lock(mutex_);
   start_objects_.add(index, sub_index, entry);
   objects_.add(index, sub_index, std::move(entry));
+  take_in_parameter(index);
 }
 
 bool SimulatedNode::sdo_read(std::uint8_t node_id, std::uint16_t index, std::uint8_t sub_index,
@@ -123,8 +127,9 @@ std::optional<SdoAbort> SimulatedNode::sdo_upload(std::uint16_t index, std::uint
 std::optional<SdoAbort> SimulatedNode::sdo_download(std::uint16_t index, std::uint8_t sub_index,
                                                     const std::vector<std::uint8_t>& data) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  last_sdo_abort_ = objects_.download(index, sub_index, data);
+  last_sdo_abort_ = download_refusal({index, sub_index}, data);
   if (!last_sdo_abort_) {
+    objects_.store(index, sub_index, data);
     act_on_write(index, sub_index);
   }
   return last_sdo_abort_;
@@ -132,14 +137,12 @@ std::optional<SdoAbort> SimulatedNode::sdo_download(std::uint16_t index, std::ui
 
 void SimulatedNode::receive_rpdo(std::uint8_t rpdo, const std::array<std::uint8_t, 8>& data,
                                  std::uint8_t length) {
-  const auto found = rpdos_.find(rpdo);
-  if (found == rpdos_.end() || length > longest_frame) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const PdoParameters* const found = pdos_->find(PdoDirection::rpdo, rpdo);
+  if (found == nullptr || length > longest_frame) {
     return;
   }
-  const std::vector<PdoMapping>& mappings = found->second;
-  const std::size_t mapped_length = mapped_bytes(mappings);
-
-  const std::lock_guard<std::mutex> lock(mutex_);
+  const std::size_t mapped_length = mapped_bytes(found->mappings);
   if (length < mapped_length) {
     note_length_error(rpdo, emergency_rpdo_too_short);
     return;
@@ -147,24 +150,35 @@ void SimulatedNode::receive_rpdo(std::uint8_t rpdo, const std::array<std::uint8_
   if (length > mapped_length) {
     note_length_error(rpdo, emergency_rpdo_too_long);
   }
-  for (FieldValue& field : unpack_frame(mappings, data)) {
+  for (FieldValue& field : unpack_frame(found->mappings, data)) {
     write_mapped_object(field.index, field.sub_index, std::move(field.value));
   }
 }
 
 std::optional<PdoFrame> SimulatedNode::tpdo_frame(std::uint8_t tpdo) const {
-  const auto found = tpdos_.find(tpdo);
-  if (found == tpdos_.end()) {
-    return std::nullopt;
-  }
-  const std::vector<PdoMapping>& mappings = found->second;
-  const std::size_t length = mapped_bytes(mappings);
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const PdoParameters* const found = pdos_->find(PdoDirection::tpdo, tpdo);
+  const std::size_t length = found == nullptr ? 0 : mapped_bytes(found->mappings);
   if (length == 0 || length > longest_frame) {
     return std::nullopt;
   }
-  const std::lock_guard<std::mutex> lock(mutex_);
-  return PdoFrame{pack_frame(mappings, mapped_values(objects_, mappings)),
+  return PdoFrame{pack_frame(found->mappings, mapped_values(objects_, found->mappings)),
                   static_cast<std::uint8_t>(length)};
+}
+
+std::vector<PdoCommunication> SimulatedNode::enabled_rpdos() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return enabled(pdos_->all(PdoDirection::rpdo));
+}
+
+std::vector<PdoCommunication> SimulatedNode::enabled_tpdos() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return enabled(pdos_->all(PdoDirection::tpdo));
+}
+
+std::uint64_t SimulatedNode::communication_revision() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return communication_revision_;
 }
 
 void SimulatedNode::tick(std::chrono::milliseconds elapsed) {
@@ -174,7 +188,7 @@ void SimulatedNode::tick(std::chrono::milliseconds elapsed) {
 
 bool SimulatedNode::inject_fault(const std::string& device) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  const bool is_known = drives_->inject_fault(device, objects_);
+  const bool is_known = drives_->inject_fault(device, emergency_generic_error, objects_);
   note_fault_changes();
   return is_known;
 }
@@ -183,6 +197,7 @@ void SimulatedNode::reset() {
   const std::lock_guard<std::mutex> lock(mutex_);
   objects_ = start_objects_;
   drives_->reset();
+  take_in_parameters();
   emergencies_.clear();
   unsent_emergencies_.clear();
 }
@@ -194,6 +209,7 @@ void SimulatedNode::reset_communication() {
       objects_.add(at.index, at.sub_index, *start_objects_.find(at.index, at.sub_index));
     }
   }
+  take_in_parameters();
   if (drives_->has_fault()) {
     objects_.store(error_register_index, 0, {generic_error});
   }
@@ -215,7 +231,9 @@ std::optional<std::vector<std::uint8_t>> SimulatedNode::object_value(std::uint16
 bool SimulatedNode::set_object_value(std::uint16_t index, std::uint8_t sub_index,
                                      const std::vector<std::uint8_t>& value) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  return objects_.store(index, sub_index, value);
+  const bool is_stored = objects_.store(index, sub_index, value);
+  take_in_parameter(index);
+  return is_stored;
 }
 
 std::vector<Emergency> SimulatedNode::emergencies() const {
@@ -277,7 +295,31 @@ void SimulatedNode::note_emergency(const Emergency& emergency) {
   append(unsent_emergencies_, emergency);
 }
 
+std::optional<SdoAbort> SimulatedNode::download_refusal(
+    ObjectAddress at, const std::vector<std::uint8_t>& data) const {
+  if (const auto refusal = objects_.download_refusal(at.index, at.sub_index, data.size())) {
+    return refusal;
+  }
+  if (const auto refusal = pdo_parameter_refusal(objects_, at, data)) {
+    return refusal;
+  }
+  return drives_->refusal(at, data);
+}
+
+void SimulatedNode::take_in_parameters() {
+  pdos_->refresh(objects_);
+  ++communication_revision_;
+}
+
+void SimulatedNode::take_in_parameter(std::uint16_t index) {
+  if (is_communication_object(index)) {
+    pdos_->refresh(objects_, index);
+    ++communication_revision_;
+  }
+}
+
 void SimulatedNode::act_on_write(std::uint16_t index, std::uint8_t sub_index) {
+  take_in_parameter(index);
   drives_->written({index, sub_index}, objects_);
   note_fault_changes();
 }
@@ -289,6 +331,9 @@ void SimulatedNode::write_mapped_object(std::uint16_t index, std::uint8_t sub_in
     return;
   }
   value.resize(entry->value.size());
+  if (drives_->refusal({index, sub_index}, value)) {
+    return;
+  }
   objects_.store(index, sub_index, value);
   act_on_write(index, sub_index);
 }

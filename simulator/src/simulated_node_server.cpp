@@ -1,6 +1,9 @@
 #include "velmora_can_bridge/simulator/simulated_node_server.hpp"
 
 #include <algorithm>
+#include <cstdint>
+#include <iterator>
+#include <map>
 #include <thread>
 #include <utility>
 
@@ -15,13 +18,18 @@ constexpr milliseconds longest_poll = std::chrono::hours(1);
 // For room in a full transmit queue: that of several frames on a slow bus.
 constexpr milliseconds send_patience{5};
 
+/// Each once: a socket of the kernel takes a limited number.
 std::vector<CanFilter> all_filters(const std::vector<SimulatedBusNode*>& nodes) {
-  std::vector<CanFilter> all;
+  std::map<std::pair<std::uint16_t, std::uint16_t>, CanFilter> all;
   for (const SimulatedBusNode* const node : nodes) {
-    const std::vector<CanFilter> filters = node->filters();
-    all.insert(all.end(), filters.begin(), filters.end());
+    for (const CanFilter& filter : node->filters()) {
+      all.emplace(std::pair(filter.id, filter.mask), filter);
+    }
   }
-  return all;
+  std::vector<CanFilter> filters;
+  std::transform(all.begin(), all.end(), std::back_inserter(filters),
+                 [](const auto& row) { return row.second; });
+  return filters;
 }
 
 }  // namespace

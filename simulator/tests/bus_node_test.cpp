@@ -176,12 +176,24 @@ TEST(BusNodeIdTest, lowest_and_highest_answer) {
 }
 
 TEST_F(BusNodeTest, filters_let_its_frames_through) {
-  std::vector<std::pair<int, int>> filters;
-  for (const CanFilter& filter : node.filters()) {
-    filters.emplace_back(filter.id, filter.mask);
+  const std::vector<CanFilter> filters = node.filters();
+  std::vector<int> kept_out;
+  for (int id = 0; id <= 0x7FF; ++id) {
+    if (std::none_of(filters.begin(), filters.end(), [&](const CanFilter& filter) {
+          return (id & filter.mask) == (filter.id & filter.mask);
+        })) {
+      kept_out.push_back(id);
+    }
   }
-  EXPECT_THAT(filters, ElementsAre(std::pair(0x000, 0x7FF), std::pair(0x605, 0x7FF),
-                                   std::pair(0x205, 0x7FF), std::pair(0x321, 0x7FF)));
+  // What no PDO and no SYNC may have: NMT's neighbours, those of the time, SDO of other nodes.
+  std::vector<int> expected;
+  for (int id = 0x001; id <= 0x7FF; ++id) {
+    if (id <= 0x07F || (id >= 0x101 && id <= 0x17F) || (id >= 0x581 && id <= 0x5FF) ||
+        (id >= 0x601 && id <= 0x67F && id != 0x605)) {
+      expected.push_back(id);
+    }
+  }
+  EXPECT_EQ(kept_out, expected);
 }
 
 // Network management
@@ -524,10 +536,10 @@ TEST_P(PdoConfigTest, tells_what_is_sent_and_received) {
   std::vector<std::uint16_t> sent;
   std::transform(frames.begin(), frames.end(), std::back_inserter(sent),
                  [](const CanFrame& each) { return each.id; });
-  const std::vector<CanFilter> filters = node.filters();
   std::vector<std::uint16_t> received;
-  std::transform(filters.begin() + 2, filters.end(), std::back_inserter(received),
-                 [](const CanFilter& each) { return each.id; });
+  for (const PdoCommunication& rpdo : node.device().enabled_rpdos()) {
+    received.push_back(rpdo.cob_id);
+  }
   EXPECT_EQ(sent, GetParam().sent);
   EXPECT_EQ(received, GetParam().received);
 }
@@ -581,6 +593,190 @@ TEST(SharedCobIdTest, reaches_every_rpdo) {
 
   EXPECT_EQ(node.device().object_value(0x2000, 0), Bytes{9});
   EXPECT_EQ(node.device().object_value(0x2001, 0), Bytes{9});
+}
+
+// Transmission types and times
+
+const CanFrame sync_frame = frame(0x080, {});
+constexpr ObjectAddress tpdo_2_type{0x1801, 2};
+constexpr ObjectAddress tpdo_2_inhibit_time{0x1801, 3};
+constexpr ObjectAddress tpdo_2_event_timer{0x1801, 5};
+
+/// What TPDO 2 of the sample board carries.
+CanFrame input_frame(std::uint8_t input) { return frame(0x3A1, {input}); }
+
+class TransmissionTest : public BusNodeTest {
+ protected:
+  void set_input(std::uint8_t input) { node.device().set_object_value(0x2001, 0, {input}); }
+};
+
+TEST_F(TransmissionTest, synchronous_rpdo_takes_effect_with_the_next_sync) {
+  for (const std::uint8_t type : Bytes{0, 1, 240}) {
+    SCOPED_TRACE(int{type});
+    enter(NmtState::operational);
+    node.device().set_object_value(0x2000, 1, {0, 0});
+    receive(sdo_write({0x1401, 2}, 1, type));
+    receive(frame(0x321, {1, 1}));
+    receive(frame(0x321, {2, 2}));
+    EXPECT_EQ(value(output), (Bytes{0, 0}));
+
+    receive(sync_frame);
+    EXPECT_EQ(value(output), (Bytes{2, 2})) << "the latest frame counts";
+
+    node.device().set_object_value(0x2000, 1, {0, 0});
+    receive(sync_frame);
+    EXPECT_EQ(value(output), (Bytes{0, 0})) << "and counts once";
+  }
+}
+
+TEST_F(TransmissionTest, what_waits_for_the_sync_is_forgotten_when_operational_is_left) {
+  enter(NmtState::operational);
+  receive(sdo_write({0x1401, 2}, 1, 1));
+  receive(frame(0x321, {1, 1}));
+  receive(nmt(NmtCommand::enter_pre_operational));
+  receive(nmt(NmtCommand::start));
+  receive(sync_frame);
+
+  EXPECT_EQ(value(output), (Bytes{0, 0}));
+}
+
+TEST_F(TransmissionTest, cyclic_tpdo_goes_with_every_so_manieth_sync) {
+  boot();
+  receive(sdo_write(tpdo_2_type, 1, 3));
+  EXPECT_THAT(receive(nmt(NmtCommand::start)), ElementsAre(tpdo_1_at_first));
+  for (int round = 0; round < 2; ++round) {
+    set_input(7);
+    EXPECT_THAT(tick(1), IsEmpty());
+    EXPECT_THAT(receive(sync_frame), IsEmpty());
+    EXPECT_THAT(receive(sync_frame), IsEmpty());
+    EXPECT_THAT(receive(sync_frame), ElementsAre(input_frame(7)));
+  }
+}
+
+TEST_F(TransmissionTest, acyclic_tpdo_goes_with_the_sync_after_a_change) {
+  boot();
+  receive(sdo_write(tpdo_2_type, 1, 0));
+  EXPECT_THAT(receive(nmt(NmtCommand::start)), ElementsAre(tpdo_1_at_first));
+  EXPECT_THAT(receive(sync_frame), ElementsAre(tpdo_2_at_first));
+  EXPECT_THAT(receive(sync_frame), IsEmpty());
+
+  set_input(7);
+  EXPECT_THAT(tick(1), IsEmpty());
+  EXPECT_THAT(receive(sync_frame), ElementsAre(input_frame(7)));
+}
+
+TEST_F(TransmissionTest, sync_shows_what_it_has_brought_into_effect) {
+  boot();
+  receive(sdo_write({0x1401, 2}, 1, 1));
+  receive(sdo_write({0x1800, 2}, 1, 1));
+  receive(nmt(NmtCommand::start));
+  receive(frame(0x321, {0x34, 0x12}));
+
+  EXPECT_THAT(receive(sync_frame), ElementsAre(frame(0x185, {0x50, 0x02, 0x34, 0x12})));
+}
+
+TEST_F(TransmissionTest, sync_counts_in_operational_alone) {
+  boot();
+  receive(sdo_write(tpdo_2_type, 1, 1));
+  EXPECT_THAT(receive(sync_frame), IsEmpty());
+  receive(nmt(NmtCommand::stop));
+  EXPECT_THAT(receive(sync_frame), IsEmpty());
+}
+
+TEST_F(TransmissionTest, sync_has_the_cob_id_of_its_object) {
+  boot();
+  receive(sdo_write(tpdo_2_type, 1, 1));
+  receive(sdo_write({0x1005, 0}, 4, 0x090));
+  receive(nmt(NmtCommand::start));
+
+  EXPECT_THAT(receive(sync_frame), IsEmpty());
+  EXPECT_THAT(receive(frame(0x090, {})), ElementsAre(tpdo_2_at_first));
+}
+
+TEST_F(TransmissionTest, event_timer_repeats_what_has_not_changed) {
+  boot();
+  receive(sdo_write(tpdo_2_event_timer, 2, 100));
+  receive(nmt(NmtCommand::start));
+  EXPECT_THAT(tick(99), IsEmpty());
+  EXPECT_THAT(tick(1), ElementsAre(tpdo_2_at_first));
+
+  set_input(7);
+  EXPECT_THAT(tick(60), ElementsAre(input_frame(7)));
+  EXPECT_THAT(tick(99), IsEmpty()) << "a change begins it anew";
+  EXPECT_THAT(tick(1), ElementsAre(input_frame(7)));
+  EXPECT_THAT(tick(1000), ElementsAre(input_frame(7))) << "what was missed is not sent later";
+}
+
+TEST_F(TransmissionTest, inhibit_time_keeps_changes_apart) {
+  boot();
+  receive(sdo_write({0x1801, 1}, 4, 0x800003A1));
+  receive(sdo_write(tpdo_2_inhibit_time, 2, 95));
+  receive(sdo_write({0x1801, 1}, 4, 0x3A1));
+  receive(nmt(NmtCommand::start));
+  set_input(1);
+  EXPECT_THAT(tick(9), IsEmpty());
+  set_input(2);
+  EXPECT_THAT(tick(1), ElementsAre(input_frame(2)));
+}
+
+TEST_F(TransmissionTest, on_request_alone_sends_nothing) {
+  SimulatedBusNode remote(5, {{{1, "TPDO", 0, {{0x2001, 0, 8, ""}}, std::uint8_t{253}}}, {}});
+  Frames frames;
+  remote.boot(frames);
+  frames.clear();
+  remote.receive(nmt(NmtCommand::start), frames);
+  remote.receive(sync_frame, frames);
+  remote.tick(milliseconds(1000), frames);
+
+  EXPECT_THAT(frames, IsEmpty());
+}
+
+// PDOs that a master configures
+
+TEST_F(BusNodeTest, master_gives_an_rpdo_another_cob_id_and_mapping) {
+  boot();
+  for (const CanFrame& request :
+       {sdo_write({0x1401, 1}, 4, 0x80000321), sdo_write({0x1601, 0}, 1, 0),
+        sdo_write({0x1601, 1}, 4, 0x20000108), sdo_write({0x1601, 2}, 4, 0x60600008),
+        sdo_write({0x1601, 0}, 1, 2), sdo_write({0x1401, 1}, 4, 0x333)}) {
+    const Frames answers = receive(request);
+    ASSERT_EQ(answers.size(), 1U);
+    ASSERT_EQ(answers[0].data[0], 0x60) << "refused";
+  }
+  receive(nmt(NmtCommand::start));
+  receive(frame(0x321, {1, 1}));
+  EXPECT_EQ(value(output), (Bytes{0, 0}));
+
+  receive(frame(0x333, {0x12, 3}));
+  EXPECT_EQ(value(output), (Bytes{0x12, 0}));
+  EXPECT_EQ(value({0x6061, 0}), Bytes{3});
+
+  receive(nmt(NmtCommand::reset_communication));
+  receive(nmt(NmtCommand::start));
+  receive(frame(0x321, {0x78, 0x56}));
+  EXPECT_EQ(value(output), (Bytes{0x78, 0x56})) << "the start values are back";
+}
+
+TEST_F(BusNodeTest, master_gives_a_tpdo_another_mapping_in_operational) {
+  enter(NmtState::operational);
+  receive(sdo_write({0x1801, 1}, 4, 0x800003A1));
+  node.device().set_object_value(0x2001, 0, {7});
+  EXPECT_THAT(tick(1), IsEmpty()) << "disabled";
+  receive(sdo_write({0x1A01, 0}, 1, 0));
+  receive(sdo_write({0x1A01, 1}, 4, 0x20010008));
+  receive(sdo_write({0x1A01, 2}, 4, 0x60610008));
+  receive(sdo_write({0x1A01, 0}, 1, 2));
+
+  EXPECT_THAT(receive(sdo_write({0x1801, 1}, 4, 0x3A1)),
+              ElementsAre(sdo_written({0x1801, 1}), frame(0x3A1, {7, 0})));
+}
+
+TEST_F(BusNodeTest, disabled_rpdo_is_not_heard) {
+  enter(NmtState::operational);
+  receive(sdo_write({0x1401, 1}, 4, 0x80000321));
+  receive(frame(0x321, {1, 1}));
+
+  EXPECT_EQ(value(output), (Bytes{0, 0}));
 }
 
 // Emergencies
@@ -646,14 +842,14 @@ TEST_F(BusNodeTest, no_heartbeat_without_a_time) {
   EXPECT_THAT(tick(100'000), IsEmpty());
 }
 
-TEST_F(BusNodeTest, heartbeats_come_as_many_as_fall_into_a_tick) {
+TEST_F(BusNodeTest, heartbeats_that_were_missed_are_not_sent_later) {
   boot();
   receive(sdo_write(heartbeat_time, 2, 3));
 
   EXPECT_THAT(tick(2), IsEmpty());
   EXPECT_EQ(tick(1), Frames(1, heartbeat(pre_operational)));
-  EXPECT_EQ(tick(10), Frames(3, heartbeat(pre_operational)));
-  EXPECT_EQ(tick(2), Frames(1, heartbeat(pre_operational))) << "one was left over";
+  EXPECT_EQ(tick(10), Frames(1, heartbeat(pre_operational)));
+  EXPECT_EQ(tick(2), Frames(1, heartbeat(pre_operational))) << "they keep their rhythm";
 }
 
 TEST_F(BusNodeTest, heartbeat_tells_the_state) {
@@ -706,13 +902,13 @@ TEST_F(BusNodeTest, no_time_brings_no_heartbeat) {
   EXPECT_THAT(frames, IsEmpty());
 }
 
-TEST_F(BusNodeTest, longest_time_counts_as_an_hour) {
+TEST_F(BusNodeTest, longest_time_brings_one_heartbeat) {
   boot();
   node.device().set_object_value(0x1017, 0, {0xE8, 0x03});
   Frames frames;
   node.tick(milliseconds::max(), frames);
 
-  EXPECT_EQ(frames.size(), 3600U);
+  EXPECT_EQ(frames.size(), 1U);
 }
 
 TEST_F(BusNodeTest, heartbeat_time_of_another_size_is_none) {
@@ -731,6 +927,19 @@ TEST_F(BusNodeTest, held_changes_are_left_to_the_next_tick) {
   EXPECT_THAT(receive(sdo_write(output, 2, 0x1234)), ElementsAre(sdo_written(output)));
 
   EXPECT_THAT(tick(0), ElementsAre(frame(0x185, {0x50, 0x02, 0x34, 0x12})));
+}
+
+TEST_F(BusNodeTest, held_changes_are_shown_before_time_passes_over_them) {
+  enter(NmtState::operational);
+  for (const std::uint8_t command : Bytes{0x06, 0x0F}) {
+    receive(frame(0x205, {command, 0, 3}));
+  }
+  tick(10);
+  node.hold_changes(true);
+  EXPECT_THAT(receive(frame(0x205, {0x02, 0, 3})), IsEmpty());
+
+  // Quick stop active at standstill, then Switch on disabled.
+  EXPECT_THAT(tick(10), ElementsAre(frame(0x185, {0x17, 0x02, 0, 0}), tpdo_1_at_first));
 }
 
 TEST_F(BusNodeTest, held_changes_follow_the_first_frame_after_the_hold) {

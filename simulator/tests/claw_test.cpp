@@ -119,7 +119,7 @@ TEST_F(ClawTest, disabling_breaks_the_extending_off) {
 
 TEST_F(ClawTest, fault_breaks_the_extending_off) {
   claw.command(extend_now, drive);
-  drive.inject_fault();
+  drive.inject_fault(0x1000);
   claw.follow(drive);
 
   expect(ClawAction::error, ClawPosition::between);
@@ -202,7 +202,7 @@ TEST_F(ClawTest, stopped_homing_is_an_error) {
 TEST_F(ClawTest, failed_homing_is_an_error) {
   start_homing();
 
-  drive.inject_fault();
+  drive.inject_fault(0x1000);
   claw.follow(drive);
 
   expect(ClawAction::error, ClawPosition::between);

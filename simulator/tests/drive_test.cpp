@@ -27,6 +27,8 @@ constexpr std::uint16_t target_reached = 0x0400;
 constexpr std::uint16_t mode_specific = 0x1000;
 constexpr std::uint16_t mode_error = 0x2000;
 
+constexpr std::uint16_t overheated = 0x4210;
+
 constexpr std::int8_t position_mode = 1;
 constexpr std::int8_t velocity_mode = 3;
 constexpr std::int8_t torque_mode = 4;
@@ -103,7 +105,7 @@ Drive drive_in(DriveState state) {
     drive.write_controlword(quick_stop);
   }
   if (state == DriveState::fault_reaction_active || state == DriveState::fault) {
-    drive.inject_fault();
+    drive.inject_fault(overheated);
   }
   if (state == DriveState::fault) {
     drive.step();
@@ -205,7 +207,7 @@ TEST(DriveFaultTest, ends_the_motion_at_once) {
   Drive drive = drive_in(DriveState::operation_enabled);
   ASSERT_EQ(drive.outputs().velocity, 100);
 
-  drive.inject_fault();
+  drive.inject_fault(overheated);
 
   EXPECT_EQ(drive.outputs().velocity, 0);
   EXPECT_EQ(power_of(drive), 0x0F);
@@ -213,7 +215,7 @@ TEST(DriveFaultTest, ends_the_motion_at_once) {
 
 TEST(DriveFaultTest, reaction_ends_after_a_millisecond) {
   Drive drive;
-  drive.inject_fault();
+  drive.inject_fault(overheated);
   drive.step();
 
   EXPECT_EQ(power_of(drive), 0x08);
@@ -222,7 +224,7 @@ TEST(DriveFaultTest, reaction_ends_after_a_millisecond) {
 TEST(DriveFaultTest, second_fault_changes_nothing) {
   Drive drive = drive_in(DriveState::fault);
 
-  drive.inject_fault();
+  drive.inject_fault(overheated);
 
   EXPECT_EQ(power_of(drive), 0x08);
 }
@@ -230,7 +232,7 @@ TEST(DriveFaultTest, second_fault_changes_nothing) {
 TEST(DriveFaultTest, reset_needs_a_rising_edge) {
   Drive drive = drive_in(DriveState::operation_enabled);
   drive.write_controlword(enable | fault_reset);  // the edge, while there is no fault
-  drive.inject_fault();
+  drive.inject_fault(overheated);
   drive.step();
 
   drive.write_controlword(fault_reset);
@@ -442,14 +444,76 @@ TEST(DriveQuickStopTest, standing_drive_disables_after_a_millisecond) {
   EXPECT_EQ(power_of(drive), 0x40);
 }
 
-TEST(DriveQuickStopTest, enabling_does_not_lead_out_of_it) {
-  Drive drive = drive_in(DriveState::quick_stop_active);
+TEST(DriveQuickStopTest, can_be_asked_for_without_a_controlword) {
+  Drive drive = drive_in(DriveState::operation_enabled);
 
-  drive.write_controlword(enable);
-  step(drive, 50);
+  drive.quick_stop();
 
-  EXPECT_EQ(power_of(drive), 0x40);
+  EXPECT_EQ(power_of(drive), 0x07);
+}
+
+struct QuickStopCase {
+  std::string name;
+  QuickStopOption option;
+  /// Milliseconds until a drive of 100 increments/s stands.
+  int duration;
+  bool stays;
+};
+
+void PrintTo(const QuickStopCase& row, std::ostream* out) { *out << row.name; }
+
+class QuickStopOptionTest : public testing::TestWithParam<QuickStopCase> {
+ protected:
+  QuickStopOptionTest() {
+    inputs.quick_stop_option = GetParam().option;
+    drive.set_inputs(inputs);
+    drive.write_controlword(quick_stop);
+  }
+
+  DriveInputs inputs = velocity_inputs(100);
+  Drive drive = drive_in(DriveState::operation_enabled);
+};
+
+TEST_P(QuickStopOptionTest, tells_how_the_drive_slows_down_and_where_it_ends) {
+  EXPECT_EQ(drive.outputs().velocity, 100);
+  step(drive, GetParam().duration - 1);
+  EXPECT_EQ(power_of(drive), 0x07);
+
+  step(drive, 1);
   EXPECT_EQ(drive.outputs().velocity, 0);
+  EXPECT_EQ(power_of(drive), GetParam().stays ? 0x07 : 0x40);
+
+  step(drive, 1000);
+  EXPECT_EQ(power_of(drive), GetParam().stays ? 0x07 : 0x40);
+}
+
+TEST_P(QuickStopOptionTest, tells_whether_enabling_leads_out_of_it) {
+  drive.write_controlword(enable);
+  EXPECT_EQ(power_of(drive), GetParam().stays ? 0x27 : 0x07);
+
+  step(drive, 1000);
+  EXPECT_EQ(drive.outputs().velocity, GetParam().stays ? 100 : 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    with, QuickStopOptionTest,
+    testing::Values(
+        QuickStopCase{"disable_drive_function", QuickStopOption::disable_drive_function, 1, false},
+        QuickStopCase{"slow_down", QuickStopOption::slow_down, 200, false},
+        QuickStopCase{"quick_stop_ramp", QuickStopOption::quick_stop_ramp, 50, false},
+        QuickStopCase{"slow_down_and_stay", QuickStopOption::slow_down_and_stay, 200, true},
+        QuickStopCase{"quick_stop_ramp_and_stay", QuickStopOption::quick_stop_ramp_and_stay, 50,
+                      true}),
+    [](const testing::TestParamInfo<QuickStopCase>& row) { return row.param.name; });
+
+TEST(DriveQuickStopTest, has_options_of_the_profile_without_limits_of_current_and_voltage) {
+  std::vector<int> known;
+  for (int code = -32768; code <= 32767; ++code) {
+    if (is_quick_stop_option(static_cast<std::int16_t>(code))) {
+      known.push_back(code);
+    }
+  }
+  EXPECT_THAT(known, testing::ElementsAre(0, 1, 2, 5, 6));
 }
 
 TEST(DriveQuickStopTest, disable_voltage_ends_it_at_once) {
@@ -463,10 +527,28 @@ TEST(DriveQuickStopTest, disable_voltage_ends_it_at_once) {
 TEST(DriveQuickStopTest, fault_ends_it_at_once) {
   Drive drive = drive_in(DriveState::quick_stop_active);
 
-  drive.inject_fault();
+  drive.inject_fault(overheated);
 
   EXPECT_EQ(drive.outputs().velocity, 0);
   EXPECT_EQ(power_of(drive), 0x0F);
+}
+
+// Faults
+
+TEST(DriveFaultTest, code_stays_when_the_fault_is_reset_and_goes_with_the_next_fault) {
+  Drive drive;
+  EXPECT_EQ(drive.outputs().error_code, 0);
+
+  drive.inject_fault(overheated);
+  drive.inject_fault(0x1000);
+  EXPECT_EQ(drive.outputs().error_code, overheated);
+
+  drive.step();
+  drive.write_controlword(0x80);
+  EXPECT_EQ(drive.outputs().error_code, overheated);
+
+  drive.inject_fault(0x1000);
+  EXPECT_EQ(drive.outputs().error_code, 0x1000);
 }
 
 // Profile position
@@ -699,6 +781,42 @@ TEST_F(DriveHomingTest, ends_attained_at_position_0) {
   EXPECT_FALSE(shows_any(drive, mode_error));
 }
 
+TEST_F(DriveHomingTest, ends_at_the_home_offset) {
+  DriveInputs inputs;
+  inputs.home_offset = -1500;
+  drive.set_inputs(inputs);
+  start();
+  step(drive, duration - 1);
+  EXPECT_EQ(drive.outputs().position, 20);
+
+  step(drive, 1);
+  EXPECT_EQ(drive.outputs().position, -1500);
+}
+
+TEST_F(DriveHomingTest, fails_without_a_method) {
+  DriveInputs inputs;
+  inputs.homing_method = 0;
+  drive.set_inputs(inputs);
+  start();
+
+  EXPECT_EQ(drive.homing(), HomingState::failed);
+  EXPECT_TRUE(shows(drive, mode_error));
+  step(drive, duration);
+  EXPECT_EQ(drive.outputs().position, 20);
+}
+
+TEST(HomingMethodTest, is_one_of_the_profile) {
+  std::vector<int> unknown;
+  for (int method = 0; method <= 38; ++method) {
+    if (!is_homing_method(static_cast<std::int8_t>(method))) {
+      unknown.push_back(method);
+    }
+  }
+  EXPECT_THAT(unknown, testing::ElementsAre(15, 16, 31, 32, 36, 38));
+  EXPECT_FALSE(is_homing_method(-1));
+  EXPECT_TRUE(is_homing_method(default_homing_method));
+}
+
 TEST_F(DriveHomingTest, stops_an_axis_that_still_moves) {
   drive.write_mode(velocity_mode);
   drive.set_inputs(velocity_inputs(100'000));
@@ -837,7 +955,7 @@ TEST_F(DriveHomingTest, disabling_stops) {
 
 TEST_F(DriveHomingTest, fault_is_an_error_until_the_next_start) {
   start();
-  drive.inject_fault();
+  drive.inject_fault(overheated);
   EXPECT_EQ(drive.homing(), HomingState::failed);
 
   drive.step();

@@ -69,10 +69,10 @@ std::vector<Shape> added_by(const BoardConfig& board) {
 TEST(BareNodeTest, offers_the_communication_objects) {
   EXPECT_THAT(shapes(node_objects(5, {})),
               testing::ElementsAre(Shape{0x1000, 0, 4, read_only}, Shape{0x1001, 0, 1, read_only},
-                                   Shape{0x1008, 0, 14, read_only}, Shape{0x1017, 0, 2, read_write},
-                                   Shape{0x1018, 0, 1, read_only}, Shape{0x1018, 1, 4, read_only},
-                                   Shape{0x1018, 2, 4, read_only}, Shape{0x1018, 3, 4, read_only},
-                                   Shape{0x1018, 4, 4, read_only}));
+                                   Shape{0x1005, 0, 4, read_write}, Shape{0x1008, 0, 14, read_only},
+                                   Shape{0x1017, 0, 2, read_write}, Shape{0x1018, 0, 1, read_only},
+                                   Shape{0x1018, 1, 4, read_only}, Shape{0x1018, 2, 4, read_only},
+                                   Shape{0x1018, 3, 4, read_only}, Shape{0x1018, 4, 4, read_only}));
 }
 
 TEST(BareNodeTest, identity_has_four_sub_indices_with_the_node_id_as_serial_number) {
@@ -101,15 +101,19 @@ void PrintTo(const Content& content, std::ostream* out) {
        << testing::PrintToString(content.value);
 }
 
-/// The objects 0x1400 to 0x1BFF, all of which must be read-only.
+/// The objects 0x1400 to 0x1BFF without the entries that map nothing. All can be written but the
+/// highest sub-indices of the communication parameters.
 std::vector<Content> pdo_parameters(std::uint8_t node_id, const BoardConfig& board) {
   std::vector<Content> found;
   const ObjectDictionary dictionary = node_objects(node_id, board);
   for (const ObjectAddress& at : dictionary.addresses()) {
     if (at.index >= 0x1400 && at.index <= 0x1BFF) {
       const ObjectEntry& entry = *dictionary.find(at.index, at.sub_index);
-      EXPECT_EQ(entry.access, read_only);
-      found.push_back({at.index, at.sub_index, entry.value});
+      const bool is_mapping = (at.index & 0x0200U) != 0;
+      EXPECT_EQ(entry.access, at.sub_index == 0 && !is_mapping ? read_only : read_write);
+      if (!is_mapping || at.sub_index == 0 || entry.value != std::vector<std::uint8_t>(4)) {
+        found.push_back({at.index, at.sub_index, entry.value});
+      }
     }
   }
   return found;
@@ -143,9 +147,11 @@ INSTANTIATE_TEST_SUITE_P(
                        {0x1600, 2, {8, 0x12, 0x00, 0x22}}}},
         ParameterCase{"tpdo",
                       {{4, "TPDO", 0, {{0x6041, 0, 16, ""}}}},
-                      {{0x1803, 0, {2}},
+                      {{0x1803, 0, {5}},
                        {0x1803, 1, {0x85, 0x04, 0, 0}},
                        {0x1803, 2, {255}},
+                       {0x1803, 3, {0, 0}},
+                       {0x1803, 5, {0, 0}},
                        {0x1A03, 0, {1}},
                        {0x1A03, 1, {16, 0x00, 0x41, 0x60}}}},
         ParameterCase{"transmission_type_of_the_board",
@@ -154,9 +160,11 @@ INSTANTIATE_TEST_SUITE_P(
                        {0x1400, 1, {0x05, 0x02, 0, 0}},
                        {0x1400, 2, {1}},
                        {0x1600, 0, {0}},
-                       {0x1800, 0, {2}},
+                       {0x1800, 0, {5}},
                        {0x1800, 1, {0x85, 0x01, 0, 0}},
                        {0x1800, 2, {0}},
+                       {0x1800, 3, {0, 0}},
+                       {0x1800, 5, {0, 0}},
                        {0x1A00, 0, {0}}}},
         ParameterCase{"dummies_are_mappings",
                       {{1, "RPDO", 0x321, {{0x0005, 0, 8, ""}, {0x2000, 0, 0, ""}}}},
@@ -172,9 +180,11 @@ INSTANTIATE_TEST_SUITE_P(
                        {0x14FE, 1, {0, 0, 0, 0x80}},
                        {0x14FE, 2, {255}},
                        {0x16FE, 0, {0}},
-                       {0x18FE, 0, {2}},
+                       {0x18FE, 0, {5}},
                        {0x18FE, 1, {0, 0, 0, 0x80}},
                        {0x18FE, 2, {255}},
+                       {0x18FE, 3, {0, 0}},
+                       {0x18FE, 5, {0, 0}},
                        {0x1AFE, 0, {0}}}},
         ParameterCase{"first_of_a_number",
                       {{1, "RPDO", 0x321, {}}, {1, "RPDO", 0x322, {{0x2000, 0, 8, ""}}}},
@@ -256,11 +266,13 @@ BoardConfig one_device(const DeviceOdEntry& device) { return {{}, {{"device", de
 
 const std::vector<Shape>& drive_at_6040() {
   static const std::vector<Shape> objects = {
-      {0x6040, 0, 2, read_write}, {0x6041, 0, 2, read_only},  {0x6060, 0, 1, read_write},
-      {0x6061, 0, 1, read_only},  {0x6064, 0, 4, read_only},  {0x606C, 0, 4, read_only},
-      {0x6071, 0, 2, read_write}, {0x6077, 0, 2, read_only},  {0x607A, 0, 4, read_write},
+      {0x603F, 0, 2, read_only},  {0x6040, 0, 2, read_write}, {0x6041, 0, 2, read_only},
+      {0x605A, 0, 2, read_write}, {0x6060, 0, 1, read_write}, {0x6061, 0, 1, read_only},
+      {0x6064, 0, 4, read_only},  {0x606C, 0, 4, read_only},  {0x6071, 0, 2, read_write},
+      {0x6077, 0, 2, read_only},  {0x607A, 0, 4, read_write}, {0x607C, 0, 4, read_write},
       {0x6081, 0, 4, read_write}, {0x6083, 0, 4, read_write}, {0x6084, 0, 4, read_write},
-      {0x6085, 0, 4, read_write}, {0x60FF, 0, 4, read_write},
+      {0x6085, 0, 4, read_write}, {0x6098, 0, 1, read_write}, {0x60FF, 0, 4, read_write},
+      {0x6502, 0, 4, read_only},
   };
   return objects;
 }
@@ -292,13 +304,18 @@ INSTANTIATE_TEST_SUITE_P(
                                {0x0010, 0, 2, read_write},
                                {0x0016, 0, 2, read_only},
                                {0x0019, 0, 4, read_write},
+                               {0x001B, 0, 4, read_write},
                                {0x0020, 0, 4, read_write},
                                {0x0022, 0, 4, read_write},
                                {0x0023, 0, 4, read_write},
                                {0x0024, 0, 4, read_write},
+                               {0x0037, 0, 1, read_write},
                                {0x009E, 0, 4, read_write},
+                               {0x04A1, 0, 4, read_only},
+                               {0xFFDE, 0, 2, read_only},
                                {0xFFDF, 0, 2, read_write},
                                {0xFFE0, 0, 2, read_only},
+                               {0xFFF9, 0, 2, read_write},
                                {0xFFFF, 0, 1, read_write}}},
                     BoardCase{"io_with_nothing_mapped",
                               one_device({"io", 0x2200, 0}),
@@ -392,7 +409,7 @@ INSTANTIATE_TEST_SUITE_P(
                   {{{1, "RPDO", 0, {{0x6040, 1, 8, ""}}}}, {{"drive", {"ci402", 0x6040, 0}}}},
                   [] {
                     std::vector<Shape> objects = drive_at_6040();
-                    objects.insert(objects.begin() + 1, {0x6040, 1, 1, read_write});
+                    objects.insert(objects.begin() + 2, {0x6040, 1, 1, read_write});
                     return objects;
                   }()}),
     name_of);

@@ -128,7 +128,7 @@ const TransitionCase transition_cases[] = {
     {"switch_on_in_quick_stop_active", State::quick_stop_active, Event::switch_on,
      State::quick_stop_active},
     {"enable_operation_in_quick_stop_active", State::quick_stop_active, Event::enable_operation,
-     State::quick_stop_active},
+     State::operation_enabled},
     {"disable_voltage_in_quick_stop_active", State::quick_stop_active, Event::disable_voltage,
      State::switch_on_disabled},
     {"quick_stop_in_quick_stop_active", State::quick_stop_active, Event::quick_stop,

@@ -1,9 +1,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <utility>
@@ -202,6 +204,77 @@ TEST_F(SimulatedNodeDrivesTest, quick_stop_uses_its_own_ramp) {
   EXPECT_EQ(power(), 0x40U);
 }
 
+TEST_F(SimulatedNodeDrivesTest, quick_stop_option_decides_where_a_quick_stop_ends) {
+  EXPECT_EQ(value(0x605A), 2U);
+  write(0x605A, 6, 2);
+  enable(3);
+
+  write(0x6040, 0x02, 2);
+  node.tick(milliseconds(1000));
+  EXPECT_EQ(power(), 0x07U);
+
+  write(0x6040, 0x0F, 2);
+  EXPECT_EQ(power(), 0x27U);
+}
+
+TEST_F(SimulatedNodeDrivesTest, modes_that_a_master_may_choose_are_told) {
+  EXPECT_EQ(value(0x6502), 0x2DU);
+  EXPECT_FALSE(node.sdo_write(5, 0x6502, 0, {0, 0, 0, 0}));
+}
+
+TEST_F(SimulatedNodeDrivesTest, homing_ends_at_the_home_offset_by_any_method) {
+  EXPECT_EQ(value(0x6098), 37U);
+  write(0x6098, 1, 1);
+  write(0x607C, -250, 4);
+  enable(6);
+  write(0x6040, 0x1F, 2);
+  node.tick(milliseconds(1000));
+
+  EXPECT_EQ(position(), -250);
+}
+
+struct UnknownValueCase {
+  std::string name;
+  std::uint16_t index;
+  Bytes value;
+};
+
+void PrintTo(const UnknownValueCase& row, std::ostream* out) { *out << row.name; }
+
+class UnknownValueTest : public testing::TestWithParam<UnknownValueCase> {
+ protected:
+  SimulatedNode node{
+      5, {{{1, "RPDO", 0, {{GetParam().index, 0, 16, ""}}}}, {{"drive", {"ci402", 0x6040, 0}}}}};
+  const Bytes before = node.object_value(GetParam().index, 0).value();
+};
+
+TEST_P(UnknownValueTest, is_refused_in_a_download) {
+  EXPECT_EQ(node.sdo_download(GetParam().index, 0, GetParam().value), SdoAbort::invalid_value);
+  EXPECT_EQ(node.object_value(GetParam().index, 0), before);
+}
+
+TEST_P(UnknownValueTest, is_passed_over_in_a_frame) {
+  std::array<std::uint8_t, 8> frame{};
+  std::copy(GetParam().value.begin(), GetParam().value.end(), frame.begin());
+  node.receive_rpdo(1, frame, 2);
+
+  EXPECT_EQ(node.object_value(GetParam().index, 0), before);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    of, UnknownValueTest,
+    testing::Values(UnknownValueCase{"quick_stop_option", 0x605A, {3, 0}},
+                    UnknownValueCase{"quick_stop_option_of_the_maker", 0x605A, {0xFF, 0xFF}},
+                    UnknownValueCase{"homing_method", 0x6098, {15}},
+                    UnknownValueCase{"homing_method_of_the_maker", 0x6098, {0xFF}}),
+    [](const testing::TestParamInfo<UnknownValueCase>& row) { return row.param.name; });
+
+TEST_F(SimulatedNodeDrivesTest, object_that_is_no_longer_the_drives_takes_any_value) {
+  node.add_object(0x605A, 0, {ObjectAccess::read_write, {0}});
+
+  EXPECT_EQ(node.sdo_download(0x605A, 0, {3}), std::nullopt);
+}
+
 // Ticks
 
 TEST_F(SimulatedNodeDrivesTest, however_time_is_cut_it_ends_the_same) {
@@ -272,6 +345,15 @@ TEST_F(SimulatedNodeDrivesTest, fault_needs_a_drive_of_that_name) {
   }
   EXPECT_EQ(power(), 0x40U);
   EXPECT_FALSE(SimulatedNode(5).inject_fault("left"));
+}
+
+TEST_F(SimulatedNodeDrivesTest, error_code_tells_the_latest_fault) {
+  EXPECT_EQ(value(0x603F), 0U);
+
+  node.inject_fault("left");
+
+  EXPECT_EQ(value(0x603F), 0x1000U);
+  EXPECT_EQ(value(0x683F), 0U);
 }
 
 TEST_F(SimulatedNodeDrivesTest, fault_is_reset_by_the_edge) {

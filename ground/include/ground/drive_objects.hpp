@@ -13,8 +13,11 @@ namespace velmora_can_bridge {
 /// Objects of a drive by their distance from its controlword, which is 0x6040 for the first drive
 /// of a node.
 enum class DriveObject : std::uint16_t {
+  // One below the controlword: sums wrap at 16 bits.
+  error_code = 0xFFFF,
   controlword = 0x00,
   statusword = 0x01,
+  quick_stop_option_code = 0x1A,
   modes_of_operation = 0x20,
   modes_of_operation_display = 0x21,
   position_actual_value = 0x24,
@@ -22,11 +25,14 @@ enum class DriveObject : std::uint16_t {
   target_torque = 0x31,
   torque_actual_value = 0x37,
   target_position = 0x3A,
+  home_offset = 0x3C,
   profile_velocity = 0x41,
   profile_acceleration = 0x43,
   profile_deceleration = 0x44,
   quick_stop_deceleration = 0x45,
+  homing_method = 0x58,
   target_velocity = 0xBF,
+  supported_drive_modes = 0x4C2,
 };
 
 struct DriveObjectRow {
@@ -40,8 +46,10 @@ struct DriveObjectRow {
 };
 
 inline constexpr DriveObjectRow drive_objects[] = {
+    {DriveObject::error_code, 2, false, false, "error code"},
     {DriveObject::controlword, 2, false, true, "controlword"},
     {DriveObject::statusword, 2, false, false, "statusword"},
+    {DriveObject::quick_stop_option_code, 2, true, true, "quick stop option code"},
     {DriveObject::modes_of_operation, 1, true, true, "modes of operation"},
     {DriveObject::modes_of_operation_display, 1, true, false, "modes of operation display"},
     {DriveObject::position_actual_value, 4, true, false, "position actual value"},
@@ -49,11 +57,14 @@ inline constexpr DriveObjectRow drive_objects[] = {
     {DriveObject::target_torque, 2, true, true, "target torque"},
     {DriveObject::torque_actual_value, 2, true, false, "torque actual value"},
     {DriveObject::target_position, 4, true, true, "target position"},
+    {DriveObject::home_offset, 4, true, true, "home offset"},
     {DriveObject::profile_velocity, 4, false, true, "profile velocity"},
     {DriveObject::profile_acceleration, 4, false, true, "profile acceleration"},
     {DriveObject::profile_deceleration, 4, false, true, "profile deceleration"},
     {DriveObject::quick_stop_deceleration, 4, false, true, "quick stop deceleration"},
+    {DriveObject::homing_method, 1, true, true, "homing method"},
     {DriveObject::target_velocity, 4, true, true, "target velocity"},
+    {DriveObject::supported_drive_modes, 4, false, false, "supported drive modes"},
 };
 
 /// What `DriveObject::modes_of_operation` takes.

@@ -28,11 +28,14 @@ namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 /// | operational | yes | yes | yes | yes |
 /// | stopped | no | no | kept until it is left | yes |
 ///
-/// A TPDO is sent when operational is entered, and whenever its frame differs from the one sent
-/// last. That is looked for after a download, an RPDO and a tick, so a change on the bench shows
-/// with the next tick. PDOs are numbered 1 to 255; of several with one number the first counts. One
-/// without a COB-ID (no board's, and no predefined one) is neither received nor sent, and a TPDO
-/// that maps nothing or more than a frame is not sent.
+/// PDOs go as their parameters say, which a master may change (docs/simulator.md). Transmission
+/// types 254 and 255: an RPDO takes effect at once; a TPDO is sent when operational is entered,
+/// whenever its frame differs from the one sent last, and when its event timer has run out, but not
+/// before its inhibit time has. That is looked for after a download, an RPDO and a tick, so a
+/// change on the bench shows with the next tick. Types 0 to 240: an RPDO takes effect with the next
+/// SYNC, a TPDO is sent with every so manieth, with 0 when it has changed until then. A PDO that is
+/// disabled is neither received nor sent, and a TPDO that maps nothing or more than a frame is not
+/// sent.
 ///
 /// Every member may be called from any thread, `device()` used from another meanwhile.
 class SimulatedBusNode {
@@ -50,7 +53,8 @@ class SimulatedBusNode {
   /// state allows it.
   SimulatedNode& device() { return device_; }
 
-  /// Lets through the frames that the node wants; none for a node that never boots.
+  /// Lets through the frames that the node wants, whatever identifiers a master gives its PDOs and
+  /// its SYNC; none for a node that never boots.
   std::vector<CanFilter> filters() const;
 
   /// Switches on: the boot-up message, then pre-operational with the emergencies noted before.
@@ -78,47 +82,55 @@ class SimulatedBusNode {
 
  private:
   struct Rpdo {
-    std::uint16_t cob_id = 0;
-    std::uint8_t number = 0;
+    PdoCommunication pdo;
+    /// Waits for the SYNC.
+    std::optional<CanFrame> waiting{};
   };
   struct Tpdo {
-    std::uint16_t cob_id = 0;
-    std::uint8_t number = 0;
+    PdoCommunication pdo;
     /// No value: to be sent in any case.
-    std::optional<PdoFrame> sent;
+    std::optional<PdoFrame> sent{};
+    std::chrono::milliseconds since_sent{0};
+    std::chrono::milliseconds since_event{0};
+    std::uint8_t syncs = 0;
   };
-
-  static std::vector<Rpdo> rpdos_with_cob_id(std::uint8_t node_id, const BoardConfig& board);
-  static std::vector<Tpdo> tpdos_with_cob_id(std::uint8_t node_id, const BoardConfig& board);
 
   // All of these run with `mutex_` held.
   void handle(const CanFrame& frame, std::vector<CanFrame>& answers);
   void handle_nmt(const CanFrame& frame, std::vector<CanFrame>& answers);
   void handle_sdo(const CanFrame& frame, std::vector<CanFrame>& answers);
   void handle_rpdo(const CanFrame& frame);
+  void handle_sync(std::vector<CanFrame>& answers);
+  void take_in_parameters();
   void start_up(std::vector<CanFrame>& frames);
   void enter(NmtState state);
   void send_changes(std::vector<CanFrame>& frames);
-  void send_tpdo(Tpdo& tpdo, std::vector<CanFrame>& frames);
+  void send_if_due(Tpdo& tpdo, std::vector<CanFrame>& frames);
+  void send_on_sync(Tpdo& tpdo, std::vector<CanFrame>& frames);
+  void send(Tpdo& tpdo, const PdoFrame& content, std::vector<CanFrame>& frames);
   void send_emergencies(std::vector<CanFrame>& frames);
   void send_heartbeats(std::chrono::milliseconds elapsed, std::vector<CanFrame>& frames);
-  std::chrono::milliseconds heartbeat_time() const;
+  std::uint64_t parameter(std::uint16_t index, std::size_t size) const;
   std::uint16_t own(std::uint16_t cob_id) const;
 
   const std::uint8_t node_id_;
-  const std::vector<Rpdo> rpdos_;
   // Has a lock of its own, which is taken under `mutex_`.
   SimulatedNode device_;
 
   // Guards everything below.
   mutable std::mutex mutex_;
   SdoServer sdo_;
+  // What follows is taken from the device's objects when their revision is another one.
+  std::uint64_t revision_ = 0;
+  std::vector<Rpdo> rpdos_;
   std::vector<Tpdo> tpdos_;
+  std::uint16_t sync_cob_id_ = 0;
   NmtState state_ = NmtState::boot_up;
   // TPDOs or emergencies may be due.
   bool may_have_changed_ = false;
   bool holds_changes_ = false;
   std::chrono::milliseconds heartbeat_time_{0};
+
   std::chrono::milliseconds since_heartbeat_{0};
 };
 

@@ -61,6 +61,10 @@ class ObjectDictionary {
   std::optional<SdoAbort> download(std::uint16_t index, std::uint8_t sub_index,
                                    const std::vector<std::uint8_t>& data);
 
+  /// Why a download of `size` bytes would be refused; no value when the object takes them.
+  std::optional<SdoAbort> download_refusal(std::uint16_t index, std::uint8_t sub_index,
+                                           std::size_t size) const;
+
   /// Writes from the device's own side, whatever the access.
   ///
   /// False, and nothing changed, when there is no such object or it does not take that length.

@@ -24,7 +24,7 @@ namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 /// Emergency error codes (CiA 301, 7.2.7.1) that a simulated node gives.
 /// An error is no more.
 inline constexpr std::uint16_t emergency_error_reset = 0x0000;
-/// A drive has found a fault; of what kind is not known.
+/// A drive has found a fault; of what kind is not known. Also the drive's own error code.
 inline constexpr std::uint16_t emergency_generic_error = 0x1000;
 /// An RPDO frame had fewer bytes than the node maps; it took no effect.
 inline constexpr std::uint16_t emergency_rpdo_too_short = 0x8210;
@@ -47,7 +47,20 @@ struct PdoFrame {
   std::uint8_t length = 0;
 };
 
+/// How a PDO goes over the bus, as its parameters tell (CiA 301, 7.5.2.35 and 7.5.2.37).
+struct PdoCommunication {
+  std::uint8_t number = 0;
+  std::uint16_t cob_id = 0;
+  /// 0 to 240 wait for the SYNC, 254 and 255 go at once.
+  std::uint8_t transmission = 255;
+  /// Of TPDOs: the least time between two frames.
+  std::chrono::milliseconds inhibit_time{0};
+  /// Of TPDOs: the longest time between two frames; 0 for none.
+  std::chrono::milliseconds event_timer{0};
+};
+
 class NodeDrives;
+class NodePdos;
 
 /// A node whose objects hold what is written to them, with drives and claws that act on it.
 ///
@@ -75,7 +88,8 @@ class SimulatedNode : public CanOpenBackend {
 
   /// A bare node with the devices and PDOs of `board`, which is read only here and may go after.
   ///
-  /// Where several RPDOs have one number, the first counts. Every drive is in Switch on disabled,
+  /// PDOs are numbered 1 to 255; where several of one direction have one number, the first counts.
+  /// Every drive is in Switch on disabled,
   /// its statusword 0x0250.
   SimulatedNode(std::uint8_t node_id, const BoardConfig& board);
 
@@ -141,6 +155,16 @@ class SimulatedNode : public CanOpenBackend {
   /// several TPDOs have one number, the first counts.
   std::optional<PdoFrame> tpdo_frame(std::uint8_t tpdo) const;
 
+  /// The RPDOs that are enabled now, by number: those whose COB-ID has bit 31 clear.
+  std::vector<PdoCommunication> enabled_rpdos() const;
+
+  /// As above, the TPDOs.
+  std::vector<PdoCommunication> enabled_tpdos() const;
+
+  /// Another number after each change of the objects 0x1000 to 0x1FFF, but for those that tell of
+  /// errors.
+  std::uint64_t communication_revision() const;
+
   /// Lets time pass for every drive and claw; nothing happens when `elapsed` is not above 0.
   ///
   /// Exact to the millisecond: however a time is cut into ticks, it ends in the same state. The
@@ -198,14 +222,16 @@ class SimulatedNode : public CanOpenBackend {
   void note_fault_changes();
   void note_emergency(const Emergency& emergency);
   std::uint8_t error_register() const;
+  std::optional<SdoAbort> download_refusal(ObjectAddress at,
+                                           const std::vector<std::uint8_t>& data) const;
+  void take_in_parameters();
+  void take_in_parameter(std::uint16_t index);
   void act_on_write(std::uint16_t index, std::uint8_t sub_index);
   void write_mapped_object(std::uint16_t index, std::uint8_t sub_index,
                            std::vector<std::uint8_t> value);
 
-  // Fixed after construction, so read without the lock.
+  // Fixed, so read without the lock.
   const std::uint8_t node_id_;
-  const std::map<std::uint8_t, std::vector<PdoMapping>> rpdos_;
-  const std::map<std::uint8_t, std::vector<PdoMapping>> tpdos_;
 
   // Guards everything below. Taken by the public members only; nothing outside this class runs
   // under it.
@@ -214,6 +240,9 @@ class SimulatedNode : public CanOpenBackend {
   ObjectDictionary start_objects_;
   ObjectDictionary objects_;
   const std::unique_ptr<NodeDrives> drives_;
+  // Of `objects_`, brought up to date with every change of it.
+  const std::unique_ptr<NodePdos> pdos_;
+  std::uint64_t communication_revision_ = 1;
   std::deque<Emergency> emergencies_;
   std::deque<Emergency> unsent_emergencies_;
   std::optional<SdoAbort> last_sdo_abort_;
