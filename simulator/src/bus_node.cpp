@@ -1,17 +1,16 @@
 #include "velmora_can_bridge/simulator/bus_node.hpp"
 
 #include <algorithm>
+#include <utility>
 
 #include "ground/little_endian.hpp"
 #include "ground/pdo.hpp"
 #include "node_drives.hpp"
+#include "node_parameters.hpp"
 #include "velmora_can_bridge/bus/cob_id.hpp"
 
 namespace velmora_can_bridge {
 namespace {
-
-constexpr std::uint16_t sync_cob_id_index = 0x1005;
-constexpr std::uint16_t heartbeat_time_index = 0x1017;
 
 // Transmission types from here on go when something happens, those below with the SYNC.
 constexpr std::uint8_t event_driven_by_maker = 254;
@@ -122,6 +121,7 @@ void SimulatedBusNode::tick(std::chrono::milliseconds elapsed, std::vector<CanFr
     tpdo.since_event += passed;
   }
   send_heartbeats(passed, frames);
+  look_after_heartbeats(passed, frames);
   send_changes(frames);
 }
 
@@ -140,6 +140,8 @@ void SimulatedBusNode::handle(const CanFrame& frame, std::vector<CanFrame>& answ
     handle_sdo(frame, answers);
   } else if (frame.id == sync_cob_id_) {
     handle_sync(answers);
+  } else if ((frame.id & function_mask) == heartbeat_cob_id && frame.id != heartbeat_cob_id) {
+    handle_heartbeat(frame);
   } else {
     handle_rpdo(frame);
   }
@@ -214,6 +216,53 @@ void SimulatedBusNode::handle_sync(std::vector<CanFrame>& answers) {
   }
 }
 
+void SimulatedBusNode::handle_heartbeat(const CanFrame& frame) {
+  for (Consumer& consumer : consumers_) {
+    if (consumer.heartbeat.node_id != node_id_of(frame.id)) {
+      continue;
+    }
+    consumer.is_heard = true;
+    consumer.since_heard = {};
+    if (std::exchange(consumer.is_lost, false)) {
+      device_.regain_heartbeat(consumer.heartbeat.node_id);
+      may_have_changed_ = true;
+    }
+  }
+}
+
+void SimulatedBusNode::look_after_heartbeats(std::chrono::milliseconds elapsed,
+                                             std::vector<CanFrame>& frames) {
+  for (Consumer& consumer : consumers_) {
+    consumer.since_heard += elapsed;
+    if (!consumer.is_heard || consumer.since_heard < consumer.heartbeat.time) {
+      continue;
+    }
+    consumer.is_heard = false;
+    consumer.is_lost = true;
+    device_.lose_heartbeat(consumer.heartbeat.node_id);
+    // While the state still allows it: the quick stop is to be seen.
+    send_changes(frames);
+    act_on_lost_heartbeat();
+  }
+}
+
+/// CiA 301, 7.5.2.32.
+void SimulatedBusNode::act_on_lost_heartbeat() {
+  if (state_ != NmtState::operational) {
+    return;
+  }
+  switch (static_cast<ErrorBehaviour>(parameter({error_behaviour_index, 1}, 1))) {
+    case ErrorBehaviour::pre_operational:
+      enter(NmtState::pre_operational);
+      break;
+    case ErrorBehaviour::stopped:
+      enter(NmtState::stopped);
+      break;
+    case ErrorBehaviour::no_change:
+      break;
+  }
+}
+
 /// Also after a change on the bench.
 void SimulatedBusNode::take_in_parameters() {
   const std::uint64_t revision = device_.communication_revision();
@@ -223,8 +272,21 @@ void SimulatedBusNode::take_in_parameters() {
   revision_ = revision;
   rpdos_ = kept_of(rpdos_, device_.enabled_rpdos());
   tpdos_ = kept_of(tpdos_, device_.enabled_tpdos());
-  sync_cob_id_ = static_cast<std::uint16_t>(parameter(sync_cob_id_index, 4) & highest_can_id);
-  const std::chrono::milliseconds period(parameter(heartbeat_time_index, 2));
+  std::vector<Consumer> consumers;
+  for (const HeartbeatConsumer& heartbeat : device_.heartbeat_consumers()) {
+    const auto found = std::find_if(
+        consumers_.begin(), consumers_.end(),
+        [&](const Consumer& consumer) { return consumer.heartbeat.node_id == heartbeat.node_id; });
+    consumers.push_back(found == consumers_.end() ? Consumer{} : *found);
+    consumers.back().heartbeat = heartbeat;
+  }
+  consumers_ = std::move(consumers);
+  sync_cob_id_ = static_cast<std::uint16_t>(parameter({sync_cob_id_index, 0}, 4) & highest_can_id);
+  const std::uint64_t emergency = parameter({emergency_cob_id_index, 0}, 4);
+  emergency_cob_id_ = (emergency & cob_id_disabled) != 0
+                          ? std::nullopt
+                          : std::make_optional(static_cast<std::uint16_t>(emergency));
+  const std::chrono::milliseconds period(parameter({producer_heartbeat_index, 0}, 2));
   if (period != heartbeat_time_) {
     heartbeat_time_ = period;
     since_heartbeat_ = {};
@@ -235,6 +297,9 @@ void SimulatedBusNode::start_up(std::vector<CanFrame>& frames) {
   // The boot-up message counts as the first heartbeat (CiA 301, heartbeat protocol).
   frames.push_back({own(heartbeat_cob_id), 1, {static_cast<std::uint8_t>(NmtState::boot_up)}});
   since_heartbeat_ = {};
+  for (Consumer& consumer : consumers_) {
+    consumer = {consumer.heartbeat};
+  }
   sdo_.reset();
   enter(NmtState::pre_operational);
 }
@@ -307,7 +372,9 @@ void SimulatedBusNode::send(Tpdo& tpdo, const PdoFrame& content, std::vector<Can
 
 void SimulatedBusNode::send_emergencies(std::vector<CanFrame>& frames) {
   for (const Emergency& emergency : device_.take_unsent_emergencies()) {
-    frames.push_back(emergency_frame(own(emergency_cob_id), emergency));
+    if (emergency_cob_id_) {
+      frames.push_back(emergency_frame(*emergency_cob_id_, emergency));
+    }
   }
 }
 
@@ -325,8 +392,8 @@ void SimulatedBusNode::send_heartbeats(std::chrono::milliseconds elapsed,
 }
 
 /// The number in an object; 0 also when something of another size replaces it.
-std::uint64_t SimulatedBusNode::parameter(std::uint16_t index, std::size_t size) const {
-  const auto value = device_.object_value(index, 0);
+std::uint64_t SimulatedBusNode::parameter(ObjectAddress at, std::size_t size) const {
+  const auto value = device_.object_value(at.index, at.sub_index);
   return value && value->size() == size ? little_endian_number(*value) : 0;
 }
 

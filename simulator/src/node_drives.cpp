@@ -50,6 +50,9 @@ void DriveDevice::inject_fault(std::uint16_t error_code, ObjectDictionary& objec
 }
 
 void DriveDevice::quick_stop(ObjectDictionary& objects) {
+  if (!drive_.is_enabled()) {
+    return;
+  }
   drive_.quick_stop();
   follow_drive(objects);
 }

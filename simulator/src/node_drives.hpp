@@ -47,7 +47,7 @@ class DriveDevice {
 
   void inject_fault(std::uint16_t error_code, ObjectDictionary& objects);
 
-  /// Stops as the command Quick stop does.
+  /// Stops as the command Quick stop does, if operation is enabled.
   void quick_stop(ObjectDictionary& objects);
 
   /// Starts anew; stores nothing.
@@ -106,7 +106,7 @@ class NodeDrives {
   /// False when no drive has that name.
   bool inject_fault(const std::string& device, std::uint16_t error_code, ObjectDictionary& objects);
 
-  /// Stops all drives as the command Quick stop does.
+  /// Stops all enabled drives as the command Quick stop does.
   void quick_stop(ObjectDictionary& objects);
 
   /// Starts all drives anew; stores nothing.

@@ -11,6 +11,7 @@
 #include "device_objects.hpp"
 #include "ground/little_endian.hpp"
 #include "ground/pdo.hpp"
+#include "node_parameters.hpp"
 #include "pdo_parameters.hpp"
 
 namespace velmora_can_bridge {
@@ -56,7 +57,6 @@ void add_node_objects(ObjectDictionary& dictionary, std::uint8_t node_id, const 
   dictionary.add(0x1001, 0, {read_only, {0}});  // error register
   dictionary.add(0x1005, 0, {ObjectAccess::read_write, {sync_cob_id, 0, 0, 0}});
   dictionary.add(0x1008, 0, {read_only, {name.begin(), name.end()}, true});  // device name
-  dictionary.add(0x1017, 0, {ObjectAccess::read_write, {0, 0}});             // heartbeat time in ms
   dictionary.add(0x1018, 1, {read_only, {0, 0, 0, 0}});                      // vendor id
   dictionary.add(0x1018, 2, {read_only, {0, 0, 0, 0}});                      // product code
   dictionary.add(0x1018, 3, {read_only, {1, 0, 0, 0}});                      // revision
@@ -147,6 +147,7 @@ void add_highest_sub_indices(ObjectDictionary& dictionary) {
 ObjectDictionary communication_objects(std::uint8_t node_id, const BoardConfig& board) {
   ObjectDictionary dictionary;
   add_node_objects(dictionary, node_id, devices_of(board));
+  add_node_parameters(dictionary, node_id);
   add_pdo_parameters(dictionary, node_id, board);
   return dictionary;
 }

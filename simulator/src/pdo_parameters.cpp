@@ -4,8 +4,9 @@
 #include <cstddef>
 
 #include "ground/little_endian.hpp"
+#include "node_parameters.hpp"
+#include "object_numbers.hpp"
 #include "pdo_mapping.hpp"
-#include "velmora_can_bridge/node_id.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -21,6 +22,8 @@ constexpr ParameterIndices parameter_indices[] = {{PdoDirection::rpdo, 0x1400, 0
                                                   {PdoDirection::tpdo, 0x1800, 0x1A00}};
 constexpr unsigned highest_number = 255;
 
+constexpr auto read_write = ObjectAccess::read_write;
+
 constexpr std::uint8_t count_sub_index = 0;
 constexpr std::uint8_t cob_id_sub_index = 1;
 constexpr std::uint8_t transmission_sub_index = 2;
@@ -31,9 +34,9 @@ constexpr std::uint8_t event_timer_sub_index = 5;
 constexpr std::uint8_t most_mappings = 64;
 constexpr unsigned bits_of_frame = 64;
 
-// Of the COB-ID: the PDO is disabled. Bit 30, no remote frames, is kept and means nothing here.
-constexpr std::uint32_t disabled_bit = 0x80000000;
-constexpr std::uint32_t kept_bits = 0xC0000000;
+// Of the COB-ID: whether the PDO is disabled, and bit 30, no remote frames, which means nothing
+// here.
+constexpr std::uint32_t flag_bits = cob_id_disabled | 0x40000000;
 
 constexpr std::uint8_t event_driven = 255;
 constexpr std::uint8_t event_driven_by_maker = 254;
@@ -62,26 +65,17 @@ std::uint16_t index_of(std::uint16_t first, std::uint8_t number) {
   return static_cast<std::uint16_t>(first + number - 1);
 }
 
-/// 0 where there is no such object.
-std::uint32_t number_at(const ObjectDictionary& objects, ObjectAddress at) {
-  const ObjectEntry* const entry = objects.find(at.index, at.sub_index);
-  return entry == nullptr ? 0 : static_cast<std::uint32_t>(little_endian_number(entry->value));
-}
-
-void add_number(ObjectDictionary& objects, ObjectAddress at, std::uint32_t value, std::size_t size,
-                ObjectAccess access = ObjectAccess::read_write) {
-  objects.add(at.index, at.sub_index, {access, little_endian_bytes(value, size)});
-}
-
 void add_communication(ObjectDictionary& objects, std::uint16_t index, std::uint16_t cob_id,
                        const PdoConfig& pdo) {
   const std::uint8_t highest = is_tpdo(pdo) ? event_timer_sub_index : transmission_sub_index;
   add_number(objects, {index, count_sub_index}, highest, 1, ObjectAccess::read_only);
-  add_number(objects, {index, cob_id_sub_index}, cob_id == 0 ? disabled_bit : cob_id, 4);
-  add_number(objects, {index, transmission_sub_index}, pdo.transmission.value_or(event_driven), 1);
+  add_number(objects, {index, cob_id_sub_index}, cob_id == 0 ? cob_id_disabled : cob_id, 4,
+             read_write);
+  add_number(objects, {index, transmission_sub_index}, pdo.transmission.value_or(event_driven), 1,
+             read_write);
   if (is_tpdo(pdo)) {
-    add_number(objects, {index, inhibit_time_sub_index}, 0, 2);
-    add_number(objects, {index, event_timer_sub_index}, 0, 2);
+    add_number(objects, {index, inhibit_time_sub_index}, 0, 2, read_write);
+    add_number(objects, {index, event_timer_sub_index}, 0, 2, read_write);
   }
 }
 
@@ -89,12 +83,12 @@ void add_communication(ObjectDictionary& objects, std::uint16_t index, std::uint
 void add_mappings(ObjectDictionary& objects, std::uint16_t index,
                   const std::vector<PdoMapping>& mappings) {
   const std::size_t count = std::min<std::size_t>(mappings.size(), most_mappings);
-  add_number(objects, {index, count_sub_index}, static_cast<std::uint32_t>(count), 1);
+  add_number(objects, {index, count_sub_index}, static_cast<std::uint32_t>(count), 1, read_write);
   for (std::uint8_t position = 0; position < most_mappings; ++position) {
     const PdoMapping mapping = position < count ? mappings[position] : PdoMapping{};
     const std::uint32_t entry = std::uint32_t{mapping.index} << 16U |
                                 std::uint32_t{mapping.sub_index} << 8U | mapping.bit_length;
-    add_number(objects, {index, static_cast<std::uint8_t>(position + 1)}, entry, 4);
+    add_number(objects, {index, static_cast<std::uint8_t>(position + 1)}, entry, 4, read_write);
   }
 }
 
@@ -111,7 +105,7 @@ PdoParameters parameters_of(const ObjectDictionary& objects, const ParameterIndi
   const std::uint16_t mapping = index_of(indices.mapping, number);
   PdoParameters parameters;
   const std::uint32_t cob_id = number_at(objects, {communication, cob_id_sub_index});
-  if ((cob_id & disabled_bit) == 0) {
+  if ((cob_id & cob_id_disabled) == 0) {
     parameters.cob_id = static_cast<std::uint16_t>(cob_id & highest_can_id);
   }
   parameters.transmission =
@@ -131,30 +125,17 @@ PdoParameters parameters_of(const ObjectDictionary& objects, const ParameterIndi
   return parameters;
 }
 
-/// CiA 301, 7.3.5: identifiers that no PDO may have.
-bool is_restricted(std::uint32_t cob_id) {
-  struct Range {
-    std::uint32_t first;
-    std::uint32_t last;
-  };
-  constexpr Range restricted[] = {{0x000, 0x07F}, {0x101, 0x180}, {0x581, 0x5FF},
-                                  {0x601, 0x67F}, {0x6E0, 0x6FF}, {0x701, 0x7FF}};
-  return std::any_of(std::begin(restricted), std::end(restricted), [&](const Range& range) {
-    return cob_id >= range.first && cob_id <= range.last;
-  });
-}
-
 std::optional<SdoAbort> refused_if(bool is_refused, SdoAbort abort) {
   return is_refused ? std::make_optional(abort) : std::nullopt;
 }
 
 std::optional<SdoAbort> cob_id_refusal(std::uint32_t before, std::uint32_t now,
                                        std::uint32_t mapped) {
-  const std::uint32_t id = now & ~kept_bits;
-  const bool enables = (now & disabled_bit) == 0;
-  const bool changes = (before & disabled_bit) == 0 && enables && (before & ~kept_bits) != id;
+  const std::uint32_t id = now & ~flag_bits;
+  const bool enables = (now & cob_id_disabled) == 0;
+  const bool changes = (before & cob_id_disabled) == 0 && enables && (before & ~flag_bits) != id;
   const bool cannot_be_enabled =
-      enables && (before & disabled_bit) != 0 && (is_restricted(id) || mapped == 0);
+      enables && (before & cob_id_disabled) != 0 && (is_restricted_cob_id(id) || mapped == 0);
   return refused_if(id > highest_can_id || changes || cannot_be_enabled, SdoAbort::invalid_value);
 }
 
@@ -264,7 +245,7 @@ std::optional<SdoAbort> pdo_parameter_refusal(const ObjectDictionary& objects, O
   const std::uint16_t communication = index_of(indices.communication, place->number);
   const std::uint16_t mapping = index_of(indices.mapping, place->number);
   const bool is_enabled =
-      (number_at(objects, {communication, cob_id_sub_index}) & disabled_bit) == 0;
+      (number_at(objects, {communication, cob_id_sub_index}) & cob_id_disabled) == 0;
   const std::uint32_t mapped = number_at(objects, {mapping, count_sub_index});
   const auto now = static_cast<std::uint32_t>(little_endian_number(value));
   if (place->is_mapping) {

@@ -6,13 +6,13 @@
 #include "ground/pdo.hpp"
 #include "node_drives.hpp"
 #include "node_objects.hpp"
+#include "node_parameters.hpp"
 #include "pdo_mapping.hpp"
 #include "pdo_parameters.hpp"
 
 namespace velmora_can_bridge {
 namespace {
 
-constexpr std::uint16_t error_register_index = 0x1001;
 constexpr std::uint8_t longest_frame = 8;
 
 // CiA 301, 7.5.2.2: bits of the error register.
@@ -68,7 +68,8 @@ SimulatedNode::SimulatedNode(std::uint8_t node_id) : SimulatedNode(node_id, Boar
 
 SimulatedNode::SimulatedNode(std::uint8_t node_id, const BoardConfig& board)
     : node_id_(node_id),
-      start_objects_(start_objects(node_id, board)),
+      default_objects_(start_objects(node_id, board)),
+      start_objects_(default_objects_),
       objects_(start_objects_),
       drives_(std::make_unique<NodeDrives>(board)),
       pdos_(std::make_unique<NodePdos>(objects_)) {}
@@ -77,6 +78,7 @@ SimulatedNode::~SimulatedNode() = default;
 
 void SimulatedNode::add_object(std::uint16_t index, std::uint8_t sub_index, ObjectEntry entry) {
   const std::lock_guard<std::mutex> lock(mutex_);
+  default_objects_.add(index, sub_index, entry);
   start_objects_.add(index, sub_index, entry);
   objects_.add(index, sub_index, std::move(entry));
   take_in_parameter(index);
@@ -120,7 +122,9 @@ UploadResult SimulatedNode::sdo_upload(std::uint16_t index, std::uint8_t sub_ind
 std::optional<SdoAbort> SimulatedNode::sdo_upload(std::uint16_t index, std::uint8_t sub_index,
                                                   std::vector<std::uint8_t>& data) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  last_sdo_abort_ = objects_.upload(index, sub_index, data);
+  last_sdo_abort_ = is_empty_error(objects_, {index, sub_index})
+                        ? SdoAbort::no_data
+                        : objects_.upload(index, sub_index, data);
   return last_sdo_abort_;
 }
 
@@ -129,7 +133,9 @@ std::optional<SdoAbort> SimulatedNode::sdo_download(std::uint16_t index, std::ui
   const std::lock_guard<std::mutex> lock(mutex_);
   last_sdo_abort_ = download_refusal({index, sub_index}, data);
   if (!last_sdo_abort_) {
-    objects_.store(index, sub_index, data);
+    if (!is_command_object({index, sub_index})) {
+      objects_.store(index, sub_index, data);
+    }
     act_on_write(index, sub_index);
   }
   return last_sdo_abort_;
@@ -193,17 +199,47 @@ bool SimulatedNode::inject_fault(const std::string& device) {
   return is_known;
 }
 
+std::vector<HeartbeatConsumer> SimulatedNode::heartbeat_consumers() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return consumers_of(objects_);
+}
+
+void SimulatedNode::lose_heartbeat(std::uint8_t node_id) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  lost_heartbeats_.insert(node_id);
+  drives_->quick_stop(objects_);
+  note_communication_error(emergency_heartbeat_lost, node_id);
+}
+
+void SimulatedNode::regain_heartbeat(std::uint8_t node_id) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  lost_heartbeats_.erase(node_id);
+  std::uint8_t remaining = error_register();
+  if (lost_heartbeats_.empty() && !had_wrong_length_) {
+    remaining = static_cast<std::uint8_t>(remaining & ~unsigned{communication_error});
+  }
+  if (remaining == generic_error && !drives_->has_fault()) {
+    remaining = 0;
+  }
+  objects_.store(error_register_index, 0, {remaining});
+  note_emergency({emergency_error_reset, remaining, {node_id}});
+}
+
 void SimulatedNode::reset() {
   const std::lock_guard<std::mutex> lock(mutex_);
+  reset_start_objects();
   objects_ = start_objects_;
   drives_->reset();
   take_in_parameters();
   emergencies_.clear();
   unsent_emergencies_.clear();
+  forget_communication_errors();
 }
 
 void SimulatedNode::reset_communication() {
   const std::lock_guard<std::mutex> lock(mutex_);
+  reset_start_objects();
+  forget_communication_errors();
   for (const ObjectAddress& at : start_objects_.addresses()) {
     if (is_communication_object(at.index)) {
       objects_.add(at.index, at.sub_index, *start_objects_.find(at.index, at.sub_index));
@@ -245,6 +281,7 @@ void SimulatedNode::clear_emergencies() {
   const std::lock_guard<std::mutex> lock(mutex_);
   emergencies_.clear();
   objects_.store(error_register_index, 0, {0});
+  forget_communication_errors();
 }
 
 std::vector<Emergency> SimulatedNode::take_unsent_emergencies() {
@@ -269,10 +306,20 @@ std::uint8_t SimulatedNode::error_register() const {
 }
 
 void SimulatedNode::note_length_error(std::uint8_t rpdo, std::uint16_t error_code) {
+  had_wrong_length_ = true;
+  note_communication_error(error_code, rpdo);
+}
+
+void SimulatedNode::note_communication_error(std::uint16_t error_code, std::uint8_t device_data) {
   const auto error_bits =
       static_cast<std::uint8_t>(error_register() | generic_error | communication_error);
   objects_.store(error_register_index, 0, {error_bits});
-  note_emergency({error_code, error_bits, {rpdo}});
+  note_emergency({error_code, error_bits, {device_data}});
+}
+
+void SimulatedNode::forget_communication_errors() {
+  lost_heartbeats_.clear();
+  had_wrong_length_ = false;
 }
 
 void SimulatedNode::note_fault_changes() {
@@ -290,7 +337,13 @@ void SimulatedNode::note_fault_changes() {
   }
 }
 
+/// An error's number and what comes first of its device's data; that it is no more is none.
 void SimulatedNode::note_emergency(const Emergency& emergency) {
+  if (emergency.error_code != emergency_error_reset) {
+    keep_error(objects_, std::uint32_t{emergency.error_code} |
+                             std::uint32_t{emergency.device_data[0]} << 16U |
+                             std::uint32_t{emergency.device_data[1]} << 24U);
+  }
   append(emergencies_, emergency);
   append(unsent_emergencies_, emergency);
 }
@@ -303,7 +356,30 @@ std::optional<SdoAbort> SimulatedNode::download_refusal(
   if (const auto refusal = pdo_parameter_refusal(objects_, at, data)) {
     return refusal;
   }
+  if (const auto refusal = node_parameter_refusal(objects_, at, data)) {
+    return refusal;
+  }
   return drives_->refusal(at, data);
+}
+
+/// What the bus may write of the communication objects: the rest is what the node tells.
+void SimulatedNode::store_parameters() {
+  for (const ObjectAddress& at : start_objects_.addresses()) {
+    const ObjectEntry* const entry = objects_.find(at.index, at.sub_index);
+    const bool is_parameter = is_communication_object(at.index) &&
+                              at.index != error_history_index &&
+                              entry->access == ObjectAccess::read_write;
+    if (is_parameter) {
+      start_objects_.store(at.index, at.sub_index, entry->value);
+    }
+  }
+  restores_defaults_ = false;
+}
+
+void SimulatedNode::reset_start_objects() {
+  if (std::exchange(restores_defaults_, false)) {
+    start_objects_ = default_objects_;
+  }
 }
 
 void SimulatedNode::take_in_parameters() {
@@ -319,6 +395,12 @@ void SimulatedNode::take_in_parameter(std::uint16_t index) {
 }
 
 void SimulatedNode::act_on_write(std::uint16_t index, std::uint8_t sub_index) {
+  if (index == store_index) {
+    store_parameters();
+  }
+  if (index == restore_index) {
+    restores_defaults_ = true;
+  }
   take_in_parameter(index);
   drives_->written({index, sub_index}, objects_);
   note_fault_changes();

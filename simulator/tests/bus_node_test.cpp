@@ -954,6 +954,104 @@ TEST_F(BusNodeTest, held_changes_follow_the_first_frame_after_the_hold) {
                           frame(0x085, {0x10, 0x82, 0x11, 2, 0, 0, 0, 0})));
 }
 
+// Heartbeats of others
+
+const CanFrame host_heartbeat = frame(0x77F, {0x05});
+const CanFrame host_lost = frame(0x085, {0x30, 0x81, 0x11, 0x7F, 0, 0, 0, 0});
+const CanFrame host_back = frame(0x085, {0x00, 0x00, 0x00, 0x7F, 0, 0, 0, 0});
+
+/// A node in operational with an enabled drive, which waits 100 ms for the heartbeat of node 127.
+class HeartbeatConsumerTest : public BusNodeTest {
+ protected:
+  HeartbeatConsumerTest() {
+    enter(NmtState::operational);
+    receive(sdo_write({0x1016, 1}, 4, 0x007F0064));
+    for (const std::uint8_t command : Bytes{0x06, 0x0F}) {
+      receive(frame(0x205, {command, 0, 3}));
+    }
+    tick(1);
+  }
+};
+
+TEST_F(HeartbeatConsumerTest, waits_from_the_first_one_on) {
+  EXPECT_THAT(tick(1000), IsEmpty());
+  EXPECT_THAT(receive(host_heartbeat), IsEmpty());
+  EXPECT_THAT(tick(99), IsEmpty());
+  EXPECT_THAT(receive(host_heartbeat), IsEmpty());
+  EXPECT_THAT(tick(99), IsEmpty());
+  EXPECT_EQ(node.state(), NmtState::operational);
+}
+
+TEST_F(HeartbeatConsumerTest, stops_the_drives_and_says_so_when_it_stays_away) {
+  receive(host_heartbeat);
+
+  EXPECT_THAT(tick(100), ElementsAre(frame(0x185, {0x17, 0x02, 0, 0}), host_lost));
+
+  EXPECT_EQ(node.state(), NmtState::pre_operational);
+  EXPECT_THAT(tick(1000), IsEmpty()) << "it is told once";
+  EXPECT_EQ(value({0x6041, 0}), (Bytes{0x50, 0x02}));
+  EXPECT_EQ(value({0x1003, 1}), (Bytes{0x30, 0x81, 0x7F, 0}));
+}
+
+TEST_F(HeartbeatConsumerTest, says_that_it_is_back_and_waits_again) {
+  receive(host_heartbeat);
+  tick(100);
+
+  EXPECT_THAT(receive(host_heartbeat), ElementsAre(host_back));
+  EXPECT_THAT(receive(host_heartbeat), IsEmpty());
+  EXPECT_THAT(tick(100), ElementsAre(host_lost));
+}
+
+TEST_F(HeartbeatConsumerTest, stays_operational_or_stops_as_the_error_behaviour_says) {
+  for (const std::uint8_t behaviour : Bytes{1, 2}) {
+    receive(nmt(NmtCommand::start));
+    receive(sdo_write({0x1029, 1}, 1, behaviour));
+    receive(host_heartbeat);
+    tick(100);
+    EXPECT_EQ(node.state(), behaviour == 1 ? NmtState::operational : NmtState::stopped);
+  }
+}
+
+TEST_F(HeartbeatConsumerTest, hears_no_other_node_and_no_other_object) {
+  receive(frame(0x77E, {0x05}));
+  EXPECT_THAT(tick(1000), IsEmpty());
+  receive(host_heartbeat);
+  receive(sdo_write({0x1016, 1}, 4, 0));
+  EXPECT_THAT(tick(1000), IsEmpty());
+}
+
+TEST_F(HeartbeatConsumerTest, waits_anew_after_a_reset) {
+  receive(host_heartbeat);
+  receive(sdo_write({0x1010, 1}, 4, 0x65766173));
+  receive(nmt(NmtCommand::reset_communication));
+  EXPECT_EQ(value({0x1016, 1}), (Bytes{0x64, 0, 0x7F, 0})) << "stored";
+  EXPECT_THAT(tick(1000), IsEmpty());
+  receive(host_heartbeat);
+  EXPECT_THAT(tick(100), ElementsAre(host_lost));
+}
+
+TEST_F(HeartbeatConsumerTest, leaves_bits_that_have_another_reason) {
+  receive(frame(0x205, {1}));
+  receive(host_heartbeat);
+  tick(100);
+
+  EXPECT_THAT(receive(host_heartbeat),
+              ElementsAre(frame(0x085, {0x00, 0x00, 0x11, 0x7F, 0, 0, 0, 0})));
+}
+
+TEST_F(BusNodeTest, emergencies_have_the_cob_id_of_their_object) {
+  boot();
+  receive(sdo_write({0x1014, 0}, 4, 0x80000085));
+  node.device().inject_fault("drive");
+  EXPECT_THAT(tick(1), IsEmpty());
+
+  receive(sdo_write({0x1014, 0}, 4, 0x0F5));
+  receive(sdo_write(controlword, 2, 0x80));
+  EXPECT_THAT(tick(1), IsEmpty());
+  node.device().inject_fault("drive");
+  EXPECT_THAT(tick(1), ElementsAre(frame(0x0F5, {0x00, 0x10, 0x01, 0x40, 0x60, 0, 0, 0})));
+}
+
 // Anything that may come
 
 TEST_F(BusNodeTest, any_frames_get_sound_answers) {

@@ -67,12 +67,27 @@ std::vector<Shape> added_by(const BoardConfig& board) {
 }
 
 TEST(BareNodeTest, offers_the_communication_objects) {
-  EXPECT_THAT(shapes(node_objects(5, {})),
-              testing::ElementsAre(Shape{0x1000, 0, 4, read_only}, Shape{0x1001, 0, 1, read_only},
-                                   Shape{0x1005, 0, 4, read_write}, Shape{0x1008, 0, 14, read_only},
-                                   Shape{0x1017, 0, 2, read_write}, Shape{0x1018, 0, 1, read_only},
-                                   Shape{0x1018, 1, 4, read_only}, Shape{0x1018, 2, 4, read_only},
-                                   Shape{0x1018, 3, 4, read_only}, Shape{0x1018, 4, 4, read_only}));
+  std::vector<Shape> expected = {
+      {0x1000, 0, 4, read_only}, {0x1001, 0, 1, read_only}, {0x1003, 0, 1, read_write}};
+  for (std::uint8_t error = 1; error <= 8; ++error) {
+    expected.push_back({0x1003, error, 4, read_only});
+  }
+  const std::vector<Shape> single = {{0x1005, 0, 4, read_write}, {0x1008, 0, 14, read_only},
+                                     {0x1010, 0, 1, read_only},  {0x1010, 1, 4, read_write},
+                                     {0x1011, 0, 1, read_only},  {0x1011, 1, 4, read_write},
+                                     {0x1014, 0, 4, read_write}, {0x1016, 0, 1, read_only}};
+  expected.insert(expected.end(), single.begin(), single.end());
+  for (std::uint8_t consumer = 1; consumer <= 8; ++consumer) {
+    expected.push_back({0x1016, consumer, 4, read_write});
+  }
+  expected.push_back({0x1017, 0, 2, read_write});
+  expected.push_back({0x1018, 0, 1, read_only});
+  for (std::uint8_t number = 1; number <= 4; ++number) {
+    expected.push_back({0x1018, number, 4, read_only});
+  }
+  expected.push_back({0x1029, 0, 1, read_only});
+  expected.push_back({0x1029, 1, 1, read_write});
+  EXPECT_EQ(shapes(node_objects(5, {})), expected);
 }
 
 TEST(BareNodeTest, identity_has_four_sub_indices_with_the_node_id_as_serial_number) {

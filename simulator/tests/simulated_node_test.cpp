@@ -368,6 +368,52 @@ TEST_F(SimulatedNodeTest, clearing_forgets_emergencies_with_their_register) {
   EXPECT_EQ(node.object_value(0x1001, 0), Bytes{0});
 }
 
+// What is kept
+
+TEST_F(SimulatedNodeTest, latest_errors_are_read_until_they_are_cleared) {
+  EXPECT_EQ(node.sdo_upload(0x1003, 1), UploadResult(Unexpected{SdoAbort::no_data}));
+  node.send_rpdo(5, 1, counting, 1);
+  node.send_rpdo(5, 2, counting, 8);
+
+  EXPECT_EQ(node.sdo_upload(0x1003, 0), UploadResult(Bytes{2}));
+  EXPECT_EQ(node.sdo_upload(0x1003, 1), UploadResult(Bytes{0x20, 0x82, 2, 0}));
+  EXPECT_EQ(node.sdo_upload(0x1003, 2), UploadResult(Bytes{0x10, 0x82, 1, 0}));
+
+  EXPECT_EQ(node.sdo_download(0x1003, 0, {0}), std::nullopt);
+  EXPECT_EQ(node.sdo_upload(0x1003, 1), UploadResult(Unexpected{SdoAbort::no_data}));
+}
+
+TEST_F(SimulatedNodeTest, stored_parameters_outlast_a_reset_until_the_defaults_are_restored) {
+  const Bytes save = {'s', 'a', 'v', 'e'};
+  const Bytes load = {'l', 'o', 'a', 'd'};
+  node.sdo_download(0x1017, 0, {100, 0});
+  node.reset();
+  EXPECT_EQ(node.object_value(0x1017, 0), (Bytes{0, 0}));
+
+  node.sdo_download(0x1017, 0, {100, 0});
+  node.sdo_download(0x6081, 0, {1, 0, 0, 0});
+  EXPECT_EQ(node.sdo_download(0x1010, 1, save), std::nullopt);
+  EXPECT_EQ(node.sdo_upload(0x1010, 1), UploadResult(Bytes{1, 0, 0, 0}));
+  node.sdo_download(0x1017, 0, {200, 0});
+  node.reset();
+  EXPECT_EQ(node.object_value(0x1017, 0), (Bytes{100, 0}));
+  EXPECT_EQ(node.object_value(0x6081, 0), (Bytes{0, 0, 0, 0})) << "no communication object";
+
+  EXPECT_EQ(node.sdo_download(0x1011, 1, load), std::nullopt);
+  EXPECT_EQ(node.object_value(0x1017, 0), (Bytes{100, 0})) << "until the next reset";
+  node.reset_communication();
+  EXPECT_EQ(node.object_value(0x1017, 0), (Bytes{0, 0}));
+}
+
+TEST_F(SimulatedNodeTest, storing_again_is_the_later_word) {
+  node.sdo_download(0x1011, 1, {'l', 'o', 'a', 'd'});
+  node.sdo_download(0x1017, 0, {100, 0});
+  node.sdo_download(0x1010, 1, {'s', 'a', 'v', 'e'});
+  node.reset();
+
+  EXPECT_EQ(node.object_value(0x1017, 0), (Bytes{100, 0}));
+}
+
 // TPDOs
 
 struct TpdoCase {

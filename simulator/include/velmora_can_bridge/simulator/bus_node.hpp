@@ -94,6 +94,13 @@ class SimulatedBusNode {
     std::chrono::milliseconds since_event{0};
     std::uint8_t syncs = 0;
   };
+  struct Consumer {
+    HeartbeatConsumer heartbeat;
+    /// It is waited for from the first one on.
+    bool is_heard = false;
+    bool is_lost = false;
+    std::chrono::milliseconds since_heard{0};
+  };
 
   // All of these run with `mutex_` held.
   void handle(const CanFrame& frame, std::vector<CanFrame>& answers);
@@ -101,6 +108,9 @@ class SimulatedBusNode {
   void handle_sdo(const CanFrame& frame, std::vector<CanFrame>& answers);
   void handle_rpdo(const CanFrame& frame);
   void handle_sync(std::vector<CanFrame>& answers);
+  void handle_heartbeat(const CanFrame& frame);
+  void look_after_heartbeats(std::chrono::milliseconds elapsed, std::vector<CanFrame>& frames);
+  void act_on_lost_heartbeat();
   void take_in_parameters();
   void start_up(std::vector<CanFrame>& frames);
   void enter(NmtState state);
@@ -110,7 +120,7 @@ class SimulatedBusNode {
   void send(Tpdo& tpdo, const PdoFrame& content, std::vector<CanFrame>& frames);
   void send_emergencies(std::vector<CanFrame>& frames);
   void send_heartbeats(std::chrono::milliseconds elapsed, std::vector<CanFrame>& frames);
-  std::uint64_t parameter(std::uint16_t index, std::size_t size) const;
+  std::uint64_t parameter(ObjectAddress at, std::size_t size) const;
   std::uint16_t own(std::uint16_t cob_id) const;
 
   const std::uint8_t node_id_;
@@ -124,7 +134,10 @@ class SimulatedBusNode {
   std::uint64_t revision_ = 0;
   std::vector<Rpdo> rpdos_;
   std::vector<Tpdo> tpdos_;
+  std::vector<Consumer> consumers_;
   std::uint16_t sync_cob_id_ = 0;
+  // No value: emergencies are not sent.
+  std::optional<std::uint16_t> emergency_cob_id_;
   NmtState state_ = NmtState::boot_up;
   // TPDOs or emergencies may be due.
   bool may_have_changed_ = false;

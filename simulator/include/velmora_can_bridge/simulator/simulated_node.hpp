@@ -10,6 +10,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -30,14 +31,17 @@ inline constexpr std::uint16_t emergency_generic_error = 0x1000;
 inline constexpr std::uint16_t emergency_rpdo_too_short = 0x8210;
 /// An RPDO frame had more bytes than the node maps; it took effect by its first ones.
 inline constexpr std::uint16_t emergency_rpdo_too_long = 0x8220;
+/// A heartbeat that the node waits for did not come in time (object 0x1016).
+inline constexpr std::uint16_t emergency_heartbeat_lost = 0x8130;
 
 /// What a node reports about an error of its own: the content of an emergency frame.
 struct Emergency {
   std::uint16_t error_code = 0;
   /// Object 0x1001 at that moment.
   std::uint8_t error_register = 0;
-  /// Free for the device. For a refused RPDO frame the first byte is the RPDO's number; for a drive
-  /// the first two are its base index, low byte first.
+  /// Free for the device. For an RPDO frame of wrong length the first byte is the RPDO's number,
+  /// for a lost heartbeat the node id; for a drive the first two are its base index, low byte
+  /// first.
   std::array<std::uint8_t, 5> device_data{};
 };
 
@@ -57,6 +61,14 @@ struct PdoCommunication {
   std::chrono::milliseconds inhibit_time{0};
   /// Of TPDOs: the longest time between two frames; 0 for none.
   std::chrono::milliseconds event_timer{0};
+};
+
+/// A heartbeat that a node waits for (object 0x1016).
+struct HeartbeatConsumer {
+  /// Whose heartbeat it is: 1 to 127.
+  std::uint8_t node_id = 0;
+  /// How long it may stay away; above 0.
+  std::chrono::milliseconds time{0};
 };
 
 class NodeDrives;
@@ -181,8 +193,19 @@ class SimulatedNode : public CanOpenBackend {
   /// the only one and no other drive has a fault.
   bool inject_fault(const std::string& device);
 
-  /// Starts anew: all objects as they were at first or as `add_object` added them, drives in Switch
-  /// on disabled at position 0, no emergencies.
+  /// The heartbeats that the node waits for now, those of its object 0x1016.
+  std::vector<HeartbeatConsumer> heartbeat_consumers() const;
+
+  /// For who hears heartbeats: that of `node_id` stayed away. Drives that are enabled quick-stop,
+  /// the communication and generic bits of the error register are set and an emergency is noted,
+  /// 0x8130.
+  void lose_heartbeat(std::uint8_t node_id);
+
+  /// That of `node_id` is back: bits and an emergency 0x0000, as when a drive's fault is reset.
+  void regain_heartbeat(std::uint8_t node_id);
+
+  /// Starts anew: all objects as they were at first, as `add_object` added them or as they were
+  /// stored last by object 0x1010; drives in Switch on disabled at position 0, no emergencies.
   void reset();
 
   /// Sets the objects 0x1000 to 0x1FFF back as `reset` does. Bit 0 of the error register stays for
@@ -219,11 +242,15 @@ class SimulatedNode : public CanOpenBackend {
  private:
   bool transfer_timed_out();
   void note_length_error(std::uint8_t rpdo, std::uint16_t error_code);
+  void note_communication_error(std::uint16_t error_code, std::uint8_t device_data);
+  void forget_communication_errors();
   void note_fault_changes();
   void note_emergency(const Emergency& emergency);
   std::uint8_t error_register() const;
   std::optional<SdoAbort> download_refusal(ObjectAddress at,
                                            const std::vector<std::uint8_t>& data) const;
+  void store_parameters();
+  void reset_start_objects();
   void take_in_parameters();
   void take_in_parameter(std::uint16_t index);
   void act_on_write(std::uint16_t index, std::uint8_t sub_index);
@@ -236,8 +263,12 @@ class SimulatedNode : public CanOpenBackend {
   // Guards everything below. Taken by the public members only; nothing outside this class runs
   // under it.
   mutable std::mutex mutex_;
-  // What `reset` goes back to.
+  // As constructed and added to.
+  ObjectDictionary default_objects_;
+  // What `reset` goes back to: those with what was stored.
   ObjectDictionary start_objects_;
+  // The next reset forgets what was stored.
+  bool restores_defaults_ = false;
   ObjectDictionary objects_;
   const std::unique_ptr<NodeDrives> drives_;
   // Of `objects_`, brought up to date with every change of it.
@@ -246,6 +277,9 @@ class SimulatedNode : public CanOpenBackend {
   std::deque<Emergency> emergencies_;
   std::deque<Emergency> unsent_emergencies_;
   std::optional<SdoAbort> last_sdo_abort_;
+  // Reasons for the communication bit of the error register.
+  std::set<std::uint8_t> lost_heartbeats_;
+  bool had_wrong_length_ = false;
 };
 
 }  // namespace velmora_can_bridge
