@@ -37,6 +37,7 @@ bool designated_initialisers(const NodeConfig& node, const OperationConfig& oper
       // Simulated nodes.
       Emergency{.error_code = 0x1000}, ObjectAddress{.index = 0x6040},
       ObjectEntry{.access = ObjectAccess::read_only}, PdoFrame{.length = 1},
+      PdoCommunication{.number = 1}, HeartbeatConsumer{.node_id = 1},
       // What values mean.
       AnswerPart{.index = 0x6041}, PayloadLayout{.remark = "none"},
       PayloadUse{.node = node, .operation = operation}, PayloadValue{.name = "duty"},
