@@ -99,6 +99,26 @@ TEST(DeviceComparisonTest, finds_nothing_where_all_is_equal) {
   EXPECT_THAT(comparison.notes, IsEmpty());
 }
 
+TEST(DeviceComparisonTest, sees_what_a_master_has_configured_since_the_start) {
+  const std::vector<PdoConfig> pdos{rpdo(1, {controlword, velocity})};
+  Device device(pdos);
+  const auto write = [&](std::uint16_t index, std::uint8_t sub_index,
+                         std::vector<std::uint8_t> value) {
+    ASSERT_TRUE(device.backend.sdo_write(0x10, index, sub_index, value));
+  };
+  write(0x1400, 1, u32(0x80000210));
+  write(0x1600, 0, {0});
+  write(0x1600, 1, u32(0x60FF0020));
+  write(0x1600, 0, {1});
+  write(0x1400, 1, u32(0x333));
+  EXPECT_THAT(device.compare(pdos).differences,
+              ElementsAre(Difference{"RPDO 1", "COB-ID", "0x0210", "0x0333"},
+                          Difference{"RPDO 1", "number of objects", "2", "1"},
+                          Difference{"RPDO 1", "position 1: object", "0x6040/0", "0x60FF/0"},
+                          Difference{"RPDO 1", "position 1: length", "16 bits", "32 bits"},
+                          Difference{"RPDO 1", "position 2", "0x60FF/0, 32 bits", "nothing"}));
+}
+
 struct DifferenceCase {
   std::string name;
   std::vector<PdoConfig> file;
