@@ -73,9 +73,9 @@ class SimulatedBusNode {
   /// it has older ones still to send. Not held at first.
   void hold_changes(bool hold);
 
-  /// Lets time pass as `SimulatedNode::tick`, in whatever state. Appends as many heartbeats as fall
-  /// into it (object 0x1017, counted from the boot-up message or from the tick that finds it
-  /// changed), then TPDOs by number, then emergencies.
+  /// Lets time pass as `SimulatedNode::tick`, in whatever state. Appends what `receive` has held back,
+  /// then one heartbeat if any fell due (object 0x1017, counted from the boot-up message or from the
+  /// tick that finds it changed), then TPDOs by number, then emergencies.
   void tick(std::chrono::milliseconds elapsed, std::vector<CanFrame>& frames);
 
   NmtState state() const;
