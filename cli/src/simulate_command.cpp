@@ -1,10 +1,16 @@
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <ostream>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "command_bus.hpp"
 #include "commands.hpp"
 #include "exit_status.hpp"
+#include "ground/node_text.hpp"
 #include "ground/number_text.hpp"
 #include "ground/visible_text.hpp"
 #include "interface_channel.hpp"
@@ -35,8 +41,12 @@ std::string node_ids_text(const BoardFile& file) {
 /// The nodes of a board, served on a channel.
 class Simulation {
  public:
-  Simulation(const CommandLineHost& host, CanChannel& channel, const BoardFile& file)
-      : host_(host), nodes_(nodes_of(file)), server_(channel, pointers(nodes_)) {}
+  Simulation(const CommandLineHost& host, CanChannel& channel, std::string interface,
+             const BoardFile& file)
+      : host_(host),
+        interface_(std::move(interface)),
+        nodes_(nodes_of(file)),
+        server_(channel, pointers(nodes_)) {}
 
   /// Switches the nodes on. The status that ends the program when the bus does not work.
   ExitStatus start() {
@@ -54,6 +64,7 @@ class Simulation {
     const Time end = Clock::now() + time;
     while (!is_interrupted(host_)) {
       tell_trouble(server_.poll(poll_slice));
+      tell_doubles();
       if (time.count() != 0 && Clock::now() >= end) {
         return ExitStatus::success;
       }
@@ -95,12 +106,25 @@ class Simulation {
     trouble_seen_ = now;
   }
 
+  /// Each once.
+  void tell_doubles() {
+    for (const std::uint8_t node_id : server_.doubled_node_ids()) {
+      if (told_doubles_.insert(node_id).second) {
+        print_diagnostic(host_, node_text(node_id) + ": another device on " + interface_ +
+                                    " has this node id, and sends as well");
+        host_.err.flush();
+      }
+    }
+  }
+
   const CommandLineHost& host_;
+  const std::string interface_;
   const Nodes nodes_;
   SimulatedNodeServer server_;
   // The last one.
   CanStatus trouble_ = CanStatus::ok;
   Time trouble_seen_{};
+  std::set<std::uint8_t> told_doubles_;
 };
 
 }  // namespace
@@ -118,7 +142,7 @@ ExitStatus simulate_command(const CommandLineHost& host, const SimulateArguments
   if (!bus) {
     return ExitStatus::bad_input;
   }
-  Simulation simulation(host, bus->channel(), *file);
+  Simulation simulation(host, bus->channel(), arguments.bus.bus, *file);
   if (const ExitStatus status = simulation.start(); status != ExitStatus::success) {
     return bus->finish(status);
   }

@@ -54,6 +54,27 @@ TEST_F(Simulate, trouble_on_the_way_is_told_once_and_waited_out) {
             "velmora-can-bridge: can0 is error-passive: check wiring, termination and bit rate\n");
 }
 
+TEST_F(Simulate, tells_once_that_another_device_has_the_id_of_a_node) {
+  int heartbeats = 0;
+  // Answers for node 0x11 as well, and goes on for as long as node 0x10 sends heartbeats.
+  const auto other =
+      can0.open({{0, 0}}, [&](const CanFrame& frame, std::vector<CanFrame>& answers) {
+        if (frame.id == 0x711) {
+          answers.push_back({0x711, 1, {0}});
+          answers.push_back({0x610, 8, {0x2B, 0x17, 0x10, 0, 1, 0}});
+        }
+        if (frame.id == 0x710) {
+          answers.push_back({0x591, 8, {0x60, 0x00, 0x20}});
+          ++heartbeats;
+        }
+        interrupted = heartbeats >= 200;
+      });
+  EXPECT_EQ(run({"simulate", board, "--bus", "can0"}), ExitStatus::interrupted);
+  EXPECT_EQ(err,
+            "velmora-can-bridge: node 0x11: another device on can0 has this node id, and sends as "
+            "well\n");
+}
+
 TEST_F(Simulate, needs_an_interface) {
   EXPECT_EQ(run({"simulate", board}), ExitStatus::bad_input);
   EXPECT_EQ(err, "velmora-can-bridge: --bus is required (see --help)\n");

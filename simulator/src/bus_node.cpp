@@ -73,10 +73,19 @@ std::vector<CanFilter> SimulatedBusNode::filters() const {
     return {};
   }
   // All identifiers but those of SDO transfers with other nodes.
-  return {{nmt_cob_id},         {own(sdo_request_cob_id)}, {sync_cob_id, function_mask},
-          {time_cob_id},        {0x180, function_mask},    {0x200, 0x600},
-          {0x400, 0x700},       {0x500, function_mask},    {sdo_answer_cob_id},
-          {sdo_request_cob_id}, {0x680, function_mask},    {heartbeat_cob_id, 0x700}};
+  return {{nmt_cob_id},
+          {own(sdo_request_cob_id)},
+          {own(sdo_answer_cob_id)},
+          {sync_cob_id, function_mask},
+          {time_cob_id},
+          {0x180, function_mask},
+          {0x200, 0x600},
+          {0x400, 0x700},
+          {0x500, function_mask},
+          {sdo_answer_cob_id},
+          {sdo_request_cob_id},
+          {0x680, function_mask},
+          {heartbeat_cob_id, 0x700}};
 }
 
 void SimulatedBusNode::boot(std::vector<CanFrame>& frames) {
@@ -130,10 +139,18 @@ NmtState SimulatedBusNode::state() const {
   return state_;
 }
 
+bool SimulatedBusNode::is_doubled() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return is_doubled_;
+}
+
 void SimulatedBusNode::handle(const CanFrame& frame, std::vector<CanFrame>& answers) {
   if (state_ == NmtState::boot_up) {
     return;
   }
+  // No driver gives the node its own frames.
+  is_doubled_ =
+      is_doubled_ || frame.id == own(heartbeat_cob_id) || frame.id == own(sdo_answer_cob_id);
   if (frame.id == nmt_cob_id) {
     handle_nmt(frame, answers);
   } else if (frame.id == own(sdo_request_cob_id)) {

@@ -64,6 +64,16 @@ CanStatus SimulatedNodeServer::poll(milliseconds timeout) {
   return trouble_;
 }
 
+std::vector<std::uint8_t> SimulatedNodeServer::doubled_node_ids() const {
+  std::vector<std::uint8_t> node_ids;
+  for (const SimulatedBusNode* const node : nodes_) {
+    if (node->is_doubled()) {
+      node_ids.push_back(node->node_id());
+    }
+  }
+  return node_ids;
+}
+
 void SimulatedNodeServer::let_time_pass(Time now) {
   const auto elapsed = std::chrono::duration_cast<milliseconds>(now - ticked_until_);
   if (elapsed < tick_interval) {

@@ -188,12 +188,74 @@ TEST_F(BusNodeTest, filters_let_its_frames_through) {
   // What no PDO and no SYNC may have: NMT's neighbours, those of the time, SDO of other nodes.
   std::vector<int> expected;
   for (int id = 0x001; id <= 0x7FF; ++id) {
-    if (id <= 0x07F || (id >= 0x101 && id <= 0x17F) || (id >= 0x581 && id <= 0x5FF) ||
+    if (id <= 0x07F || (id >= 0x101 && id <= 0x17F) ||
+        (id >= 0x581 && id <= 0x5FF && id != 0x585) ||
         (id >= 0x601 && id <= 0x67F && id != 0x605)) {
       expected.push_back(id);
     }
   }
   EXPECT_EQ(kept_out, expected);
+}
+
+// Another device with the node's id
+
+struct DoubleCase {
+  std::string name;
+  CanFrame received;
+  bool is_doubled;
+};
+
+void PrintTo(const DoubleCase& row, std::ostream* out) { *out << row.name; }
+
+class BusNodeDoubleTest : public BusNodeTest, public testing::WithParamInterface<DoubleCase> {};
+
+TEST_P(BusNodeDoubleTest, is_told_by_frames_that_it_alone_would_send) {
+  // The state in which the node takes the fewest frames.
+  enter(NmtState::stopped);
+  ASSERT_FALSE(node.is_doubled());
+
+  receive(GetParam().received);
+
+  EXPECT_EQ(node.is_doubled(), GetParam().is_doubled);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    all, BusNodeDoubleTest,
+    testing::Values(DoubleCase{"boot_up", boot_up, true},
+                    DoubleCase{"heartbeat", heartbeat(NmtState::operational), true},
+                    DoubleCase{"heartbeat_without_state", frame(0x705, {}), true},
+                    DoubleCase{"sdo_answer", device_type_read, true},
+                    DoubleCase{"boot_up_of_another", frame(0x706, {0}), false},
+                    DoubleCase{"heartbeat_of_another", frame(0x704, {5}), false},
+                    DoubleCase{"sdo_answer_of_another", sdo_frame(0x586, 0x60, output), false},
+                    DoubleCase{"sdo_request", read_device_type, false},
+                    DoubleCase{"rpdo", frame(0x205, {0x06, 0, 3}), false},
+                    DoubleCase{"tpdo_id", tpdo_1_at_first, false},
+                    DoubleCase{"emergency_id", frame(0x085, {0, 0, 0, 0, 0, 0, 0, 0}), false},
+                    DoubleCase{"start", nmt(NmtCommand::start, 6), false}),
+    [](const testing::TestParamInfo<DoubleCase>& row) { return row.param.name; });
+
+TEST_F(BusNodeTest, double_changes_nothing_for_the_node) {
+  enter(NmtState::operational);
+
+  EXPECT_THAT(receive(boot_up), IsEmpty());
+  EXPECT_THAT(receive(device_type_read), IsEmpty());
+
+  EXPECT_EQ(node.state(), NmtState::operational);
+  EXPECT_THAT(receive(read_device_type), ElementsAre(device_type_read));
+  EXPECT_THAT(tick(10), IsEmpty());
+}
+
+TEST_F(BusNodeTest, double_is_not_forgotten_with_a_reset) {
+  enter(NmtState::pre_operational);
+  receive(boot_up);
+  receive(nmt(NmtCommand::reset_node));
+  EXPECT_TRUE(node.is_doubled());
+}
+
+TEST_F(BusNodeTest, double_is_not_heard_before_it_boots) {
+  receive(boot_up);
+  EXPECT_FALSE(node.is_doubled());
 }
 
 // Network management

@@ -72,6 +72,31 @@ class InProcessNodeTest : public testing::Test {
   std::unique_ptr<CanEndpoint> client = bus.open({{0, 0}});
 };
 
+TEST_F(InProcessNodeTest, does_not_hear_itself) {
+  device.device().set_object_value(0x1017, 0, {10, 0});
+  node.boot();
+  send(read_serial_number);
+  node.tick(milliseconds(10));
+
+  EXPECT_THAT(received(),
+              ElementsAre(boot_up_frame, serial_number_read, CanFrame{0x705, 1, {127}}));
+  EXPECT_FALSE(device.is_doubled());
+}
+
+TEST_F(InProcessNodeTest, hears_another_node_with_its_id) {
+  SimulatedBusNode second_device(5);
+  InProcessNode second(bus, second_device);
+  node.boot();
+  EXPECT_FALSE(second_device.is_doubled()) << "deaf until it boots";
+
+  second.boot();
+  EXPECT_TRUE(device.is_doubled());
+  EXPECT_FALSE(second_device.is_doubled());
+
+  send(read_serial_number);
+  EXPECT_TRUE(second_device.is_doubled());
+}
+
 TEST_F(InProcessNodeTest, boots_on_the_bus) {
   send(read_serial_number);
   EXPECT_THAT(received(), IsEmpty()) << "deaf until then";

@@ -126,6 +126,42 @@ TEST_F(SimulatedNodeServerTest, frames_of_a_node_do_not_reach_the_others) {
   EXPECT_EQ(received().back(), (CanFrame{0x321, 1, {9}}));
 }
 
+TEST_F(SimulatedNodeServerTest, does_not_take_its_own_frames_for_those_of_others) {
+  five.device().set_object_value(0x1017, 0, {5, 0});
+  server.boot();
+  send(read_5);
+  send(read_6);
+
+  server.poll(milliseconds(20));
+
+  EXPECT_THAT(server.doubled_node_ids(), IsEmpty());
+}
+
+TEST_F(SimulatedNodeServerTest, tells_which_nodes_another_device_is_as_well) {
+  server.boot();
+  SimulatedBusNode other_six(6);
+  SimulatedBusNode seven(7);
+  SimulatedNodeServer others(bus, {&other_six, &seven});
+  others.boot();
+  server.poll(milliseconds(1));
+  EXPECT_THAT(server.doubled_node_ids(), ElementsAre(6)) << "its boot-up message";
+
+  send(read_6);
+  server.poll(milliseconds(1));
+  others.poll(milliseconds(1));
+  EXPECT_THAT(server.doubled_node_ids(), ElementsAre(6));
+  EXPECT_THAT(others.doubled_node_ids(), ElementsAre(6)) << "its answer";
+}
+
+TEST_F(SimulatedNodeServerTest, tells_doubles_in_the_order_of_the_nodes) {
+  server.boot();
+  send(serial_6);
+  send(serial_5);
+  server.poll(milliseconds(1));
+
+  EXPECT_THAT(server.doubled_node_ids(), ElementsAre(5, 6));
+}
+
 TEST_F(SimulatedNodeServerTest, goes_on_after_the_interface_was_down) {
   server.boot();
   bus.set_state(CanStatus::interface_down);

@@ -53,6 +53,8 @@ class SimulatedBusNode {
   /// state allows it.
   SimulatedNode& device() { return device_; }
 
+  std::uint8_t node_id() const { return node_id_; }
+
   /// Lets through the frames that the node wants, whatever identifiers a master gives its PDOs and
   /// its SYNC; none for a node that never boots.
   std::vector<CanFilter> filters() const;
@@ -79,6 +81,11 @@ class SimulatedBusNode {
   void tick(std::chrono::milliseconds elapsed, std::vector<CanFrame>& frames);
 
   NmtState state() const;
+
+  /// Whether, since the first `boot`, a frame has come that only a node with this id sends: a
+  /// boot-up message, a heartbeat or an SDO answer. Then another device on the bus has the id as
+  /// well, and masters take the one for the other. The node itself goes on as if it were alone.
+  bool is_doubled() const;
 
  private:
   struct Rpdo {
@@ -142,6 +149,7 @@ class SimulatedBusNode {
   // TPDOs or emergencies may be due.
   bool may_have_changed_ = false;
   bool holds_changes_ = false;
+  bool is_doubled_ = false;
   std::chrono::milliseconds heartbeat_time_{0};
 
   std::chrono::milliseconds since_heartbeat_{0};

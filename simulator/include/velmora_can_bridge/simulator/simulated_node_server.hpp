@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -39,6 +40,11 @@ class SimulatedNodeServer {
   /// has words for it: the server goes on, and works again when the bus does. A receive that fails
   /// again and again ends the poll early, after a wait of `tick_interval`.
   CanStatus poll(std::chrono::milliseconds timeout);
+
+  /// The ids of those nodes that another device on the bus has as well, as
+  /// `SimulatedBusNode::is_doubled` tells, in the order of the nodes. May be called from any
+  /// thread.
+  std::vector<std::uint8_t> doubled_node_ids() const;
 
   /// What `status` means on this bus, for people. May be called from any thread.
   std::string explain(CanStatus status) const { return endpoint_->explain(status); }
