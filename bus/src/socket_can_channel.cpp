@@ -150,9 +150,7 @@ class SocketCanEndpoint : public CanEndpoint {
 
   CanStatus state() const override;
 
-  std::string explain(CanStatus status) const override {
-    return status_text(status, interface_, system_error_);
-  }
+  std::string explain(CanStatus status) const override;
 
  private:
   CanStatus bind_if_needed();
@@ -375,6 +373,14 @@ CanStatus SocketCanEndpoint::state() const {
     return CanStatus::interface_down;
   }
   return (flags & IFF_RUNNING) == 0 ? CanStatus::bus_off : CanStatus::ok;
+}
+
+std::string SocketCanEndpoint::explain(CanStatus status) const {
+  // All that the kernel says of them is "Invalid argument".
+  const bool are_filters_too_many = system_error_ == EINVAL && filters_.size() > CAN_RAW_FILTER_MAX;
+  return status == CanStatus::failed && are_filters_too_many
+             ? too_many_filters_text(interface_, filters_.size(), CAN_RAW_FILTER_MAX)
+             : status_text(status, interface_, system_error_);
 }
 
 CanStatus SocketCanEndpoint::bind_if_needed() {

@@ -77,4 +77,11 @@ std::string status_text(CanStatus status, const std::string& interface, int syst
   return "interface " + interface + " is in an unknown state";
 }
 
+std::string too_many_filters_text(const std::string& interface, std::size_t filters,
+                                  std::size_t limit) {
+  return "interface " + interface + " cannot be used: " + std::to_string(filters) +
+         " filters on one socket, the kernel takes " + std::to_string(limit) +
+         " (CAN_RAW_FILTER_MAX)";
+}
+
 }  // namespace velmora_can_bridge

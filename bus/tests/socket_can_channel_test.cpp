@@ -269,6 +269,20 @@ TEST(SocketCanErrorTest, refused_frame_is_explained) {
             "interface " + test_interface() + ": Invalid argument");
 }
 
+TEST(SocketCanErrorTest, kernel_takes_512_filters_and_no_more) {
+  SocketCanChannel channel(test_interface());
+  EXPECT_EQ(channel.open(std::vector<CanFilter>(512))->send(some_frame, nanoseconds(0)),
+            CanStatus::ok);
+  const auto endpoint = channel.open(std::vector<CanFilter>(513));
+
+  EXPECT_EQ(endpoint->send(some_frame, nanoseconds(0)), CanStatus::failed);
+
+  EXPECT_EQ(endpoint->explain(CanStatus::failed),
+            "interface " + test_interface() +
+                " cannot be used: 513 filters on one socket, the kernel takes 512 "
+                "(CAN_RAW_FILTER_MAX)");
+}
+
 /// An interface of the test's own, which comes and goes.
 class ComingAndGoingTest : public testing::Test {
  protected:

@@ -79,5 +79,11 @@ INSTANTIATE_TEST_SUITE_P(
                    "interface can0 is in an unknown state"}),
     [](const testing::TestParamInfo<StatusCase>& row) { return row.param.name; });
 
+TEST(StatusText, tells_how_many_filters_are_too_many) {
+  EXPECT_EQ(too_many_filters_text("can0", 600, 512),
+            "interface can0 cannot be used: 600 filters on one socket, the kernel takes 512 "
+            "(CAN_RAW_FILTER_MAX)");
+}
+
 }  // namespace
 }  // namespace velmora_can_bridge

@@ -16,7 +16,8 @@ namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
 /// for a frame is woken by that frame and by no other. Frames that other programs and other
 /// endpoints of this process send arrive like those of other nodes. Extended, remote and FD frames
 /// are passed over. Needs a kernel with CAN; without one every send answers `failed`, and so
-/// does the first receive.
+/// does the first receive. The same holds for an endpoint with more than the 512 filters that a
+/// kernel takes for one socket.
 ///
 /// An interface that goes down and comes back, or is taken away and plugged in again, is picked up
 /// by the endpoints that are open. So is a socket that could not be opened because the process, or
