@@ -179,5 +179,49 @@ TEST_F(SocketCanNodesTest, commands_rpdos_and_heartbeats_reach_each_other) {
   EXPECT_TRUE(comes_true(has_come));
 }
 
+TEST(SocketCanManyNodesTest, nodes_with_eight_rpdos_each_work_on_one_socket) {
+  std::vector<PdoConfig> rpdos;
+  for (std::uint8_t number = 1; number <= 8; ++number) {
+    // The second four have the COB-IDs that are predefined for the TPDOs of node 127.
+    const auto cob_id = static_cast<std::uint16_t>(number <= 4 ? 0 : 0xFF + 0x100 * (number - 4));
+    rpdos.push_back({number, "RPDO", cob_id, {{mapped, number, 8, ""}}});
+  }
+  std::vector<std::unique_ptr<SimulatedBusNode>> nodes;
+  std::vector<SimulatedBusNode*> served;
+  for (std::uint8_t node_id = 1; node_id <= 127; ++node_id) {
+    nodes.push_back(std::make_unique<SimulatedBusNode>(node_id, BoardConfig{rpdos, {}}));
+    served.push_back(nodes.back().get());
+  }
+  SocketCanChannel channel(test_interface());
+  SimulatedNodeServer server(channel, served);
+  ASSERT_EQ(server.boot(), CanStatus::ok);
+  const auto client = channel.open({});
+  const CanFrame start_all{0x000, 2, {1, 0}};
+  ASSERT_EQ(client->send(start_all, patience), CanStatus::ok);
+  // RPDO 4 and 8 of node 127.
+  ASSERT_EQ(client->send({0x57F, 1, {4}}, patience), CanStatus::ok);
+  ASSERT_EQ(client->send({0x4FF, 1, {8}}, patience), CanStatus::ok);
+
+  EXPECT_TRUE(comes_true([&] {
+    server.poll(milliseconds(1));
+    return nodes.back()->device().object_value(mapped, 4) == Bytes{4} &&
+           nodes.back()->device().object_value(mapped, 8) == Bytes{8};
+  }));
+  EXPECT_EQ(nodes.front()->device().object_value(mapped, 8), Bytes{8}) << "it has the same COB-ID";
+  EXPECT_EQ(nodes.front()->device().object_value(mapped, 4), Bytes{0});
+}
+
+TEST_F(SocketCanNodesTest, own_frames_are_not_taken_for_those_of_another_device) {
+  ASSERT_TRUE(backend.sdo_read(5, word, 0, data)) << error_text(5);
+  ASSERT_TRUE(backend.sdo_read(6, word, 0, data)) << error_text(6);
+  EXPECT_THAT(server.doubled_node_ids(), testing::IsEmpty());
+
+  SimulatedBusNode second_six(6);
+  SimulatedNodeServer second(channel, {&second_six});
+  ASSERT_EQ(second.boot(), CanStatus::ok);
+
+  EXPECT_TRUE(comes_true([&] { return server.doubled_node_ids() == Bytes{6}; }));
+}
+
 }  // namespace
 }  // namespace velmora_can_bridge
