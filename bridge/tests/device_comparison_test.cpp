@@ -475,6 +475,11 @@ TEST(DeviceComparisonTest, leaves_out_what_has_the_wrong_size) {
     const DeviceComparison comparison = device.compare({rpdo(1, {red})});
     ASSERT_THAT(comparison.gaps, SizeIs(1)) << row.reason;
     EXPECT_EQ(comparison.gaps[0].reason, row.reason);
+    const BusError& error = comparison.gaps[0].error;
+    EXPECT_EQ(error.node_id, 0x10) << row.reason;
+    EXPECT_EQ(error.index, row.index) << row.reason;
+    EXPECT_EQ(error.sub_index, row.sub_index) << row.reason;
+    EXPECT_EQ(error.text, row.reason.substr(row.reason.find(' ') + 1));
     EXPECT_THAT(comparison.differences, IsEmpty());
   }
 }

@@ -674,6 +674,16 @@ TEST_F(NodeWatchTest, emergency_is_told_with_its_bytes) {
             "node 0x10 reports error 0x8110, error register 0x11, data 01 02 03 04 FF");
 }
 
+TEST_F(NodeWatchTest, emergency_of_a_node_that_was_never_heard_has_the_state_of_the_start) {
+  show(0x710, "05");
+  show(0x091, "10 81 11 01 02 03 04 FF");
+
+  ASSERT_EQ(events.size(), 2U);
+  EXPECT_EQ(events[1].node_id, 17);
+  EXPECT_EQ(events[1].state, NmtState::boot_up);
+  EXPECT_EQ(watch.state(17), std::nullopt) << "no sign of life";
+}
+
 TEST_F(NodeWatchTest, emergency_without_a_code_tells_that_the_error_is_over) {
   show(0x0FF, "00 00 01 00 00 00 00 00");
 

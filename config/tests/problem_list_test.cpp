@@ -112,6 +112,22 @@ TEST_F(FullProblemList, warns_of_missing_warnings) {
             "warning: too many problems: 0 more errors and 1 more warnings are not listed");
 }
 
+TEST_F(FullProblemList, tells_missing_errors_and_as_many_missing_warnings) {
+  add_errors(102);
+  add_warnings(102);
+  const Texts texts = texts_of(problems.take());
+  ASSERT_THAT(texts, SizeIs(201));
+  EXPECT_EQ(texts.back(),
+            "error: too many problems: 2 more errors and 2 more warnings are not listed");
+}
+
+TEST_F(FullProblemList, tells_nothing_missing_after_take) {
+  add_errors(102);
+  add_warnings(102);
+  problems.take();
+  EXPECT_THAT(problems.take(), IsEmpty());
+}
+
 TEST_F(FullProblemList, has_room_for_an_error_after_many_warnings) {
   add_warnings(1000);
   add_errors(1);

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <thread>
 #include <utility>
@@ -203,6 +204,74 @@ TEST(SimulatedNodeServerThreadTest, client_on_another_thread_is_served) {
   EXPECT_EQ(read, written);
 }
 
+// Many nodes
+
+/// Opens endpoints of a bus, and notes how many filters the last one has.
+class CountingChannel : public CanChannel {
+ public:
+  explicit CountingChannel(InProcessBus& bus) : bus_(&bus) {}
+
+  std::unique_ptr<CanEndpoint> open(const std::vector<CanFilter>& filters) override {
+    filters_ = filters.size();
+    return bus_->open(filters);
+  }
+  std::size_t filters() const { return filters_; }
+
+ private:
+  InProcessBus* const bus_;
+  std::size_t filters_ = 0;
+};
+
+/// The first four have the predefined COB-IDs, the others those that are predefined for TPDOs.
+std::vector<PdoConfig> eight_rpdos(std::uint8_t node_id) {
+  std::vector<PdoConfig> rpdos;
+  for (std::uint8_t number = 1; number <= 8; ++number) {
+    const unsigned of_tpdo = 0x80U + 0x100U * (number - 4U) + node_id;
+    rpdos.push_back({number,
+                     "RPDO",
+                     number <= 4 ? std::uint16_t{0} : static_cast<std::uint16_t>(of_tpdo),
+                     {{0x2000, number, 8, ""}}});
+  }
+  return rpdos;
+}
+
+TEST(ManyNodesTest, have_fewer_filters_than_a_socket_of_the_kernel_takes_and_work) {
+  constexpr std::size_t most_filters_of_a_socket = 512;
+  std::vector<std::unique_ptr<SimulatedBusNode>> nodes;
+  std::vector<SimulatedBusNode*> served;
+  for (std::uint8_t node_id = 1; node_id <= 127; ++node_id) {
+    nodes.push_back(
+        std::make_unique<SimulatedBusNode>(node_id, BoardConfig{eight_rpdos(node_id), {}}));
+    served.push_back(nodes.back().get());
+  }
+  InProcessBus bus(BusTime::simulated);
+  CountingChannel channel(bus);
+  SimulatedNodeServer server(channel, served);
+  EXPECT_LE(channel.filters(), most_filters_of_a_socket);
+
+  ASSERT_EQ(server.boot(), CanStatus::ok);
+  const auto client = bus.open({});
+  client->send({0x000, 2, {1, 0}}, nanoseconds(0));
+  for (unsigned number = 1; number <= 8; ++number) {
+    const unsigned function = number <= 4 ? 0x100 + 0x100 * number : 0x80 + 0x100 * (number - 4);
+    for (unsigned node_id = 1; node_id <= 127; ++node_id) {
+      client->send({static_cast<std::uint16_t>(function + node_id),
+                    1,
+                    {static_cast<std::uint8_t>(node_id + number)}},
+                   nanoseconds(0));
+    }
+  }
+  ASSERT_EQ(server.poll(milliseconds(2)), CanStatus::ok);
+
+  for (const auto& node : nodes) {
+    for (std::uint8_t number = 1; number <= 8; ++number) {
+      const Bytes expected{static_cast<std::uint8_t>(node->node_id() + number)};
+      EXPECT_EQ(node->device().object_value(0x2000, number), expected)
+          << int{node->node_id()} << ", RPDO " << int{number};
+    }
+  }
+}
+
 // On a bus that does as the test says
 
 /// Answers receives and sends by script, then with its last line; notes how it was asked. Its clock
@@ -284,25 +353,6 @@ TEST_F(ScriptedServerTest, opens_with_the_filters_of_all) {
   }
 }
 
-TEST(ManyNodesTest, need_fewer_filters_than_a_socket_of_the_kernel_takes) {
-  constexpr std::size_t most_filters_of_a_socket = 512;
-  std::vector<PdoConfig> rpdos;
-  for (std::uint8_t number = 1; number <= 8; ++number) {
-    rpdos.push_back({number, "RPDO", 0, {{0x2000, number, 8, ""}}});
-  }
-  std::vector<std::unique_ptr<SimulatedBusNode>> nodes;
-  std::vector<SimulatedBusNode*> served;
-  for (std::uint8_t node_id = 1; node_id <= 127; ++node_id) {
-    nodes.push_back(std::make_unique<SimulatedBusNode>(node_id, BoardConfig{rpdos, {}}));
-    served.push_back(nodes.back().get());
-  }
-  Script script;
-  ScriptedChannel channel(script);
-  const SimulatedNodeServer server(channel, served);
-
-  EXPECT_LE(script.filters.size(), most_filters_of_a_socket);
-}
-
 TEST_F(ScriptedServerTest, waits_in_steps_of_the_tick_interval) {
   script.step = nanoseconds(700'000);
 
@@ -358,17 +408,65 @@ TEST_F(ScriptedServerTest, trouble_that_is_told_once_ends_nothing) {
   EXPECT_EQ(server.poll(milliseconds(1)), CanStatus::ok) << "trouble of an earlier poll";
 }
 
-TEST_F(ScriptedServerTest, full_queue_is_waited_for_once) {
-  script.sends = {CanStatus::queue_full, CanStatus::ok};
-  server.boot();
-  EXPECT_THAT(script.patiences, ElementsAre(milliseconds(5), milliseconds(0)));
+struct SendingCase {
+  std::string name;
+  /// What the boot-up messages of three nodes meet.
+  std::deque<CanStatus> sends;
+  CanStatus told;
+  std::vector<milliseconds> patiences;
+};
 
-  script.patiences.clear();
+void PrintTo(const SendingCase& row, std::ostream* out) { *out << row.name; }
+
+class ServerSendingTest : public ScriptedServerTest,
+                          public testing::WithParamInterface<SendingCase> {};
+
+TEST_P(ServerSendingTest, waits_for_a_full_queue_once_and_tells_the_last_trouble) {
+  SimulatedBusNode seven{7};
+  SimulatedNodeServer three(channel, {&five, &six, &seven});
+  script.sends = GetParam().sends;
+
+  EXPECT_EQ(three.boot(), GetParam().told);
+
+  EXPECT_EQ(script.patiences,
+            std::vector<nanoseconds>(GetParam().patiences.begin(), GetParam().patiences.end()));
+}
+
+constexpr milliseconds patient{5};
+constexpr milliseconds impatient{0};
+
+INSTANTIATE_TEST_SUITE_P(
+    all, ServerSendingTest,
+    testing::Values(
+        SendingCase{"all_go", {CanStatus::ok}, CanStatus::ok, {patient, patient, patient}},
+        SendingCase{"first_fails",
+                    {CanStatus::queue_full, CanStatus::ok},
+                    CanStatus::queue_full,
+                    {patient, impatient, impatient}},
+        SendingCase{"second_fails",
+                    {CanStatus::ok, CanStatus::queue_full, CanStatus::ok},
+                    CanStatus::queue_full,
+                    {patient, patient, impatient}},
+        SendingCase{"last_fails",
+                    {CanStatus::ok, CanStatus::ok, CanStatus::queue_full},
+                    CanStatus::queue_full,
+                    {patient, patient, patient}},
+        SendingCase{"two_fail",
+                    {CanStatus::queue_full, CanStatus::interface_down, CanStatus::ok},
+                    CanStatus::interface_down,
+                    {patient, impatient, impatient}}),
+    [](const testing::TestParamInfo<SendingCase>& row) { return row.param.name; });
+
+TEST_F(ScriptedServerTest, patience_is_back_with_the_next_frames) {
   script.sends = {CanStatus::queue_full};
-  script.receives = {CanStatus::ok, CanStatus::timed_out};
+  server.boot();
+  script.patiences.clear();
+  script.receives = {CanStatus::ok, CanStatus::ok, CanStatus::timed_out};
   script.step = milliseconds(1);
-  EXPECT_EQ(server.poll(milliseconds(3)), CanStatus::queue_full);
-  EXPECT_THAT(script.patiences, ElementsAre(milliseconds(5)));
+
+  EXPECT_EQ(server.poll(milliseconds(4)), CanStatus::queue_full);
+
+  EXPECT_THAT(script.patiences, ElementsAre(patient, patient));
 }
 
 TEST_F(ScriptedServerTest, frame_that_was_refused_is_lost) {

@@ -184,6 +184,45 @@ const std::vector<FrameCase> pdo_cases{
     {"rpdo_of_a_strange_node", 0x233, {}, "node 0x33 (not in the board file)  RPDO 1"},
 };
 
+struct PredefinedCase {
+  std::uint16_t function;
+  std::string pdo;
+};
+
+const std::vector<PredefinedCase> predefined_cases{
+    {0x180, "TPDO 1"}, {0x200, "RPDO 1"}, {0x280, "TPDO 2"}, {0x300, "RPDO 2"},
+    {0x380, "TPDO 3"}, {0x400, "RPDO 3"}, {0x480, "TPDO 4"}, {0x500, "RPDO 4"}};
+
+class TrafficDecoderNodeIds : public testing::Test {
+ protected:
+  /// The line of a frame with one byte, without its time.
+  std::string line(unsigned id) const {
+    const CanFrame frame{static_cast<std::uint16_t>(id), 1, {0x21}};
+    return traffic_text(milliseconds(0), TrafficDecoder(file).decode(frame)).substr(10);
+  }
+
+  BoardFile file;
+};
+
+TEST_F(TrafficDecoderNodeIds, from_1_to_127_have_predefined_pdos) {
+  for (const auto& [function, pdo] : predefined_cases) {
+    EXPECT_EQ(line(function + 0x01), "node 0x01 (not in the board file)  " + pdo + "     21");
+    EXPECT_EQ(line(function + 0x7F), "node 0x7F (not in the board file)  " + pdo + "     21");
+    EXPECT_THAT(line(function), testing::StartsWith("           0x")) << "no node's";
+  }
+}
+
+TEST_F(TrafficDecoderNodeIds, from_1_to_127_are_those_of_the_file) {
+  const std::map<std::uint8_t, std::string> nodes{{0x01, "node 0x01  "}, {0x7F, "node 0x7F  "}};
+  for (const auto& [node_id, node] : nodes) {
+    file.nodes.assign(1, NodeConfig());
+    file.nodes.front().node_id = node_id;
+    file.nodes.front().board.pdos = {{4, "RPDO", 0, {{0x2000, 0, 8, "red"}}}};
+    EXPECT_EQ(line(0x500U + node_id), node + "RPDO 4     0x2000/0 (red) = 21 (33)");
+    EXPECT_EQ(line(0x480U + node_id), node + "TPDO 4     21 (not in the board file)");
+  }
+}
+
 TEST(TrafficDecoderPadding, is_an_index_from_1_to_7) {
   const std::map<std::uint16_t, std::string> words{{0x0000, "0x0000/0 = 21 (33)"},
                                                    {0x0001, "21"},
