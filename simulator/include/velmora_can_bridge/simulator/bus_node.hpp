@@ -75,9 +75,9 @@ class SimulatedBusNode {
   /// it has older ones still to send. Not held at first.
   void hold_changes(bool hold);
 
-  /// Lets time pass as `SimulatedNode::tick`, in whatever state. Appends what `receive` has held back,
-  /// then one heartbeat if any fell due (object 0x1017, counted from the boot-up message or from the
-  /// tick that finds it changed), then TPDOs by number, then emergencies.
+  /// Lets time pass as `SimulatedNode::tick`, in whatever state. Appends what `receive` has held
+  /// back, then one heartbeat if any fell due (object 0x1017, counted from the boot-up message or
+  /// from the tick that finds it changed), then TPDOs by number, then emergencies.
   void tick(std::chrono::milliseconds elapsed, std::vector<CanFrame>& frames);
 
   NmtState state() const;
@@ -124,7 +124,7 @@ class SimulatedBusNode {
   void send_changes(std::vector<CanFrame>& frames);
   void send_if_due(Tpdo& tpdo, std::vector<CanFrame>& frames);
   void send_on_sync(Tpdo& tpdo, std::vector<CanFrame>& frames);
-  void send(Tpdo& tpdo, const PdoFrame& content, std::vector<CanFrame>& frames);
+  static void send(Tpdo& tpdo, const PdoFrame& content, std::vector<CanFrame>& frames);
   void send_emergencies(std::vector<CanFrame>& frames);
   void send_heartbeats(std::chrono::milliseconds elapsed, std::vector<CanFrame>& frames);
   std::uint64_t parameter(ObjectAddress at, std::size_t size) const;
