@@ -97,6 +97,8 @@ INSTANTIATE_TEST_SUITE_P(
                {"2:20: error: maximum: 256 does not fit into u8 (0 to 255)"}),
         object("below_the_type", "type: u8, minimum: -1",
                {"2:20: error: minimum: -1 does not fit into u8 (0 to 255)"}),
+        object("below_the_longest_type", "type: u64, minimum: -1",
+               {"2:21: error: minimum: -1 does not fit into u64 (0 to 18446744073709551615)"}),
         object("below_a_signed_type", "type: s32, minimum: -2147483649",
                {"2:21: error: minimum: -2147483649 does not fit into s32 (-2147483648 to "
                 "2147483647)"}),
@@ -211,6 +213,18 @@ ProblemCase led_mode(const std::string& name, const std::string& minimum, const 
       problems};
 }
 
+/// A set_led whose mode, behind three colours, has a minimum beyond 3; the operation stands in
+/// line 2.
+ProblemCase led_mode_behind_colours(const std::string& name, const Texts& problems) {
+  return {name,
+          "nodes: [{node_id: 1, pdos: [{number: 1, direction: RPDO, mappings: [{index: 0x2000, "
+          "field: red, bit_length: 8, minimum: 9}, {index: 0x2001, field: rest, bit_length: 16}, "
+          "{index: 0x2002, field: mode, bit_length: 8, minimum: 5}, {index: 0x2003, field: period, "
+          "bit_length: 16}]}], operations: {op:\n{kind: led_write, pdo_number: 1, led_operation: "
+          "set_led, fields: [red, rest, mode, period]}}}]",
+          problems};
+}
+
 /// A set_target of a drive with this range; the operation stands in line 2.
 ProblemCase target(const std::string& name, const std::string& object, const Texts& problems) {
   return {name,
@@ -226,6 +240,9 @@ INSTANTIATE_TEST_SUITE_P(
         led_mode("mode_in_its_range", "3", {}),
         led_mode("mode_beyond_its_range", "4",
                  {"2:68: error: fields: \"mode\" is the mode, 0 to 3, but its minimum is 4"}),
+        led_mode_behind_colours(
+            "mode_behind_colours",
+            {"2:78: error: fields: \"mode\" is the mode, 0 to 3, but its minimum is 5"}),
         target("target_in_its_range", "index: 0x60FF, minimum: 32767, maximum: 40000", {}),
         target("target_above_16_bits", "index: 0x60FF, minimum: 32768",
                {"2:8: warning: kind: takes a target of 16 bits, and the range of 0x60FF/0 has none "

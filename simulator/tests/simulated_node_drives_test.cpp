@@ -448,6 +448,16 @@ TEST_F(SimulatedNodeDrivesTest, generic_bit_stays_for_other_errors) {
   EXPECT_EQ(value(0x1001), 0x11U);
 }
 
+TEST_F(SimulatedNodeDrivesTest, error_register_without_bytes_keeps_no_bit_for_another_drive) {
+  node.add_object(0x1001, 0, {ObjectAccess::read_only, {}});
+  node.inject_fault("left");
+  node.inject_fault("right");
+  node.tick(milliseconds(1));
+  write(0x6040, 0x80, 2);
+
+  EXPECT_EQ(noted_faults(node).back(), (NotedFault{0x0000, 0x00, 0x6040}));
+}
+
 TEST_F(SimulatedNodeDrivesTest, fault_that_is_no_more_sets_no_cleared_bit) {
   node.inject_fault("left");
   node.inject_fault("right");
