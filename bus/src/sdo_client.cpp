@@ -62,6 +62,12 @@ std::string byte_count(std::size_t count) {
   return std::to_string(count) + (count == 1 ? " byte" : " bytes");
 }
 
+/// What an answer has that does not hold what its first byte tells, if it has one.
+std::string too_few_text(const CanFrame& answer) {
+  const std::string count = byte_count(answer.length);
+  return answer.length == 0 ? count : count + ", too few for the command " + hex<2>(answer.data[0]);
+}
+
 bool is_abort(const CanFrame& answer) { return sdo_command(answer) == sdo_abort_command; }
 
 /// "answered", or the abort that the answer is.
@@ -267,17 +273,17 @@ bool SdoClient::drop_late_answers(bool waits) {
     const Time end = waits ? quarantine_end() : Time::min();
     const nanoseconds left = end == Time::min() ? nanoseconds(0) : end - endpoint_->now();
     const CanStatus status = endpoint_->receive(late, std::max(left, nanoseconds(0)));
-    if (status == CanStatus::timed_out) {
-      return true;
-    }
     if (status == CanStatus::ok) {
       timeouts_in_row_ = 0;
       note_late(late);
-    } else {
+    } else if (status != CanStatus::timed_out) {
       note_status(status);
     }
-    if (status == CanStatus::failed) {
-      return true;  // it would be refused again; the transfer itself shows it
+    // A kernel that lags behind may end a wait early.
+    const bool is_over =
+        status == CanStatus::timed_out && (end == Time::min() || end <= endpoint_->now());
+    if (is_over || status == CanStatus::failed) {
+      return true;  // what failed would be refused again; the transfer itself shows it
     }
   }
   return false;
@@ -342,9 +348,7 @@ SdoClient::Failure SdoClient::exchange(Transfer& transfer, const CanFrame& reque
     return uncertain(transfer, answer);
   }
   if (answer.length < sdo_answer_length(answer)) {
-    return bad_answer(transfer, SdoAbort::unknown_command,
-                      "answered with " + byte_count(answer.length) + ", too few for the command " +
-                          hex<2>(answer.data[0]));
+    return bad_answer(transfer, SdoAbort::unknown_command, "answered with " + too_few_text(answer));
   }
   note_in_time(answer);
   return is_abort(answer) ? Failure(refused(transfer, answer)) : Failure();

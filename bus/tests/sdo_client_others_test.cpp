@@ -410,6 +410,14 @@ INSTANTIATE_TEST_SUITE_P(
         ShortRow{"taken_segment", five_bytes, {{download_begun}, {"20"}}, {}, "1 byte"}),
     [](const auto& param) { return std::string(param.param.name); });
 
+TEST_F(SdoOthersTest, answer_without_bytes_has_no_command) {
+  node.answer_with({{""}});
+  const SdoClient::Failure failure = transfer();
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->kind, BusErrorKind::bad_answer);
+  EXPECT_EQ(failure->text, "answered with 0 bytes");
+}
+
 // --- answers that another client has had before ---
 
 TEST_F(SdoOthersTest, more_answers_to_another_client_than_any_socket_holds_are_all_thrown_away) {

@@ -1019,6 +1019,18 @@ TEST_F(SdoClientTest, state_that_shows_in_the_quarantine_does_not_end_it) {
   EXPECT_EQ(time(), after_silence);
 }
 
+TEST_F(SdoClientTest, wait_for_the_end_of_a_quarantine_that_ends_early_is_gone_on_with) {
+  node.answer_with({"", "60 00 20 01 00 00 00 00"});
+  channel.fail_wait(2, CanStatus::timed_out);
+  EXPECT_TRUE(upload());
+
+  const SdoClient::Failure failure = upload();
+
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->kind, BusErrorKind::bad_answer) << "in a quarantine it would be passed over";
+  EXPECT_EQ(time(), milliseconds(1000));
+}
+
 TEST_F(SdoClientTest, error_passive_while_waiting_is_told_and_the_answer_awaited) {
   node.answer_with({"4F 00 20 01 11 00 00 00"});
   channel.fail_wait(1, CanStatus::error_passive);
