@@ -1,18 +1,15 @@
 #include "script_line.hpp"
 
-#include <charconv>
-#include <cmath>
 #include <optional>
 #include <string_view>
-#include <system_error>
+
+#include "ground/parse_time.hpp"
 
 namespace velmora_can_bridge {
 namespace {
 
 using std::chrono::milliseconds;
 using Words = std::vector<std::string>;
-
-constexpr milliseconds longest_time = std::chrono::hours(24);
 
 bool is_blank(char character) { return character == ' ' || character == '\t' || character == '\r'; }
 
@@ -36,22 +33,6 @@ std::optional<std::string> take_word(std::string_view& rest) {
     rest.remove_prefix(end + 1);
   }
   return word;
-}
-
-/// "200ms", "0.5s"; no value for anything else, nor for more than a day.
-std::optional<milliseconds> parse_time(std::string_view text) {
-  double number = 0;
-  const char* const end = text.data() + text.size();
-  const auto [unit, error] = std::from_chars(text.data(), end, number, std::chars_format::fixed);
-  const std::string_view unit_text(unit, static_cast<std::size_t>(end - unit));
-  if (error != std::errc() || (unit_text != "ms" && unit_text != "s")) {
-    return std::nullopt;
-  }
-  const double time = unit_text == "s" ? number * 1000 : number;
-  if (!(time >= 0) || time > static_cast<double>(longest_time.count())) {
-    return std::nullopt;
-  }
-  return milliseconds(std::llround(time));
 }
 
 Unexpected<std::string> no_time(const std::string& word) {

@@ -1,45 +1,13 @@
 #include "problem_list.hpp"
 
 #include <algorithm>
-#include <cstdint>
 #include <tuple>
 #include <utility>
-
-#include "ground/visible_text.hpp"
 
 namespace velmora_can_bridge {
 namespace {
 
 constexpr std::size_t kept_of_each_severity = 100;
-constexpr std::size_t printed_bytes = 40;
-
-/// How many of the text's bytes are printed: whole UTF-8 characters only.
-std::size_t printed_length(std::string_view text) {
-  if (text.size() <= printed_bytes) {
-    return text.size();
-  }
-  std::size_t length = printed_bytes;
-  while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xC0U) == 0x80U) {
-    --length;
-  }
-  return length;
-}
-
-/// What ends a quoted text, or would look like an escape in it.
-std::string with_quotes_escaped(std::string_view text) {
-  std::string escaped;
-  for (const char character : text) {
-    if (character == '"' || character == '\\') {
-      escaped += '\\';
-    }
-    escaped += character;
-  }
-  return escaped;
-}
-
-std::string escaped_in_problem(std::uint32_t code_point) {
-  return code_point == '\n' ? "\\n" : escaped_code_point(code_point);
-}
 
 bool stands_before(const Problem& left, const Problem& right) {
   return std::tie(left.line, left.column) < std::tie(right.line, right.column);
@@ -50,15 +18,6 @@ std::size_t missing(std::size_t count) {
 }
 
 }  // namespace
-
-std::string shortened(std::string_view text) {
-  const std::size_t length = printed_length(text);
-  const std::string printed = with_hidden_escaped(with_quotes_escaped(text.substr(0, length)),
-                                                  escaped_in_problem, escaped_byte);
-  return length < text.size() ? printed + "..." : printed;
-}
-
-std::string quoted(std::string_view text) { return '"' + shortened(text) + '"'; }
 
 void ProblemList::error(Position at, std::string message) {
   add({Severity::error, at.line, at.column, std::move(message)}, error_count_);

@@ -3,9 +3,9 @@
 
 #include <cstddef>
 #include <string>
-#include <string_view>
 #include <vector>
 
+#include "ground/quoted_text.hpp"
 #include "velmora_can_bridge/config/board_file.hpp"
 
 namespace velmora_can_bridge {
@@ -15,14 +15,6 @@ struct Position {
   std::size_t line = 0;
   std::size_t column = 0;
 };
-
-/// Text of the file for a message, without quotes: at most 40 bytes of it, whole characters, then
-/// "..."; quotes, backslashes and hidden characters are escaped, so that it stays one line that
-/// says what it holds.
-std::string shortened(std::string_view text);
-
-/// `shortened` in double quotes.
-std::string quoted(std::string_view text);
 
 /// The problems so far. Keeps 100 errors and 100 warnings and counts the others. A problem that is
 /// reported again (a part of the file that aliases repeat) is kept once.

@@ -12,36 +12,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-struct PrintableCase {
-  std::string name;
-  std::string text;
-  std::string printed;
-};
-
-void PrintTo(const PrintableCase& row, std::ostream* out) { *out << row.name; }
-
-class Printable : public testing::TestWithParam<PrintableCase> {};
-
-TEST_P(Printable, text) { EXPECT_EQ(shortened(GetParam().text), GetParam().printed); }
-
-INSTANTIATE_TEST_SUITE_P(
-    of, Printable,
-    testing::Values(
-        PrintableCase{"nothing", "", ""}, PrintableCase{"plain", "plain text", "plain text"},
-        PrintableCase{"quotes", "a\"b\\c", "a\\\"b\\\\c"},
-        PrintableCase{"line_end", "a\nb", "a\\nb"}, PrintableCase{"escape", "\x1B[2J", "\\x1B[2J"},
-        PrintableCase{"nul", std::string(1, '\0'), "\\x00"},
-        PrintableCase{"delete_character", "\x7F", "\\x7F"},
-        PrintableCase{"control_character_above_ascii", "a\u009B2J", "a\\u009B2J"},
-        PrintableCase{"mark_of_direction", "a\u202Eb\u2066", "a\\u202Eb\\u2066"},
-        PrintableCase{"line_separator", "a\u2028b", "a\\u2028b"},
-        PrintableCase{"umlaut", "\xC3\xBC", "\xC3\xBC"},
-        PrintableCase{"forty_bytes", std::string(40, 'x'), std::string(40, 'x')},
-        PrintableCase{"forty_one_bytes", std::string(41, 'x'), std::string(40, 'x') + "..."},
-        PrintableCase{"character_across_the_limit", std::string(39, 'x') + "\xC3\xBC",
-                      std::string(39, 'x') + "..."}),
-    RowName());
-
 TEST(ProblemList, is_in_the_order_of_the_file) {
   ProblemList problems;
   problems.error({2, 1}, "c");

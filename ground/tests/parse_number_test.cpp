@@ -48,5 +48,13 @@ TEST(ParseNumber, takes_nothing_else) {
   }
 }
 
+TEST(ParseNumber, tells_what_looks_octal) {
+  EXPECT_TRUE(looks_octal("010"));
+  EXPECT_TRUE(looks_octal("00"));
+  EXPECT_FALSE(looks_octal("0"));
+  EXPECT_FALSE(looks_octal("0x10"));
+  EXPECT_FALSE(looks_octal("10"));
+}
+
 }  // namespace
 }  // namespace velmora_can_bridge

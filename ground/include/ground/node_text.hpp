@@ -22,8 +22,7 @@ inline std::string no_node_id_text(std::uint8_t node_id) {
 /// Whether the text is the node's id, "16" or "0x10". Like numbers elsewhere it does not begin with
 /// 0: some read that as octal.
 inline bool names_node(std::string_view text, std::uint8_t node_id) {
-  const bool is_octal = text.size() > 1 && text.front() == '0' && text.find_first_of("xX") != 1;
-  const std::optional<TypedNumber> number = is_octal ? std::nullopt : parse_number(text);
+  const std::optional<TypedNumber> number = looks_octal(text) ? std::nullopt : parse_number(text);
   return number && !number->is_negative && number->magnitude == node_id;
 }
 

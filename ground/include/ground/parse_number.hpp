@@ -46,4 +46,9 @@ inline std::optional<TypedNumber> parse_number(std::string_view text) {
   return number;
 }
 
+/// Whether the text begins with a 0 that some read as the sign of an octal number.
+inline bool looks_octal(std::string_view text) {
+  return text.size() > 1 && text.front() == '0' && text.find_first_of("xX") != 1;
+}
+
 }  // namespace velmora_can_bridge
