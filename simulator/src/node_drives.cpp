@@ -4,6 +4,7 @@
 
 #include "ground/little_endian.hpp"
 #include "node_objects.hpp"
+#include "velmora_can_bridge/simulator/simulated_node.hpp"
 
 namespace velmora_can_bridge {
 
@@ -78,7 +79,8 @@ std::optional<FaultChange> DriveDevice::take_fault_change() {
     return std::nullopt;
   }
   had_fault_ = drive_.has_fault();
-  return FaultChange{base_index_, had_fault_};
+  return FaultChange{base_index_, had_fault_,
+                     had_fault_ ? drive_.outputs().error_code : emergency_error_reset};
 }
 
 void DriveDevice::publish(ObjectDictionary& objects) const {
@@ -203,6 +205,15 @@ void NodeDrives::tick(std::chrono::milliseconds elapsed, ObjectDictionary& objec
   for (auto& [name, device] : devices_) {
     device.tick(std::min(elapsed, longest_tick), objects);
   }
+}
+
+std::vector<std::string> NodeDrives::names() const {
+  std::vector<std::string> names;
+  names.reserve(devices_.size());
+  for (const auto& [name, device] : devices_) {
+    names.push_back(name);
+  }
+  return names;
 }
 
 bool NodeDrives::inject_fault(const std::string& device, std::uint16_t error_code,

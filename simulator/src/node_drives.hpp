@@ -22,6 +22,8 @@ struct FaultChange {
   /// Of the drive's device.
   std::uint16_t base_index = 0;
   bool has_fault = false;
+  /// Of the fault; `emergency_error_reset` where it is left.
+  std::uint16_t error_code = 0;
 };
 
 /// One drive, with a claw behind it or without, and the objects that are its own.
@@ -102,6 +104,9 @@ class NodeDrives {
 
   /// Lets `elapsed` pass for every drive; nothing happens when it is not above 0.
   void tick(std::chrono::milliseconds elapsed, ObjectDictionary& objects);
+
+  /// The names of the devices, in order.
+  std::vector<std::string> names() const;
 
   /// False when no drive has that name.
   bool inject_fault(const std::string& device, std::uint16_t error_code, ObjectDictionary& objects);

@@ -60,7 +60,7 @@ std::optional<SdoAbort> ObjectDictionary::upload(std::uint16_t index, std::uint8
 std::optional<SdoAbort> ObjectDictionary::download(std::uint16_t index, std::uint8_t sub_index,
                                                    const std::vector<std::uint8_t>& data) {
   const std::optional<SdoAbort> refusal = download_refusal(index, sub_index, data.size());
-  if (!refusal) {
+  if (!refusal && !is_held({index, sub_index})) {
     find_in(objects_, index, sub_index)->value = data;
   }
   return refusal;
@@ -85,8 +85,22 @@ bool ObjectDictionary::store(std::uint16_t index, std::uint8_t sub_index,
   if (entry == nullptr || length_mismatch(*entry, value.size())) {
     return false;
   }
-  entry->value = value;
+  if (!is_held({index, sub_index})) {
+    entry->value = value;
+  }
   return true;
+}
+
+void ObjectDictionary::hold(ObjectAddress at) {
+  if (find(at.index, at.sub_index) != nullptr) {
+    held_.insert({at.index, at.sub_index});
+  }
+}
+
+void ObjectDictionary::release(ObjectAddress at) { held_.erase({at.index, at.sub_index}); }
+
+bool ObjectDictionary::is_held(ObjectAddress at) const {
+  return !held_.empty() && held_.count({at.index, at.sub_index}) != 0;
 }
 
 const ObjectEntry* ObjectDictionary::find(std::uint16_t index, std::uint8_t sub_index) const {

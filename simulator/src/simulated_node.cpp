@@ -132,7 +132,7 @@ std::optional<SdoAbort> SimulatedNode::sdo_download(std::uint16_t index, std::ui
                                                     const std::vector<std::uint8_t>& data) {
   const std::lock_guard<std::mutex> lock(mutex_);
   last_sdo_abort_ = download_refusal({index, sub_index}, data);
-  if (!last_sdo_abort_) {
+  if (!last_sdo_abort_ && !objects_.is_held({index, sub_index})) {
     if (!is_command_object({index, sub_index})) {
       objects_.store(index, sub_index, data);
     }
@@ -192,11 +192,26 @@ void SimulatedNode::tick(std::chrono::milliseconds elapsed) {
   drives_->tick(elapsed, objects_);
 }
 
-bool SimulatedNode::inject_fault(const std::string& device) {
+std::vector<std::string> SimulatedNode::drives() const {
   const std::lock_guard<std::mutex> lock(mutex_);
-  const bool is_known = drives_->inject_fault(device, emergency_generic_error, objects_);
+  return drives_->names();
+}
+
+bool SimulatedNode::inject_fault(const std::string& device, std::uint16_t error_code) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const bool is_known = drives_->inject_fault(device, error_code, objects_);
   note_fault_changes();
   return is_known;
+}
+
+void SimulatedNode::hold_object(std::uint16_t index, std::uint8_t sub_index) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  objects_.hold({index, sub_index});
+}
+
+void SimulatedNode::release_object(std::uint16_t index, std::uint8_t sub_index) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  objects_.release({index, sub_index});
 }
 
 std::vector<HeartbeatConsumer> SimulatedNode::heartbeat_consumers() const {
@@ -228,7 +243,7 @@ void SimulatedNode::regain_heartbeat(std::uint8_t node_id) {
 void SimulatedNode::reset() {
   const std::lock_guard<std::mutex> lock(mutex_);
   reset_start_objects();
-  objects_ = start_objects_;
+  objects_ = fresh_objects();
   drives_->reset();
   take_in_parameters();
   emergencies_.clear();
@@ -241,7 +256,7 @@ void SimulatedNode::reset_communication() {
   reset_start_objects();
   forget_communication_errors();
   for (const ObjectAddress& at : start_objects_.addresses()) {
-    if (is_communication_object(at.index)) {
+    if (is_communication_object(at.index) && !objects_.is_held(at)) {
       objects_.add(at.index, at.sub_index, *start_objects_.find(at.index, at.sub_index));
     }
   }
@@ -330,8 +345,7 @@ void SimulatedNode::note_fault_changes() {
     const std::uint8_t remaining = was_last_error ? std::uint8_t{0} : before;
     const std::uint8_t error_bits = change.has_fault ? raised : remaining;
     objects_.store(error_register_index, 0, {error_bits});
-    Emergency emergency{
-        change.has_fault ? emergency_generic_error : emergency_error_reset, error_bits, {}};
+    Emergency emergency{change.error_code, error_bits, {}};
     put_little_endian(emergency.device_data.begin(), 2, change.base_index);
     note_emergency(emergency);
   }
@@ -382,6 +396,18 @@ void SimulatedNode::reset_start_objects() {
   }
 }
 
+/// Those at the start, but for what is held.
+ObjectDictionary SimulatedNode::fresh_objects() const {
+  ObjectDictionary fresh = start_objects_;
+  for (const ObjectAddress& at : start_objects_.addresses()) {
+    if (objects_.is_held(at)) {
+      fresh.add(at.index, at.sub_index, *objects_.find(at.index, at.sub_index));
+      fresh.hold(at);
+    }
+  }
+  return fresh;
+}
+
 void SimulatedNode::take_in_parameters() {
   pdos_->refresh(objects_);
   ++communication_revision_;
@@ -409,7 +435,9 @@ void SimulatedNode::act_on_write(std::uint16_t index, std::uint8_t sub_index) {
 void SimulatedNode::write_mapped_object(std::uint16_t index, std::uint8_t sub_index,
                                         std::vector<std::uint8_t> value) {
   const ObjectEntry* entry = objects_.find(index, sub_index);
-  if (entry == nullptr || entry->access == ObjectAccess::read_only) {
+  const bool is_writable = entry != nullptr && entry->access != ObjectAccess::read_only &&
+                           !objects_.is_held({index, sub_index});
+  if (!is_writable) {
     return;
   }
   value.resize(entry->value.size());

@@ -31,6 +31,21 @@ std::optional<Bytes> value_of(const ObjectDictionary& dictionary, const ObjectAd
   return entry == nullptr ? std::nullopt : std::make_optional(entry->value);
 }
 
+TEST(HeldObject, keeps_its_value) {
+  ObjectDictionary dictionary = sample();
+  dictionary.hold({0x2000, 1});
+
+  EXPECT_EQ(dictionary.download(0x2000, 1, {9, 9}), std::nullopt);
+  EXPECT_TRUE(dictionary.store(0x2000, 1, {8, 8}));
+  EXPECT_FALSE(dictionary.store(0x2000, 1, {8}));
+  EXPECT_EQ(dictionary.download(0x2000, 1, {9}), SdoAbort::value_too_short);
+  EXPECT_EQ(value_of(dictionary, {0x2000, 1}), (Bytes{0x11, 0x22}));
+
+  dictionary.release({0x2000, 1});
+  EXPECT_TRUE(dictionary.store(0x2000, 1, {8, 8}));
+  EXPECT_EQ(value_of(dictionary, {0x2000, 1}), (Bytes{8, 8}));
+}
+
 struct UploadCase {
   std::string name;
   ObjectAddress at;

@@ -356,6 +356,41 @@ TEST_F(SimulatedNodeDrivesTest, error_code_tells_the_latest_fault) {
   EXPECT_EQ(value(0x683F), 0U);
 }
 
+TEST_F(SimulatedNodeDrivesTest, fault_may_be_of_any_kind) {
+  node.inject_fault("left", 0x2310);
+
+  EXPECT_EQ(value(0x603F), 0x2310U);
+  ASSERT_FALSE(node.emergencies().empty());
+  EXPECT_EQ(node.emergencies().back().error_code, 0x2310);
+}
+
+TEST_F(SimulatedNodeDrivesTest, held_position_stands_while_the_drive_moves) {
+  enable(3);
+  node.hold_object(0x6064, 0);
+  write(0x60FF, 100, 4);
+  node.tick(milliseconds(2000));
+  EXPECT_EQ(position(), 0);
+  EXPECT_EQ(velocity(), 100);
+
+  node.release_object(0x6064, 0);
+  node.tick(milliseconds(1));
+
+  EXPECT_GT(position(), 100);
+}
+
+TEST_F(SimulatedNodeDrivesTest, held_controlword_commands_nothing) {
+  node.hold_object(0x6040, 0);
+
+  EXPECT_TRUE(node.sdo_write(5, 0x6040, 0, {0x06, 0x00}));
+
+  EXPECT_EQ(power(), 0x40U);
+  EXPECT_EQ(value(0x6040), 0U);
+}
+
+TEST_F(SimulatedNodeDrivesTest, drives_are_told_by_name) {
+  EXPECT_EQ(node.drives(), (std::vector<std::string>{"claw", "left", "right"}));
+}
+
 TEST_F(SimulatedNodeDrivesTest, fault_is_reset_by_the_edge) {
   node.inject_fault("left");
   node.tick(milliseconds(1));

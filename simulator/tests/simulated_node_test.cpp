@@ -210,6 +210,52 @@ TEST_F(SimulatedNodeTest, object_takes_as_much_of_its_field_as_it_holds) {
   EXPECT_EQ(fitted.object_value(0x2001, 0), Bytes{2});
 }
 
+TEST_F(SimulatedNodeTest, held_object_takes_what_comes_without_a_change) {
+  node.set_object_value(0x2000, 1, {7});
+  node.hold_object(0x2000, 1);
+
+  EXPECT_TRUE(node.sdo_write(5, 0x2000, 1, {9}));
+  node.receive_rpdo(2, {0x4F, 0x23, 0x01}, 5);
+  EXPECT_TRUE(node.set_object_value(0x2000, 1, {9}));
+
+  EXPECT_THAT(node.object_value(0x2000, 1), testing::Optional(ElementsAre(7)));
+  EXPECT_FALSE(node.sdo_write(5, 0x2000, 1, {9, 9})) << "refused as ever";
+  EXPECT_EQ(node.last_sdo_abort(), SdoAbort::value_too_long);
+}
+
+TEST_F(SimulatedNodeTest, object_is_held_over_a_reset) {
+  node.set_object_value(0x2000, 1, {7});
+  node.set_object_value(0x1017, 0, {7, 0});
+  node.hold_object(0x2000, 1);
+  node.hold_object(0x1017, 0);
+
+  node.reset();
+  node.reset_communication();
+
+  EXPECT_THAT(node.object_value(0x2000, 1), testing::Optional(ElementsAre(7)));
+  EXPECT_THAT(node.object_value(0x1017, 0), testing::Optional(ElementsAre(7, 0)));
+}
+
+TEST_F(SimulatedNodeTest, released_object_takes_the_next_value) {
+  node.hold_object(0x2000, 1);
+  EXPECT_TRUE(node.sdo_write(5, 0x2000, 1, {8}));
+
+  node.release_object(0x2000, 1);
+  EXPECT_THAT(node.object_value(0x2000, 1), testing::Optional(ElementsAre(0)));
+  EXPECT_TRUE(node.sdo_write(5, 0x2000, 1, {9}));
+
+  EXPECT_THAT(node.object_value(0x2000, 1), testing::Optional(ElementsAre(9)));
+}
+
+TEST_F(SimulatedNodeTest, object_that_is_not_there_is_not_held) {
+  node.hold_object(0x5FFF, 0);
+  node.add_object(0x5FFF, 0, {ObjectAccess::read_write, {1}});
+
+  EXPECT_TRUE(node.sdo_write(5, 0x5FFF, 0, {2}));
+
+  EXPECT_THAT(node.object_value(0x5FFF, 0), testing::Optional(ElementsAre(2)));
+}
+
 TEST_F(SimulatedNodeTest, last_mapping_of_an_object_wins) {
   SimulatedNode twice(5, one_rpdo({{0x2000, 0, 8, ""}, {0x2000, 0, 8, ""}}));
 

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
+#include <utility>
 #include <vector>
 
 #include "velmora_can_bridge/bus/sdo_abort.hpp"
@@ -65,10 +67,21 @@ class ObjectDictionary {
   std::optional<SdoAbort> download_refusal(std::uint16_t index, std::uint8_t sub_index,
                                            std::size_t size) const;
 
-  /// Writes from the device's own side, whatever the access.
+  /// Writes from the device's own side, whatever the access. A held object takes it without a
+  /// change.
   ///
   /// False, and nothing changed, when there is no such object or it does not take that length.
   bool store(std::uint16_t index, std::uint8_t sub_index, const std::vector<std::uint8_t>& value);
+
+  /// From now on the object keeps its value: a fault, as of a sensor that is stuck. Downloads and
+  /// stores are judged as ever and change nothing; `add` changes it still. Nothing happens when
+  /// there is no such object.
+  void hold(ObjectAddress at);
+
+  /// Ends that.
+  void release(ObjectAddress at);
+
+  bool is_held(ObjectAddress at) const;
 
   /// The object, whatever the access; null when there is none. Valid until the object is replaced.
   const ObjectEntry* find(std::uint16_t index, std::uint8_t sub_index) const;
@@ -81,6 +94,7 @@ class ObjectDictionary {
   SdoAbort absence(std::uint16_t index) const;
 
   std::map<std::uint16_t, std::map<std::uint8_t, ObjectEntry>> objects_;
+  std::set<std::pair<std::uint16_t, std::uint8_t>> held_;
 };
 
 }  // namespace velmora_can_bridge

@@ -184,14 +184,27 @@ class SimulatedNode : public CanOpenBackend {
   /// back; it holds up transfers and frames meanwhile.
   void tick(std::chrono::milliseconds elapsed);
 
+  /// The names of the board's devices with a drive, in order.
+  std::vector<std::string> drives() const;
+
   /// Makes the drive of `device`, a name of the board, find a fault: it stands at once in Fault
-  /// reaction active, and in Fault after the next millisecond.
+  /// reaction active, and in Fault after the next millisecond. Its object "error code" and the
+  /// emergency tell `error_code` (CiA 402-2).
   ///
   /// False, and nothing changed, when no device with a drive has that name. A drive that has a
   /// fault already keeps that one. Otherwise bit 0 of the error register is set and an emergency is
-  /// noted, 0x1000. When the fault is reset another one is, 0x0000, and bit 0 is cleared if it is
+  /// noted. When the fault is reset another one is, 0x0000, and bit 0 is cleared if it is
   /// the only one and no other drive has a fault.
-  bool inject_fault(const std::string& device);
+  bool inject_fault(const std::string& device, std::uint16_t error_code = emergency_generic_error);
+
+  /// From now on the object keeps its value, a reset included: downloads and RPDOs are accepted and
+  /// have no effect, a drive shows nothing new in it, the bench sets nothing. Nothing happens when
+  /// there is no such object.
+  void hold_object(std::uint16_t index, std::uint8_t sub_index);
+
+  /// Ends that. What was written meanwhile is lost; a drive shows its value with the next tick or
+  /// command.
+  void release_object(std::uint16_t index, std::uint8_t sub_index);
 
   /// The heartbeats that the node waits for now, those of its object 0x1016.
   std::vector<HeartbeatConsumer> heartbeat_consumers() const;
@@ -251,6 +264,7 @@ class SimulatedNode : public CanOpenBackend {
                                            const std::vector<std::uint8_t>& data) const;
   void store_parameters();
   void reset_start_objects();
+  ObjectDictionary fresh_objects() const;
   void take_in_parameters();
   void take_in_parameter(std::uint16_t index);
   void act_on_write(std::uint16_t index, std::uint8_t sub_index);
