@@ -6,8 +6,10 @@
 #include "ground/little_endian.hpp"
 #include "ground/pdo.hpp"
 #include "node_drives.hpp"
+#include "node_faults.hpp"
 #include "node_parameters.hpp"
 #include "velmora_can_bridge/bus/cob_id.hpp"
+#include "velmora_can_bridge/bus/sdo_frames.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -58,7 +60,9 @@ SimulatedBusNode::SimulatedBusNode(std::uint8_t node_id, const BoardConfig& boar
       sdo_(
           node_id,
           [this](std::uint16_t index, std::uint8_t sub_index, std::vector<std::uint8_t>& data) {
-            return device_.sdo_upload(index, sub_index, data);
+            const std::optional<SdoAbort> abort = device_.sdo_upload(index, sub_index, data);
+            shorten(data);
+            return abort;
           },
           [this](std::uint16_t index, std::uint8_t sub_index,
                  const std::vector<std::uint8_t>& data) {
@@ -66,6 +70,24 @@ SimulatedBusNode::SimulatedBusNode(std::uint8_t node_id, const BoardConfig& boar
             return device_.sdo_download(index, sub_index, data);
           }) {
   take_in_parameters();
+}
+
+SimulatedBusNode::~SimulatedBusNode() = default;
+
+void SimulatedBusNode::set_faults(const std::vector<Fault>& faults) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (faults_) {
+    faults_->end_all();
+    // Nothing that ends sends anything.
+    std::vector<CanFrame> none;
+    follow_faults(none);
+  }
+  faults_ = std::make_unique<NodeFaults>(node_id_, faults);
+}
+
+std::vector<FaultEffect> SimulatedBusNode::take_fault_effects() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return faults_ ? faults_->take_effects() : std::vector<FaultEffect>();
 }
 
 std::vector<CanFilter> SimulatedBusNode::filters() const {
@@ -94,6 +116,7 @@ void SimulatedBusNode::boot(std::vector<CanFrame>& frames) {
     return;
   }
   start_up(frames);
+  begin_and_end_faults(frames);
   send_changes(frames);
 }
 
@@ -119,19 +142,45 @@ void SimulatedBusNode::tick(std::chrono::milliseconds elapsed, std::vector<CanFr
     // What is held back is shown before time passes over it, such as a quick stop at standstill.
     send_changes(frames);
   }
-  device_.tick(elapsed);
   if (state_ == NmtState::boot_up) {
+    device_.tick(elapsed);
     return;
   }
-  const std::chrono::milliseconds passed =
+  std::chrono::milliseconds left =
       std::clamp(elapsed, std::chrono::milliseconds(0), NodeDrives::longest_tick);
-  for (Tpdo& tpdo : tpdos_) {
-    tpdo.since_sent += passed;
-    tpdo.since_event += passed;
+  do {
+    const std::chrono::milliseconds part = faults_ ? faults_->until_next(left) : left;
+    pass(part, frames);
+    begin_and_end_faults(frames);
+    left -= part;
+  } while (left.count() > 0);
+}
+
+void SimulatedBusNode::pass(std::chrono::milliseconds elapsed, std::vector<CanFrame>& frames) {
+  device_.tick(elapsed);
+  if (faults_) {
+    faults_->pass(elapsed);
   }
-  send_heartbeats(passed, frames);
-  look_after_heartbeats(passed, frames);
+  for (Tpdo& tpdo : tpdos_) {
+    tpdo.since_sent += elapsed;
+    tpdo.since_event += elapsed;
+  }
+  send_late_answers(elapsed, frames);
+  send_heartbeats(elapsed, frames);
+  look_after_heartbeats(elapsed, frames);
   send_changes(frames);
+}
+
+void SimulatedBusNode::begin_and_end_faults(std::vector<CanFrame>& frames) {
+  if (!faults_) {
+    return;
+  }
+  faults_->follow_time();
+  follow_faults(frames);
+  take_in_parameters();
+  if (may_have_changed_) {
+    send_changes(frames);
+  }
 }
 
 NmtState SimulatedBusNode::state() const {
@@ -181,8 +230,7 @@ void SimulatedBusNode::handle_nmt(const CanFrame& frame, std::vector<CanFrame>& 
       enter(NmtState::pre_operational);
       break;
     case NmtCommand::reset_node:
-      device_.reset();
-      start_up(answers);
+      restart(answers);
       break;
     case NmtCommand::reset_communication:
       device_.reset_communication();
@@ -195,8 +243,80 @@ void SimulatedBusNode::handle_sdo(const CanFrame& frame, std::vector<CanFrame>& 
   if (state_ == NmtState::stopped) {
     return;
   }
-  if (const auto answered = sdo_.answer(frame)) {
+  if (faults_) {
+    handle_faulty_sdo(frame, answers);
+  } else if (const auto answered = sdo_.answer(frame)) {
     answers.push_back(*answered);
+  }
+}
+
+void SimulatedBusNode::handle_faulty_sdo(const CanFrame& frame, std::vector<CanFrame>& answers) {
+  faults_->note_request(frame);
+  if (const auto answered = faulty_answer(frame)) {
+    const Fault* const late = faults_->strike(FaultKind::late_answer);
+    if (late != nullptr) {
+      late_answers_.push_back({*answered, late->lateness});
+    } else {
+      answers.push_back(*answered);
+    }
+  }
+  if (!sdo_.is_in_transfer()) {
+    faults_->note_end();
+    follow_faults(answers);
+  }
+}
+
+/// As `SdoServer::answer`, unless a fault strikes it.
+std::optional<CanFrame> SimulatedBusNode::faulty_answer(const CanFrame& request) {
+  if (faults_->strike(FaultKind::no_answer) != nullptr) {
+    sdo_.reset();
+    return std::nullopt;
+  }
+  if (const Fault* const abort = faults_->strike(FaultKind::abort)) {
+    sdo_.reset();
+    CanFrame refusal = sdo_frame(own(sdo_answer_cob_id), sdo_abort_command, sdo_index(request),
+                                 sdo_sub_index(request));
+    set_sdo_number(refusal, abort->code);
+    return refusal;
+  }
+  std::optional<CanFrame> answer = sdo_.answer(request);
+  const bool is_segment = answer && (sdo_command(*answer) == sdo_upload_segment_answer ||
+                                     sdo_command(*answer) == sdo_download_segment_answer);
+  if (is_segment && faults_->strike(FaultKind::wrong_toggle) != nullptr) {
+    answer->data[0] ^= sdo_toggle_bit;
+  }
+  return answer;
+}
+
+void SimulatedBusNode::shorten(std::vector<std::uint8_t>& data) {
+  const Fault* const fault = faults_ ? faults_->find(FaultKind::short_answer) : nullptr;
+  if (fault != nullptr && data.size() > fault->bytes) {
+    faults_->strike(FaultKind::short_answer);
+    data.resize(fault->bytes);
+  }
+}
+
+void SimulatedBusNode::follow_faults(std::vector<CanFrame>& frames) {
+  for (const DueFault& due : faults_->take_changes()) {
+    carry_out(due.fault, due.begins, frames);
+  }
+}
+
+void SimulatedBusNode::carry_out(const Fault& fault, bool begins, std::vector<CanFrame>& frames) {
+  switch (fault.kind) {
+    case FaultKind::held_value:
+      begins ? device_.hold_object(fault.object.index, fault.object.sub_index)
+             : device_.release_object(fault.object.index, fault.object.sub_index);
+      break;
+    case FaultKind::drive_fault:
+      device_.inject_fault(fault.device, static_cast<std::uint16_t>(fault.code));
+      may_have_changed_ = true;
+      break;
+    case FaultKind::restart:
+      restart(frames);
+      break;
+    default:
+      break;
   }
 }
 
@@ -310,6 +430,11 @@ void SimulatedBusNode::take_in_parameters() {
   }
 }
 
+void SimulatedBusNode::restart(std::vector<CanFrame>& frames) {
+  device_.reset();
+  start_up(frames);
+}
+
 void SimulatedBusNode::start_up(std::vector<CanFrame>& frames) {
   // The boot-up message counts as the first heartbeat (CiA 301, heartbeat protocol).
   frames.push_back({own(heartbeat_cob_id), 1, {static_cast<std::uint8_t>(NmtState::boot_up)}});
@@ -317,8 +442,13 @@ void SimulatedBusNode::start_up(std::vector<CanFrame>& frames) {
   for (Consumer& consumer : consumers_) {
     consumer = {consumer.heartbeat};
   }
-  sdo_.reset();
+  forget_transfer();
   enter(NmtState::pre_operational);
+}
+
+void SimulatedBusNode::forget_transfer() {
+  sdo_.reset();
+  late_answers_.clear();
 }
 
 void SimulatedBusNode::enter(NmtState state) {
@@ -328,7 +458,7 @@ void SimulatedBusNode::enter(NmtState state) {
   state_ = state;
   may_have_changed_ = true;
   if (state == NmtState::stopped) {
-    sdo_.reset();
+    forget_transfer();
   }
   for (Rpdo& rpdo : rpdos_) {
     rpdo.waiting.reset();
@@ -402,10 +532,27 @@ void SimulatedBusNode::send_heartbeats(std::chrono::milliseconds elapsed,
     return;
   }
   since_heartbeat_ += elapsed;
-  if (elapsed.count() > 0 && since_heartbeat_ >= heartbeat_time_) {
-    frames.push_back({own(heartbeat_cob_id), 1, {static_cast<std::uint8_t>(state_)}});
-    since_heartbeat_ %= heartbeat_time_;
+  if (elapsed.count() <= 0 || since_heartbeat_ < heartbeat_time_) {
+    return;
   }
+  since_heartbeat_ %= heartbeat_time_;
+  const bool is_silent = faults_ && faults_->silences_heartbeat();
+  if (!is_silent) {
+    frames.push_back({own(heartbeat_cob_id), 1, {static_cast<std::uint8_t>(state_)}});
+  }
+}
+
+void SimulatedBusNode::send_late_answers(std::chrono::milliseconds elapsed,
+                                         std::vector<CanFrame>& frames) {
+  for (LateAnswer& late : late_answers_) {
+    late.left -= elapsed;
+    if (late.left.count() <= 0) {
+      frames.push_back(late.frame);
+    }
+  }
+  late_answers_.erase(std::remove_if(late_answers_.begin(), late_answers_.end(),
+                                     [](const LateAnswer& late) { return late.left.count() <= 0; }),
+                      late_answers_.end());
 }
 
 /// The number in an object; 0 also when something of another size replaces it.

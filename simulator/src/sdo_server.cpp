@@ -174,7 +174,7 @@ SdoServer::Answer SdoServer::client_abort(const CanFrame& /*request*/) {
 }
 
 SdoServer::Answer SdoServer::unknown_command(const CanFrame& request) {
-  if (std::holds_alternative<std::monostate>(transfer_)) {
+  if (!is_in_transfer()) {
     return abort_frame(multiplexer(request), SdoAbort::unknown_command);
   }
   return end_with(SdoAbort::unknown_command);

@@ -35,9 +35,11 @@ bool designated_initialisers(const NodeConfig& node, const OperationConfig& oper
       BusError{.node_id = 1}, CanArrival{.lost = 1}, CanDelivery{.frame = {}}, CanFilter{.id = 1},
       CanFrame{.id = 1}, NodeEvent{.node_id = 1}, SdoTimes{.frame_timeout = {}},
       // Simulated nodes.
-      Emergency{.error_code = 0x1000}, ObjectAddress{.index = 0x6040},
+      Emergency{.error_code = 0x1000}, Fault{.node_id = 1}, FaultEffect{.fault = 1},
+      FaultScriptProblem{.line = 1}, ObjectAddress{.index = 0x6040},
       ObjectEntry{.access = ObjectAccess::read_only}, PdoFrame{.length = 1},
       PdoCommunication{.number = 1}, HeartbeatConsumer{.node_id = 1},
+      TransferScope{.sort = TransferSort::read},
       // What values mean.
       AnswerPart{.index = 0x6041}, PayloadLayout{.remark = "none"},
       PayloadUse{.node = node, .operation = operation}, PayloadValue{.name = "duty"},

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <vector>
@@ -12,10 +13,13 @@
 #include "velmora_can_bridge/bus/can_frame.hpp"
 #include "velmora_can_bridge/bus/nmt_state.hpp"
 #include "velmora_can_bridge/export.hpp"
+#include "velmora_can_bridge/simulator/fault.hpp"
 #include "velmora_can_bridge/simulator/sdo_server.hpp"
 #include "velmora_can_bridge/simulator/simulated_node.hpp"
 
 namespace velmora_can_bridge VELMORA_CAN_BRIDGE_EXPORT {
+
+class NodeFaults;
 
 /// A `SimulatedNode` behind network management, SDO, PDO, emergency and heartbeat frames (CiA 301).
 ///
@@ -47,17 +51,28 @@ class SimulatedBusNode {
   SimulatedBusNode(SimulatedBusNode&&) = delete;
   SimulatedBusNode& operator=(const SimulatedBusNode&) = delete;
   SimulatedBusNode& operator=(SimulatedBusNode&&) = delete;
-  ~SimulatedBusNode() = default;
+  ~SimulatedBusNode();
+
+  std::uint8_t node_id() const { return node_id_; }
 
   /// The device behind the frames, for the bench. What it is told directly is not asked whether the
   /// state allows it.
   SimulatedNode& device() { return device_; }
+  const SimulatedNode& device() const { return device_; }
 
   std::uint8_t node_id() const { return node_id_; }
 
   /// Lets through the frames that the node wants, whatever identifiers a master gives its PDOs and
   /// its SYNC; none for a node that never boots.
   std::vector<CanFilter> filters() const;
+
+  /// From now on the node has those of `faults` that have its node id, and none of an earlier call:
+  /// what lasts of those ends. What the device is told directly, on the bench, no fault of
+  /// transfers strikes.
+  void set_faults(const std::vector<Fault>& faults);
+
+  /// The faults that have struck for the first time since the last call, in that order.
+  std::vector<FaultEffect> take_fault_effects();
 
   /// Switches on: the boot-up message, then pre-operational with the emergencies noted before.
   /// Objects and drives stay as they are.
@@ -76,8 +91,9 @@ class SimulatedBusNode {
   void hold_changes(bool hold);
 
   /// Lets time pass as `SimulatedNode::tick`, in whatever state. Appends what `receive` has held
-  /// back, then one heartbeat if any fell due (object 0x1017, counted from the boot-up message or
-  /// from the tick that finds it changed), then TPDOs by number, then emergencies.
+  /// back, then answers that a fault has made late, then one heartbeat if any fell due (object
+  /// 0x1017, counted from the boot-up message or from the tick that finds it changed), then TPDOs
+  /// by number, then emergencies. A tick in which a fault begins or ends by time counts as two.
   void tick(std::chrono::milliseconds elapsed, std::vector<CanFrame>& frames);
 
   NmtState state() const;
@@ -109,17 +125,32 @@ class SimulatedBusNode {
     std::chrono::milliseconds since_heard{0};
   };
 
+  struct LateAnswer {
+    CanFrame frame;
+    std::chrono::milliseconds left{0};
+  };
+
   // All of these run with `mutex_` held.
   void handle(const CanFrame& frame, std::vector<CanFrame>& answers);
   void handle_nmt(const CanFrame& frame, std::vector<CanFrame>& answers);
   void handle_sdo(const CanFrame& frame, std::vector<CanFrame>& answers);
+  void handle_faulty_sdo(const CanFrame& frame, std::vector<CanFrame>& answers);
+  std::optional<CanFrame> faulty_answer(const CanFrame& request);
+  void shorten(std::vector<std::uint8_t>& data);
+  void follow_faults(std::vector<CanFrame>& frames);
+  void carry_out(const Fault& fault, bool begins, std::vector<CanFrame>& frames);
+  void pass(std::chrono::milliseconds elapsed, std::vector<CanFrame>& frames);
+  void begin_and_end_faults(std::vector<CanFrame>& frames);
+  void send_late_answers(std::chrono::milliseconds elapsed, std::vector<CanFrame>& frames);
   void handle_rpdo(const CanFrame& frame);
   void handle_sync(std::vector<CanFrame>& answers);
   void handle_heartbeat(const CanFrame& frame);
   void look_after_heartbeats(std::chrono::milliseconds elapsed, std::vector<CanFrame>& frames);
   void act_on_lost_heartbeat();
   void take_in_parameters();
+  void restart(std::vector<CanFrame>& frames);
   void start_up(std::vector<CanFrame>& frames);
+  void forget_transfer();
   void enter(NmtState state);
   void send_changes(std::vector<CanFrame>& frames);
   void send_if_due(Tpdo& tpdo, std::vector<CanFrame>& frames);
@@ -137,6 +168,9 @@ class SimulatedBusNode {
   // Guards everything below.
   mutable std::mutex mutex_;
   SdoServer sdo_;
+  // Null: it has none.
+  std::unique_ptr<NodeFaults> faults_;
+  std::vector<LateAnswer> late_answers_;
   // What follows is taken from the device's objects when their revision is another one.
   std::uint64_t revision_ = 0;
   std::vector<Rpdo> rpdos_;

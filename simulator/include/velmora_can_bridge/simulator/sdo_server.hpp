@@ -58,6 +58,9 @@ class SdoServer {
   /// - A request that begins a transfer ends the one under way, without a word about it.
   std::optional<CanFrame> answer(const CanFrame& request);
 
+  /// Whether a transfer of segments is under way.
+  bool is_in_transfer() const { return !std::holds_alternative<std::monostate>(transfer_); }
+
   /// Forgets the transfer under way; its client hears nothing of it.
   void reset();
 
