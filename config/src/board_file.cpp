@@ -1,11 +1,9 @@
 #include "velmora_can_bridge/config/board_file.hpp"
 
-#include <cerrno>
-#include <fstream>
-#include <system_error>
 #include <utility>
 
 #include "board_checks.hpp"
+#include "ground/read_file.hpp"
 #include "problem_list.hpp"
 #include "record_readers.hpp"
 #include "text_check.hpp"
@@ -27,11 +25,6 @@ BoardFile read_checked(const std::string& yaml, ProblemList& problems) {
   return board;
 }
 
-LoadedBoard failed_load(int reason) {
-  return {std::nullopt,
-          {{Severity::error, 0, 0, "cannot be read: " + std::generic_category().message(reason)}}};
-}
-
 }  // namespace
 
 std::string problem_text(const std::string& file, const Problem& problem) {
@@ -43,20 +36,9 @@ std::string problem_text(const std::string& file, const Problem& problem) {
 }
 
 LoadedBoard load_board_file(const std::string& path) {
-  // The library's streams tell the reason of a failure in errno alone.
-  errno = 0;
-  std::ifstream input(path, std::ios::binary);
-  if (!input) {
-    return failed_load(errno);
-  }
-  // One byte more than allowed, so that a longer file is seen as such; it may have no end.
-  std::string text(longest_file + 1, '\0');
-  input.read(text.data(), static_cast<std::streamsize>(text.size()));
-  if (input.bad()) {
-    return failed_load(errno);
-  }
-  text.resize(static_cast<std::size_t>(input.gcount()));
-  return parse_board(text);
+  const Expected<std::string> text = read_file(path, longest_file);
+  return text ? parse_board(*text)
+              : LoadedBoard{std::nullopt, {{Severity::error, 0, 0, text.error()}}};
 }
 
 LoadedBoard parse_board(const std::string& yaml) {
