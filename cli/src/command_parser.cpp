@@ -106,6 +106,9 @@ void add_simulate(CLI::App& app, SimulateArguments& simulate) {
   CLI::App& command = add_command(app, "simulate");
   add_board(command, simulate.board);
   add_bus(command, simulate.bus).required();
+  command.add_option("--script", simulate.script)->check([](const std::string& file) {
+    return unless_option(file, "names no script");
+  });
   add_number(*command.add_option("--for", simulate.seconds), 1, 31536000);
 }
 

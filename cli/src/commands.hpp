@@ -35,6 +35,8 @@ struct RunArguments {
 struct SimulateArguments {
   std::string board;
   BusArguments bus;
+  /// The script of faults; no value for none.
+  std::optional<std::string> script;
   /// How long; 0 until interrupted.
   std::uint32_t seconds = 0;
 };

@@ -111,17 +111,25 @@ CommandHelp simulate() {
   return {"simulate",
           "Put a simulated board on a CAN interface",
           "Simulates all nodes of the board file on a CAN interface, so that other programs can "
-          "talk to them. The nodes boot, and are pre-operational until nmt start. Ctrl-C ends it.",
+          "talk to them. The nodes boot, and are pre-operational until nmt start. Ctrl-C ends it.\n"
+          "A script makes them fail. A line of it is one fault: \"node NODE at TIME: FAULT\" or "
+          "\"node NODE after N transfers of INDEX/SUB: FAULT\", where FAULT is no answer, answer "
+          "TIME late, answer with N bytes, abort CODE, wrong toggle, hold INDEX/SUB, drive fault "
+          "CODE, restart or no heartbeat. Transfers may be reads or writes alone. How long a fault "
+          "lasts may stand behind it: for TIME, for N transfers, from then on. A comment begins "
+          "with #. Each fault that strikes is printed, at the end those that never did.",
           {board,
            {"--bus", "IFACE",
             "the CAN interface on which the nodes stand, such as vcan0; there is none inside the "
             "program that others could reach",
             true},
            trace,
+           {"--script", "FILE", "make the nodes fail as this script says"},
            {"--for", "SECONDS", "end after so many seconds, 1 to 31536000"}},
           {{"Simulate until Ctrl-C", "simulate robot.yaml --bus vcan0"},
            {"Simulate for a minute, and log the frames",
-            "simulate robot.yaml --bus vcan0 --for 60 --trace sim.log"}}};
+            "simulate robot.yaml --bus vcan0 --for 60 --trace sim.log"},
+           {"Simulate nodes that fail", "simulate robot.yaml --bus vcan0 --script faults.txt"}}};
 }
 
 CommandHelp nmt() {

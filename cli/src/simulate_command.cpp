@@ -15,6 +15,7 @@
 #include "ground/visible_text.hpp"
 #include "interface_channel.hpp"
 #include "report.hpp"
+#include "scripted_faults.hpp"
 #include "velmora_can_bridge/simulator/simulated_node_server.hpp"
 
 namespace velmora_can_bridge {
@@ -38,15 +39,34 @@ std::string node_ids_text(const BoardFile& file) {
   return (file.nodes.size() == 1 ? "node " : "nodes ") + text;
 }
 
-/// The nodes of a board, served on a channel.
+using Nodes = std::vector<std::unique_ptr<SimulatedBusNode>>;
+
+Nodes nodes_of(const BoardFile& file) {
+  Nodes nodes;
+  for (const NodeConfig& config : file.nodes) {
+    nodes.push_back(std::make_unique<SimulatedBusNode>(config.node_id, config.board));
+  }
+  return nodes;
+}
+
+std::vector<SimulatedBusNode*> pointers(const Nodes& nodes) {
+  std::vector<SimulatedBusNode*> all;
+  all.reserve(nodes.size());
+  for (const auto& node : nodes) {
+    all.push_back(node.get());
+  }
+  return all;
+}
+
+/// Nodes that are served on a channel.
 class Simulation {
  public:
   Simulation(const CommandLineHost& host, CanChannel& channel, std::string interface,
-             const BoardFile& file)
+             const Nodes& nodes, ScriptedFaults& faults)
       : host_(host),
         interface_(std::move(interface)),
-        nodes_(nodes_of(file)),
-        server_(channel, pointers(nodes_)) {}
+        faults_(faults),
+        server_(channel, pointers(nodes)) {}
 
   /// Switches the nodes on. The status that ends the program when the bus does not work.
   ExitStatus start() {
@@ -65,6 +85,7 @@ class Simulation {
     while (!is_interrupted(host_)) {
       tell_trouble(server_.poll(poll_slice));
       tell_doubles();
+      faults_.tell_new(host_);
       if (time.count() != 0 && Clock::now() >= end) {
         return ExitStatus::success;
       }
@@ -73,25 +94,6 @@ class Simulation {
   }
 
  private:
-  using Nodes = std::vector<std::unique_ptr<SimulatedBusNode>>;
-
-  static Nodes nodes_of(const BoardFile& file) {
-    Nodes nodes;
-    for (const NodeConfig& config : file.nodes) {
-      nodes.push_back(std::make_unique<SimulatedBusNode>(config.node_id, config.board));
-    }
-    return nodes;
-  }
-
-  static std::vector<SimulatedBusNode*> pointers(const Nodes& nodes) {
-    std::vector<SimulatedBusNode*> all;
-    all.reserve(nodes.size());
-    for (const auto& node : nodes) {
-      all.push_back(node.get());
-    }
-    return all;
-  }
-
   /// One that lasts is told once.
   void tell_trouble(CanStatus status) {
     if (status == CanStatus::ok) {
@@ -119,7 +121,7 @@ class Simulation {
 
   const CommandLineHost& host_;
   const std::string interface_;
-  const Nodes nodes_;
+  ScriptedFaults& faults_;
   SimulatedNodeServer server_;
   // The last one.
   CanStatus trouble_ = CanStatus::ok;
@@ -138,17 +140,24 @@ ExitStatus simulate_command(const CommandLineHost& host, const SimulateArguments
     print_diagnostic(host, "name the CAN interface for the simulated nodes (--bus vcan0)");
     return ExitStatus::bad_input;
   }
+  const Nodes nodes = nodes_of(*file);
+  std::optional<ScriptedFaults> faults = load_faults(host, arguments.script, pointers(nodes));
+  if (!faults) {
+    return ExitStatus::bad_input;
+  }
   const auto bus = CommandBus::open(host, arguments.bus, nullptr);
   if (!bus) {
     return ExitStatus::bad_input;
   }
-  Simulation simulation(host, bus->channel(), arguments.bus.bus, *file);
+  Simulation simulation(host, bus->channel(), arguments.bus.bus, nodes, *faults);
   if (const ExitStatus status = simulation.start(); status != ExitStatus::success) {
     return bus->finish(status);
   }
   host.out << "simulating " << node_ids_text(*file) << " on " << visible_text(arguments.bus.bus)
            << "; pre-operational until nmt start; Ctrl-C ends it" << std::endl;
-  return bus->finish(simulation.run(std::chrono::seconds(arguments.seconds)));
+  const ExitStatus status = simulation.run(std::chrono::seconds(arguments.seconds));
+  faults->tell_missing(host);
+  return bus->finish(status);
 }
 
 }  // namespace velmora_can_bridge

@@ -197,7 +197,7 @@ TEST_F(Help, of_a_command_has_its_usage_arguments_and_examples) {
   const std::string help = help_of("simulate");
   EXPECT_THAT(help, HasSubstr("Usage: velmora-can-bridge simulate BOARD --bus IFACE "
                               "[--trace FILE]\n                                   "
-                              "[--for SECONDS]\n"));
+                              "[--script FILE] [--for SECONDS]\n"));
   EXPECT_THAT(help, HasSubstr("\n  BOARD  the board file (YAML)\n"));
   EXPECT_THAT(help, HasSubstr("\n  --for SECONDS  end after so many seconds, 1 to 31536000\n"));
   EXPECT_THAT(help, HasSubstr("Examples:\n  Simulate until Ctrl-C:\n"

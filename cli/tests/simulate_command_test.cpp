@@ -75,6 +75,83 @@ TEST_F(Simulate, tells_once_that_another_device_has_the_id_of_a_node) {
             "well\n");
 }
 
+TEST_F(Simulate, tells_each_fault_that_strikes_and_then_the_others) {
+  const std::string script = write_file("faults.txt",
+                                        "node 0x11 at 0 s: no answer from then on\n"
+                                        "# node 0x10 is well at first\n"
+                                        "node 0x10 after 2 reads of 0x1000/0: abort 0x08000000\n"
+                                        "node 0x10 at 0 s: hold 0x6064/0\n"
+                                        "node 0x10 at 3600 s: restart  # too late\n");
+  std::vector<std::uint16_t> seen;
+  // Asks each node that boots for its device type, node 0x10 again until it has aborted.
+  const auto client =
+      can0.open({{0, 0}}, [&](const CanFrame& frame, std::vector<CanFrame>& answers) {
+        seen.push_back(frame.id);
+        interrupted = frame.id == 0x590 && frame.data[0] == 0x80;
+        if (!interrupted) {
+          answers.push_back(
+              {static_cast<std::uint16_t>(0x600 + frame.id % 0x80), 8, {0x40, 0x00, 0x10}});
+        }
+      });
+
+  EXPECT_EQ(run({"simulate", board, "--bus", "can0", "--script", script}), ExitStatus::interrupted);
+
+  EXPECT_EQ(seen, (std::vector<std::uint16_t>{0x710, 0x711, 0x590, 0x590, 0x590}));
+  EXPECT_EQ(out,
+            "simulating nodes 0x10, 0x11 on can0; pre-operational until nmt start; Ctrl-C ends it\n"
+            "fault at 0.000 s, line 4: node 0x10 at 0 s: hold 0x6064/0\n"
+            "fault at 0.000 s, line 3: node 0x10 after 2 reads of 0x1000/0: abort 0x08000000\n"
+            "fault at 0.000 s, line 1: node 0x11 at 0 s: no answer from then on\n"
+            "fault that never struck, line 5: node 0x10 at 3600 s: restart\n");
+  EXPECT_EQ(err, "");
+}
+
+TEST_F(Simulate, tells_when_a_fault_strikes) {
+  const std::string script = write_file("faults.txt", "node 0x11 at 12.345 s: restart\n");
+  int booted = 0;
+  const auto client =
+      can0.open({{0x711}}, [&](const CanFrame& /*frame*/, std::vector<CanFrame>& /*answers*/) {
+        interrupted = ++booted == 2;
+      });
+
+  EXPECT_EQ(run({"simulate", board, "--bus", "can0", "--script", script}), ExitStatus::interrupted);
+
+  EXPECT_THAT(out,
+              testing::EndsWith("\nfault at 12.345 s, line 1: node 0x11 at 12.345 s: restart\n"));
+}
+
+TEST_F(Simulate, starts_nothing_when_the_script_has_mistakes) {
+  const std::string script = write_file("faults.txt",
+                                        "node 0x12 at 1 s: restart\n"
+                                        "node 0x10 at 1 s: restart\n"
+                                        "node 0x10 at 1 s: hold 0x5FFF/0\n");
+  std::vector<std::uint16_t> seen;
+  const auto client = can0.open(
+      {{0, 0}}, [&](const CanFrame& frame, std::vector<CanFrame>&) { seen.push_back(frame.id); });
+
+  EXPECT_EQ(run({"simulate", board, "--bus", "can0", "--script", script}), ExitStatus::bad_input);
+
+  EXPECT_EQ(err, script + ":1:6: error: no node 0x12 is simulated, expected 0x10 or 0x11\n" +
+                     script + ":3:24: error: node 0x10 has no object 0x5FFF/0\n");
+  EXPECT_EQ(out, "");
+  EXPECT_THAT(seen, testing::IsEmpty());
+  EXPECT_THAT(opened, testing::IsEmpty());
+}
+
+TEST_F(Simulate, needs_a_script_that_can_be_read) {
+  EXPECT_EQ(run({"simulate", board, "--bus", "can0", "--script", "/nowhere"}),
+            ExitStatus::bad_input);
+  EXPECT_EQ(err, "/nowhere: error: cannot be read: No such file or directory\n");
+  EXPECT_EQ(run({"simulate", board, "--bus", "can0", "--script", folder.string()}),
+            ExitStatus::bad_input);
+  EXPECT_EQ(err, folder.string() + ": error: cannot be read: Is a directory\n");
+  EXPECT_EQ(run({"simulate", board, "--bus", "can0", "--script", "/dev/zero"}),
+            ExitStatus::bad_input);
+  EXPECT_EQ(err, "/dev/zero: error: the file is larger than 2000000 bytes\n");
+  EXPECT_EQ(run({"simulate", board, "--bus", "can0", "--script", "--for"}), ExitStatus::bad_input);
+  EXPECT_EQ(err, "velmora-can-bridge: --script: \"--for\" names no script (see --help)\n");
+}
+
 TEST_F(Simulate, needs_an_interface) {
   EXPECT_EQ(run({"simulate", board}), ExitStatus::bad_input);
   EXPECT_EQ(err, "velmora-can-bridge: --bus is required (see --help)\n");

@@ -82,7 +82,9 @@ void SimulatedBusNode::set_faults(const std::vector<Fault>& faults) {
     std::vector<CanFrame> none;
     follow_faults(none);
   }
-  faults_ = std::make_unique<NodeFaults>(node_id_, faults);
+  const bool has_any = std::any_of(faults.begin(), faults.end(),
+                                   [&](const Fault& fault) { return fault.node_id == node_id_; });
+  faults_ = has_any ? std::make_unique<NodeFaults>(node_id_, faults) : nullptr;
 }
 
 std::vector<FaultEffect> SimulatedBusNode::take_fault_effects() {
