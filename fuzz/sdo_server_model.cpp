@@ -93,7 +93,7 @@ SdoServerModel::Answer SdoServerModel::answer(const CanFrame& request) {
   }
 }
 
-SdoServerModel::Answer SdoServerModel::begin_upload(Multiplexer at) {
+SdoServerModel::Answer SdoServerModel::begin_upload(const Multiplexer& at) {
   phase_ = Phase::idle;
   const ModelObject* const found = object(at);
   if (found == nullptr) {
@@ -138,7 +138,8 @@ SdoServerModel::Answer SdoServerModel::next_of_upload(bool toggle) {
   return answer;
 }
 
-SdoServerModel::Answer SdoServerModel::begin_download(const CanFrame& request, Multiplexer at) {
+SdoServerModel::Answer SdoServerModel::begin_download(const CanFrame& request,
+                                                      const Multiplexer& at) {
   phase_ = Phase::idle;
   const std::uint8_t command = request.data[0];
   const bool is_sized = bit(command, 0);
@@ -161,12 +162,13 @@ SdoServerModel::Answer SdoServerModel::begin_download(const CanFrame& request, M
   return frame(0x60, at);
 }
 
-SdoServerModel::Answer SdoServerModel::expedited_download(const Bytes& sent, Multiplexer at) {
+SdoServerModel::Answer SdoServerModel::expedited_download(const Bytes& sent,
+                                                          const Multiplexer& at) {
   const AbortCode code = store(at, sent);
   return code == 0 ? frame(0x60, at) : abort(at, code);
 }
 
-SdoServerModel::Answer SdoServerModel::unsized_download(Bytes sent, Multiplexer at) {
+SdoServerModel::Answer SdoServerModel::unsized_download(Bytes sent, const Multiplexer& at) {
   // As much as the object takes, but not nothing of something.
   if (const ModelObject* const found = object(at); found != nullptr && sent.size() > 1) {
     sent.resize(std::min(sent.size(), std::max<std::size_t>(found->most, 1)));
@@ -210,7 +212,7 @@ SdoServerModel::Answer SdoServerModel::last_of_download() {
   return frame(toggle_ ? 0x30 : 0x20, {});
 }
 
-ModelObject* SdoServerModel::object(Multiplexer at) {
+ModelObject* SdoServerModel::object(const Multiplexer& at) {
   for (ModelObject& candidate : objects_) {
     if (candidate.index == at[0] + 256 * at[1] && candidate.sub_index == at[2]) {
       return &candidate;
@@ -219,14 +221,14 @@ ModelObject* SdoServerModel::object(Multiplexer at) {
   return nullptr;
 }
 
-SdoServerModel::AbortCode SdoServerModel::absence(Multiplexer at) const {
+SdoServerModel::AbortCode SdoServerModel::absence(const Multiplexer& at) const {
   const bool has_index = std::any_of(
       objects_.begin(), objects_.end(),
       [&](const ModelObject& candidate) { return candidate.index == at[0] + 256 * at[1]; });
   return has_index ? no_such_sub_index : no_such_object;
 }
 
-SdoServerModel::AbortCode SdoServerModel::store(Multiplexer at, const Bytes& bytes) {
+SdoServerModel::AbortCode SdoServerModel::store(const Multiplexer& at, const Bytes& bytes) {
   ModelObject* const found = object(at);
   if (found == nullptr) {
     return absence(at);

@@ -49,17 +49,17 @@ class SdoServerModel {
 
   enum class Phase { idle, uploading, downloading };
 
-  Answer begin_upload(Multiplexer at);
-  Answer begin_download(const CanFrame& request, Multiplexer at);
+  Answer begin_upload(const Multiplexer& at);
+  Answer begin_download(const CanFrame& request, const Multiplexer& at);
   Answer next_of_upload(bool toggle);
   Answer next_of_download(const CanFrame& request);
-  Answer expedited_download(const Bytes& sent, Multiplexer at);
-  Answer unsized_download(Bytes sent, Multiplexer at);
+  Answer expedited_download(const Bytes& sent, const Multiplexer& at);
+  Answer unsized_download(Bytes sent, const Multiplexer& at);
   Answer last_of_download();
 
-  ModelObject* object(Multiplexer at);
-  AbortCode absence(Multiplexer at) const;
-  AbortCode store(Multiplexer at, const Bytes& bytes);
+  ModelObject* object(const Multiplexer& at);
+  AbortCode absence(const Multiplexer& at) const;
+  AbortCode store(const Multiplexer& at, const Bytes& bytes);
   Answer abort_transfer(AbortCode code);
 
   std::vector<ModelObject> objects_;
