@@ -62,9 +62,13 @@ TEST(Table, gives_a_column_up_before_it_cuts_words) {
 }
 
 TEST(Table, is_fitted_to_80_columns_where_the_terminal_is_not_known) {
-  Table table;
-  table.add({std::string(30, 'a') + " " + std::string(60, 'b')});
-  EXPECT_EQ(printed(table, 0), "  " + std::string(30, 'a') + "\n  " + std::string(60, 'b') + "\n");
+  const std::string first(30, 'a');
+  Table fitting;
+  fitting.add({first + " " + std::string(47, 'b')});
+  EXPECT_EQ(printed(fitting, 0), "  " + first + " " + std::string(47, 'b') + "\n");
+  Table wider;
+  wider.add({first + " " + std::string(48, 'b')});
+  EXPECT_EQ(printed(wider, 0), "  " + first + "\n  " + std::string(48, 'b') + "\n");
 }
 
 TEST(Table, keeps_to_every_width_with_room_for_its_columns) {
