@@ -53,8 +53,6 @@ class SimulatedBusNode {
   SimulatedBusNode& operator=(SimulatedBusNode&&) = delete;
   ~SimulatedBusNode();
 
-  std::uint8_t node_id() const { return node_id_; }
-
   /// The device behind the frames, for the bench. What it is told directly is not asked whether the
   /// state allows it.
   SimulatedNode& device() { return device_; }
