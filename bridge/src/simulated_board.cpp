@@ -12,6 +12,15 @@ SimulatedBoard::SimulatedBoard(const BoardFile& file) {
   NmtMaster(bus_).send(NmtCommand::start, 0);
 }
 
+std::vector<SimulatedBusNode*> SimulatedBoard::nodes() {
+  std::vector<SimulatedBusNode*> all;
+  all.reserve(nodes_.size());
+  for (const auto& node : nodes_) {
+    all.push_back(&node->node);
+  }
+  return all;
+}
+
 void SimulatedBoard::tick(std::chrono::milliseconds elapsed) {
   for (const auto& node : nodes_) {
     node->on_bus.tick(elapsed);

@@ -4,6 +4,7 @@
 
 #include "lamp_board.hpp"
 #include "velmora_can_bridge/bus/can_bus_backend.hpp"
+#include "velmora_can_bridge/simulator/fault_script.hpp"
 
 namespace velmora_can_bridge {
 namespace {
@@ -52,6 +53,25 @@ TEST(SimulatedBoardTest, time_passes_for_all_nodes_by_tick_alone) {
     EXPECT_EQ(frame.id, id);
   }
   EXPECT_EQ(listener->receive(frame, nanoseconds(0)), CanStatus::timed_out);
+}
+
+TEST(SimulatedBoardTest, nodes_may_be_given_faults) {
+  SimulatedBoard board(two_lamps());
+  const std::vector<SimulatedBusNode*> nodes = board.nodes();
+  ASSERT_EQ(nodes.size(), 2U);
+  const FaultScript faults =
+      parse_fault_script("node 0x11 at 1 s: no answer", {nodes.begin(), nodes.end()});
+  ASSERT_TRUE(faults);
+  nodes[1]->set_faults(*faults);
+  CanBusBackend backend(board);
+  Bytes read;
+  EXPECT_TRUE(backend.sdo_read(0x11, 0x2000, 1, read));
+
+  board.tick(milliseconds(1000));
+
+  EXPECT_TRUE(backend.sdo_read(0x10, 0x2000, 1, read));
+  EXPECT_FALSE(backend.sdo_read(0x11, 0x2000, 1, read));
+  EXPECT_EQ(backend.last_error(0x11)->text, "no answer within 500 ms");
 }
 
 /// A wait for what never comes ends at once, all of it later by the clock of the bus.

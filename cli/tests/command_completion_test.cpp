@@ -202,6 +202,7 @@ INSTANTIATE_TEST_SUITE_P(
                     CommandRow{"board_to_simulate", "sdo read --board r", {"robot.yaml"}},
                     CommandRow{"board_behind_equals", "sdo read --board=r", {"--board=robot.yaml"}},
                     CommandRow{"trace", "run --trace ", files},
+                    CommandRow{"script_of_faults", "simulate --script ", files},
                     CommandRow{"script", "script robot.yaml n", {"net", "notes.txt"}},
                     CommandRow{"home_behind_equals", "sdo read --board=~/r", {}},
                     CommandRow{"home_in_quotes", "run \"~/r", {}},

@@ -26,6 +26,10 @@ class SimulatedBoard : public CanChannel {
     return bus_.open(filters);
   }
 
+  /// The nodes in the order of the file: to look at their devices, or to give them faults
+  /// (`parse_fault_script`). They live as long as the board, which alone lets time pass for them.
+  std::vector<SimulatedBusNode*> nodes();
+
   /// Lets time pass on all nodes.
   void tick(std::chrono::milliseconds elapsed);
 
