@@ -55,6 +55,7 @@ std::optional<ObjectAddress> object_in(std::string_view text) {
 template <typename Text>
 std::vector<std::string> all_quoted(const std::vector<Text>& texts) {
   std::vector<std::string> all;
+  all.reserve(texts.size());
   for (const std::string_view text : texts) {
     all.push_back(quoted(text));
   }
@@ -121,6 +122,7 @@ bool FaultLine::read_node() {
   node_ = find_node(node_id);
   if (node_ == nullptr && problems_->size() == before) {
     std::vector<std::string> there_are;
+    there_are.reserve(nodes_->size());
     for (const SimulatedBusNode* const node : *nodes_) {
       there_are.push_back(hex<2>(node->node_id()));
     }
