@@ -78,11 +78,13 @@ class DisturbedEndpoint : public PassingEndpoint {
 
   bool happens(std::uint8_t percent) { return percent != 0 && random_() % 100 < percent; }
   milliseconds delay() {
-    return milliseconds(1 + random_() % static_cast<unsigned>(faults_->longest_delay().count()));
+    return milliseconds(1 +
+                        random_() % static_cast<std::uint32_t>(faults_->longest_delay().count()));
   }
 
   Faults* const faults_;
-  std::mt19937 random_;
+  // Small: there are two endpoints for each node.
+  std::minstd_rand random_;
   // By when they come.
   std::multimap<Time, CanFrame> held_;
   Time came_{};

@@ -24,8 +24,8 @@ std::uint8_t rpdo_of(const CanFrame& frame) {
 }
 
 Bytes bytes_at(const CanFrame& frame, std::size_t offset, std::size_t size) {
-  const auto first = frame.data.begin() + static_cast<std::ptrdiff_t>(offset);
-  return {first, first + static_cast<std::ptrdiff_t>(size)};
+  const std::uint8_t* const first = frame.data.data() + offset;
+  return {first, first + size};
 }
 
 /// Whether of two numbers of a sequence of so many bits the second is the older one.
@@ -36,9 +36,9 @@ bool goes_back(std::uint32_t before, std::uint32_t after, unsigned bits) {
 
 }  // namespace
 
-FrameCheck::FrameCheck(CanChannel& channel, std::vector<std::unique_ptr<SoakNode>>& all,
+FrameCheck::FrameCheck(CanChannel& channel, std::vector<std::unique_ptr<SoakNode>>& nodes_by_id,
                        Report& report)
-    : nodes_(&all), report_(&report), endpoint_(channel.open(all_rpdos())) {
+    : nodes_(&nodes_by_id), report_(&report), endpoint_(channel.open(all_rpdos())) {
   endpoint_->note_arrivals();
   thread_ = std::thread([this] { listen(); });
 }

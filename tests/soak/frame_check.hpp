@@ -21,7 +21,8 @@ namespace velmora_can_bridge::soak {
 class FrameCheck {
  public:
   /// All outlive it.
-  FrameCheck(CanChannel& channel, std::vector<std::unique_ptr<SoakNode>>& nodes, Report& report);
+  FrameCheck(CanChannel& channel, std::vector<std::unique_ptr<SoakNode>>& nodes_by_id,
+             Report& report);
   ~FrameCheck();
   FrameCheck(const FrameCheck&) = delete;
   FrameCheck(FrameCheck&&) = delete;

@@ -17,10 +17,13 @@ void Cell::begin_write(const Cell& other) {
   }
 }
 
-/// In fresh memory: what a long trouble has taken is not to count as growth.
+/// All cells take as much memory from the beginning on; what a long trouble has taken is given
+/// back.
 void Cell::confirm(const Bytes& value) {
-  if (possible_.capacity() > 2) {
-    std::vector<Bytes>().swap(possible_);
+  if (possible_.capacity() != usual_values) {
+    std::vector<Bytes> fresh;
+    fresh.reserve(usual_values);
+    possible_.swap(fresh);
   }
   possible_.assign(1, Bytes(value.begin(), value.end()));
 }

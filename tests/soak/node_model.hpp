@@ -3,6 +3,7 @@
 
 #include <array>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <mutex>
 #include <optional>
@@ -21,7 +22,7 @@ namespace velmora_can_bridge::soak {
 class Cell {
  public:
   /// A node starts with `start`.
-  explicit Cell(Bytes start) : start_(start), possible_{std::move(start)} {}
+  explicit Cell(const Bytes& start) : start_(start) { confirm(start); }
 
   /// `value` is on its way to the node.
   void begin_write(const Bytes& value);
@@ -31,12 +32,14 @@ class Cell {
   void begin_write(const Cell& other);
 
   bool may_hold(const Bytes& value, bool has_restarted) const;
-  std::size_t size() const { return start_.size(); }
 
   /// For people.
   std::string text() const;
 
  private:
+  // Of most cells: what it held, and what is written.
+  static constexpr std::size_t usual_values = 2;
+
   Bytes start_;
   std::vector<Bytes> possible_;
 };
@@ -55,7 +58,7 @@ struct Cells {
   using PerThread = std::array<Each, threads>;
 
   std::vector<Cell> words = std::vector<Cell>(threads, Cell(Bytes(4)));
-  std::vector<Cell> texts = std::vector<Cell>(threads, Cell(Bytes()));
+  std::vector<Cell> texts = std::vector<Cell>(threads, Cell(start_text()));
   std::vector<Cell> fields = std::vector<Cell>(threads, Cell(Bytes(2)));
   std::vector<Cell> pumps = std::vector<Cell>(threads, Cell(Bytes(2)));
   std::vector<Cell> outputs = std::vector<Cell>(threads, Cell(Bytes(1)));

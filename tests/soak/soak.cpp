@@ -79,7 +79,7 @@ class Watchdog {
 /// Lets simulated nodes answer, on a thread of its own.
 class NodeThread {
  public:
-  NodeThread(CanChannel& channel, std::vector<std::unique_ptr<SoakNode>>& all, Pulse& pulse)
+  NodeThread(CanChannel& channel, const std::vector<std::unique_ptr<SoakNode>>& all, Pulse& pulse)
       : server_(channel, bus_nodes(all)), pulse_(&pulse) {
     server_.boot();
     thread_ = std::thread([this] { serve(); });
@@ -94,8 +94,10 @@ class NodeThread {
   NodeThread& operator=(NodeThread&&) = delete;
 
  private:
-  static std::vector<SimulatedBusNode*> bus_nodes(std::vector<std::unique_ptr<SoakNode>>& all) {
+  static std::vector<SimulatedBusNode*> bus_nodes(
+      const std::vector<std::unique_ptr<SoakNode>>& all) {
     std::vector<SimulatedBusNode*> pointers;
+    pointers.reserve(all.size());
     for (const auto& node : all) {
       pointers.push_back(&node->node);
     }
@@ -270,7 +272,6 @@ class Soak {
   void settle_all() {
     const Time begun = Clock::now();
     world_.waiting_threads = 0;
-    world_.settled_nodes = 0;
     ++world_.round;
     world_.phase = Phase::settle;
     while (world_.waiting_threads < threads) {
@@ -301,7 +302,7 @@ class Soak {
     }
     // Each node has an endpoint for its transfers, and one more to wait for a quarantine's end from
     // the first such wait on.
-    if (end_.descriptors > before_.descriptors + 2 * nodes + other_endpoints) {
+    if (end_.descriptors > before_.descriptors + std::size_t{2} * nodes + other_endpoints) {
       report_->problem("too many descriptors are open");
     }
     if (end_.threads != warm_.threads) {
@@ -315,7 +316,7 @@ class Soak {
   static constexpr std::size_t other_endpoints = 12;
   // What each node and thread has of its own once it has met all troubles: a text of its last
   // error, a place for late answers, a queue of the largest size.
-  static constexpr std::size_t heap_tolerance = std::size_t{1024} * 1024;
+  static constexpr std::size_t heap_tolerance = std::size_t{512} * 1024;
 
   const Resources before_ = Resources::now();
   const Arguments arguments_;
@@ -358,7 +359,8 @@ void run_on_interface(const Arguments& arguments, Report& report) {
       return;
     }
     const std::string command = "ip link set dev " + arguments.interface + (up ? " up" : " down");
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing else handles signals or children here
+    // NOLINTNEXTLINE(concurrency-mt-unsafe,cert-env33-c): nothing else handles signals or children
+    // here
     if (std::system(command.c_str()) != 0) {
       report.problem("failed: " + command);
     }
@@ -391,7 +393,7 @@ int run(const Arguments& arguments) {
   const Resources before = Resources::now();
   Report report;
   {
-    const Watchdog watchdog(seconds(arguments.seconds * 2 + 180), arguments.seed);
+    const Watchdog watchdog(seconds(arguments.seconds * 2 + 120), arguments.seed);
     (is_in_process ? run_in_process : run_on_interface)(arguments, report);
   }
   const Resources after = Resources::now();

@@ -1,5 +1,6 @@
 #include "soak_board.hpp"
 
+#include <algorithm>
 #include <initializer_list>
 #include <map>
 #include <utility>
@@ -184,12 +185,18 @@ BoardFile soak_board() {
 }
 
 void add_objects(SimulatedNode& node) {
-  constexpr std::size_t longest_text = 100;
   for (std::size_t thread = 0; thread < threads; ++thread) {
     const std::uint8_t sub_index = sub_index_of(thread);
     node.add_object(word_object, sub_index, {ObjectAccess::read_write, Bytes(4)});
-    node.add_object(text_object, sub_index, {ObjectAccess::read_write, {}, true, longest_text});
+    node.add_object(text_object, sub_index,
+                    {ObjectAccess::read_write, start_text(), true, longest_text});
   }
+}
+
+Bytes start_text() {
+  Bytes text(longest_text);
+  std::fill(text.begin(), text.end(), std::uint8_t{'t'});
+  return text;
 }
 
 Bytes bytes_of(std::uint32_t value, std::size_t size) {

@@ -17,7 +17,7 @@ namespace velmora_can_bridge::soak {
 inline constexpr std::uint16_t field_object = 0x2000;
 /// u32, by SDO alone.
 inline constexpr std::uint16_t word_object = 0x2100;
-/// A text, by segmented SDO.
+/// A text, by segmented SDO; `start_text` at the start.
 inline constexpr std::uint16_t text_object = 0x2200;
 /// u16; those of the first four threads in RPDO 5, the others by SDO.
 inline constexpr std::uint16_t pump_object = 0x2400;
@@ -66,6 +66,11 @@ void add_objects(SimulatedNode& node);
 
 /// `value` in `size` bytes, the low one first.
 Bytes bytes_of(std::uint32_t value, std::size_t size);
+
+inline constexpr std::size_t longest_text = 60;
+
+/// As long as any: what a node holds grows by no write.
+Bytes start_text();
 
 /// Up to 4 bytes as a number.
 std::uint32_t number_of(const Bytes& bytes);

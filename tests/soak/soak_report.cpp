@@ -59,8 +59,9 @@ void Report::problem(const std::string& text) {
 }
 
 void Report::count(std::string_view kind, Outcome outcome) {
-  const auto row = std::find_if(std::begin(operation_kinds), std::end(operation_kinds),
-                                [&](const OperationKind& each) { return each.kind == kind; });
+  const auto* const row =
+      std::find_if(std::begin(operation_kinds), std::end(operation_kinds),
+                   [&](const OperationKind& each) { return each.kind == kind; });
   if (row != std::end(operation_kinds)) {
     const auto position = static_cast<std::size_t>(std::distance(std::begin(operation_kinds), row));
     ++operations_.at(position).at(static_cast<std::size_t>(outcome));

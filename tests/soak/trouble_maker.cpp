@@ -77,12 +77,13 @@ void TroubleMaker::end_all() {
 }
 
 void TroubleMaker::end_due(Time now) {
-  const auto due = std::stable_partition(episodes_.begin(), episodes_.end(),
-                                         [&](const Episode& each) { return each.end > now; });
-  const std::vector<Episode> ended(due, episodes_.end());
-  episodes_.erase(due, episodes_.end());
-  for (const Episode& episode : ended) {
-    end(episode);
+  for (auto episode = episodes_.begin(); episode != episodes_.end();) {
+    if (episode->end > now) {
+      ++episode;
+    } else {
+      end(*episode);
+      episode = episodes_.erase(episode);
+    }
   }
 }
 

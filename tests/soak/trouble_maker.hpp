@@ -30,9 +30,9 @@ class TroubleMaker {
 
  private:
   struct Episode {
-    Trouble kind;
-    SoakNode* node;
-    Time end;
+    Trouble kind = Trouble::silence;
+    SoakNode* node = nullptr;
+    Time end{};
   };
 
   void end_due(Time now);

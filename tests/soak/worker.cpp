@@ -55,7 +55,7 @@ void Worker::run() {
 }
 
 struct Worker::Task {
-  Operation operation;
+  Operation operation = nullptr;
   /// Runs only where this thread owns that.
   std::optional<Owned> owned{};
 };
@@ -109,7 +109,6 @@ void Worker::settle_round() {
     while (world_->phase == Phase::settle && !settle(node)) {
       std::this_thread::sleep_for(milliseconds(20));
     }
-    ++world_->settled_nodes;
   }
   ++world_->waiting_threads;
 }
@@ -288,7 +287,7 @@ Worker::Called Worker::read(SoakNode& node, const Cell& cell, const Call& call,
   return called;
 }
 
-void Worker::check_value(SoakNode& node, const Cell& cell, const Bytes& value,
+void Worker::check_value(const SoakNode& node, const Cell& cell, const Bytes& value,
                          const std::string& name) {
   ++world_->report.values_checked;
   if (!cell.may_hold(value, node.has_restarted())) {
@@ -313,7 +312,7 @@ void Worker::write_word(SoakNode& node) {
 /// Segmented, or expedited where it is short.
 void Worker::write_text(SoakNode& node) {
   Bytes value;
-  const std::size_t size = below(60);
+  const std::size_t size = below(longest_text - 3);
   while (value.size() < size) {
     value = joined(value, bytes_of(next_number(node, 32), 4));
   }
@@ -554,7 +553,7 @@ void Worker::command_claw(SoakNode& node) {
   }
 }
 
-std::uint32_t Worker::next_number(SoakNode& node, unsigned bits) {
+std::uint32_t Worker::next_number(SoakNode& node, unsigned bits) const {
   return signed_number(thread_, ++node.sequences.at(thread_), bits);
 }
 

@@ -57,7 +57,8 @@ class Worker {
   Called write(SoakNode& node, Cell& cell, const Bytes& value, const Call& call);
   static void confirm(const SoakNode& node, const Called& written, Cell& cell, const Bytes& value);
   Called read(SoakNode& node, const Cell& cell, const Call& call, const Confirm& confirm);
-  void check_value(SoakNode& node, const Cell& cell, const Bytes& value, const std::string& name);
+  void check_value(const SoakNode& node, const Cell& cell, const Bytes& value,
+                   const std::string& name);
   void wrong(const SoakNode& node, const std::string& what);
 
   void write_word(SoakNode& node);
@@ -88,7 +89,7 @@ class Worker {
   void command_claw(SoakNode& node);
 
   std::uint32_t below(std::uint32_t limit) { return static_cast<std::uint32_t>(random_() % limit); }
-  std::uint32_t next_number(SoakNode& node, unsigned bits);
+  std::uint32_t next_number(SoakNode& node, unsigned bits) const;
   std::string own(const char* operation) const { return operation + std::to_string(sub_index_); }
 
   World* const world_;

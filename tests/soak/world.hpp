@@ -55,9 +55,8 @@ struct World {
   Pulse& pulse;
 
   std::atomic<Phase> phase{Phase::run};
-  /// Of settling, and the nodes that are through with it.
+  /// Of settling, and the threads that are through with it.
   std::atomic<unsigned> round{0};
-  std::atomic<unsigned> settled_nodes{0};
   std::atomic<unsigned> waiting_threads{0};
   /// Where most operations go, so that threads meet; changes now and again.
   std::atomic<std::uint8_t> crowded_node{1};
