@@ -103,7 +103,7 @@ TEST(DeviceComparisonTest, sees_what_a_master_has_configured_since_the_start) {
   const std::vector<PdoConfig> pdos{rpdo(1, {controlword, velocity})};
   Device device(pdos);
   const auto write = [&](std::uint16_t index, std::uint8_t sub_index,
-                         std::vector<std::uint8_t> value) {
+                         const std::vector<std::uint8_t>& value) {
     ASSERT_TRUE(device.backend.sdo_write(0x10, index, sub_index, value));
   };
   write(0x1400, 1, u32(0x80000210));

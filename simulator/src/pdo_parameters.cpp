@@ -278,9 +278,8 @@ void NodePdos::refresh(const ObjectDictionary& objects, std::uint16_t index) {
   if (!place) {
     return;
   }
-  std::map<std::uint8_t, PdoParameters>& pdos = of(place->indices->direction);
-  const auto found = pdos.find(place->number);
-  if (found != pdos.end()) {
+  const auto found = of(place->indices->direction).find(place->number);
+  if (found != of(place->indices->direction).end()) {
     found->second = parameters_of(objects, *place->indices, place->number);
   }
 }
