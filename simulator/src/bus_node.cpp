@@ -22,11 +22,13 @@ constexpr std::uint8_t highest_cyclic = 240;
 
 bool goes_at_once(const PdoCommunication& pdo) { return pdo.transmission >= event_driven_by_maker; }
 
-/// What was kept of the PDO of that number; something new when nothing was.
+/// What was kept of the PDO of that number; something new when nothing was, or of another type: a
+/// frame that waited for a SYNC would come behind newer ones.
 template <typename Kept>
 Kept kept_of(const std::vector<Kept>& all, const PdoCommunication& pdo) {
   const auto found = std::find_if(all.begin(), all.end(), [&](const Kept& kept) {
-    return kept.pdo.number == pdo.number && kept.pdo.cob_id == pdo.cob_id;
+    return kept.pdo.number == pdo.number && kept.pdo.cob_id == pdo.cob_id &&
+           kept.pdo.transmission == pdo.transmission;
   });
   Kept kept = found == all.end() ? Kept{} : *found;
   kept.pdo = pdo;
@@ -81,6 +83,7 @@ void SimulatedBusNode::set_faults(const std::vector<Fault>& faults) {
     // Nothing that ends sends anything.
     std::vector<CanFrame> none;
     follow_faults(none);
+    late_answers_.clear();
   }
   const bool has_any = std::any_of(faults.begin(), faults.end(),
                                    [&](const Fault& fault) { return fault.node_id == node_id_; });
@@ -254,6 +257,8 @@ void SimulatedBusNode::handle_sdo(const CanFrame& frame, std::vector<CanFrame>& 
 
 void SimulatedBusNode::handle_faulty_sdo(const CanFrame& frame, std::vector<CanFrame>& answers) {
   faults_->note_request(frame);
+  // Of a transfer that was given up before this request.
+  follow_faults(answers);
   if (const auto answered = faulty_answer(frame)) {
     const Fault* const late = faults_->strike(FaultKind::late_answer);
     if (late != nullptr) {
@@ -411,18 +416,10 @@ void SimulatedBusNode::take_in_parameters() {
   revision_ = revision;
   rpdos_ = kept_of(rpdos_, device_.enabled_rpdos());
   tpdos_ = kept_of(tpdos_, device_.enabled_tpdos());
-  std::vector<Consumer> consumers;
-  for (const HeartbeatConsumer& heartbeat : device_.heartbeat_consumers()) {
-    const auto found = std::find_if(
-        consumers_.begin(), consumers_.end(),
-        [&](const Consumer& consumer) { return consumer.heartbeat.node_id == heartbeat.node_id; });
-    consumers.push_back(found == consumers_.end() ? Consumer{} : *found);
-    consumers.back().heartbeat = heartbeat;
-  }
-  consumers_ = std::move(consumers);
+  take_in_consumers();
   sync_cob_id_ = static_cast<std::uint16_t>(parameter({sync_cob_id_index, 0}, 4) & highest_can_id);
   const std::uint64_t emergency = parameter({emergency_cob_id_index, 0}, 4);
-  emergency_cob_id_ = (emergency & cob_id_disabled) != 0
+  emergency_cob_id_ = emergency == 0 || emergency > highest_can_id
                           ? std::nullopt
                           : std::make_optional(static_cast<std::uint16_t>(emergency));
   const std::chrono::milliseconds period(parameter({producer_heartbeat_index, 0}, 2));
@@ -435,6 +432,28 @@ void SimulatedBusNode::take_in_parameters() {
 void SimulatedBusNode::restart(std::vector<CanFrame>& frames) {
   device_.reset();
   start_up(frames);
+}
+
+/// Those that are waited for still go on. A lost one that nobody waits for any more is no error.
+void SimulatedBusNode::take_in_consumers() {
+  std::vector<Consumer> consumers;
+  for (const HeartbeatConsumer& heartbeat : device_.heartbeat_consumers()) {
+    const auto found = std::find_if(
+        consumers_.begin(), consumers_.end(),
+        [&](const Consumer& consumer) { return consumer.heartbeat.node_id == heartbeat.node_id; });
+    consumers.push_back(found == consumers_.end() ? Consumer{} : *found);
+    consumers.back().heartbeat = heartbeat;
+    if (found != consumers_.end()) {
+      found->is_lost = false;
+    }
+  }
+  consumers_.swap(consumers);
+  for (const Consumer& earlier : consumers) {
+    if (earlier.is_lost) {
+      device_.regain_heartbeat(earlier.heartbeat.node_id);
+      may_have_changed_ = true;
+    }
+  }
 }
 
 void SimulatedBusNode::start_up(std::vector<CanFrame>& frames) {

@@ -447,7 +447,14 @@ void FaultLine::check_drive(std::size_t column) {
   }
   const std::vector<std::string> drives = node_->device().drives();
   const std::string node = node_text(fault_.node_id);
-  if (drives.empty()) {
+  const auto beyond_comment =
+      std::find_if(drives.begin(), drives.end(), [&](const std::string& drive) {
+        return !fault_.device.empty() && drive.rfind(fault_.device + " #", 0) == 0;
+      });
+  if (beyond_comment != drives.end()) {
+    report(column, node + " has a drive " + quoted(*beyond_comment) +
+                       " as well, and no line can tell them apart: # begins a comment");
+  } else if (drives.empty()) {
     report(column, node + " has no drive");
   } else if (fault_.device.empty() && drives.size() == 1) {
     fault_.device = drives.front();

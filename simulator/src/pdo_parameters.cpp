@@ -154,7 +154,9 @@ bool is_mappable_index(std::uint16_t index) {
 std::optional<SdoAbort> entry_refusal(const ObjectDictionary& objects, PdoDirection direction,
                                       const PdoMapping& mapping) {
   if (is_dummy_entry(mapping)) {
-    return refused_if(mapping.bit_length > bits_of_frame, SdoAbort::pdo_too_long);
+    const bool is_mappable = direction == PdoDirection::rpdo && mapping.bit_length > 0;
+    return is_mappable ? refused_if(mapping.bit_length > bits_of_frame, SdoAbort::pdo_too_long)
+                       : SdoAbort::not_mappable;
   }
   const ObjectEntry* const entry = objects.find(mapping.index, mapping.sub_index);
   if (entry == nullptr) {

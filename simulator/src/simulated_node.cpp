@@ -133,10 +133,7 @@ std::optional<SdoAbort> SimulatedNode::sdo_download(std::uint16_t index, std::ui
   const std::lock_guard<std::mutex> lock(mutex_);
   last_sdo_abort_ = download_refusal({index, sub_index}, data);
   if (!last_sdo_abort_ && !objects_.is_held({index, sub_index})) {
-    if (!is_command_object({index, sub_index})) {
-      objects_.store(index, sub_index, data);
-    }
-    act_on_write(index, sub_index);
+    write({index, sub_index}, data);
   }
   return last_sdo_abort_;
 }
@@ -145,10 +142,10 @@ void SimulatedNode::receive_rpdo(std::uint8_t rpdo, const std::array<std::uint8_
                                  std::uint8_t length) {
   const std::lock_guard<std::mutex> lock(mutex_);
   const PdoParameters* const found = pdos_->find(PdoDirection::rpdo, rpdo);
-  if (found == nullptr || length > longest_frame) {
+  const std::size_t mapped_length = found == nullptr ? 0 : mapped_bytes(found->mappings);
+  if (mapped_length == 0 || length > longest_frame) {
     return;
   }
-  const std::size_t mapped_length = mapped_bytes(found->mappings);
   if (length < mapped_length) {
     note_length_error(rpdo, emergency_rpdo_too_short);
     return;
@@ -199,7 +196,8 @@ std::vector<std::string> SimulatedNode::drives() const {
 
 bool SimulatedNode::inject_fault(const std::string& device, std::uint16_t error_code) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  const bool is_known = drives_->inject_fault(device, error_code, objects_);
+  const std::uint16_t told = error_code == 0 ? emergency_generic_error : error_code;
+  const bool is_known = drives_->inject_fault(device, told, objects_);
   note_fault_changes();
   return is_known;
 }
@@ -367,6 +365,12 @@ std::optional<SdoAbort> SimulatedNode::download_refusal(
   if (const auto refusal = objects_.download_refusal(at.index, at.sub_index, data.size())) {
     return refusal;
   }
+  return value_refusal(at, data);
+}
+
+/// Of a value of the object's size, whoever writes it.
+std::optional<SdoAbort> SimulatedNode::value_refusal(ObjectAddress at,
+                                                     const std::vector<std::uint8_t>& data) const {
   if (const auto refusal = pdo_parameter_refusal(objects_, at, data)) {
     return refusal;
   }
@@ -441,11 +445,17 @@ void SimulatedNode::write_mapped_object(std::uint16_t index, std::uint8_t sub_in
     return;
   }
   value.resize(entry->value.size());
-  if (drives_->refusal({index, sub_index}, value)) {
+  if (value_refusal({index, sub_index}, value)) {
     return;
   }
-  objects_.store(index, sub_index, value);
-  act_on_write(index, sub_index);
+  write({index, sub_index}, value);
+}
+
+void SimulatedNode::write(ObjectAddress at, const std::vector<std::uint8_t>& value) {
+  if (!is_command_object(at)) {
+    objects_.store(at.index, at.sub_index, value);
+  }
+  act_on_write(at.index, at.sub_index);
 }
 
 }  // namespace velmora_can_bridge

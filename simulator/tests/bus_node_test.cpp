@@ -702,6 +702,30 @@ TEST_F(TransmissionTest, what_waits_for_the_sync_is_forgotten_when_operational_i
   EXPECT_EQ(value(output), (Bytes{0, 0}));
 }
 
+TEST_F(TransmissionTest, what_waits_for_the_sync_is_forgotten_with_another_type) {
+  enter(NmtState::operational);
+  receive(sdo_write({0x1401, 2}, 1, 1));
+  receive(frame(0x321, {1, 1}));
+  receive(sdo_write({0x1401, 2}, 1, 255));
+  receive(frame(0x321, {2, 2}));
+  receive(sync_frame);
+
+  EXPECT_EQ(value(output), (Bytes{2, 2})) << "not set back to what is older";
+}
+
+TEST_F(TransmissionTest, counts_the_syncs_of_the_type_that_it_has) {
+  boot();
+  receive(sdo_write(tpdo_2_type, 1, 0));
+  receive(nmt(NmtCommand::start));
+  for (int sync = 0; sync < 5; ++sync) {
+    receive(sync_frame);
+  }
+  receive(sdo_write(tpdo_2_type, 1, 3));
+  EXPECT_THAT(receive(sync_frame), IsEmpty());
+  EXPECT_THAT(receive(sync_frame), IsEmpty());
+  EXPECT_THAT(receive(sync_frame), ElementsAre(tpdo_2_at_first));
+}
+
 TEST_F(TransmissionTest, cyclic_tpdo_goes_with_every_so_manieth_sync) {
   boot();
   receive(sdo_write(tpdo_2_type, 1, 3));
@@ -902,6 +926,35 @@ TEST_F(BusNodeTest, no_heartbeat_without_a_time) {
   boot();
 
   EXPECT_THAT(tick(100'000), IsEmpty());
+}
+
+TEST_F(BusNodeTest, lost_heartbeat_that_nobody_waits_for_any_more_is_no_error) {
+  constexpr ObjectAddress waited_for{0x1016, 1};
+  boot();
+  receive(sdo_write(waited_for, 4, 0x007F0064));
+  receive(frame(0x77F, {5}));
+  EXPECT_THAT(tick(150), ElementsAre(frame(0x085, {0x30, 0x81, 0x11, 0x7F, 0, 0, 0, 0})));
+
+  const Frames answers = receive(sdo_write(waited_for, 4, 0));
+  EXPECT_EQ(answers.back(), frame(0x085, {0, 0, 0, 0x7F, 0, 0, 0, 0}));
+  EXPECT_EQ(value({0x1001, 0}), Bytes{0});
+
+  receive(sdo_write(waited_for, 4, 0x007F0064));
+  EXPECT_THAT(tick(500), IsEmpty()) << "waited for from the first one on";
+}
+
+TEST_F(BusNodeTest, emergencies_have_no_identifier_that_is_none) {
+  for (const std::uint32_t cob_id : {0U, 0x800U, 0xFFFFU}) {
+    SCOPED_TRACE(cob_id);
+    node.device().set_object_value(
+        0x1014, 0,
+        {static_cast<std::uint8_t>(cob_id), static_cast<std::uint8_t>(cob_id >> 8U), 0, 0});
+    boot();
+    receive(sdo_write({0x1016, 1}, 4, 0x007F0064));
+    receive(frame(0x77F, {5}));
+    EXPECT_THAT(tick(150), IsEmpty());
+    receive(sdo_write({0x1016, 1}, 4, 0));
+  }
 }
 
 TEST_F(BusNodeTest, heartbeats_that_were_missed_are_not_sent_later) {

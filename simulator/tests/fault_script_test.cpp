@@ -294,5 +294,17 @@ TEST(FaultScriptTest, keeps_line_and_text_for_reports) {
   EXPECT_EQ(faults->front().text, "node 16  at 1 s: restart");
 }
 
+TEST(FaultScriptTest, strikes_no_drive_for_one_whose_name_a_comment_cuts) {
+  const SimulatedBusNode arms(
+      5, {{}, {{"arm", {"ci402", 0x6040, 0}}, {"arm #2", {"ci402", 0x6840, 0}}}});
+  const FaultScript faults =
+      parse_fault_script("node 5 at 1 s: drive fault 0x2310 of arm #2", {&arms});
+  ASSERT_FALSE(faults);
+  EXPECT_THAT(
+      mistakes(faults.error()),
+      ElementsAre("1:38: node 0x05 has a drive \"arm #2\" as well, and no line can tell them "
+                  "apart: # begins a comment"));
+}
+
 }  // namespace
 }  // namespace velmora_can_bridge

@@ -381,6 +381,25 @@ TEST_F(NodeFaultsTest, abandoned_transfer_counts_when_the_next_begins) {
   EXPECT_EQ(read(0x6041), no_answer_text);
 }
 
+TEST_F(NodeFaultsTest, hold_after_an_abandoned_transfer_holds_before_the_next) {
+  start("node 5 after 1 read of 0x2100/0: hold 0x2000/1");
+  const std::string before = read(0x2000, 1);
+  std::vector<CanFrame> answers;
+  node.receive(sdo_frame(0x605, 0x40, {0x2100, 0}), answers);
+
+  EXPECT_EQ(write(0x2000, 1, {7, 0}), "ok");
+  EXPECT_EQ(read(0x2000, 1), before);
+}
+
+TEST_F(NodeFaultsTest, late_answer_ends_with_its_fault) {
+  start("node 5 at 0 s: answer 100 ms late from then on");
+  std::vector<CanFrame> frames;
+  node.receive(sdo_frame(0x605, 0x40, {0x6041, 0}), frames);
+  node.set_faults({});
+  node.tick(milliseconds(200), frames);
+  EXPECT_THAT(frames, IsEmpty());
+}
+
 TEST_F(NodeFaultsTest, request_that_is_cut_off_is_ignored) {
   start("node 5 at 0 s: abort 0x08000000");
   std::vector<CanFrame> answers;

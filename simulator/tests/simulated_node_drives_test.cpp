@@ -347,6 +347,13 @@ TEST_F(SimulatedNodeDrivesTest, fault_needs_a_drive_of_that_name) {
   EXPECT_FALSE(SimulatedNode(5).inject_fault("left"));
 }
 
+TEST_F(SimulatedNodeDrivesTest, fault_without_a_code_has_the_generic_one) {
+  EXPECT_TRUE(node.inject_fault("left", 0));
+  EXPECT_EQ(node.object_value(0x603F, 0), (Bytes{0x00, 0x10}));
+  ASSERT_EQ(node.emergencies().size(), 1U);
+  EXPECT_EQ(node.emergencies().front().error_code, emergency_generic_error);
+}
+
 TEST_F(SimulatedNodeDrivesTest, error_code_tells_the_latest_fault) {
   EXPECT_EQ(value(0x603F), 0U);
 

@@ -191,6 +191,19 @@ TEST_F(SimulatedNodeTest, rpdo_respects_bit_positions_dummies_and_access) {
   EXPECT_EQ(node.object_value(0x6041, 0), (Bytes{0xAA, 0xBB}));
 }
 
+TEST_F(SimulatedNodeTest, rpdo_that_maps_nothing_is_ignored) {
+  SimulatedNode deaf(5, one_rpdo({}));
+  EXPECT_TRUE(deaf.send_rpdo(5, 1, counting, 3));
+  EXPECT_THAT(deaf.emergencies(), IsEmpty());
+}
+
+TEST_F(SimulatedNodeTest, rpdo_writes_parameters_as_sdo_does) {
+  SimulatedNode odd(5, one_rpdo({{0x1014, 0, 32, ""}, {0x1010, 1, 32, ""}}));
+  EXPECT_TRUE(odd.send_rpdo(5, 1, {0, 0, 0, 0, 1, 2, 3, 4}, 8));
+  EXPECT_EQ(odd.object_value(0x1014, 0), (Bytes{0x85, 0, 0, 0}));
+  EXPECT_EQ(odd.object_value(0x1010, 1), (Bytes{1, 0, 0, 0}));
+}
+
 TEST_F(SimulatedNodeTest, rpdo_leaves_the_last_abort) {
   node.sdo_write(6, 0x6040, 0, {0, 0});
 

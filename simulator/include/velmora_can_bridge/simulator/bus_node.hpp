@@ -83,9 +83,9 @@ class SimulatedBusNode {
   /// back as `SimulatedNode::reset` does, reset communication as `reset_communication`; both boot.
   void receive(const CanFrame& frame, std::vector<CanFrame>& answers);
 
-  /// While changes are held, `receive` appends answers alone and leaves TPDOs and emergencies to
-  /// the next `tick`, or to the first frame after the hold: for the one driver of the node, while
-  /// it has older ones still to send. Not held at first.
+  /// While changes are held, `receive` appends answers and the TPDOs of a SYNC alone and leaves
+  /// other TPDOs and emergencies to the next `tick`, or to the first frame after the hold: for the
+  /// one driver of the node, while it has older ones still to send. Not held at first.
   void hold_changes(bool hold);
 
   /// Lets time pass as `SimulatedNode::tick`, in whatever state. Appends what `receive` has held
@@ -146,6 +146,7 @@ class SimulatedBusNode {
   void look_after_heartbeats(std::chrono::milliseconds elapsed, std::vector<CanFrame>& frames);
   void act_on_lost_heartbeat();
   void take_in_parameters();
+  void take_in_consumers();
   void restart(std::vector<CanFrame>& frames);
   void start_up(std::vector<CanFrame>& frames);
   void forget_transfer();

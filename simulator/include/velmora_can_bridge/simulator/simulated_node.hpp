@@ -192,9 +192,9 @@ class SimulatedNode : public CanOpenBackend {
   /// emergency tell `error_code` (CiA 402-2).
   ///
   /// False, and nothing changed, when no device with a drive has that name. A drive that has a
-  /// fault already keeps that one. Otherwise bit 0 of the error register is set and an emergency is
-  /// noted. When the fault is reset another one is, 0x0000, and bit 0 is cleared if it is
-  /// the only one and no other drive has a fault.
+  /// fault already keeps that one. 0, which means no error, counts as 0x1000. Otherwise bit 0 of
+  /// the error register is set and an emergency is noted. When the fault is reset another one is,
+  /// 0x0000, and bit 0 is cleared if it is the only one and no other drive has a fault.
   bool inject_fault(const std::string& device, std::uint16_t error_code = emergency_generic_error);
 
   /// From now on the object keeps its value, a reset included: downloads and RPDOs are accepted and
@@ -262,6 +262,9 @@ class SimulatedNode : public CanOpenBackend {
   std::uint8_t error_register() const;
   std::optional<SdoAbort> download_refusal(ObjectAddress at,
                                            const std::vector<std::uint8_t>& data) const;
+  std::optional<SdoAbort> value_refusal(ObjectAddress at,
+                                        const std::vector<std::uint8_t>& data) const;
+  void write(ObjectAddress at, const std::vector<std::uint8_t>& value);
   void store_parameters();
   void reset_start_objects();
   ObjectDictionary fresh_objects() const;
