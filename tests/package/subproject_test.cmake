@@ -5,6 +5,7 @@ include(${CMAKE_CURRENT_LIST_DIR}/run.cmake)
 file(REMOVE_RECURSE ${WORK_DIR})
 run("configuring" ${CMAKE_COMMAND} -S ${REPOSITORY}/tests/package/subproject -B ${WORK_DIR}/build -G
     ${GENERATOR} -DCMAKE_CXX_COMPILER=${CXX} -DREPOSITORY=${REPOSITORY} -DWITH=${WITH}
+    -DCMAKE_UNITY_BUILD=ON
     -DFETCHCONTENT_BASE_DIR=${WORK_DIR}/fetched)
 run("building" ${CMAKE_COMMAND} --build ${WORK_DIR}/build --target robot)
 run("running" ${WORK_DIR}/build/robot)
