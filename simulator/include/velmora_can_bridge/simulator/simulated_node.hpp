@@ -93,7 +93,7 @@ class SimulatedNode : public CanOpenBackend {
   /// Emergencies that are kept; an older one makes room for a newer one.
   static constexpr std::size_t emergency_limit = 16;
 
-  /// A bare node: the objects 0x1000, 0x1001, 0x1008, 0x1017 and 0x1018, no RPDO.
+  /// A bare node: the objects that every node has (docs/simulator.md), no PDO.
   ///
   /// CANopen node ids are 1 to 127; any other is taken as it is.
   explicit SimulatedNode(std::uint8_t node_id);
