@@ -154,8 +154,8 @@ class SimulatedNode : public CanOpenBackend {
   /// objects and dummy entries (`is_dummy_entry`) are passed over. A frame shorter than the mapping
   /// changes no mapped object, of a longer one the bytes behind the mapping are passed over. Either
   /// sets the communication and generic bits of the error register and is noted as an emergency,
-  /// 0x8210 for too few bytes, 0x8220 for too many. An RPDO that the node does not have and a
-  /// `length` above 8 are ignored.
+  /// 0x8210 for too few bytes, 0x8220 for too many. An RPDO that the node does not have, one that
+  /// maps nothing and a `length` above 8 are ignored. A value that SDO would refuse is passed over.
   void receive_rpdo(std::uint8_t rpdo, const std::array<std::uint8_t, 8>& data,
                     std::uint8_t length);
 
